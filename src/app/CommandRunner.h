@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+// The shell-command runners: each hands a command line to the shell with standard output
+// redirected into a fixed file of its own in the user's temporary directory, waits for it, and
+// answers that file's host path (a null string for a null command line). Standard error stays
+// with the process; the shell's exit status is not looked at. A stale file from an earlier run
+// is deleted first, so a command that prints nothing leaves an empty file behind.
+//
+// Callers format their lines with QvFormatCommand into 64- or 128-byte buffers and read the
+// answer back with PropertyList::readDictionary.
+QString execCommand(const QByteArray& line);           // KelvaroTemp.plist: the drive picker
+QString QvExecCommand(const QByteArray& line);         // QvTemp.plist: the target-drive control
+QString GetExecCommand(const QByteArray& line);        // Fennick.plist: QvPublicUtilities
+QString eraserDiskCommand(const QByteArray& line);     // eraserDiskTemp.plist: the clone start
+QString eraserExecCommand(const QByteArray& line);     // eraserVolumeTemp.plist: formatting
+QString aepairExecCommand(const QByteArray& line);     // BrindleRepairTemp.plist: Disk Manager
+QString changeNameExecCommand(const QByteArray& line); // BrindleChangeNameTemp.plist: rename after format
+QString ejectExecCommand(const QByteArray& line);      // ejectExecCommandTemp.plist: the image builder
+// Output into the given Mac path, with a 4096-byte line buffer; nothing when either is null.
+void DoCommand(const QByteArray& line, const QString& outputMacPath);
+
+// The host path of a runner's output file, e.g. runnerOutputPath("KelvaroTemp.plist").
+QString runnerOutputPath(const QString& fileName);

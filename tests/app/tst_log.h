@@ -1,0 +1,10 @@
+#pragma once
+#include <QObject>
+
+class TestLog : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void firstCallCreatesTheFileWithTheLineFormat();
+    void reopensAfterUninitAndAppends();
+    void writesLongMessagesWholeAndLinesWhole();
+};

@@ -1,0 +1,43 @@
+#include "TestMachine.h"
+
+#include "platform/Machine.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+TestMachine::TestMachine() : m_dir(QDir::tempPath() + QStringLiteral("/tavrill-test-XXXXXX")) {
+    m_previousRoot = Machine::root();
+    for (const char* folder : {"tmp", "Volumes", "usr/sbin", "usr/bin", "Users/tester/Desktop", "var/log"})
+        QDir(m_dir.path()).mkpath(QString::fromLatin1(folder));
+    Machine::setRoot(m_dir.path());
+}
+
+TestMachine::~TestMachine() {
+    Machine::setRoot(m_previousRoot);
+}
+
+QString TestMachine::host(const QString& macPath) const {
+    return m_dir.path() + macPath;
+}
+
+QString TestMachine::writeFile(const QString& macPath, const QByteArray& content) {
+    const QString path = host(macPath);
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile f(path);
+    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        f.write(content);
+    return path;
+}
+
+QString TestMachine::installTool(const QString& macPath, const QByteArray& scriptBody) {
+    const QString path = writeFile(macPath, "#!/bin/sh\n" + scriptBody + "\n");
+    QFile::setPermissions(path,
+                          QFile::permissions(path) | QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther);
+    return path;
+}
+
+QByteArray TestMachine::readFile(const QString& macPath) const {
+    QFile f(host(macPath));
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
