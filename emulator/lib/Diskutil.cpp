@@ -1,0 +1,1097 @@
+// The emulated diskutil: list and info as property lists, and the verbs that change disks.
+
+#include "EmuPlist.h"
+#include "EmuTools.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QRegularExpression>
+
+#include <algorithm>
+
+namespace emu {
+
+namespace {
+
+// disk4s2 -> (4, 2); disk4 -> (4, 0); snapshot disk3s1s1 -> (3, 1, 1)
+QList<int> idKey(const QString& id) {
+    QList<int> key;
+    static const QRegularExpression numbers(QStringLiteral("\\d+"));
+    auto it = numbers.globalMatch(id);
+    while (it.hasNext())
+        key << it.next().captured().toInt();
+    return key;
+}
+
+bool idLess(const QString& a, const QString& b) {
+    return idKey(a) < idKey(b);
+}
+
+bool isApfsVolume(const Partition& p) {
+    return p.fs == QLatin1String("apfs") && !p.role.isEmpty();
+}
+
+QString roleVolume(Disk* container, const QString& role) {
+    if (!container)
+        return QString();
+    for (const Partition& p : container->partitions) {
+        if (p.role == role)
+            return p.id;
+    }
+    return QString();
+}
+
+int allocationBlock(const Partition& p) {
+    if (p.fs == QLatin1String("msdos"))
+        return p.size > 8LL * 1000 * 1000 * 1000 ? 16384 : 8192;
+    if (p.fs == QLatin1String("exfat"))
+        return 131072;
+    return 4096;
+}
+
+void addMediaFlags(QVariantMap& d, const Disk& phys, const MachineState& m) {
+    d.insert(QStringLiteral("BusProtocol"), phys.bus);
+    d.insert(QStringLiteral("Ejectable"), phys.ejectable);
+    d.insert(QStringLiteral("EjectableMediaAutomaticUnderSoftwareControl"), false);
+    d.insert(QStringLiteral("EjectableOnly"), phys.ejectable);
+    d.insert(QStringLiteral("Internal"), phys.internal);
+    d.insert(QStringLiteral("OSInternalMedia"), false);
+    d.insert(QStringLiteral("Removable"), phys.removable);
+    d.insert(QStringLiteral("RemovableMedia"), phys.removable);
+    d.insert(QStringLiteral("RemovableMediaOrExternalDevice"), !phys.internal);
+    d.insert(QStringLiteral("SMARTStatus"), phys.internal && !phys.virtualDisk
+                                                ? QStringLiteral("Verified")
+                                                : QStringLiteral("Not Supported"));
+    if (phys.solidState)
+        d.insert(QStringLiteral("SolidState"), *phys.solidState);
+    d.insert(QStringLiteral("RAIDSlice"), phys.raidSlice);
+    if (phys.coreStorageEncrypted || m.shape == QLatin1String("hfs"))
+        d.insert(QStringLiteral("CoreStorageEncrypted"), phys.coreStorageEncrypted);
+    if (phys.internal)
+        d.insert(QStringLiteral("DeviceTreePath"),
+                 QStringLiteral("IODeviceTree:/PCI0@0/RP01@1C/SSD0@0/PRT0@0/PMP@0"));
+    d.insert(QStringLiteral("AESHardware"), false);
+    d.insert(QStringLiteral("CanBeMadeBootable"), false);
+    d.insert(QStringLiteral("CanBeMadeBootableRequiresDestroy"), false);
+    d.insert(QStringLiteral("MediaType"), QStringLiteral("Generic"));
+    d.insert(QStringLiteral("SystemImage"), false);
+    d.insert(QStringLiteral("WritableMedia"), true);
+    if (phys.internal && !phys.virtualDisk)
+        d.insert(QStringLiteral("SMARTDeviceSpecificKeysMayVaryNotGuaranteed"), QVariantMap());
+}
+
+QVariantMap wholeDiskInfo(MachineState& m, Disk& d) {
+    Disk* phys = m.physicalDiskOf(&d);
+    QVariantMap i;
+    addMediaFlags(i, *phys, m);
+    i.insert(QStringLiteral("Bootable"), false);
+    i.insert(QStringLiteral("Content"), d.wholeContent());
+    i.insert(QStringLiteral("DeviceBlockSize"), d.container ? 4096 : 512);
+    i.insert(QStringLiteral("DeviceIdentifier"), d.id);
+    i.insert(QStringLiteral("DeviceNode"), QStringLiteral("/dev/") + d.id);
+    i.insert(QStringLiteral("FreeSpace"), qint64(0));
+    i.insert(QStringLiteral("GlobalPermissionsEnabled"), false);
+    i.insert(QStringLiteral("IOKitSize"), d.size);
+    if (!d.registryName.isEmpty())
+        i.insert(QStringLiteral("IORegistryEntryName"), d.registryName);
+    i.insert(QStringLiteral("LowLevelFormatSupported"), false);
+    i.insert(QStringLiteral("MediaName"), d.mediaName);
+    i.insert(QStringLiteral("MountPoint"), QString());
+    i.insert(QStringLiteral("ParentWholeDisk"), d.id);
+    i.insert(QStringLiteral("PartitionMapPartition"), false);
+    i.insert(QStringLiteral("RAIDMaster"), phys->raidMaster);
+    i.insert(QStringLiteral("Size"), d.size);
+    i.insert(QStringLiteral("SupportsGlobalPermissionsDisable"), false);
+    i.insert(QStringLiteral("TotalSize"), d.size);
+    i.insert(QStringLiteral("VirtualOrPhysical"),
+             d.virtualDisk || d.container ? QStringLiteral("Virtual") : QStringLiteral("Physical"));
+    i.insert(QStringLiteral("VolumeName"), QString());
+    i.insert(QStringLiteral("VolumeSize"), qint64(0));
+    i.insert(QStringLiteral("WholeDisk"), true);
+    i.insert(QStringLiteral("Writable"), true);
+    i.insert(QStringLiteral("WritableVolume"), false);
+    if (d.container) {
+        i.insert(QStringLiteral("APFSContainerFree"), m.containerFree(&d));
+        i.insert(QStringLiteral("APFSContainerSize"), d.size);
+        i.insert(QStringLiteral("APFSPhysicalStores"),
+                 QVariantList{QVariantMap{{QStringLiteral("APFSPhysicalStore"), d.physicalStore}}});
+    }
+    return i;
+}
+
+QVariantMap volumeInfo(MachineState& m, Disk& d, Partition& p, bool snapshot) {
+    Disk* phys = m.physicalDiskOf(&d);
+    const bool apfs = isApfsVolume(p);
+    QVariantMap i;
+    addMediaFlags(i, *phys, m);
+    const bool system = p.mounted && p.mountPoint == QLatin1String("/");
+    i.insert(QStringLiteral("Bootable"), system || p.role == QLatin1String("System"));
+    i.insert(QStringLiteral("Content"), p.content);
+    i.insert(QStringLiteral("DeviceBlockSize"), apfs ? 4096 : 512);
+    const QString id = snapshot ? p.id + QStringLiteral("s1") : p.id;
+    i.insert(QStringLiteral("DeviceIdentifier"), id);
+    i.insert(QStringLiteral("DeviceNode"), QStringLiteral("/dev/") + id);
+    if (!p.diskUUID.isEmpty())
+        i.insert(QStringLiteral("DiskUUID"), p.diskUUID);
+    i.insert(QStringLiteral("IOKitSize"), p.size);
+    QString registry = p.name.isEmpty() ? p.content : p.name;
+    if (p.content == QLatin1String("EFI"))
+        registry = QStringLiteral("EFI System Partition");
+    if (snapshot)
+        registry = p.snapshot;
+    i.insert(QStringLiteral("IORegistryEntryName"), registry);
+    i.insert(QStringLiteral("MediaName"), QString());
+    const bool mountedHere =
+        p.mounted && (snapshot || p.snapshot.isEmpty() || p.mountPoint != QLatin1String("/"));
+    i.insert(QStringLiteral("MountPoint"), mountedHere ? p.mountPoint : QString());
+    i.insert(QStringLiteral("ParentWholeDisk"), d.id);
+    i.insert(QStringLiteral("PartitionMapPartition"), !d.container);
+    if (!d.container)
+        i.insert(QStringLiteral("PartitionMapPartitionOffset"), p.offset);
+    i.insert(QStringLiteral("RAIDMaster"), false);
+    i.insert(QStringLiteral("Size"), p.size);
+    i.insert(QStringLiteral("SupportsGlobalPermissionsDisable"), p.hasVolume());
+    i.insert(QStringLiteral("VirtualOrPhysical"),
+             phys->virtualDisk ? QStringLiteral("Virtual") : QStringLiteral("Physical"));
+    i.insert(QStringLiteral("WholeDisk"), false);
+    const bool writable = mountedHere && p.writable && !snapshot;
+    i.insert(QStringLiteral("Writable"), writable);
+    i.insert(QStringLiteral("WritableVolume"), writable);
+    i.insert(QStringLiteral("GlobalPermissionsEnabled"),
+             mountedHere && (p.fs == QLatin1String("hfs") || p.fs == QLatin1String("apfs")));
+    if (p.hasVolume()) {
+        i.insert(QStringLiteral("FilesystemName"), filesystemName(p));
+        i.insert(QStringLiteral("FilesystemType"), filesystemType(p));
+        i.insert(QStringLiteral("FilesystemUserVisibleName"), personalityName(p));
+        i.insert(QStringLiteral("VolumeName"), p.name);
+        i.insert(QStringLiteral("VolumeUUID"), p.uuid);
+    }
+    if (apfs) {
+        i.insert(QStringLiteral("FreeSpace"), qint64(0));
+        i.insert(QStringLiteral("VolumeSize"), qint64(0));
+        i.insert(QStringLiteral("TotalSize"), d.size);
+        i.insert(QStringLiteral("Size"), d.size);
+        i.insert(QStringLiteral("IOKitSize"), d.size);
+        i.insert(QStringLiteral("APFSContainerFree"), m.containerFree(&d));
+        i.insert(QStringLiteral("APFSContainerReference"), d.id);
+        i.insert(QStringLiteral("APFSContainerSize"), d.size);
+        i.insert(QStringLiteral("APFSPhysicalStores"),
+                 QVariantList{QVariantMap{{QStringLiteral("APFSPhysicalStore"), d.physicalStore}}});
+        i.insert(QStringLiteral("Encryption"), false);
+        i.insert(QStringLiteral("EncryptionThisVolumeProper"), false);
+        i.insert(QStringLiteral("FileVault"), false);
+        i.insert(QStringLiteral("Fusion"), false);
+        i.insert(QStringLiteral("Locked"), false);
+        if (!p.groupId.isEmpty())
+            i.insert(QStringLiteral("APFSVolumeGroupID"), p.groupId);
+        if (p.role == QLatin1String("System") || system) {
+            const QString booter = roleVolume(&d, QStringLiteral("Preboot"));
+            const QString recovery = roleVolume(&d, QStringLiteral("Recovery"));
+            if (!booter.isEmpty())
+                i.insert(QStringLiteral("BooterDeviceIdentifier"), booter);
+            if (!recovery.isEmpty())
+                i.insert(QStringLiteral("RecoveryDeviceIdentifier"), recovery);
+            i.insert(QStringLiteral("MacOSSystemAPFSEFIDriverVersion"), qint64(1677120009000000));
+        }
+        if (!p.snapshot.isEmpty()) {
+            i.insert(QStringLiteral("Sealed"), QStringLiteral("Yes"));
+            if (snapshot) {
+                i.insert(QStringLiteral("APFSSnapshot"), true);
+                i.insert(QStringLiteral("APFSSnapshotName"), p.snapshot);
+                i.insert(QStringLiteral("APFSSnapshotUUID"), p.snapshotUUID);
+            }
+        }
+        if (p.mounted)
+            i.insert(QStringLiteral("VolumeAllocationBlockSize"), 4096);
+    } else {
+        const bool counted = mountedHere && p.hasVolume();
+        i.insert(QStringLiteral("FreeSpace"), counted ? m.freeBytes(p) : qint64(0));
+        i.insert(QStringLiteral("VolumeSize"), counted ? p.totalSize : qint64(0));
+        i.insert(QStringLiteral("TotalSize"), p.hasVolume() ? p.totalSize : p.size);
+        if (counted)
+            i.insert(QStringLiteral("VolumeAllocationBlockSize"), allocationBlock(p));
+        if (counted && p.fs == QLatin1String("hfs")) {
+            i.insert(QStringLiteral("JournalOffset"), qint64(1310720));
+            i.insert(QStringLiteral("JournalSize"), qint64(8388608));
+        }
+    }
+    return i;
+}
+
+QVariantMap errorPlist(const QString& arg) {
+    return QVariantMap{{QStringLiteral("Error"), true},
+                       {QStringLiteral("ErrorMessage"), QStringLiteral("Could not find disk: ") + arg},
+                       {QStringLiteral("ExitCode"), 1}};
+}
+
+QVariantMap listPlist(MachineState& m, const QStringList& filters) {
+    QList<Disk*> shown;
+    for (Disk& d : m.disks) {
+        Disk* phys = m.physicalDiskOf(&d);
+        bool keep = true;
+        for (const QString& f : filters) {
+            const QString lf = f.toLower();
+            if (lf == QLatin1String("internal"))
+                keep = keep && phys->internal;
+            else if (lf == QLatin1String("external"))
+                keep = keep && !phys->internal;
+            else if (lf == QLatin1String("physical"))
+                keep = keep && !d.container && !d.virtualDisk;
+            else if (lf == QLatin1String("virtual"))
+                keep = keep && (d.container || d.virtualDisk);
+            else {
+                Located l = m.locate(f);
+                keep = keep && l.disk == &d;
+            }
+        }
+        if (keep)
+            shown << &d;
+    }
+    std::sort(shown.begin(), shown.end(), [](Disk* a, Disk* b) { return idLess(a->id, b->id); });
+    QStringList all, whole, mountedNames;
+    QVariantList entries;
+    const bool newer = idKey(m.version).value(0) > 10 || idKey(m.version).value(1) >= 15;
+    for (Disk* d : shown) {
+        whole << d->id;
+        all << d->id;
+        QVariantMap e;
+        e.insert(QStringLiteral("Content"), d->wholeContent());
+        e.insert(QStringLiteral("DeviceIdentifier"), d->id);
+        if (newer)
+            e.insert(QStringLiteral("OSInternal"), false);
+        e.insert(QStringLiteral("Size"), d->size);
+        QVariantList parts;
+        QVariantList volumes;
+        for (Partition& p : d->partitions) {
+            all << p.id;
+            const bool mountedHere =
+                p.mounted && (p.snapshot.isEmpty() || p.mountPoint != QLatin1String("/"));
+            if (p.mounted && p.hasVolume())
+                mountedNames << p.name;
+            QVariantMap pe;
+            pe.insert(QStringLiteral("DeviceIdentifier"), p.id);
+            if (!p.diskUUID.isEmpty())
+                pe.insert(QStringLiteral("DiskUUID"), p.diskUUID);
+            if (mountedHere)
+                pe.insert(QStringLiteral("MountPoint"), p.mountPoint);
+            if (p.hasVolume() && !p.name.isEmpty())
+                pe.insert(QStringLiteral("VolumeName"), p.name);
+            if (p.hasVolume() && !p.uuid.isEmpty())
+                pe.insert(QStringLiteral("VolumeUUID"), p.uuid);
+            if (d->container) {
+                pe.insert(QStringLiteral("CapacityInUse"), m.usedBytes(p));
+                pe.insert(QStringLiteral("OSInternal"), false);
+                pe.insert(QStringLiteral("Size"), d->size);
+                if (!p.snapshot.isEmpty() && p.mounted) {
+                    pe.insert(
+                        QStringLiteral("MountedSnapshots"),
+                        QVariantList{QVariantMap{{QStringLiteral("Sealed"), QStringLiteral("Yes")},
+                                                 {QStringLiteral("SnapshotBSD"), p.id + QStringLiteral("s1")},
+                                                 {QStringLiteral("SnapshotMountPoint"), p.mountPoint},
+                                                 {QStringLiteral("SnapshotName"), p.snapshot},
+                                                 {QStringLiteral("SnapshotUUID"), p.snapshotUUID}}});
+                }
+                volumes << pe;
+            } else {
+                pe.insert(QStringLiteral("Content"), p.content);
+                pe.insert(QStringLiteral("Size"), p.size);
+                parts << pe;
+            }
+        }
+        if (d->container) {
+            e.insert(QStringLiteral("APFSPhysicalStores"),
+                     QVariantList{QVariantMap{{QStringLiteral("DeviceIdentifier"), d->physicalStore}}});
+            e.insert(QStringLiteral("APFSVolumes"), volumes);
+            e.insert(QStringLiteral("Partitions"), QVariantList());
+        } else if (!d->scheme.isEmpty() || !d->partitions.isEmpty()) {
+            e.insert(QStringLiteral("Partitions"), parts);
+        }
+        entries << e;
+    }
+    std::sort(all.begin(), all.end(), idLess);
+    return QVariantMap{{QStringLiteral("AllDisks"), all},
+                       {QStringLiteral("AllDisksAndPartitions"), entries},
+                       {QStringLiteral("VolumesFromDisks"), mountedNames},
+                       {QStringLiteral("WholeDisks"), whole}};
+}
+
+// The name rules of each file system; an empty answer means the name is fine.
+bool validName(const QString& fs, const QString& name) {
+    if (fs == QLatin1String("msdos")) {
+        static const QString forbidden = QStringLiteral("\"*+,./:;<=>?[\\]|");
+        if (name.size() > 11)
+            return false;
+        for (QChar c : name) {
+            if (c.isLower() || forbidden.contains(c) || c.unicode() < 0x20)
+                return false;
+        }
+        return true;
+    }
+    if (fs == QLatin1String("exfat"))
+        return name.size() <= 11 && !name.contains(QLatin1Char('/'));
+    return name.toUtf8().size() <= 255 && !name.contains(QLatin1Char(':'));
+}
+
+struct Personality {
+    QString fs;
+    int fatBits = 32;
+    bool caseSensitive = false;
+    bool ok = false;
+};
+
+Personality parsePersonality(const QString& raw) {
+    const QString f = raw.toLower();
+    Personality p;
+    p.ok = true;
+    if (f == QLatin1String("jhfs+") || f == QLatin1String("hfs+") || f == QLatin1String("journaled hfs+"))
+        p.fs = QStringLiteral("hfs");
+    else if (f == QLatin1String("jhfsx") || f == QLatin1String("hfsx") ||
+             f == QLatin1String("case-sensitive journaled hfs+") ||
+             f == QLatin1String("case-sensitive hfs+")) {
+        p.fs = QStringLiteral("hfs");
+        p.caseSensitive = true;
+    } else if (f == QLatin1String("apfs") || f == QLatin1String("apfsi"))
+        p.fs = QStringLiteral("apfs");
+    else if (f == QLatin1String("apfsx") || f == QLatin1String("case-sensitive apfs")) {
+        p.fs = QStringLiteral("apfs");
+        p.caseSensitive = true;
+    } else if (f == QLatin1String("exfat"))
+        p.fs = QStringLiteral("exfat");
+    else if (f == QLatin1String("fat32") || f == QLatin1String("ms-dos fat32") ||
+             f == QLatin1String("ms-dos"))
+        p.fs = QStringLiteral("msdos");
+    else if (f == QLatin1String("ms-dos fat16")) {
+        p.fs = QStringLiteral("msdos");
+        p.fatBits = 16;
+    } else if (f == QLatin1String("free space") || f == QLatin1String("free"))
+        p.fs = QString();
+    else
+        p.ok = false;
+    return p;
+}
+
+QString sizeWords(qint64 bytes) {
+    if (bytes >= 1000LL * 1000 * 1000 * 1000)
+        return QString::number(bytes / (1000LL * 1000 * 1000 * 1000)) + QStringLiteral(" TB");
+    if (bytes >= 1000LL * 1000 * 1000)
+        return QString::number(bytes / (1000LL * 1000 * 1000)) + QStringLiteral(" GB");
+    return QString::number(bytes / (1000LL * 1000)) + QStringLiteral(" MB");
+}
+
+// The formatter's own lines for a fresh file system.
+void formatterLines(Output& o, const Partition& p) {
+    const QString raw = QStringLiteral("/dev/r") + p.id;
+    if (p.fs == QLatin1String("hfs")) {
+        o.line(QStringLiteral("Initialized %1 as a %2 %3 HFS Plus volume with a 8192k journal")
+                   .arg(raw, sizeWords(p.totalSize),
+                        p.caseSensitive ? QStringLiteral("case-sensitive")
+                                        : QStringLiteral("case-insensitive")));
+    } else if (p.fs == QLatin1String("msdos")) {
+        const qint64 sectors = p.size / 512;
+        const int spc = p.size > 8LL * 1000 * 1000 * 1000 ? 32 : 16;
+        o.line(QStringLiteral("512 bytes per physical sector"));
+        o.line(QStringLiteral("%1: %2 sectors in %3 FAT%4 clusters (%5 bytes/cluster)")
+                   .arg(raw)
+                   .arg(sectors - 32768)
+                   .arg((sectors - 32768) / spc)
+                   .arg(p.fatBits)
+                   .arg(spc * 512));
+        o.line(QStringLiteral(
+                   "bps=512 spc=%1 res=32 nft=2 mid=0xf8 spt=32 hds=255 hid=%2 drv=0x80 bsec=%3 bspf=%4 "
+                   "rdcl=2 infs=1 bkbs=6")
+                   .arg(spc)
+                   .arg(p.offset / 512)
+                   .arg(sectors)
+                   .arg(sectors / spc * 4 / 512 + 1));
+    } else if (p.fs == QLatin1String("exfat")) {
+        o.line(QStringLiteral("Volume name      : ") + p.name);
+        o.line(QStringLiteral("Partition offset : %1 sectors (%2 bytes)").arg(p.offset / 512).arg(p.offset));
+        o.line(QStringLiteral("Volume size      : %1 sectors (%2 bytes)").arg(p.size / 512).arg(p.size));
+        o.line(QStringLiteral("Bytes per sector : 512"));
+        o.line(QStringLiteral("Bytes per cluster: 131072"));
+        o.line(QStringLiteral("FAT offset       : 2048 sectors (1048576 bytes)"));
+        o.line(QStringLiteral("# FAT sectors    : 2048"));
+        o.line(QStringLiteral("Number of FATs   : 1"));
+        o.line(QStringLiteral("Cluster offset   : 4096 sectors (2097152 bytes)"));
+        o.line(QStringLiteral("# Clusters       : %1").arg(p.size / 131072));
+        o.line(QStringLiteral("Volume Serial #  : %1").arg(p.uuid.left(8).toLower()));
+        o.line(QStringLiteral("Bitmap start     : 2"));
+        o.line(QStringLiteral("Bitmap file size : %1").arg(p.size / 131072 / 8 + 1));
+        o.line(QStringLiteral("Upcase start     : 3"));
+        o.line(QStringLiteral("Upcase file size : 5836"));
+        o.line(QStringLiteral("Root start       : 4"));
+    }
+}
+
+// Turns partition `p` into an APFS container holding one volume named `name`.
+void makeApfs(MachineState& m, Disk& d, Partition& p, const QString& name, bool caseSensitive, Output& o) {
+    const QString storeId = p.id;
+    const qint64 size = p.size;
+    p.content = QStringLiteral("Apple_APFS");
+    p.fs.clear();
+    p.name.clear();
+    p.uuid.clear();
+    o.line(QStringLiteral("Creating a new empty APFS Container"));
+    o.line(QStringLiteral("Unmounting Volumes"));
+    o.line(QStringLiteral("Switching %1 to APFS").arg(storeId));
+    o.line(QStringLiteral("Creating APFS Container"));
+    QJsonObject c;
+    c.insert(QStringLiteral("container"), true);
+    c.insert(QStringLiteral("bus"), d.bus);
+    c.insert(QStringLiteral("internal"), d.internal);
+    c.insert(QStringLiteral("ejectable"), d.ejectable);
+    c.insert(QStringLiteral("removable"), d.removable);
+    c.insert(QStringLiteral("size"), size);
+    c.insert(QStringLiteral("physicalStore"), storeId);
+    c.insert(QStringLiteral("registryName"), QStringLiteral("AppleAPFSMedia"));
+    QJsonObject vol;
+    vol.insert(QStringLiteral("fs"), caseSensitive ? QStringLiteral("APFSX") : QStringLiteral("APFS"));
+    vol.insert(QStringLiteral("name"), name);
+    vol.insert(QStringLiteral("role"), QStringLiteral("None"));
+    vol.insert(QStringLiteral("size"), size);
+    vol.insert(QStringLiteral("totalSize"), size);
+    c.insert(QStringLiteral("partitions"), QJsonArray{vol});
+    Disk& container = m.addDisk(c);
+    for (Partition& v : container.partitions)
+        v.diskUUID = m.newUUID();
+    const QString containerId = container.id;
+    m.partition(storeId)->container = containerId;
+    o.line(QStringLiteral("Created new APFS Container %1").arg(containerId));
+    o.line(QStringLiteral("Disk from APFS operation: %1").arg(containerId));
+    o.line(QStringLiteral("Preparing to add APFS Volume to APFS Container %1").arg(containerId));
+    o.line(QStringLiteral("Creating APFS Volume"));
+    o.line(QStringLiteral("Created new APFS Volume %1s1").arg(containerId));
+    o.line(QStringLiteral("Mounting APFS Volume"));
+    o.line(QStringLiteral("Setting volume permissions"));
+    o.line(QStringLiteral("Disk from APFS operation: %1s1").arg(containerId));
+    o.line(QStringLiteral("Finished APFS operation on %1").arg(storeId));
+}
+
+// Gives partition `p` a fresh, empty file system and mounts it.
+void formatPartition(MachineState& m, Disk& d, Partition& p, const Personality& per, const QString& name,
+                     Output& o) {
+    m.unmount(p);
+    // The old content goes with the old file system.
+    QDir(m.contentFolder(p)).removeRecursively();
+    if (Disk* old = m.containerOf(p))
+        m.removeDisk(old->id);
+    p.container.clear();
+    if (per.fs == QLatin1String("apfs")) {
+        p.fs = QStringLiteral("hfs");
+        p.name = name;
+        p.totalSize = p.size;
+        o.line(QStringLiteral("Formatting %1 as Mac OS Extended (Journaled) with name %2").arg(p.id, name));
+        formatterLines(o, p);
+        Disk* holder = m.disk(d.id);
+        Partition* store = m.partition(p.id);
+        makeApfs(m, *holder, *store, name, per.caseSensitive, o);
+        return;
+    }
+    p.fs = per.fs;
+    p.fatBits = per.fatBits;
+    p.caseSensitive = per.caseSensitive;
+    p.name = name;
+    p.uuid = m.newUUID();
+    p.writable = true;
+    p.totalSize = p.fs == QLatin1String("msdos") ? p.size - qMin<qint64>(p.size / 1000, 4 * 1048576) : p.size;
+    p.used = 0;
+    if (!d.container)
+        p.content = [&] {
+            if (d.scheme == QLatin1String("MBR")) {
+                if (p.fs == QLatin1String("msdos"))
+                    return p.fatBits == 16 ? QStringLiteral("DOS_FAT_16") : QStringLiteral("DOS_FAT_32");
+                if (p.fs == QLatin1String("exfat"))
+                    return QStringLiteral("Windows_NTFS");
+                return QStringLiteral("Apple_HFS");
+            }
+            if (p.fs == QLatin1String("hfs"))
+                return QStringLiteral("Apple_HFS");
+            return QStringLiteral("Microsoft Basic Data");
+        }();
+    o.line(QStringLiteral("Formatting %1 as %2 with name %3")
+               .arg(p.id,
+                    p.fs == QLatin1String("msdos") && per.fatBits == 32 ? QStringLiteral("MS-DOS (FAT32)")
+                                                                        : personalityName(p),
+                    name));
+    formatterLines(o, p);
+    QDir().mkpath(m.contentFolder(p));
+    m.mount(p);
+}
+
+bool isBootDisk(MachineState& m, Disk& d) {
+    Partition* sys = m.systemVolume();
+    if (!sys)
+        return false;
+    for (Disk& other : m.disks) {
+        for (Partition& p : other.partitions) {
+            if (&p != sys)
+                continue;
+            if (&other == &d)
+                return true;
+            Disk* phys = m.physicalDiskOf(&other);
+            return phys == &d;
+        }
+    }
+    return false;
+}
+
+int usage(Output& o, const QString& verb, const QString& text) {
+    o.error(QStringLiteral("Usage:  diskutil %1 %2").arg(verb, text));
+    o.code = 1;
+    return 1;
+}
+
+int cannotFind(Output& o, const QString& arg) {
+    o.error(QStringLiteral("Could not find disk: ") + arg);
+    o.code = 1;
+    return 1;
+}
+
+int fail(Output& o, const QString& text) {
+    o.error(text);
+    o.code = 1;
+    return 1;
+}
+
+int doList(MachineState& m, const QStringList& args, Output& o) {
+    if (args.size() >= 2 && args.at(1) != QLatin1String("-plist") && args.contains(QStringLiteral("-plist")))
+        return fail(o, QStringLiteral("Could not find disk for -plist"));
+    if (args.size() >= 2 && args.at(1) == QLatin1String("-plist")) {
+        o.write(writePlist(listPlist(m, args.mid(2))));
+        return 0;
+    }
+    // The text listing, enough for a person to read.
+    const QVariantMap l = listPlist(m, args.mid(1));
+    for (const QVariant& e : l.value(QStringLiteral("AllDisksAndPartitions")).toList()) {
+        const QVariantMap d = e.toMap();
+        Disk* disk = m.disk(d.value(QStringLiteral("DeviceIdentifier")).toString());
+        if (!disk)
+            continue;
+        Disk* phys = m.physicalDiskOf(disk);
+        o.line(QStringLiteral("/dev/%1 (%2, %3):")
+                   .arg(disk->id, phys->internal ? QStringLiteral("internal") : QStringLiteral("external"),
+                        disk->container || disk->virtualDisk ? QStringLiteral("virtual")
+                                                             : QStringLiteral("physical")));
+        o.line(
+            QStringLiteral("   #:                       TYPE NAME                    SIZE       IDENTIFIER"));
+        o.line(QStringLiteral("   0: %1 %2 %3 %4")
+                   .arg(disk->wholeContent().rightJustified(26), QString().leftJustified(23),
+                        sizeWords(disk->size).leftJustified(10), disk->id));
+        int n = 1;
+        for (const Partition& p : disk->partitions)
+            o.line(QStringLiteral("%1: %2 %3 %4 %5")
+                       .arg(QString::number(n++).rightJustified(4),
+                            (p.hasVolume() ? personalityName(p) : p.content).left(26).rightJustified(26),
+                            p.name.left(23).leftJustified(23), sizeWords(p.size).leftJustified(10), p.id));
+        o.line(QString());
+    }
+    return 0;
+}
+
+int doInfo(MachineState& m, const QStringList& args, Output& o) {
+    const bool plist = args.size() >= 2 && args.at(1) == QLatin1String("-plist");
+    const QStringList rest = args.mid(plist ? 2 : 1);
+    if (rest.isEmpty())
+        return usage(o, QStringLiteral("info"),
+                     QStringLiteral("[-plist] MountPoint|DiskIdentifier|DeviceNode"));
+    const QString arg = rest.first();
+    Located l = m.locate(arg);
+    if (!l.disk) {
+        if (plist) {
+            o.write(writePlist(errorPlist(arg)));
+            o.code = 1;
+            return 1;
+        }
+        return cannotFind(o, arg);
+    }
+    const QVariantMap info = l.part ? volumeInfo(m, *l.disk, *l.part, l.snapshot) : wholeDiskInfo(m, *l.disk);
+    if (plist) {
+        o.write(writePlist(info));
+        return 0;
+    }
+    auto text = [&](const char* label, const QString& value) {
+        o.line(QStringLiteral("   %1 %2").arg(QString::fromLatin1(label).leftJustified(29), value));
+    };
+    text("Device Identifier:", info.value(QStringLiteral("DeviceIdentifier")).toString());
+    text("Device Node:", info.value(QStringLiteral("DeviceNode")).toString());
+    text("Whole:",
+         info.value(QStringLiteral("WholeDisk")).toBool() ? QStringLiteral("Yes") : QStringLiteral("No"));
+    text("Part of Whole:", info.value(QStringLiteral("ParentWholeDisk")).toString());
+    o.line(QString());
+    text("Volume Name:", info.value(QStringLiteral("VolumeName")).toString());
+    text("Mounted:", info.value(QStringLiteral("MountPoint")).toString().isEmpty() ? QStringLiteral("No")
+                                                                                   : QStringLiteral("Yes"));
+    text("Mount Point:", info.value(QStringLiteral("MountPoint")).toString());
+    o.line(QString());
+    text("File System Personality:", info.value(QStringLiteral("FilesystemName")).toString());
+    text("Protocol:", info.value(QStringLiteral("BusProtocol")).toString());
+    text("Disk Size:", QStringLiteral("%1 (%2 Bytes)")
+                           .arg(sizeWords(info.value(QStringLiteral("TotalSize")).toLongLong()))
+                           .arg(info.value(QStringLiteral("TotalSize")).toLongLong()));
+    text("Device Location:", info.value(QStringLiteral("Internal")).toBool() ? QStringLiteral("Internal")
+                                                                             : QStringLiteral("External"));
+    text("Removable Media:", info.value(QStringLiteral("RemovableMedia")).toBool()
+                                 ? QStringLiteral("Removable")
+                                 : QStringLiteral("Fixed"));
+    return 0;
+}
+
+int doRename(MachineState& m, const QStringList& args, Output& o) {
+    if (args.size() < 3)
+        return usage(o, QStringLiteral("rename"),
+                     QStringLiteral("MountPoint|DiskIdentifier|DeviceNode NewName"));
+    Located l = m.locate(args.at(1));
+    if (!l.part || !l.part->hasVolume())
+        return cannotFind(o, args.at(1));
+    Partition& p = *l.part;
+    const QString name = args.at(2);
+    if (!validName(p.fs, name) || name.isEmpty())
+        return fail(
+            o, QStringLiteral("%1 does not appear to be a valid volume name for its file system").arg(name));
+    if (p.mounted && !p.writable && p.mountPoint != QLatin1String("/"))
+        return fail(o, QStringLiteral("Error: -69808: Resource busy"));
+    p.name = name;
+    if (p.mounted && p.mountPoint != QLatin1String("/") &&
+        !p.mountPoint.startsWith(QLatin1String("/System/"))) {
+        const QString oldHost = m.host(p.mountPoint);
+        p.mounted = false;
+        const QString old = p.mountPoint;
+        p.mountPoint.clear();
+        const QString fresh = m.freeMountPoint(name);
+        if (QDir().rename(oldHost, m.host(fresh)))
+            p.mountPoint = fresh;
+        else
+            p.mountPoint = old;
+        p.mounted = true;
+    }
+    o.line(QStringLiteral("Volume on %1 renamed to %2").arg(p.id, name));
+    return 0;
+}
+
+int doEraseVolume(MachineState& m, const QStringList& args, Output& o, bool reformat) {
+    QString fsArg, name, dev;
+    if (reformat) {
+        if (args.size() < 2)
+            return usage(o, QStringLiteral("reformat"),
+                         QStringLiteral("MountPoint|DiskIdentifier|DeviceNode"));
+        dev = args.at(1);
+    } else {
+        if (args.size() < 4)
+            return usage(o, QStringLiteral("eraseVolume"),
+                         QStringLiteral("format name MountPoint|DiskIdentifier|DeviceNode"));
+        fsArg = args.at(1);
+        name = args.at(2);
+        dev = args.at(3);
+    }
+    Located l = m.locate(dev);
+    if (!l.disk)
+        return cannotFind(o, dev);
+    if (!l.part) {
+        // A whole device without partitions is formatted as it stands.
+        return fail(o, QStringLiteral("Error: -69877: Couldn't open device"));
+    }
+    Partition& p = *l.part;
+    if (p.mounted && p.mountPoint == QLatin1String("/"))
+        return fail(o, QStringLiteral("Error: -69888: Couldn't unmount disk"));
+    Personality per;
+    if (reformat) {
+        if (!p.hasVolume())
+            return fail(o, QStringLiteral("Error: -69846: The volume does not have a file system"));
+        per.fs = p.fs;
+        per.fatBits = p.fatBits;
+        per.caseSensitive = p.caseSensitive;
+        per.ok = true;
+        name = p.name;
+    } else {
+        per = parsePersonality(fsArg);
+        if (!per.ok)
+            return fail(o, QStringLiteral("%1 does not appear to be a valid file system format").arg(fsArg));
+    }
+    if (per.fs == QLatin1String("msdos") && name.isEmpty())
+        name = QStringLiteral("UNTITLED");
+    if (!validName(per.fs, name))
+        return fail(
+            o, QStringLiteral("%1 does not appear to be a valid volume name for its file system").arg(name));
+    const QString oldName = p.name;
+    o.line(QStringLiteral("Started erase on %1%2")
+               .arg(p.id, oldName.isEmpty() ? QString() : QLatin1Char(' ') + oldName));
+    o.line(QStringLiteral("Unmounting disk"));
+    o.line(QStringLiteral("Erasing"));
+    const QString id = p.id;
+    formatPartition(m, *l.disk, p, per, name, o);
+    o.line(QStringLiteral("Mounting disk"));
+    o.line(QStringLiteral("Finished erase on %1 %2").arg(id, name));
+    return 0;
+}
+
+int doEraseDisk(MachineState& m, const QStringList& args, Output& o) {
+    if (args.size() < 4)
+        return usage(
+            o, QStringLiteral("eraseDisk"),
+            QStringLiteral(
+                "format name [APM[Format]|MBR[Format]|GPT[Format]] MountPoint|DiskIdentifier|DeviceNode"));
+    const QString dev = args.last();
+    QString scheme = QStringLiteral("GPT");
+    if (args.size() >= 5) {
+        const QString s = args.at(3).toUpper();
+        if (s.startsWith(QLatin1String("MBR")))
+            scheme = QStringLiteral("MBR");
+        else if (s.startsWith(QLatin1String("APM")))
+            scheme = QStringLiteral("APM");
+        else if (!s.startsWith(QLatin1String("GPT")))
+            return usage(o, QStringLiteral("eraseDisk"),
+                         QStringLiteral("format name [APM|MBR|GPT] DiskIdentifier"));
+    }
+    const QString name = args.at(2);
+    Located l = m.locate(dev);
+    if (!l.disk)
+        return fail(o, QStringLiteral("Unable to find disk for ") + dev);
+    Disk* d = m.physicalDiskOf(l.disk);
+    if (l.part && !l.disk->container) {
+        // A volume names its whole disk.
+    }
+    const bool noformat = name == QLatin1String("%noformat%");
+    Personality per = parsePersonality(args.at(1));
+    if (!per.ok)
+        return fail(o, QStringLiteral("%1 does not appear to be a valid file system format").arg(args.at(1)));
+    if (!noformat && !validName(per.fs, name))
+        return fail(
+            o, QStringLiteral("%1 does not appear to be a valid volume name for its file system").arg(name));
+    if (isBootDisk(m, *d) || d->container)
+        return fail(o, QStringLiteral("Error: -69888: Couldn't unmount disk"));
+    const QString diskId = d->id;
+    o.line(QStringLiteral("Started erase on ") + diskId);
+    o.line(QStringLiteral("Unmounting disk"));
+    // Everything on the disk goes, APFS containers included.
+    for (Partition& p : d->partitions) {
+        m.unmount(p);
+        QDir(m.contentFolder(p)).removeRecursively();
+        if (!p.container.isEmpty())
+            m.removeDisk(p.container);
+    }
+    d = m.disk(diskId);
+    d->partitions.clear();
+    d->scheme = scheme;
+    d->content.clear();
+    o.line(QStringLiteral("Creating the partition map"));
+    o.line(QStringLiteral("Waiting for partitions to activate"));
+    qint64 offset = 0;
+    int slice = 1;
+    if (scheme == QLatin1String("GPT")) {
+        Partition efi;
+        efi.id = diskId + QStringLiteral("s1");
+        efi.content = QStringLiteral("EFI");
+        efi.fs = QStringLiteral("msdos");
+        efi.name = QStringLiteral("EFI");
+        efi.size = kEfiSize;
+        efi.totalSize = kEfiSize;
+        efi.offset = 20480;
+        efi.diskUUID = m.newUUID();
+        efi.uuid = m.newUUID();
+        d->partitions << efi;
+        offset = 411648LL * 512;
+        slice = 2;
+    } else {
+        offset = scheme == QLatin1String("MBR") ? 1048576 : 32768;
+    }
+    Partition data;
+    data.id = diskId + QLatin1Char('s') + QString::number(slice);
+    data.offset = offset;
+    data.size = (d->size - offset - (scheme == QLatin1String("GPT") ? 20480 : 0)) / 4096 * 4096;
+    if (scheme == QLatin1String("GPT"))
+        data.diskUUID = m.newUUID();
+    data.content = QStringLiteral("Apple_HFS");
+    d->partitions << data;
+    if (!noformat) {
+        Partition& p = d->partitions.last();
+        formatPartition(m, *d, p, per, name, o);
+        o.line(QStringLiteral("Mounting disk"));
+    }
+    o.line(QStringLiteral("Finished erase on ") + diskId);
+    return 0;
+}
+
+QList<Partition*> volumesOfDisk(MachineState& m, Disk* d) {
+    QList<Partition*> out;
+    for (Partition& p : d->partitions) {
+        out << &p;
+        if (Disk* c = m.containerOf(p)) {
+            for (Partition& v : c->partitions)
+                out << &v;
+        }
+    }
+    return out;
+}
+
+int doUnmountDisk(MachineState& m, const QStringList& args, Output& o) {
+    QStringList rest = args.mid(1);
+    if (!rest.isEmpty() && rest.first().toLower() == QLatin1String("force"))
+        rest.removeFirst();
+    if (rest.isEmpty())
+        return usage(o, QStringLiteral("unmountDisk"),
+                     QStringLiteral("[force] MountPoint|DiskIdentifier|DeviceNode"));
+    Located l = m.locate(rest.first());
+    if (!l.disk)
+        return fail(o, QStringLiteral("Unable to find disk for ") + rest.first());
+    Disk* d = l.disk->container ? l.disk : l.disk;
+    if (isBootDisk(m, *m.physicalDiskOf(d))) {
+        o.line(QStringLiteral("Unmount of %1 failed: at least one volume could not be unmounted").arg(d->id));
+        o.line(QStringLiteral("Unmount was dissented by PID 1 (/sbin/launchd)"));
+        o.code = 1;
+        return 1;
+    }
+    for (Partition* p : volumesOfDisk(m, d))
+        m.unmount(*p);
+    o.line(QStringLiteral("Unmount of all volumes on %1 was successful").arg(d->id));
+    return 0;
+}
+
+int doMountDisk(MachineState& m, const QStringList& args, Output& o) {
+    if (args.size() < 2)
+        return usage(o, QStringLiteral("mountDisk"), QStringLiteral("MountPoint|DiskIdentifier|DeviceNode"));
+    Located l = m.locate(args.at(1));
+    if (!l.disk)
+        return fail(o, QStringLiteral("Unable to find disk for ") + args.at(1));
+    for (Partition* p : volumesOfDisk(m, l.disk)) {
+        const bool auxiliary = p->content == QLatin1String("EFI") || p->role == QLatin1String("Preboot") ||
+                               p->role == QLatin1String("Recovery") || p->role == QLatin1String("VM");
+        if (p->hasVolume() && !auxiliary)
+            m.mount(*p);
+    }
+    o.line(QStringLiteral("Volume(s) mounted successfully"));
+    return 0;
+}
+
+int doUnmount(MachineState& m, const QStringList& args, Output& o) {
+    QStringList rest = args.mid(1);
+    if (!rest.isEmpty() && rest.first().toLower() == QLatin1String("force"))
+        rest.removeFirst();
+    if (rest.isEmpty())
+        return usage(o, QStringLiteral("unmount"),
+                     QStringLiteral("[force] MountPoint|DiskIdentifier|DeviceNode"));
+    Located l = m.locate(rest.first());
+    if (!l.part || !l.part->mounted)
+        return fail(o, QStringLiteral("Volume ") + rest.first() +
+                           QStringLiteral(" does not appear to be mounted"));
+    if (l.part->mountPoint == QLatin1String("/")) {
+        o.line(QStringLiteral("Volume %1 on %2 failed to unmount: dissented by PID 1 (/sbin/launchd)")
+                   .arg(l.part->name, l.part->id));
+        o.code = 1;
+        return 1;
+    }
+    m.unmount(*l.part);
+    o.line(QStringLiteral("Volume %1 on %2 unmounted").arg(l.part->name, l.part->id));
+    return 0;
+}
+
+int doMount(MachineState& m, const QStringList& args, Output& o) {
+    if (args.size() < 2)
+        return usage(o, QStringLiteral("mount"),
+                     QStringLiteral("[readOnly] MountPoint|DiskIdentifier|DeviceNode"));
+    Located l = m.locate(args.last());
+    if (!l.part || !l.part->hasVolume()) {
+        o.error(QStringLiteral("Volume on %1 failed to mount").arg(args.last()));
+        o.error(QStringLiteral("Perhaps the operation is not supported (kDAReturnUnsupported)"));
+        o.error(QStringLiteral("If it has a partitioning scheme, use \"diskutil mountDisk\""));
+        o.error(
+            QStringLiteral("If you think the volume is supported but damaged, try the \"readOnly\" option"));
+        o.code = 1;
+        return 1;
+    }
+    m.mount(*l.part);
+    o.line(QStringLiteral("Volume %1 on %2 mounted").arg(l.part->name, args.last()));
+    return 0;
+}
+
+int doEject(MachineState& m, const QStringList& args, Output& o) {
+    if (args.size() < 2 || args.at(1).isEmpty())
+        return usage(o, QStringLiteral("eject"), QStringLiteral("MountPoint|DiskIdentifier|DeviceNode"));
+    const QString arg = args.at(1);
+    Located l = m.locate(arg);
+    if (!l.disk)
+        return fail(o, QStringLiteral("Unable to find disk for ") + arg);
+    Disk* d = m.physicalDiskOf(l.disk);
+    if (isBootDisk(m, *d)) {
+        o.line(QStringLiteral("Unmount of %1 failed: at least one volume could not be unmounted").arg(d->id));
+        o.line(QStringLiteral("Unmount was dissented by PID 1 (/sbin/launchd)"));
+        o.code = 1;
+        return 1;
+    }
+    for (Partition* p : volumesOfDisk(m, d))
+        m.unmount(*p);
+    if (d->ejectable) {
+        saveImageContent(m, *d);
+        m.removeDisk(d->id);
+    }
+    o.line(QStringLiteral("Disk %1 ejected").arg(arg));
+    return 0;
+}
+
+int doResizeVolume(MachineState& m, const QStringList& args, Output& o) {
+    if (args.size() < 3)
+        return usage(
+            o, QStringLiteral("resizeVolume"),
+            QStringLiteral(
+                "MountPoint|DiskIdentifier|DeviceNode size [[part1Format part1Name part1Size] ...]"));
+    Located l = m.locate(args.at(1));
+    if (!l.part || l.disk->container)
+        return cannotFind(o, args.at(1));
+    const qint64 newSize = parseDiskutilSize(args.at(2));
+    if (newSize <= 0)
+        return fail(o,
+                    QStringLiteral("Error: -69850: The chosen size is not valid for the chosen file system"));
+    struct NewPart {
+        Personality per;
+        QString name;
+        qint64 size;
+    };
+    QList<NewPart> extra;
+    for (int i = 3; i + 2 < args.size(); i += 3) {
+        NewPart n{parsePersonality(args.at(i)), args.at(i + 1), parseDiskutilSize(args.at(i + 2))};
+        if (!n.per.ok || n.size <= 0)
+            return fail(
+                o, QStringLiteral("Error: -69850: The chosen size is not valid for the chosen file system"));
+        if (!validName(n.per.fs, n.name))
+            return fail(o, QStringLiteral("%1 does not appear to be a valid volume name for its file system")
+                               .arg(n.name));
+        extra << n;
+    }
+    if ((args.size() - 3) % 3 != 0)
+        return usage(o, QStringLiteral("resizeVolume"),
+                     QStringLiteral("MountPoint|DiskIdentifier|DeviceNode size"));
+    Partition& p = *l.part;
+    const QString diskId = l.disk->id;
+    const QString partId = p.id;
+    qint64 extraTotal = 0;
+    for (const NewPart& n : extra)
+        extraTotal += n.size;
+    const qint64 used = m.usedBytes(p);
+    if (newSize < used || newSize + extraTotal > p.size)
+        return fail(
+            o, QStringLiteral("Error: -69787: The partition cannot be resized; try reducing the amount of "
+                              "change in the size of the partition"));
+    o.line(QStringLiteral("Resizing to %1 bytes").arg(newSize) +
+           (extra.isEmpty() ? QString() : QStringLiteral(" and adding %1 partition").arg(extra.size())));
+    o.line(QStringLiteral("Started partitioning on %1 %2").arg(partId, p.name));
+    o.line(QStringLiteral("Verifying the disk"));
+    o.line(QStringLiteral("Verifying file system"));
+    o.line(QStringLiteral("File system check exit code is 0"));
+    o.line(QStringLiteral("Resizing"));
+    o.line(QStringLiteral("Shrinking file system"));
+    o.line(QStringLiteral("Modifying partition map"));
+    const qint64 freed = p.size - newSize;
+    p.size = newSize;
+    p.totalSize = newSize;
+    qint64 offset = p.offset + newSize;
+    Q_UNUSED(freed);
+    Disk* d = m.disk(diskId);
+    int index = 0;
+    for (int i = 0; i < d->partitions.size(); ++i) {
+        if (d->partitions[i].id == partId)
+            index = i;
+    }
+    // New partitions take the next free slice numbers.
+    int slice = 0;
+    for (const Partition& q : d->partitions)
+        slice = qMax(slice, int(idKey(q.id).value(1)));
+    for (const NewPart& n : extra) {
+        Partition np;
+        np.id = diskId + QLatin1Char('s') + QString::number(++slice);
+        np.offset = offset;
+        np.size = n.size;
+        offset += n.size;
+        if (d->scheme == QLatin1String("GPT"))
+            np.diskUUID = m.newUUID();
+        d->partitions.insert(++index, np);
+        Partition& added = d->partitions[index];
+        formatPartition(m, *d, added, n.per, n.name, o);
+        d = m.disk(diskId);
+    }
+    o.line(QStringLiteral("Mounting disk"));
+    o.line(QStringLiteral("Finished partitioning on %1 %2").arg(partId, m.partition(partId)->name));
+    return 0;
+}
+
+} // namespace
+
+qint64 parseDiskutilSize(const QString& raw) {
+    QString s = raw.trimmed().toUpper();
+    static const QRegularExpression re(QStringLiteral("^([0-9]+(?:\\.[0-9]+)?)([BKMGTPE]?)$"));
+    const auto match = re.match(s);
+    if (!match.hasMatch())
+        return -1;
+    const double number = match.captured(1).toDouble();
+    const QString unit = match.captured(2);
+    double factor = 1;
+    if (unit == QLatin1String("K"))
+        factor = 1e3;
+    else if (unit == QLatin1String("M"))
+        factor = 1e6;
+    else if (unit == QLatin1String("G"))
+        factor = 1e9;
+    else if (unit == QLatin1String("T"))
+        factor = 1e12;
+    else if (unit == QLatin1String("P"))
+        factor = 1e15;
+    return qint64(number * factor);
+}
+
+int diskutilMain(MachineState& m, const QStringList& args, Output& o) {
+    if (args.isEmpty()) {
+        o.error(QStringLiteral("Disk Utility Tool"));
+        o.error(QStringLiteral("Utility to manage local disks and volumes"));
+        o.error(QStringLiteral("Usage:  diskutil [quiet] <verb> <options>, where <verb> is as follows:"));
+        o.code = 1;
+        return 1;
+    }
+    const QString verb = args.first().toLower();
+    if (verb.startsWith(QLatin1Char('-'))) {
+        o.error(QStringLiteral("diskutil: did not recognize verb \"%1\"; type \"diskutil\" for a list")
+                    .arg(args.first()));
+        o.code = 1;
+        return 1;
+    }
+    StateLock lock(m);
+    m.load();
+    int rc = 0;
+    bool changes = true;
+    if (verb == QLatin1String("list")) {
+        rc = doList(m, args, o);
+        changes = false;
+    } else if (verb == QLatin1String("info") || verb == QLatin1String("information")) {
+        rc = doInfo(m, args, o);
+        changes = false;
+    } else if (verb == QLatin1String("rename") || verb == QLatin1String("renamevolume")) {
+        rc = doRename(m, args, o);
+    } else if (verb == QLatin1String("erasevolume")) {
+        rc = doEraseVolume(m, args, o, false);
+    } else if (verb == QLatin1String("reformat")) {
+        rc = doEraseVolume(m, args, o, true);
+    } else if (verb == QLatin1String("erasedisk")) {
+        rc = doEraseDisk(m, args, o);
+    } else if (verb == QLatin1String("eject")) {
+        rc = doEject(m, args, o);
+    } else if (verb == QLatin1String("unmountdisk")) {
+        rc = doUnmountDisk(m, args, o);
+    } else if (verb == QLatin1String("mountdisk")) {
+        rc = doMountDisk(m, args, o);
+    } else if (verb == QLatin1String("unmount") || verb == QLatin1String("umount")) {
+        rc = doUnmount(m, args, o);
+    } else if (verb == QLatin1String("mount")) {
+        rc = doMount(m, args, o);
+    } else if (verb == QLatin1String("resizevolume")) {
+        rc = doResizeVolume(m, args, o);
+    } else {
+        o.error(QStringLiteral("diskutil: did not recognize verb \"%1\"; type \"diskutil\" for a list")
+                    .arg(args.first()));
+        o.code = 1;
+        return 1;
+    }
+    if (changes && rc == 0)
+        m.save();
+    o.code = rc;
+    return rc;
+}
+
+} // namespace emu

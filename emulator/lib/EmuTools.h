@@ -1,0 +1,55 @@
+#pragma once
+
+#include "EmuMachine.h"
+
+#include <QByteArray>
+#include <QStringList>
+
+namespace emu {
+
+// What a tool prints and how it ends; written out by the dispatcher after fault knobs had
+// their say. Tools that stream (asr) write directly instead.
+struct Output {
+    QByteArray out;
+    QByteArray err;
+    int code = 0;
+    void line(const QString& s) { out += s.toUtf8() + '\n'; }
+    void error(const QString& s) { err += s.toUtf8() + '\n'; }
+    void write(const QByteArray& b) { out += b; }
+};
+
+int diskutilMain(MachineState& m, const QStringList& args, Output& o);
+int hdiutilMain(MachineState& m, const QStringList& args, Output& o);
+int asrMain(MachineState& m, const QStringList& args); // streams to stdout
+int swVersMain(MachineState& m, const QStringList& args, Output& o);
+int killallMain(MachineState& m, const QStringList& args, Output& o);
+int zipMain(MachineState& m, const QStringList& args); // runs the host's zip
+int emuctlMain(const QStringList& args);
+int mkmachineMain(const QStringList& args);
+
+// Runs the tool named `tool` (argv[0]'s base name) with its arguments on the machine found at
+// `root`: logs the call, applies fault knobs, and answers the exit status.
+int dispatchTool(const QString& root, const QString& tool, const QStringList& args);
+
+// diskutil's size arguments: "2500000000B", "400G", "16m" (decimal units, as diskutil uses).
+qint64 parseDiskutilSize(const QString& s);
+// hdiutil's: plain bytes, or b (512-byte sectors), k, m, g, t (binary units).
+qint64 parseHdiutilSize(const QString& s);
+
+// Disk images: the image file holds a header and an archive of the volume's files, padded to
+// the image's capacity as a sparse file.
+struct ImageHeader {
+    QString volumeName;
+    QString fs = QStringLiteral("hfs");
+    qint64 capacity = 0;
+    QString format = QStringLiteral("UDRW");
+};
+bool readImageHeader(const QString& hostImage, ImageHeader* header);
+bool writeImage(const QString& hostImage, const ImageHeader& header, const QString& hostFolder,
+                QString* error);
+bool extractImage(const QString& hostImage, const QString& hostFolder, QString* error);
+// When an image's disk goes away (its volumes already unmounted), its volume's files are
+// written back into the image file.
+void saveImageContent(MachineState& m, Disk& d);
+
+} // namespace emu

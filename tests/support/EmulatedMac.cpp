@@ -1,0 +1,146 @@
+#include "EmulatedMac.h"
+
+#include "platform/Machine.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+
+EmulatedMac::EmulatedMac(const QByteArray& scenario)
+    : m_dir(QDir::tempPath() + QStringLiteral("/tavrill-mac-XXXXXX")) {
+    m_previousRoot = Machine::root();
+    const QString scenarioFile = m_dir.path() + QStringLiteral(".scenario.json");
+    QFile f(scenarioFile);
+    if (!f.open(QIODevice::WriteOnly) || f.write(scenario) != scenario.size()) {
+        m_error = QStringLiteral("cannot write the scenario");
+        return;
+    }
+    f.close();
+    QProcess mk;
+    mk.start(toolsFolder() + QStringLiteral("/mkmachine"),
+             {scenarioFile, m_dir.path() + QStringLiteral("/")});
+    mk.waitForFinished(120000);
+    QFile::remove(scenarioFile);
+    if (mk.exitStatus() != QProcess::NormalExit || mk.exitCode() != 0) {
+        m_error = QString::fromUtf8(mk.readAllStandardError()) + mk.errorString();
+        return;
+    }
+    m_valid = true;
+    Machine::setRoot(m_dir.path());
+}
+
+EmulatedMac::~EmulatedMac() {
+    Machine::setRoot(m_previousRoot);
+}
+
+std::unique_ptr<EmulatedMac> EmulatedMac::fromScenario(const QString& name) {
+    QFile f(qEnvironmentVariable("TAVRILL_SOURCE_DIR", QStringLiteral(TAVRILL_SOURCE_DIR)) +
+            QStringLiteral("/emulator/scenarios/") + name + QStringLiteral(".json"));
+    if (!f.open(QIODevice::ReadOnly))
+        return fromJson(QByteArray());
+    return fromJson(f.readAll());
+}
+
+std::unique_ptr<EmulatedMac> EmulatedMac::fromJson(const QByteArray& scenario) {
+    return std::unique_ptr<EmulatedMac>(new EmulatedMac(scenario));
+}
+
+QString EmulatedMac::toolsFolder() {
+    return qEnvironmentVariable("TAVRILL_BINARY_DIR", QStringLiteral(TAVRILL_BINARY_DIR)) +
+           QStringLiteral("/emulator");
+}
+
+QString EmulatedMac::host(const QString& macPath) const {
+    return macPath == QLatin1String("/") ? root() : root() + macPath;
+}
+
+EmulatedMac::Run EmulatedMac::run(const QString& tool, const QStringList& args, const QByteArray& input,
+                                  int timeoutMs) const {
+    QString path;
+    for (const char* folder : {"/usr/sbin/", "/usr/bin/", "/usr/local/bin/"}) {
+        if (QFile::exists(root() + QLatin1String(folder) + tool)) {
+            path = root() + QLatin1String(folder) + tool;
+            break;
+        }
+    }
+    Run r;
+    QProcess p;
+    p.setProcessEnvironment(Machine::toolEnvironment());
+    p.start(path, args);
+    if (!p.waitForStarted(10000))
+        return r;
+    if (!input.isEmpty())
+        p.write(input);
+    p.closeWriteChannel();
+    if (!p.waitForFinished(timeoutMs)) {
+        p.kill();
+        p.waitForFinished(2000);
+        return r;
+    }
+    r.out = p.readAllStandardOutput();
+    r.err = p.readAllStandardError();
+    r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+    return r;
+}
+
+EmulatedMac::Run EmulatedMac::emuctl(const QStringList& args) const {
+    return run(QStringLiteral("emuctl"), args);
+}
+
+QList<QStringList> EmulatedMac::calls(const QString& tool) const {
+    QList<QStringList> out;
+    QFile f(root() + QStringLiteral("/var/log/emulator.log"));
+    if (!f.open(QIODevice::ReadOnly))
+        return out;
+    while (!f.atEnd()) {
+        const QJsonObject line = QJsonDocument::fromJson(f.readLine()).object();
+        const QString t = line.value(QStringLiteral("tool")).toString();
+        if (t.isEmpty() || (!tool.isEmpty() && t != tool) || t == QLatin1String("emuctl"))
+            continue;
+        QStringList call{t};
+        for (const QJsonValue& v : line.value(QStringLiteral("argv")).toArray())
+            call << v.toString();
+        out << call;
+    }
+    return out;
+}
+
+QStringList EmulatedMac::commandLines(const QString& tool) const {
+    QStringList out;
+    for (const QStringList& c : calls(tool))
+        out << c.join(QLatin1Char(' '));
+    return out;
+}
+
+void EmulatedMac::clearLog() const {
+    QFile::resize(root() + QStringLiteral("/var/log/emulator.log"), 0);
+}
+
+QByteArray EmulatedMac::mountTable() const {
+    QFile f(root() + QStringLiteral("/proc/self/mounts"));
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+QString EmulatedMac::plug(const QByteArray& diskJson) const {
+    const Run r = emuctl({QStringLiteral("plug"), QString::fromUtf8(diskJson)});
+    return r.code == 0 ? QString::fromUtf8(r.out).trimmed() : QString();
+}
+
+bool EmulatedMac::unplug(const QString& disk) const {
+    return emuctl({QStringLiteral("unplug"), disk}).code == 0;
+}
+
+bool EmulatedMac::addFault(const QByteArray& faultJson) const {
+    return emuctl({QStringLiteral("fault"), QString::fromUtf8(faultJson)}).code == 0;
+}
+
+bool EmulatedMac::setAsr(const QString& key, const QString& jsonValue) const {
+    return emuctl({QStringLiteral("asr"), key, jsonValue}).code == 0;
+}
+
+bool EmulatedMac::extractImage(const QString& macImage, const QString& hostFolder) const {
+    return emuctl({QStringLiteral("image-extract"), host(macImage), hostFolder}).code == 0;
+}

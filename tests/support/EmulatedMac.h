@@ -1,0 +1,66 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <memory>
+
+// An emulated Mac built by mkmachine for one test, set as the Machine's root for as long as
+// the object lives. Scenarios are the files of emulator/scenarios (by name) or JSON text.
+class EmulatedMac {
+public:
+    struct Run {
+        QByteArray out;
+        QByteArray err;
+        int code = -1;
+    };
+
+    // Builds from emulator/scenarios/<name>.json.
+    static std::unique_ptr<EmulatedMac> fromScenario(const QString& name);
+    // Builds from a scenario given as JSON text.
+    static std::unique_ptr<EmulatedMac> fromJson(const QByteArray& scenario);
+    ~EmulatedMac();
+    EmulatedMac(const EmulatedMac&) = delete;
+    EmulatedMac& operator=(const EmulatedMac&) = delete;
+
+    bool isValid() const { return m_valid; }
+    // What mkmachine said when it failed.
+    QString error() const { return m_error; }
+    QString root() const { return m_dir.path(); }
+    QString host(const QString& macPath) const;
+
+    // Runs one of the machine's tools ("diskutil", "asr", ...) with the given arguments, the
+    // way the system starts them, and answers what it printed.
+    Run run(const QString& tool, const QStringList& args, const QByteArray& input = {},
+            int timeoutMs = 60000) const;
+    Run emuctl(const QStringList& args) const;
+
+    // Every call the tools received, oldest first: {tool, arg1, arg2, ...}. `tool` filters.
+    QList<QStringList> calls(const QString& tool = {}) const;
+    // The same calls as space-joined command lines ("diskutil info -plist /").
+    QStringList commandLines(const QString& tool = {}) const;
+    void clearLog() const;
+
+    QByteArray mountTable() const;
+    // Plugs a disk described as in a scenario; answers its BSD name.
+    QString plug(const QByteArray& diskJson) const;
+    bool unplug(const QString& disk) const;
+    bool addFault(const QByteArray& faultJson) const;
+    bool setAsr(const QString& key, const QString& jsonValue) const;
+
+    // Writes the files inside a disk image (Mac path) into a host folder.
+    bool extractImage(const QString& macImage, const QString& hostFolder) const;
+
+    // Where the emulator's programs are (the build tree's emulator folder).
+    static QString toolsFolder();
+
+private:
+    explicit EmulatedMac(const QByteArray& scenario);
+    QTemporaryDir m_dir;
+    QString m_previousRoot;
+    QString m_error;
+    bool m_valid = false;
+};
