@@ -1,0 +1,205 @@
+#include "platform/ItemCopy.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+// Linux: the data goes through copy_file_range (the kernel copies, or shares blocks where the
+// file system can), after an attempt to clone the whole file; a file system or kernel without
+// it falls back to read and write. Permissions, times and, where allowed, the owner follow the
+// data. Everything works relative to open folder descriptors, so deep trees cost no path
+// lookups.
+
+namespace {
+
+struct Failure {
+    std::string first; // the first failure, "<path>: <reason>"
+
+    void note(const std::string& where, int error) {
+        if (first.empty())
+            first = where + ": " + std::strerror(error);
+    }
+};
+
+class Fd {
+public:
+    explicit Fd(int fd = -1) : m_fd(fd) {}
+    ~Fd() {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    Fd(const Fd&) = delete;
+    Fd& operator=(const Fd&) = delete;
+    int get() const { return m_fd; }
+    bool ok() const { return m_fd >= 0; }
+
+private:
+    int m_fd;
+};
+
+bool copyDataByReadWrite(int in, int out) {
+    std::vector<char> buffer(1 << 20);
+    for (;;) {
+        const ssize_t got = ::read(in, buffer.data(), buffer.size());
+        if (got == 0)
+            return true;
+        if (got < 0) {
+            if (errno == EINTR)
+                continue;
+            return false;
+        }
+        for (ssize_t done = 0; done < got;) {
+            const ssize_t put = ::write(out, buffer.data() + done, size_t(got - done));
+            if (put < 0) {
+                if (errno == EINTR)
+                    continue;
+                return false;
+            }
+            done += put;
+        }
+    }
+}
+
+bool copyData(int in, int out) {
+#ifdef FICLONE
+    if (::ioctl(out, FICLONE, in) == 0)
+        return true;
+#endif
+    bool copiedAny = false;
+    for (;;) {
+        const ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, size_t(1) << 30, 0);
+        if (n > 0) {
+            copiedAny = true;
+            continue;
+        }
+        if (n == 0)
+            return true;
+        if (errno == EINTR)
+            continue;
+        // No kernel support for this pair of files: copy through user space, from where the
+        // kernel stopped.
+        if (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP || errno == EBADF ||
+            (errno == EIO && !copiedAny))
+            return copyDataByReadWrite(in, out);
+        return false;
+    }
+}
+
+void keepOwner(int dirFd, const char* name, const struct stat& st) {
+    // Only a privileged process may give an item away; a refusal is expected and ignored.
+    if (st.st_uid != ::geteuid() || st.st_gid != ::getegid())
+        (void)::fchownat(dirFd, name, st.st_uid, st.st_gid, AT_SYMLINK_NOFOLLOW);
+}
+
+void copyEntry(int srcDir, const char* srcName, int dstDir, const char* dstName, const std::string& where,
+               Failure& failure);
+
+void copyFile(int srcDir, const char* srcName, int dstDir, const char* dstName, const struct stat& st,
+              const std::string& where, Failure& failure) {
+    Fd in(::openat(srcDir, srcName, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (!in.ok())
+        return failure.note(where, errno);
+    Fd out(::openat(dstDir, dstName, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!out.ok())
+        return failure.note(where, errno);
+    if (!copyData(in.get(), out.get()))
+        return failure.note(where, errno);
+    keepOwner(dstDir, dstName, st);
+    if (::fchmod(out.get(), st.st_mode & 07777) != 0)
+        failure.note(where, errno);
+    const struct timespec times[2] = {st.st_atim, st.st_mtim};
+    if (::futimens(out.get(), times) != 0)
+        failure.note(where, errno);
+}
+
+void copyLink(int srcDir, const char* srcName, int dstDir, const char* dstName, const struct stat& st,
+              const std::string& where, Failure& failure) {
+    std::vector<char> target(size_t(st.st_size > 0 ? st.st_size : 255) + 1);
+    const ssize_t n = ::readlinkat(srcDir, srcName, target.data(), target.size() - 1);
+    if (n < 0)
+        return failure.note(where, errno);
+    target[size_t(n)] = 0;
+    if (::symlinkat(target.data(), dstDir, dstName) != 0)
+        return failure.note(where, errno);
+    keepOwner(dstDir, dstName, st);
+    const struct timespec times[2] = {st.st_atim, st.st_mtim};
+    (void)::utimensat(dstDir, dstName, times, AT_SYMLINK_NOFOLLOW); // not every file system keeps link times
+}
+
+void copyFolder(int srcDir, const char* srcName, int dstDir, const char* dstName, const struct stat& st,
+                const std::string& where, Failure& failure) {
+    if (::mkdirat(dstDir, dstName, S_IRWXU) != 0)
+        return failure.note(where, errno);
+    Fd src(::openat(srcDir, srcName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    Fd dst(::openat(dstDir, dstName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!src.ok() || !dst.ok())
+        return failure.note(where, errno);
+    DIR* listing = ::fdopendir(::dup(src.get()));
+    if (!listing)
+        return failure.note(where, errno);
+    for (;;) {
+        errno = 0;
+        const dirent* d = ::readdir(listing);
+        if (!d) {
+            if (errno != 0)
+                failure.note(where, errno);
+            break;
+        }
+        const char* name = d->d_name;
+        if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
+            continue;
+        copyEntry(src.get(), name, dst.get(), name, where + "/" + name, failure);
+    }
+    ::closedir(listing);
+    // The folder's own attributes go last: adding the entries changed its times, and a folder
+    // without write permission could not have been filled.
+    keepOwner(dstDir, dstName, st);
+    if (::fchmod(dst.get(), st.st_mode & 07777) != 0)
+        failure.note(where, errno);
+    const struct timespec times[2] = {st.st_atim, st.st_mtim};
+    if (::futimens(dst.get(), times) != 0)
+        failure.note(where, errno);
+}
+
+void copyEntry(int srcDir, const char* srcName, int dstDir, const char* dstName, const std::string& where,
+               Failure& failure) {
+    struct stat st;
+    if (::fstatat(srcDir, srcName, &st, AT_SYMLINK_NOFOLLOW) != 0)
+        return failure.note(where, errno);
+    if (S_ISREG(st.st_mode))
+        copyFile(srcDir, srcName, dstDir, dstName, st, where, failure);
+    else if (S_ISDIR(st.st_mode))
+        copyFolder(srcDir, srcName, dstDir, dstName, st, where, failure);
+    else if (S_ISLNK(st.st_mode))
+        copyLink(srcDir, srcName, dstDir, dstName, st, where, failure);
+    else if (S_ISFIFO(st.st_mode)) {
+        if (::mkfifoat(dstDir, dstName, st.st_mode & 07777) != 0)
+            failure.note(where, errno);
+    } else {
+        failure.note(where, ENOTSUP); // sockets and device nodes are not copied
+    }
+}
+
+} // namespace
+
+bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath, QString* error) {
+    const QByteArray source = QFile::encodeName(sourceHostPath);
+    const QByteArray destination = QFile::encodeName(destinationHostPath);
+    Failure failure;
+    copyEntry(AT_FDCWD, source.constData(), AT_FDCWD, destination.constData(), source.toStdString(), failure);
+    if (failure.first.empty())
+        return true;
+    if (error)
+        *error = QString::fromStdString(failure.first);
+    return false;
+}

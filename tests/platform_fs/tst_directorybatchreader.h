@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QObject>
+
+class TestDirectoryBatchReader : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void readsBatchesOfFortyWithTypesAndLengths();
+    void fullLastBatchIsFollowedByAnEmptyEnd();
+    void reportsFilesMissingPathsAndLinksOnOpen();
+    void opensSubFoldersWithoutFollowingLinks();
+};

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QObject>
+
+class TestItemCopy : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void copiesATreeWithDataModesTimesAndLinks();
+    void copiesSingleFilesAndLinks();
+    void refusesAnExistingDestination();
+    void reportsAMissingSource();
+};
