@@ -1,0 +1,280 @@
+#include "filecopy/EumeRoot.h"
+
+#include "platform/DirectoryBatchReader.h"
+#include "platform/Machine.h"
+
+#include <QElapsedTimer>
+#include <QMutexLocker>
+#include <QThreadPool>
+
+#include <vector>
+
+namespace {
+
+// Entries listed by full-tree listings over the life of the process; never reset.
+std::atomic<int> fullTreeEntryCount{0};
+
+struct ListedName {
+    QString name;
+    bool isDirectory; // following a link
+    quint64 dataLength;
+};
+
+// The names directly inside a folder with their types and lengths, in the file system's order;
+// a folder that cannot be listed (or stops being listable part way) gives what was read.
+std::vector<ListedName> listFolder(const QString& macPath, bool dropSkipped) {
+    std::vector<ListedName> names;
+    const QString host = Machine::hostPath(macPath);
+    DirectoryBatchReader reader(host);
+    if (reader.status() != DirectoryBatchReader::OpenStatus::Open)
+        return names;
+    auto batch = std::make_unique<DirectoryBatch>();
+    const QString hostPrefix = host.endsWith(QLatin1Char('/')) ? host : host + QLatin1Char('/');
+    DirectoryBatchReader::ReadResult result = DirectoryBatchReader::ReadResult::Success;
+    while (result == DirectoryBatchReader::ReadResult::Success) {
+        result = reader.readBatch(*batch);
+        for (int i = 0; i < batch->count; ++i) {
+            const DirectoryEntry& entry = batch->entries[i];
+            QString name = entry.nameString();
+            if (dropSkipped && EumeRoot::isSkippedName(name))
+                continue;
+            bool isDirectory = entry.isDirectory;
+            if (entry.isSymbolicLink) // the folder test follows links; the size does not
+                isDirectory = readItemInfo(hostPrefix + name, true).isDirectory;
+            names.push_back({std::move(name), isDirectory, entry.dataLength});
+        }
+    }
+    return names;
+}
+
+QString joined(const QString& folder, const QString& name, bool rootSpecialCase) {
+    if (rootSpecialCase && folder == QLatin1String("/"))
+        return QLatin1Char('/') + name;
+    return folder + QLatin1Char('/') + name;
+}
+
+QString lastComponent(const QString& path) {
+    const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
+    return slash < 0 ? path : path.mid(slash + 1);
+}
+
+} // namespace
+
+EumeRoot::~EumeRoot() = default;
+
+bool EumeRoot::isSkippedName(const QString& name) {
+    static const QStringList skipped = {".DS_Store",  ".Trashes",        ".Trash",   ".vol",
+                                        ".fseventsd", ".Spotlight-V100", ".Volumes", ".Volume"};
+    return skipped.contains(name);
+}
+
+void EumeRoot::setEumeDelegate(EumeRootDelegate* delegate) {
+    QMutexLocker lock(&m_lock);
+    m_eumeDelegate = delegate;
+}
+
+void EumeRoot::setRootNodeArr(const FileNodeArrayRef& rootArr) {
+    QMutexLocker lock(&m_lock);
+    m_rootNodeArr = rootArr;
+}
+
+FileNodeArrayRef EumeRoot::rootNodeArr() const {
+    QMutexLocker lock(&m_lock);
+    return m_rootNodeArr;
+}
+
+void EumeRoot::sendEndScan() {
+    // Under the lock, so an owner clearing the delegate waits for a callback in flight.
+    QMutexLocker lock(&m_lock);
+    if (m_eumeDelegate)
+        m_eumeDelegate->endScan();
+}
+
+void EumeRoot::sendEndEumeNode() {
+    QMutexLocker lock(&m_lock);
+    if (m_eumeDelegate)
+        m_eumeDelegate->endEumeNode();
+}
+
+void EumeRoot::eumeAllRootFileNodeWithRootArr(const FileNodeArrayRef& rootArr, const QString& path) {
+    setRootNodeArr(rootArr);
+    auto treeOperator = std::make_shared<NodeTreeOperator>();
+    treeOperator->setOpDelegate(this);
+    {
+        QMutexLocker lock(&m_lock);
+        m_treeOperator = treeOperator;
+    }
+    m_allFileCount = 0;
+    m_eumeFileCount = 0;
+    m_isStopScan = false;
+    m_isPauseScan = false;
+    std::shared_ptr<EumeRoot> self = shared_from_this();
+    QThreadPool::globalInstance()->start([self, path] { self->eumeRootListNode(path); });
+}
+
+void EumeRoot::eumeRootListNode(const QString& path) {
+    const FileNodeArrayRef array = rootNodeArr();
+    if (!array)
+        return;
+    const ItemInfo info = readItemInfo(Machine::hostPath(path), true);
+    if (!info.exists)
+        return;
+    if (!info.isDirectory) {
+        FileNodeRef node = FileNode::initWithPath(path, lastComponent(path), false, nullptr);
+        node->setSize(NodeTreeOperator::getOneFileSizeWithPath(path));
+        if (array->isEmpty())
+            array->append(node);
+        else
+            array->insertBySize(node);
+        return;
+    }
+
+    const std::vector<ListedName> names = listFolder(path, true);
+    m_allFileCount = int(names.size());
+
+    // Nodes are handed to the shared array in groups rather than one by one: a single insert
+    // into a large array moves half of it, which makes a listing of 100,000 files quadratic.
+    // A group is merged once it is half as large as the array or 50 ms old, so the list still
+    // sees the top level grow; the order is the one single inserts give. The progress counts
+    // the entries that are in the array.
+    FileNodeList files;
+    FileNodeList folders;
+    QElapsedTimer sinceFlush;
+    sinceFlush.start();
+    qsizetype arraySize = array->count();
+    auto flush = [&] {
+        const int handled = int(files.size() + folders.size());
+        for (const FileNodeRef& folder : std::as_const(folders))
+            array->append(folder);
+        array->insertAllBySize(files);
+        arraySize += handled;
+        files.clear();
+        folders.clear();
+        m_eumeFileCount += handled;
+        sinceFlush.restart();
+    };
+    for (const ListedName& entry : names) {
+        const QString fullPath = joined(path, entry.name, true);
+        if (entry.isDirectory) {
+            folders.append(FileNode::initWithPath(fullPath, entry.name, true, nullptr));
+        } else {
+            FileNodeRef node = FileNode::initWithPath(fullPath, entry.name, false, nullptr);
+            node->setSize(entry.dataLength);
+            files.append(node);
+        }
+        const qsizetype pending = files.size() + folders.size();
+        if (pending >= qMax<qsizetype>(64, arraySize / 2) || sinceFlush.elapsed() >= 50)
+            flush();
+    }
+    flush();
+    sendEndScan();
+}
+
+void EumeRoot::getNodeListWithFaterNode(FileNode* node) {
+    if (!node)
+        return;
+    const QString path = node->path();
+    const ItemInfo info = readItemInfo(Machine::hostPath(path), true);
+    if (!info.exists)
+        return;
+    const qint64 fatherState = node->state();
+    auto makeChild = [&](const QString& childPath, const QString& name, bool isDirectory, quint64 size) {
+        FileNodeRef child = FileNode::initWithPath(childPath, name, isDirectory, nullptr);
+        child->setSize(isDirectory ? 0 : size);
+        if (fatherState == 0 || fatherState == 1)
+            child->setState(fatherState);
+        child->setFather(node);
+        return child;
+    };
+    if (info.isDirectory) {
+        const std::vector<ListedName> names = listFolder(path, false);
+        m_allFileCount = int(names.size());
+        FileNodeList children;
+        children.reserve(qsizetype(names.size()));
+        for (const ListedName& entry : names)
+            children.append(
+                makeChild(joined(path, entry.name, false), entry.name, entry.isDirectory, entry.dataLength));
+        for (const FileNodeRef& child : std::as_const(children))
+            node->children().append(child);
+    } else {
+        node->children().append(makeChild(path, lastComponent(path), false, info.dataLength));
+    }
+    sendEndEumeNode();
+}
+
+void EumeRoot::getRootNodeListWithPath(const QString& path) {
+    std::shared_ptr<NodeTreeOperator> treeOperator;
+    {
+        QMutexLocker lock(&m_lock);
+        if (!m_treeOperator) {
+            m_treeOperator = std::make_shared<NodeTreeOperator>();
+            m_treeOperator->setOpDelegate(this);
+        }
+        treeOperator = m_treeOperator;
+    }
+    std::shared_ptr<EumeRoot> self = shared_from_this();
+    QThreadPool::globalInstance()->start([self, treeOperator, path] {
+        const FileNodeArrayRef array = self->rootNodeArr();
+        if (!array)
+            return;
+        const ItemInfo info = readItemInfo(Machine::hostPath(path), true);
+        if (!info.exists)
+            return;
+        if (!info.isDirectory) {
+            FileNodeRef node = FileNode::initWithPath(path, lastComponent(path), false, nullptr);
+            node->setSize(NodeTreeOperator::getOneFileSizeWithPath(path));
+            if (array->isEmpty())
+                array->append(node);
+            else
+                self->insertFileInRootArrWithFile(node);
+            return;
+        }
+        const std::vector<ListedName> names = listFolder(path, false);
+        self->m_allFileCount = int(names.size());
+        for (const ListedName& entry : names) {
+            if (self->m_isStopScan)
+                return;
+            const QString fullPath = joined(path, entry.name, false);
+            if (entry.isDirectory) {
+                FileNodeRef node = FileNode::initWithPath(fullPath, entry.name, true, nullptr);
+                node->setSize(0);
+                array->append(node);
+                node->setSize(treeOperator->getFileSizeWithPat(fullPath, node.data(), 0));
+            } else {
+                FileNodeRef node = FileNode::initWithPath(fullPath, entry.name, false, nullptr);
+                node->setSize(entry.dataLength);
+                if (array->isEmpty())
+                    array->append(node);
+                else
+                    self->insertFileInRootArrWithFile(node);
+            }
+            if (++fullTreeEntryCount == int(names.size()))
+                self->sendEndScan();
+            ++self->m_eumeFileCount;
+        }
+    });
+}
+
+void EumeRoot::insertFileInRootArrWithFile(const FileNodeRef& node) {
+    if (const FileNodeArrayRef array = rootNodeArr())
+        array->insertBySize(node);
+}
+
+void EumeRoot::doRootArrSort() {
+    if (const FileNodeArrayRef array = rootNodeArr())
+        array->sortBySize();
+}
+
+float EumeRoot::getProgress() const {
+    const int all = m_allFileCount;
+    if (all < 1)
+        return 0.0f;
+    return float(m_eumeFileCount * 100.0 / all);
+}
+
+void EumeRoot::stopScan() {
+    m_isStopScan = true;
+    QMutexLocker lock(&m_lock);
+    if (m_treeOperator)
+        m_treeOperator->stopScan();
+}

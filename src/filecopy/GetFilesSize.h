@@ -1,0 +1,56 @@
+#pragma once
+
+#include "filecopy/FileNode.h"
+
+#include <QString>
+
+#include <atomic>
+#include <memory>
+
+class GetFilesSizeDelegate {
+public:
+    virtual ~GetFilesSizeDelegate() = default;
+    // The total of a pass, in bytes, sent on the pass's background thread.
+    virtual void allCopyFilesSize(qint64 size) = 0;
+};
+
+// Adds up the bytes a selection in a node tree amounts to, in the background, and reports
+// the total to its delegate.
+//
+// One pass walks an array: a selected file adds the size stored at listing time, a selected
+// folder is measured afresh on disk, a half-selected folder starts a pass of its own over its
+// children. Such a pass resets the shared total, runs beside the first one, adds into the same
+// total and reports on its own, so a selection with half-selected folders reports more than
+// once and the screens keep the last report. A selection without them reports once, exactly.
+//
+// Instances are shared with their passes: the owner may drop one while a pass runs.
+class GetFilesSize : public std::enable_shared_from_this<GetFilesSize> {
+public:
+    static std::shared_ptr<GetFilesSize> create() { return std::shared_ptr<GetFilesSize>(new GetFilesSize); }
+
+    // Resets the total and starts one pass over nodes on the global pool; returns at once.
+    void getAllFilesSizeWithArr(const FileNodeList& nodes);
+
+    // totailSize plus the data length of every file at or below path (a Mac path); folders
+    // count nothing, links count as themselves, unreadable items count 0.
+    static quint64 getFileSizeWithPat(const QString& path, quint64 totailSize);
+    static quint64 getOneFileSizeWithPath(const QString& path);
+    static void sortFatherSizeWithRootFileNode(FileNode* node, quint64 totailSize) {
+        node->setSize(totailSize);
+    }
+
+    // Can be set; a pass never looks at it and always reports.
+    bool isCancel() const { return m_isCancel; }
+    void setIsCancel(bool value) { m_isCancel = value; }
+    GetFilesSizeDelegate* delegate() const { return m_delegate; }
+    void setDelegate(GetFilesSizeDelegate* delegate) { m_delegate = delegate; }
+    quint64 allFileSize() const { return m_allFileSize; }
+
+private:
+    GetFilesSize() = default;
+    void runPass(const FileNodeList& nodes);
+
+    std::atomic<bool> m_isCancel{false};
+    std::atomic<quint64> m_allFileSize{0};
+    std::atomic<GetFilesSizeDelegate*> m_delegate{nullptr};
+};

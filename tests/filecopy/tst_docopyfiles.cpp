@@ -1,0 +1,231 @@
+#include "tst_docopyfiles.h"
+
+#include "Fixtures.h"
+#include "TestMachine.h"
+#include "TreeCompare.h"
+#include "app/MainThread.h"
+#include "filecopy/DoCopyFiles.h"
+#include "platform/Machine.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QMutex>
+#include <QTest>
+
+#include <functional>
+
+namespace {
+
+struct CopyRecorder : DoCopyFilesDelegate {
+    QStringList paths;
+    QList<float> progress;
+    std::atomic<int> errors{0};
+    std::atomic<int> offMainReports{0};
+    std::atomic<int> errorsOnMain{0};
+    std::function<void(const QString&)> onPath;
+    void topCopyFilePath(const QString& path) override {
+        if (!isMainThread())
+            ++offMainReports;
+        paths << path;
+        if (onPath)
+            onPath(path);
+    }
+    void topCopyProgress(float percent) override {
+        if (!isMainThread())
+            ++offMainReports;
+        progress << percent;
+    }
+    void copyFileError() override {
+        if (isMainThread())
+            ++errorsOnMain;
+        ++errors;
+    }
+};
+
+// Starts a run and waits on the main loop until it and every run it started have ended.
+void copyAndWait(const std::shared_ptr<DoCopyFiles>& copier, const FileNodeList& nodes, const QString& to) {
+    copier->doCopyFilesWithArr(nodes, to);
+    QVERIFY(QTest::qWaitFor([&] { return copier->activeRuns() == 0; }, 60000));
+}
+
+FileNodeList selectedFiles(TestMachine& mac, const QString& folder, int count, int length = 3) {
+    FileNodeList nodes;
+    for (int i = 0; i < count; ++i) {
+        const QString path = QStringLiteral("%1/item%2.txt").arg(folder).arg(i);
+        writeSized(mac, path, length);
+        nodes << fileNode(path, quint64(length));
+    }
+    return nodes;
+}
+
+const QDateTime when(QDate(2024, 5, 6), QTime(7, 8, 9));
+
+} // namespace
+
+void TestDoCopyFiles::datedFolderOnVolumesSlashAndDesktop() {
+    TestMachine mac;
+    makeFolder(mac, "/Volumes/Dest");
+    const QString onVolume = DoCopyFiles::createCopyFolderWithVolumePath("/Volumes/Dest", when);
+    QCOMPARE(onVolume, QStringLiteral("/Volumes/Dest/Tavrill(2024-05-06 07:08:09)"));
+    QVERIFY(QFileInfo(mac.host(onVolume)).isDir());
+
+    const QString onSlash = DoCopyFiles::createCopyFolderWithVolumePath("/", when);
+    QCOMPARE(onSlash, QStringLiteral("/Tavrill(2024-05-06 07:08:09)"));
+    QVERIFY(QFileInfo(mac.host(onSlash)).isDir());
+
+    // Something in the way that cannot be entered: the Desktop takes the copy.
+    mac.writeFile("/Volumes/Blocked/Tavrill(2024-05-06 07:08:09)", "a file, not a folder");
+    const QString fallback = DoCopyFiles::createCopyFolderWithVolumePath("/Volumes/Blocked", when);
+    QCOMPARE(fallback, QStringLiteral("/Users/tester/Desktop/Tavrill(2024-05-06 07:08:09)"));
+    QVERIFY(QFileInfo(mac.host(fallback)).isDir());
+}
+
+void TestDoCopyFiles::fourItemsReportFiveToHundred() {
+    TestMachine mac;
+    makeFolder(mac, "/Volumes/Dest/out");
+    FileNodeList nodes = selectedFiles(mac, "/Volumes/Src", 4);
+    nodes[2]->setState(0); // unselected items still count in the progress
+    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
+    CopyRecorder recorder;
+    copier->setDelegate(&recorder);
+    copyAndWait(copier, nodes, "/Volumes/Dest/out");
+    QCOMPARE(recorder.progress, (QList<float>{5, 25, 50, 75, 100}));
+    QCOMPARE(recorder.paths,
+             (QStringList{"/Volumes/Src/item0.txt", "/Volumes/Src/item1.txt", "/Volumes/Src/item3.txt"}));
+    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out")).size(), 3);
+    QVERIFY(!QFileInfo::exists(mac.host("/Volumes/Dest/out/item2.txt")));
+    QCOMPARE(recorder.offMainReports.load(), 0);
+}
+
+void TestDoCopyFiles::twentyItemsStartAtTheFloor() {
+    TestMachine mac;
+    makeFolder(mac, "/Volumes/Dest/out");
+    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
+    CopyRecorder recorder;
+    copier->setDelegate(&recorder);
+    copyAndWait(copier, selectedFiles(mac, "/Volumes/Src", 20), "/Volumes/Dest/out");
+    QList<float> expected{5};
+    for (int i = 1; i <= 20; ++i)
+        expected << float(i * 5);
+    QCOMPARE(recorder.progress, expected);
+    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out")).size(), 20);
+
+    // An empty array reports nothing at all.
+    recorder.progress.clear();
+    copyAndWait(copier, {}, "/Volumes/Dest/out");
+    QVERIFY(recorder.progress.isEmpty());
+}
+
+void TestDoCopyFiles::collisionsDropTheExtensionAndCount() {
+    TestMachine mac;
+    mac.writeFile("/Volumes/Src/Report.pdf", "new report");
+    mac.writeFile("/Volumes/Dest/out/Report.pdf", "already there");
+    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
+    const FileNodeList nodes = {fileNode("/Volumes/Src/Report.pdf", 10)};
+    copyAndWait(copier, nodes, "/Volumes/Dest/out");
+    QCOMPARE(mac.readFile("/Volumes/Dest/out/Report 1"), QByteArray("new report"));
+    QCOMPARE(mac.readFile("/Volumes/Dest/out/Report.pdf"), QByteArray("already there"));
+    copyAndWait(copier, nodes, "/Volumes/Dest/out");
+    QCOMPARE(mac.readFile("/Volumes/Dest/out/Report 2"), QByteArray("new report"));
+
+    // Exact names only: another case is no collision on a case-sensitive volume.
+    QCOMPARE(copier->createFileWithPath("/Volumes/Dest/out", "report.pdf", "report.pdf"),
+             QStringLiteral("report.pdf"));
+    QCOMPARE(copier->createFileWithPath("/Volumes/Dest/out", "Report.pdf", "Report.pdf"),
+             QStringLiteral("Report 3"));
+    QCOMPARE(copier->createFileWithPath("/Volumes/Missing", "Report.pdf", "Report.pdf"),
+             QStringLiteral("Report.pdf"));
+    // A folder collides the same way; a name without extension keeps its whole name.
+    makeFolder(mac, "/Volumes/Dest/out/Photos");
+    QCOMPARE(copier->createFileWithPath("/Volumes/Dest/out", "Photos", "Photos"), QStringLiteral("Photos 1"));
+}
+
+void TestDoCopyFiles::halfSelectedFoldersCopyTheirTickedChildren() {
+    TestMachine mac;
+    makeFolder(mac, "/Volumes/Dest/out");
+    mac.writeFile("/Volumes/Src/Users/a.txt", "ticked");
+    mac.writeFile("/Volumes/Src/Users/b.txt", "not ticked");
+    mac.writeFile("/Volumes/Src/Users/Shared/c.txt", "deeper ticked");
+    mac.writeFile("/Volumes/Src/Users/Shared/d.txt", "deeper not ticked");
+    mac.writeFile("/Volumes/Src/Users/whole/e.txt", "in a ticked folder");
+    FileNodeRef users = folderNode("/Volumes/Src/Users", 2);
+    fileNode("/Volumes/Src/Users/a.txt", 6, 1, users.data());
+    fileNode("/Volumes/Src/Users/b.txt", 10, 0, users.data());
+    FileNodeRef shared = folderNode("/Volumes/Src/Users/Shared", 2, users.data());
+    fileNode("/Volumes/Src/Users/Shared/c.txt", 13, 1, shared.data());
+    fileNode("/Volumes/Src/Users/Shared/d.txt", 17, 0, shared.data());
+    folderNode("/Volumes/Src/Users/whole", 1, users.data());
+
+    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
+    CopyRecorder recorder;
+    copier->setDelegate(&recorder);
+    copyAndWait(copier, {users}, "/Volumes/Dest/out");
+
+    QStringList top = listingOrder(mac.host("/Volumes/Dest/out"));
+    top.sort();
+    QCOMPARE(top, (QStringList{"Shared", "a.txt", "whole"}));
+    QCOMPARE(mac.readFile("/Volumes/Dest/out/a.txt"), QByteArray("ticked"));
+    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out/Shared")), QStringList{"c.txt"});
+    QCOMPARE(mac.readFile("/Volumes/Dest/out/whole/e.txt"), QByteArray("in a ticked folder"));
+    // Two runs, each with its own sequence from 5 to 100.
+    QCOMPARE(recorder.progress.count(5.0f), 2);
+    QCOMPARE(recorder.progress.count(100.0f), 2);
+}
+
+void TestDoCopyFiles::cancelFinishesTheCurrentItemOnly() {
+    TestMachine mac;
+    makeFolder(mac, "/Volumes/Dest/out");
+    QByteArray large(48 * 1024 * 1024, '\0');
+    for (qsizetype i = 0; i < large.size(); i += 4096)
+        large[i] = char(i / 4096);
+    mac.writeFile("/Volumes/Src/large.bin", large);
+    FileNodeList nodes = {fileNode("/Volumes/Src/large.bin", quint64(large.size()))};
+    nodes += selectedFiles(mac, "/Volumes/Src", 3);
+
+    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
+    CopyRecorder recorder;
+    // The user presses Cancel as the large file starts: it is copied to the end, nothing after.
+    recorder.onPath = [&](const QString& path) {
+        if (path.endsWith("large.bin"))
+            copier->setIsCancel(true);
+    };
+    copier->setDelegate(&recorder);
+    copyAndWait(copier, nodes, "/Volumes/Dest/out");
+    QCOMPARE(recorder.paths, QStringList{"/Volumes/Src/large.bin"});
+    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out")), QStringList{"large.bin"});
+    QVERIFY(mac.readFile("/Volumes/Dest/out/large.bin") == large);
+    QCOMPARE(recorder.progress, (QList<float>{5, 25}));
+    QVERIFY(copier->isCancel());
+}
+
+void TestDoCopyFiles::missingDestinationIsReported() {
+    TestMachine mac;
+    const FileNodeList nodes = selectedFiles(mac, "/Volumes/Src", 2);
+    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
+    CopyRecorder recorder;
+    copier->setDelegate(&recorder);
+    copyAndWait(copier, nodes, "/Volumes/Gone/Tavrill(x)");
+    QCOMPARE(recorder.errors.load(), 2);
+    QCOMPARE(recorder.errorsOnMain.load(), 0);
+    QVERIFY(!QFileInfo::exists(mac.host("/Volumes/Gone")));
+    QCOMPARE(recorder.progress.last(), 100.0f);
+}
+
+void TestDoCopyFiles::copiedTreeEqualsTheSource() {
+    TestMachine mac;
+    buildSampleTree(mac.host("/Volumes/Src/project"));
+    mac.writeFile("/Volumes/Src/top.txt", "top");
+    QVERIFY(makeLink("project/plain.txt", mac.host("/Volumes/Src/top-link")));
+    const QString destination = DoCopyFiles::createCopyFolderWithVolumePath("/Volumes/Dest", when);
+    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
+    copyAndWait(copier,
+                {folderNode("/Volumes/Src/project"), fileNode("/Volumes/Src/top.txt", 3),
+                 fileNode("/Volumes/Src/top-link", 17)},
+                destination);
+    for (const char* item : {"project", "top.txt", "top-link"}) {
+        const QStringList differences = compareTrees(mac.host(QStringLiteral("/Volumes/Src/") + item),
+                                                     mac.host(destination + "/" + item));
+        QVERIFY2(differences.isEmpty(), qPrintable(differences.join('\n')));
+    }
+    QVERIFY(QFileInfo(mac.host(destination + "/top-link")).isSymLink());
+}

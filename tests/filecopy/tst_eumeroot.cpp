@@ -1,0 +1,278 @@
+#include "tst_eumeroot.h"
+
+#include "Fixtures.h"
+#include "TestMachine.h"
+#include "TreeCompare.h"
+#include "filecopy/Controller.h"
+#include "filecopy/EumeRoot.h"
+
+#include <QRandomGenerator>
+#include <QTest>
+
+#include <atomic>
+
+namespace {
+
+struct ScreenRecorder : ControllerDelegate {
+    std::atomic<int> copyScans{0};
+    std::atomic<int> imageScans{0};
+    std::atomic<int> reloads{0};
+    void copyFileScanFiles() override { ++copyScans; }
+    void endScanFiles() override { ++imageScans; }
+    void reloadTreeList() override { ++reloads; }
+};
+
+struct EndRecorder : EumeRootDelegate {
+    std::atomic<int> ends{0};
+    std::atomic<int> nodeEnds{0};
+    void endScan() override { ++ends; }
+    void endEumeNode() override { ++nodeEnds; }
+};
+
+// Lists a path's top level and waits for the listing to finish (by its progress, as the file
+// list does, or by endScan).
+FileNodeList listTopLevel(const QString& path, EndRecorder* ends = nullptr) {
+    EndRecorder local;
+    EndRecorder* recorder = ends ? ends : &local;
+    std::shared_ptr<EumeRoot> root = EumeRoot::create();
+    root->setEumeDelegate(recorder);
+    FileNodeArrayRef array = makeFileNodeArray();
+    const int before = recorder->ends;
+    root->eumeAllRootFileNodeWithRootArr(array, path);
+    if (!QTest::qWaitFor([&] { return recorder->ends > before; }, 20000))
+        qWarning("listing did not end");
+    root->setEumeDelegate(nullptr);
+    return array->toList();
+}
+
+QStringList names(const FileNodeList& nodes) {
+    QStringList out;
+    for (const FileNodeRef& n : nodes)
+        out << n->name();
+    return out;
+}
+
+} // namespace
+
+void TestEumeRoot::topLevelDropsTheSkipListOnlyAtTheTop() {
+    TestMachine mac;
+    for (const char* skipped : {".Trashes", ".fseventsd", ".Spotlight-V100"})
+        makeFolder(mac, QStringLiteral("/Volumes/Data/") + skipped);
+    writeSized(mac, "/Volumes/Data/.DS_Store", 10);
+    writeSized(mac, "/Volumes/Data/.Trash", 1);
+    writeSized(mac, "/Volumes/Data/.ds_store", 2); // other case: kept
+    writeSized(mac, "/Volumes/Data/.profile", 3);  // other hidden names: kept
+    writeSized(mac, "/Volumes/Data/docs/.DS_Store", 6);
+    writeSized(mac, "/Volumes/Data/docs/.Trashes/x", 1);
+
+    EndRecorder ends;
+    const FileNodeList top = listTopLevel("/Volumes/Data", &ends);
+    QCOMPARE(ends.ends.load(), 1);
+    QCOMPARE(names(top), (QStringList{".profile", ".ds_store", "docs"}));
+    for (const FileNodeRef& n : top) {
+        QCOMPARE(n->father(), nullptr);
+        QCOMPARE(n->state(), qint64(1));
+        QCOMPARE(n->path(), "/Volumes/Data/" + n->name());
+    }
+
+    // Below the top every entry is kept.
+    Controller controller;
+    const FileNodeRef docs = top.last();
+    controller.getNodeListWithFaterNode(docs.data());
+    QStringList below = names(docs->children().toList());
+    below.sort();
+    QCOMPARE(below, (QStringList{".DS_Store", ".Trashes"}));
+}
+
+void TestEumeRoot::slashGivesSingleSlashPaths() {
+    TestMachine mac;
+    makeFolder(mac, "/Applications");
+    writeSized(mac, "/mach_file", 4);
+    const FileNodeList top = listTopLevel("/");
+    QVERIFY(!top.isEmpty());
+    for (const FileNodeRef& n : top) {
+        QVERIFY2(!n->path().startsWith("//"), qPrintable(n->path()));
+        QCOMPARE(n->path(), "/" + n->name());
+    }
+    QVERIFY(names(top).contains("Applications"));
+    QCOMPARE(top.first()->path(), QStringLiteral("/mach_file"));
+}
+
+void TestEumeRoot::filesComeFirstLargestFirstThenFoldersInListingOrder() {
+    TestMachine mac;
+    makeFolder(mac, "/Volumes/Data/A");
+    writeSized(mac, "/Volumes/Data/five", 5);
+    makeFolder(mac, "/Volumes/Data/B");
+    writeSized(mac, "/Volumes/Data/five hundred", 500);
+    writeSized(mac, "/Volumes/Data/fifty", 50);
+    writeSized(mac, "/Volumes/Data/A/inside", 5000); // folders are not measured here
+    QVERIFY(makeLink("A", mac.host("/Volumes/Data/linkA")));
+
+    const FileNodeList top = listTopLevel("/Volumes/Data");
+    QStringList folders;
+    for (const QString& name : listingOrder(mac.host("/Volumes/Data")))
+        if (name == "A" || name == "B" || name == "linkA")
+            folders << name + ":0";
+    QCOMPARE(describe(top), QStringList({"five hundred:500", "fifty:50", "five:5"}) + folders);
+    QVERIFY(top.last()->isDirectory() || top.at(top.size() - 2)->isDirectory());
+    for (const FileNodeRef& n : top)
+        QCOMPARE(n->isDirectory(), n->size() == 0); // a link to a folder lists as a folder
+}
+
+void TestEumeRoot::largeTopLevelKeepsTheSameOrder() {
+    // Many entries with ties, empty files and folders: the order equals inserting one node at a
+    // time in listing order, computed here with a plain linear search.
+    TestMachine mac;
+    QRandomGenerator random(11);
+    for (int i = 0; i < 1500; ++i) {
+        if (i % 10 == 0)
+            makeFolder(mac, QStringLiteral("/Volumes/Big/d%1").arg(i));
+        else
+            writeSized(mac, QStringLiteral("/Volumes/Big/f%1").arg(i), random.bounded(6));
+    }
+    const FileNodeList top = listTopLevel("/Volumes/Big");
+    QStringList expected;
+    QList<quint64> sizes;
+    for (const QString& name : listingOrder(mac.host("/Volumes/Big"))) {
+        const quint64 size = QFileInfo(mac.host("/Volumes/Big/" + name)).isDir()
+                                 ? 0
+                                 : quint64(QFileInfo(mac.host("/Volumes/Big/" + name)).size());
+        if (name.startsWith('d')) {
+            expected << name + ":0";
+            sizes << 0;
+            continue;
+        }
+        qsizetype i = 0;
+        while (i < sizes.size() && sizes[i] > size)
+            ++i;
+        expected.insert(i, QStringLiteral("%1:%2").arg(name).arg(size));
+        sizes.insert(i, size);
+    }
+    QCOMPARE(describe(top), expected);
+}
+
+void TestEumeRoot::fileAndMissingRoots() {
+    TestMachine mac;
+    writeSized(mac, "/Volumes/Data/only.bin", 77);
+    std::shared_ptr<EumeRoot> root = EumeRoot::create();
+    EndRecorder ends;
+    root->setEumeDelegate(&ends);
+    FileNodeArrayRef array = makeFileNodeArray();
+    QCOMPARE(root->getProgress(), 0.0f);
+    root->eumeRootListNode("/Volumes/Data/only.bin");
+    root->setRootNodeArr(array);
+    root->eumeRootListNode("/Volumes/Data/only.bin");
+    QCOMPARE(describe(array->toList()), QStringList{"only.bin:77"});
+    QCOMPARE(array->at(0)->path(), QStringLiteral("/Volumes/Data/only.bin"));
+    QVERIFY(!array->at(0)->isDirectory());
+    root->eumeRootListNode("/Volumes/Missing");
+    QCOMPARE(array->count(), 1);
+    QCOMPARE(ends.ends.load(), 0);
+
+    // Progress of a real listing: 100 once every entry is in the array.
+    for (int i = 0; i < 50; ++i)
+        writeSized(mac, QStringLiteral("/Volumes/Many/f%1").arg(i), i);
+    root->setRootNodeArr(makeFileNodeArray());
+    root->eumeRootListNode("/Volumes/Many");
+    QCOMPARE(root->getProgress(), 100.0f);
+    QCOMPARE(root->rootNodeArr()->count(), 50);
+    QCOMPARE(ends.ends.load(), 1);
+    root->setEumeDelegate(nullptr);
+}
+
+void TestEumeRoot::onDemandListingFollowsTheFathersState() {
+    TestMachine mac;
+    writeSized(mac, "/Volumes/Data/docs/a", 3);
+    writeSized(mac, "/Volumes/Data/docs/b", 4);
+    makeFolder(mac, "/Volumes/Data/docs/sub");
+    writeSized(mac, "/Volumes/Data/docs/sub/deep", 9);
+    writeSized(mac, "/Volumes/Data/plain", 8);
+
+    Controller controller;
+    ScreenRecorder screen;
+    controller.setADelegate(&screen);
+    for (const qint64 state : {0, 1, 2}) {
+        FileNodeRef docs = folderNode("/Volumes/Data/docs", state);
+        controller.getNodeListWithFaterNode(docs.data());
+        const FileNodeList children = docs->children().toList();
+        QCOMPARE(children.size(), 3);
+        QStringList expectedOrder = listingOrder(mac.host("/Volumes/Data/docs"));
+        QCOMPARE(names(children), expectedOrder);
+        for (const FileNodeRef& c : children) {
+            QCOMPARE(c->state(), state == 0 ? qint64(0) : qint64(1));
+            QCOMPARE(c->father(), docs.data());
+            QCOMPARE(c->path(), "/Volumes/Data/docs/" + c->name());
+            QCOMPARE(c->size(), c->name() == "a" ? quint64(3) : c->name() == "b" ? quint64(4) : quint64(0));
+            QCOMPARE(c->isDirectory(), c->name() == "sub");
+        }
+    }
+    QCOMPARE(screen.reloads.load(), 3); // endEumeNode redraws the list
+
+    // A file node lists itself as its one child; a missing path lists nothing and says nothing.
+    FileNodeRef plain = fileNode("/Volumes/Data/plain", 8);
+    controller.getNodeListWithFaterNode(plain.data());
+    QCOMPARE(describe(plain->children().toList()), QStringList{"plain:8"});
+    FileNodeRef gone = folderNode("/Volumes/Data/gone");
+    controller.getNodeListWithFaterNode(gone.data());
+    QVERIFY(gone->children().isEmpty());
+    QCOMPARE(screen.reloads.load(), 4);
+}
+
+void TestEumeRoot::controllerTurnsEndScanIntoTheScreensCallback() {
+    TestMachine mac;
+    writeSized(mac, "/Volumes/Data/a", 1);
+    Controller controller;
+    ScreenRecorder screen;
+    controller.setADelegate(&screen);
+    struct Case {
+        bool copyAll, copyFiles;
+        int copyScans, imageScans;
+    };
+    int copyScans = 0, imageScans = 0;
+    for (const Case& c : {Case{true, true, 1, 0}, Case{true, false, 0, 1}, Case{false, false, 0, 0}}) {
+        FileNodeArrayRef array = makeFileNodeArray();
+        controller.eumeAllRootFileNodeWithRootArr(array, "/Volumes/Data", c.copyAll, c.copyFiles);
+        QCOMPARE(controller.aRootArr(), array);
+        QVERIFY(QTest::qWaitFor([&] { return controller.getProgress() >= 100.0f; }, 10000));
+        QTest::qWait(50);
+        copyScans += c.copyScans;
+        imageScans += c.imageScans;
+        QCOMPARE(screen.copyScans.load(), copyScans);
+        QCOMPARE(screen.imageScans.load(), imageScans);
+        QCOMPARE(array->count(), 1);
+    }
+}
+
+void TestEumeRoot::fullTreeListingMeasuresAndReportsOncePerProcess() {
+    TestMachine mac;
+    writeSized(mac, "/Volumes/Data/small", 5);
+    writeSized(mac, "/Volumes/Data/docs/x", 40);
+    writeSized(mac, "/Volumes/Data/docs/y", 2);
+    writeSized(mac, "/Volumes/Data/media/big", 100);
+    writeSized(mac, "/Volumes/Data/.fseventsd/kept", 1); // no skip list here
+
+    std::shared_ptr<EumeRoot> root = EumeRoot::create();
+    EndRecorder ends;
+    root->setEumeDelegate(&ends);
+    FileNodeArrayRef array = makeFileNodeArray();
+    root->setRootNodeArr(array);
+    root->getRootNodeListWithPath("/Volumes/Data");
+    QVERIFY(QTest::qWaitFor([&] { return root->getProgress() >= 100.0f; }, 10000));
+    QCOMPARE(describe(array->toList()), (QStringList{"media:100", "docs:42", "small:5", ".fseventsd:1"}));
+    QCOMPARE(describe(array->at(1)->children().toList()), (QStringList{"x:40", "y:2"}));
+    QCOMPARE(ends.ends.load(), 1);
+
+    // The process-wide count has moved on: a second listing of the same size ends silently.
+    FileNodeArrayRef again = makeFileNodeArray();
+    root->setRootNodeArr(again);
+    std::shared_ptr<EumeRoot> second = EumeRoot::create();
+    second->setEumeDelegate(&ends);
+    second->setRootNodeArr(again);
+    second->getRootNodeListWithPath("/Volumes/Data");
+    QVERIFY(QTest::qWaitFor([&] { return second->getProgress() >= 100.0f; }, 10000));
+    QTest::qWait(50);
+    QCOMPARE(again->count(), 4);
+    QCOMPARE(ends.ends.load(), 1);
+    root->setEumeDelegate(nullptr);
+    second->setEumeDelegate(nullptr);
+}

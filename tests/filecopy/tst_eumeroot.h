@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QObject>
+
+class TestEumeRoot : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void topLevelDropsTheSkipListOnlyAtTheTop();
+    void slashGivesSingleSlashPaths();
+    void filesComeFirstLargestFirstThenFoldersInListingOrder();
+    void largeTopLevelKeepsTheSameOrder();
+    void fileAndMissingRoots();
+    void onDemandListingFollowsTheFathersState();
+    void controllerTurnsEndScanIntoTheScreensCallback();
+    void fullTreeListingMeasuresAndReportsOncePerProcess();
+};

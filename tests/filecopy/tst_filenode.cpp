@@ -1,0 +1,169 @@
+#include "tst_filenode.h"
+
+#include "Fixtures.h"
+#include "app/PropertyList.h"
+#include "app/Resources.h"
+#include "filecopy/FileNode.h"
+#include "filecopy/SystemFolder.h"
+
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTest>
+
+void TestFileNode::newNodesAreSelectedWithEmptyChildren() {
+    FileNodeRef folder = FileNode::initWithPath("/Volumes/Data/docs", "docs", true, nullptr);
+    FileNodeRef file = FileNode::initWithPath("/Volumes/Data/docs/a.txt", "a.txt", false, folder.data());
+    for (const FileNodeRef& n : {folder, file}) {
+        QCOMPARE(n->state(), qint64(1));
+        QVERIFY(n->children().isEmpty());
+        QCOMPARE(n->size(), quint64(0));
+        QCOMPARE(n->isButtonState(), 0);
+        QVERIFY(!n->isExpand());
+    }
+    QVERIFY(folder->isDirectory() && !file->isDirectory());
+    QCOMPARE(folder->father(), nullptr);
+    QCOMPARE(file->father(), folder.data());
+    QVERIFY(folder->children().isEmpty()); // the constructor does not attach the child
+}
+
+void TestFileNode::keepsPathAndNameApartFromDisplayName() {
+    FileNodeRef n = FileNode::initWithPath("/Volumes/Data/a.txt", "something else", false, nullptr);
+    n->setDisplayName("ignored");
+    QCOMPARE(n->displayName(), QStringLiteral("a.txt"));
+    QCOMPARE(n->name(), QStringLiteral("something else"));
+    QCOMPARE(n->path(), QStringLiteral("/Volumes/Data/a.txt"));
+
+    // Names that are the path's tail, empty names, a tail that is not a whole component, and
+    // text beyond ASCII all come back as given, also after setting one of the two.
+    const QString accented = QString::fromUtf8("/Volumes/Caf\xc3\xa9/\xe6\x97\xa5\xe6\x9c\xac.txt");
+    const QList<QPair<QString, QString>> cases = {
+        {"/Volumes/Data/a.txt", "a.txt"},      {"/Volumes/Data/a.txt", ""},
+        {"/Volumes/Data/ba.txt", "a.txt"},     {"/", ""},
+        {accented, accented.section('/', -1)}, {"", "x"}};
+    for (const auto& [path, name] : cases) {
+        FileNodeRef node = FileNode::initWithPath(path, name, false, nullptr);
+        QCOMPARE(node->path(), path);
+        QCOMPARE(node->name(), name);
+        node->setName("renamed");
+        QCOMPARE(node->path(), path);
+        QCOMPARE(node->name(), QStringLiteral("renamed"));
+        node->setPath("/Volumes/Other/renamed");
+        QCOMPARE(node->name(), QStringLiteral("renamed"));
+        QCOMPARE(node->displayName(), QStringLiteral("renamed"));
+    }
+    QCOMPARE(FileNode::initWithPath(accented, "", false, nullptr)->displayName(), accented.section('/', -1));
+
+    n->setCheckBoxRect(QRectF(4, 5.5, 16, 16));
+    QCOMPARE(n->checkBoxRect(), QRectF(4, 5.5, 16, 16));
+}
+
+void TestFileNode::systemFilesMatchWholePathsExactly() {
+    QTemporaryDir resources;
+    QVERIFY(PropertyList::writeDictionary(resources.filePath("SystemFile.plist"),
+                                          {{"0", "/System"},
+                                           {"1", "/Library"},
+                                           {"2", "/private/var"},
+                                           // keys beyond count - 1 are never looked at
+                                           {"7", "/Beyond"}}));
+    setResourceDirectory(resources.path());
+    QVERIFY(SystemFolder::isSystemFileWithFilePath("/System"));
+    QVERIFY(SystemFolder::isSystemFileWithFilePath("/private/var"));
+    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/System/"));
+    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/system"));
+    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/System/Library"));
+    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/Beyond"));
+    QVERIFY(FileNode::initWithPath("/Library", "Library", true, nullptr)->isSystemFile());
+    FileNodeRef user = FileNode::initWithPath("/Users", "Users", true, nullptr);
+    user->setIsSystemFile(true); // stored, but the answer comes from the list
+    QVERIFY(!user->isSystemFile());
+
+    // The list is read on every call.
+    QVERIFY(PropertyList::writeDictionary(resources.filePath("SystemFile.plist"), {{"0", "/Users"}}));
+    QVERIFY(user->isSystemFile());
+    setResourceDirectory(QString());
+}
+
+void TestFileNode::systemFilesNeedTheResource() {
+    QTemporaryDir nowhere;
+    setResourceDirectory(nowhere.path());
+    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/System"));
+    QVERIFY(PropertyList::writeDictionary(nowhere.filePath("SystemFile.plist"), {}));
+    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/System"));
+    setResourceDirectory(QString());
+
+    // The shipped list is a real resource file and protects the system folder, not user data.
+    QVERIFY(!resourcePath("SystemFile", "plist").isEmpty());
+    QVERIFY(SystemFolder::isSystemFileWithFilePath("/System"));
+    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/Users"));
+}
+
+void TestFileNode::comparesAndLeavesOrderToTheTreeOperations() {
+    FileNodeRef big = fileNode("/a", 100), small = fileNode("/b", 5), same = fileNode("/c", 5);
+    QVERIFY(big->compareSize(*small) < 0);
+    QVERIFY(small->compareSize(*big) > 0);
+    QCOMPARE(small->compareSize(*same), 0);
+
+    FileNodeRef folder = folderNode("/f");
+    fileNode("/f/1", 1, 1, folder.data());
+    FileNodeRef sub = folderNode("/f/sub", 1, folder.data());
+    fileNode("/f/sub/x", 1, 1, sub.data());
+    fileNode("/f/sub/y", 9, 1, sub.data());
+    fileNode("/f/3", 3, 1, folder.data());
+    folder->decendingSort();
+    QCOMPARE(describe(folder->children().toList()), (QStringList{"1:1", "sub:0", "3:3"}));
+    QCOMPARE(describe(sub->children().toList()), (QStringList{"x:1", "y:9"}));
+}
+
+void TestFileNode::insertsBySizeAsSingleInsertsWould() {
+    // Reference: the rule as stated, a linear search for the first element not larger.
+    auto linearInsert = [](FileNodeList& list, const FileNodeRef& node) {
+        qsizetype i = 0;
+        while (i < list.size() && list[i]->size() > node->size())
+            ++i;
+        list.insert(i, node);
+    };
+    QRandomGenerator random(7);
+    for (int round = 0; round < 20; ++round) {
+        FileNodeArray single, merged;
+        FileNodeList reference;
+        int serial = 0;
+        for (int step = 0; step < 30; ++step) {
+            FileNodeList group;
+            const int groupSize = random.bounded(1, 12);
+            for (int k = 0; k < groupSize; ++k) {
+                // Few distinct sizes, many ties, zeros and folders appended in between.
+                const bool folder = random.bounded(5) == 0;
+                FileNodeRef n = folder ? folderNode(QStringLiteral("/d%1").arg(serial++))
+                                       : fileNode(QStringLiteral("/f%1").arg(serial++), random.bounded(4));
+                if (folder) {
+                    single.append(n);
+                    merged.append(n);
+                    reference.append(n);
+                } else {
+                    single.insertBySize(n);
+                    linearInsert(reference, n);
+                    group.append(n);
+                }
+            }
+            merged.insertAllBySize(group);
+        }
+        QCOMPARE(describe(single.toList()), describe(reference));
+        // folders were appended before the group's files were merged, as a listing does it
+        QCOMPARE(describe(merged.toList()), describe(reference));
+    }
+    FileNodeArray array;
+    array.append(fileNode("/x", 1));
+    QVERIFY(!array.at(1));
+    QVERIFY(!array.at(-1));
+    QCOMPARE(array.at(0)->name(), QStringLiteral("x"));
+}
+
+void TestFileNode::childrenForgetAParentThatIsGone() {
+    FileNodeRef child;
+    {
+        FileNodeRef parent = folderNode("/p");
+        child = fileNode("/p/c", 1, 1, parent.data());
+        QCOMPARE(child->father(), parent.data());
+    }
+    QCOMPARE(child->father(), nullptr);
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QObject>
+
+class TestFileNode : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void newNodesAreSelectedWithEmptyChildren();
+    void keepsPathAndNameApartFromDisplayName();
+    void systemFilesMatchWholePathsExactly();
+    void systemFilesNeedTheResource();
+    void comparesAndLeavesOrderToTheTreeOperations();
+    void insertsBySizeAsSingleInsertsWould();
+    void childrenForgetAParentThatIsGone();
+};

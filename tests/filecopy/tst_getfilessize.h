@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QObject>
+
+class TestGetFilesSize : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void diskWalkEqualsAnIndependentSum();
+    void emptySelectionReportsZeroOnce();
+    void selectedFileAndFolderReportOnceOnThePassThread();
+    void storedFileSizesAndFreshFolderSizes();
+    void halfSelectedFoldersReportOnTheirOwn();
+};

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QObject>
+
+class TestTreeOperations : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void readsSingleFileSizes();
+    void measuredWalkOrdersAndSumsTheSubtree();
+    void measuredWalkReordersOnTheMainThread();
+    void stopLeavesWhatWasBuilt();
+    void insertPlacesEqualSizesFirst();
+    void untickingAChildHalfSelectsEveryAncestor();
+    void tickingACollapsedFolderStopsAtItsChildren();
+    void aHalfSelectedChildAloneHalfSelectsTheParent();
+    void selectAllPushesDownOnlyIntoExpandedFolders();
+};
