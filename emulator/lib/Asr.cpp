@@ -85,7 +85,7 @@ QStringList sourceEntries(const QString& hostSource, const QStringList& topLevel
                 break;
             const QString rel =
                 top + QLatin1Char('/') +
-                QFile::decodeName(QByteArray::fromStdString(fs::relative(it->path(), start, ec).string()));
+                QFile::decodeName(QByteArray::fromStdString(it->path().lexically_relative(start).string()));
             // The system's own mount folders are not part of the volume.
             if (rel.startsWith(QLatin1String("System/Volumes"))) {
                 it.disable_recursion_pending();

@@ -93,17 +93,16 @@ bool writeImage(const QString& hostImage, const ImageHeader& header, const QStri
             if (ec)
                 break;
             const QByteArray full = QByteArray::fromStdString(it->path().string());
-            const QByteArray rel = QByteArray::fromStdString(fs::relative(it->path(), base, ec).string());
+            const QByteArray rel = QByteArray::fromStdString(it->path().lexically_relative(base).string());
             struct stat st;
             if (lstat(full.constData(), &st) != 0)
                 continue;
             const QByteArray mode = QByteArray::number(st.st_mode & 07777, 8);
             const QByteArray mtime = QByteArray::number(qint64(st.st_mtime));
             if (S_ISLNK(st.st_mode)) {
-                const QByteArray target = QFile::encodeName(QFile::symLinkTarget(QFile::decodeName(full)));
                 QByteArray raw(4096, '\0');
-                const ssize_t n = readlink(full.constData(), raw.data(), raw.size());
-                const QByteArray t = n > 0 ? raw.left(n) : target;
+                const ssize_t n = readlink(full.constData(), raw.data(), size_t(raw.size()));
+                const QByteArray t = n > 0 ? raw.left(n) : QByteArray();
                 out.write("L " + mode + ' ' + mtime + ' ' + QByteArray::number(t.size()) + ' ' +
                           QByteArray::number(rel.size()) + '\n' + rel + t);
             } else if (S_ISDIR(st.st_mode)) {

@@ -62,6 +62,13 @@ Partition* volumeHolding(MachineState& m, const QString& macPath, Disk** holder)
             }
         }
     }
+    // From 10.15 on "/" is read-only and the user's folders live on its data volume.
+    if (best && best->mountPoint == QLatin1String("/") && !best->writable) {
+        for (Partition& p : (*holder)->partitions) {
+            if (p.role == QLatin1String("Data") && p.mounted)
+                return &p;
+        }
+    }
     return best;
 }
 

@@ -1,0 +1,165 @@
+#include "tst_asr.h"
+
+#include "EmulatorTestKit.h"
+#include "platform/Machine.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTest>
+
+namespace {
+
+struct AsrRun {
+    QList<QByteArray> chunks;
+    QByteArray text;
+    int code = -1;
+};
+
+// Runs asr as the clone engine does: reads its output chunk by chunk and answers the prompt
+// with a single "y" (or `answer`) when it appears. `onChunk` may act mid-run.
+AsrRun runAsr(const EmulatedMac& mac, const QString& target, const QByteArray& answer = "y",
+              const std::function<void(const QByteArray&)>& onChunk = {}) {
+    AsrRun r;
+    QProcess p;
+    p.setProcessEnvironment(Machine::toolEnvironment());
+    p.start(mac.host(QStringLiteral("/usr/sbin/asr")),
+            {QStringLiteral("restore"), QStringLiteral("--source"), QStringLiteral("/"),
+             QStringLiteral("--target"), target, QStringLiteral("--erase")});
+    if (!p.waitForStarted())
+        return r;
+    bool answered = false;
+    while (p.state() != QProcess::NotRunning) {
+        p.waitForReadyRead(200);
+        const QByteArray chunk = p.readAllStandardOutput();
+        if (chunk.isEmpty())
+            continue;
+        r.chunks << chunk;
+        r.text += chunk;
+        if (onChunk)
+            onChunk(r.text);
+        if (!answered && r.text.contains("[ny]")) {
+            p.write(answer);
+            p.closeWriteChannel();
+            answered = true;
+        }
+    }
+    const QByteArray rest = p.readAllStandardOutput();
+    if (!rest.isEmpty()) {
+        r.chunks << rest;
+        r.text += rest;
+    }
+    r.code = p.exitCode();
+    return r;
+}
+
+const QByteArray kProgress = "....10....20....30....40....50....60....70....80....90....100\n";
+
+} // namespace
+
+void TestAsr::restoresInEachDelivery_data() {
+    QTest::addColumn<QString>("delivery");
+    QTest::newRow("token") << "token";
+    QTest::newRow("line") << "line";
+    QTest::newRow("buffered") << "buffered";
+}
+
+void TestAsr::restoresInEachDelivery() {
+    QFETCH(QString, delivery);
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    QVERIFY(mac->setAsr(QStringLiteral("delivery"), delivery));
+    QVERIFY(mac->setAsr(QStringLiteral("pieceDelayMs"), QStringLiteral("25")));
+    QVERIFY(mac->setAsr(QStringLiteral("stepDelayMs"), QStringLiteral("0")));
+    const QString device =
+        diskInfo(*mac, QStringLiteral("/Volumes/Backup")).value(QStringLiteral("DeviceNode")).toString();
+
+    const AsrRun r = runAsr(*mac, QStringLiteral("/Volumes/Backup"));
+    QCOMPARE(r.code, 0);
+    const QByteArray expected =
+        "\tValidating target...done\n\tValidating source...done\n\tErase contents of " + device.toUtf8() +
+        " (/Volumes/Backup)? [ny]: \n\tReplicating " + kProgress + "\tReplicating " + kProgress +
+        "\tRestored target device is " + device.toUtf8() +
+        ".\n\tRemounting target volume...done\nRestore completed successfully.\n";
+    QCOMPARE(r.text, expected);
+    const int lone100 = int(r.chunks.count("100"));
+    if (delivery == QLatin1String("token")) {
+        // Every piece arrives on its own, "done" apart from its step and "100" alone.
+        QCOMPARE(lone100, 2);
+        QVERIFY(r.chunks.contains("\tValidating target..."));
+        QVERIFY(r.chunks.contains("done\n"));
+    } else {
+        QCOMPARE(lone100, 0);
+        for (const QByteArray& c : r.chunks) {
+            if (delivery == QLatin1String("line") && !c.contains("[ny]"))
+                QVERIFY2(c.endsWith('\n'), c.constData());
+        }
+        if (delivery == QLatin1String("buffered"))
+            QVERIFY(r.chunks.size() <= 4);
+    }
+    // The system's files are on the target, which now carries the system's name.
+    const QString clone = QStringLiteral("/Volumes/Macintosh HD 1");
+    QCOMPARE(diskInfo(*mac, device).value(QStringLiteral("MountPoint")).toString(), clone);
+    QCOMPARE(diskInfo(*mac, device).value(QStringLiteral("VolumeName")).toString(),
+             QStringLiteral("Macintosh HD"));
+    QFile source(mac->host(QStringLiteral("/Applications/TextEdit.app/Contents/Info.plist")));
+    QFile copy(mac->host(clone + QStringLiteral("/Applications/TextEdit.app/Contents/Info.plist")));
+    QVERIFY(source.open(QIODevice::ReadOnly) && copy.open(QIODevice::ReadOnly));
+    QCOMPARE(copy.readAll(), source.readAll());
+    QVERIFY(QFileInfo(mac->host(clone + QStringLiteral("/Users/alex/Desktop/Notes.txt"))).isFile());
+    // The erase removed what the target held; the mount folders of "/" were not copied.
+    QVERIFY(!QFileInfo::exists(mac->host(clone + QStringLiteral("/.DS_Store"))));
+    QVERIFY(!QFileInfo::exists(mac->host(clone + QStringLiteral("/System/Volumes"))));
+}
+
+void TestAsr::failsAtTheKnobsPercentage() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    QVERIFY(mac->setAsr(QStringLiteral("failAt"), QStringLiteral("40")));
+    QVERIFY(mac->setAsr(QStringLiteral("stepDelayMs"), QStringLiteral("0")));
+    QVERIFY(mac->setAsr(QStringLiteral("pieceDelayMs"), QStringLiteral("0")));
+    const AsrRun r = runAsr(*mac, QStringLiteral("/Volumes/Backup"));
+    QCOMPARE(r.code, 1);
+    QVERIFY2(
+        r.text.endsWith("\tReplicating ....10....20....30....40\nVolume replication failed - error 49244\n"),
+        r.text.constData());
+    QVERIFY(!r.text.contains("Restore completed"));
+}
+
+void TestAsr::answerNoStopsBeforeTouchingTheTarget() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    QVERIFY(mac->setAsr(QStringLiteral("pieceDelayMs"), QStringLiteral("0")));
+    const QStringList before =
+        QDir(mac->host(QStringLiteral("/Volumes/Backup"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    const AsrRun r = runAsr(*mac, QStringLiteral("/Volumes/Backup"), "n");
+    QCOMPARE(r.code, 1);
+    QVERIFY(r.text.endsWith("Could not restore - Operation canceled\n"));
+    QCOMPARE(
+        QDir(mac->host(QStringLiteral("/Volumes/Backup"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+        before);
+    // A target that is not a mounted volume fails validation.
+    const AsrRun missing = runAsr(*mac, QStringLiteral("/Volumes/NewCloneSystem"));
+    QCOMPARE(missing.code, 1);
+    QCOMPARE(missing.text,
+             QByteArray("\tValidating target...\nCould not validate target - No such file or directory\n"));
+}
+
+void TestAsr::pullingTheTargetFailsTheRun() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    QVERIFY(mac->setAsr(QStringLiteral("stepDelayMs"), QStringLiteral("150")));
+    QVERIFY(mac->setAsr(QStringLiteral("pieceDelayMs"), QStringLiteral("0")));
+    bool pulled = false;
+    const AsrRun r = runAsr(*mac, QStringLiteral("/Volumes/Backup"), "y", [&](const QByteArray& text) {
+        if (!pulled && text.contains("....20")) {
+            pulled = mac->unplug(QStringLiteral("backup"));
+        }
+    });
+    QVERIFY(pulled);
+    QCOMPARE(r.code, 1);
+    QVERIFY2(r.text.endsWith("\nVolume replication failed - Device not configured\n"), r.text.constData());
+    QVERIFY(
+        !diskList(*mac).value(QStringLiteral("WholeDisks")).toStringList().contains(QStringLiteral("disk4")));
+}

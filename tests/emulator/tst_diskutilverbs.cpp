@@ -1,0 +1,292 @@
+#include "tst_diskutilverbs.h"
+
+#include "EmulatorTestKit.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTest>
+
+namespace {
+
+EmulatedMac::Run diskutil(const EmulatedMac& mac, const QStringList& args) {
+    return mac.run(QStringLiteral("diskutil"), args);
+}
+
+} // namespace
+
+void TestDiskutilVerbs::renameMovesTheMountFolder() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    const QStringList before = QDir(mac->host(QStringLiteral("/Volumes/STICK")))
+                                   .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    QVERIFY(!before.isEmpty());
+    const EmulatedMac::Run r = diskutil(*mac, {"rename", "disk3s1", "NEW STICK"});
+    QCOMPARE(r.code, 0);
+    QCOMPARE(r.out, QByteArray("Volume on disk3s1 renamed to NEW STICK\n"));
+    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/STICK"))));
+    QCOMPARE(QDir(mac->host(QStringLiteral("/Volumes/NEW STICK")))
+                 .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+             before);
+    QVERIFY(mac->mountTable().contains("/dev/disk3s1 /Volumes/NEW\\040STICK msdos rw,"));
+    QCOMPARE(diskInfo(*mac, QStringLiteral("disk3s1")).value(QStringLiteral("MountPoint")).toString(),
+             QStringLiteral("/Volumes/NEW STICK"));
+    QVERIFY(diskList(*mac)
+                .value(QStringLiteral("VolumesFromDisks"))
+                .toStringList()
+                .contains(QStringLiteral("NEW STICK")));
+}
+
+void TestDiskutilVerbs::nameRulesOfEachFileSystem_data() {
+    QTest::addColumn<QString>("volume");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("accepted");
+    QTest::newRow("FAT lower case") << "/Volumes/STICK"
+                                    << "udisk" << false;
+    QTest::newRow("FAT 12 characters") << "/Volumes/STICK"
+                                       << "TWELVECHARSX" << false;
+    QTest::newRow("FAT 11 characters") << "/Volumes/STICK"
+                                       << "ELEVENCHARS" << true;
+    QTest::newRow("FAT forbidden character") << "/Volumes/STICK"
+                                             << "A*B" << false;
+    QTest::newRow("ExFAT 12 characters") << "/Volumes/Backup"
+                                         << "Twelve chars" << false;
+    QTest::newRow("ExFAT lower case") << "/Volumes/Backup"
+                                      << "Backup 2" << true;
+    QTest::newRow("HFS+ 255 bytes") << "/Volumes/Data" << QString(255, QLatin1Char('n')) << true;
+    QTest::newRow("HFS+ 256 bytes") << "/Volumes/Data" << QString(256, QLatin1Char('n')) << false;
+    QTest::newRow("HFS+ 300 characters") << "/Volumes/Data" << QString(300, QLatin1Char('x')) << false;
+}
+
+void TestDiskutilVerbs::nameRulesOfEachFileSystem() {
+    QFETCH(QString, volume);
+    QFETCH(QString, name);
+    QFETCH(bool, accepted);
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    const QString oldName = diskInfo(*mac, volume).value(QStringLiteral("VolumeName")).toString();
+    const EmulatedMac::Run r = diskutil(*mac, {"rename", volume, name});
+    QCOMPARE(r.code, accepted ? 0 : 1);
+    if (accepted) {
+        QVERIFY(QFileInfo(mac->host(QStringLiteral("/Volumes/") + name)).isDir());
+    } else {
+        QCOMPARE(QString::fromUtf8(r.err),
+                 name + QStringLiteral(" does not appear to be a valid volume name for its file system\n"));
+        QCOMPARE(diskInfo(*mac, volume).value(QStringLiteral("VolumeName")).toString(), oldName);
+    }
+}
+
+void TestDiskutilVerbs::aTakenNameMountsWithANumber() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    QCOMPARE(diskutil(*mac, {"rename", "/Volumes/Backup", "STICK"}).code, 0);
+    QCOMPARE(diskInfo(*mac, QStringLiteral("disk4s2")).value(QStringLiteral("MountPoint")).toString(),
+             QStringLiteral("/Volumes/STICK 1"));
+    QCOMPARE(
+        diskInfo(*mac, QStringLiteral("/Volumes/STICK")).value(QStringLiteral("DeviceIdentifier")).toString(),
+        QStringLiteral("disk3s1"));
+    // The name alone now names the first volume that has it.
+    QCOMPARE(
+        diskInfo(*mac, QStringLiteral("/Volumes/STICK 1")).value(QStringLiteral("VolumeName")).toString(),
+        QStringLiteral("STICK"));
+}
+
+void TestDiskutilVerbs::hostileNamesAreStoredLiterally() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    const QStringList names = {QStringLiteral("a\"b"),        QStringLiteral("$HOME"),
+                               QStringLiteral("`id`"),        QStringLiteral("line\nbreak"),
+                               QStringLiteral("back\\slash"), QStringLiteral("it's; rm -rf x"),
+                               QStringLiteral("Диск данных"), QStringLiteral("<&>")};
+    const auto volumes = [&] {
+        return QDir(mac->host(QStringLiteral("/Volumes")))
+            .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
+            .size();
+    };
+    const qsizetype before = volumes();
+    for (const QString& name : names) {
+        const EmulatedMac::Run r = diskutil(*mac, {"rename", "disk2s2", name});
+        QCOMPARE(r.code, 0);
+        QCOMPARE(mac->calls(QStringLiteral("diskutil")).last(),
+                 (QStringList{"diskutil", "rename", "disk2s2", name}));
+        const QVariantMap info = diskInfo(*mac, QStringLiteral("disk2s2"));
+        QCOMPARE(info.value(QStringLiteral("VolumeName")).toString(), name);
+        QCOMPARE(info.value(QStringLiteral("MountPoint")).toString(), QStringLiteral("/Volumes/") + name);
+        QVERIFY(QFileInfo(mac->host(QStringLiteral("/Volumes/") + name)).isDir());
+    }
+    // Nothing else appeared in /Volumes.
+    QCOMPARE(volumes(), before);
+}
+
+void TestDiskutilVerbs::eraseVolumeEmptiesAndReformats() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    const QString oldUuid =
+        diskInfo(*mac, QStringLiteral("disk3s1")).value(QStringLiteral("VolumeUUID")).toString();
+    const EmulatedMac::Run r = diskutil(*mac, {"eraseVolume", "JHFS+", "CLEAN", "/dev/disk3s1"});
+    QCOMPARE(r.code, 0);
+    const QList<QByteArray> lines = r.out.split('\n');
+    QCOMPARE(lines.first(), QByteArray("Started erase on disk3s1 STICK"));
+    QVERIFY(lines.contains("Formatting disk3s1 as Mac OS Extended (Journaled) with name CLEAN"));
+    QCOMPARE(lines.at(lines.size() - 2), QByteArray("Finished erase on disk3s1 CLEAN"));
+    const QVariantMap info = diskInfo(*mac, QStringLiteral("disk3s1"));
+    QCOMPARE(info.value(QStringLiteral("FilesystemName")).toString(), QStringLiteral("Journaled HFS+"));
+    QCOMPARE(info.value(QStringLiteral("Content")).toString(), QStringLiteral("Apple_HFS"));
+    QCOMPARE(info.value(QStringLiteral("MountPoint")).toString(), QStringLiteral("/Volumes/CLEAN"));
+    QVERIFY(info.value(QStringLiteral("VolumeUUID")).toString() != oldUuid);
+    QVERIFY(QDir(mac->host(QStringLiteral("/Volumes/CLEAN")))
+                .isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/STICK"))));
+
+    // reformat keeps the name and the personality, and empties the volume again.
+    QFile f(mac->host(QStringLiteral("/Volumes/CLEAN/file")));
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.close();
+    const EmulatedMac::Run again = diskutil(*mac, {"reformat", "/Volumes/CLEAN"});
+    QCOMPARE(again.code, 0);
+    QVERIFY(again.out.contains("Finished erase on disk3s1 CLEAN"));
+    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/CLEAN/file"))));
+    QCOMPARE(diskInfo(*mac, QStringLiteral("disk3s1")).value(QStringLiteral("FilesystemType")).toString(),
+             QStringLiteral("hfs"));
+    // FAT32 refuses a lower-case name before touching anything.
+    const EmulatedMac::Run refused = diskutil(*mac, {"eraseVolume", "MS-DOS FAT32", "lower", "disk3s1"});
+    QCOMPARE(refused.code, 1);
+    QVERIFY(refused.out.isEmpty());
+    QCOMPARE(diskInfo(*mac, QStringLiteral("disk3s1")).value(QStringLiteral("VolumeName")).toString(),
+             QStringLiteral("CLEAN"));
+}
+
+void TestDiskutilVerbs::eraseDiskLaysOutTheScheme_data() {
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<QString>("dataPartition");
+    QTest::addColumn<QString>("content");
+    QTest::newRow("JHFS+ on GPT") << QStringList{"eraseDisk", "JHFS+", "NewCloneSystem", "disk3"} << "disk3s2"
+                                  << "Apple_HFS";
+    QTest::newRow("FAT32 on MBR") << QStringList{"eraseDisk", "MS-DOS FAT32", "UNTITLED", "MBR", "/dev/disk3"}
+                                  << "disk3s1"
+                                  << "DOS_FAT_32";
+    QTest::newRow("ExFAT on GPT") << QStringList{"eraseDisk", "ExFAT", "Media", "GPT", "disk3"} << "disk3s2"
+                                  << "Microsoft Basic Data";
+    QTest::newRow("APFS") << QStringList{"eraseDisk", "APFS", "Fast", "disk3"} << "disk3s2"
+                          << "Apple_APFS";
+}
+
+void TestDiskutilVerbs::eraseDiskLaysOutTheScheme() {
+    QFETCH(QStringList, args);
+    QFETCH(QString, dataPartition);
+    QFETCH(QString, content);
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    const EmulatedMac::Run r = diskutil(*mac, args);
+    QCOMPARE(r.code, 0);
+    QVERIFY(r.out.startsWith("Started erase on disk3\nUnmounting disk\nCreating the partition map\n"));
+    QVERIFY(r.out.endsWith("Finished erase on disk3\n"));
+    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/STICK"))));
+    const QVariantMap list = diskList(*mac);
+    const QVariantList parts = partitionsOf(list, QStringLiteral("disk3"));
+    const bool gpt = dataPartition.endsWith(QLatin1String("s2"));
+    QCOMPARE(parts.size(), gpt ? 2 : 1);
+    if (gpt) {
+        QCOMPARE(parts.first().toMap().value(QStringLiteral("Content")).toString(), QStringLiteral("EFI"));
+        QCOMPARE(parts.first().toMap().value(QStringLiteral("Size")).toLongLong(), 209715200);
+    }
+    const QVariantMap data = parts.last().toMap();
+    QCOMPARE(data.value(QStringLiteral("DeviceIdentifier")).toString(), dataPartition);
+    QCOMPARE(data.value(QStringLiteral("Content")).toString(), content);
+    const QString name = args.at(2);
+    if (content == QLatin1String("Apple_APFS")) {
+        // The volume lives in a new container disk.
+        QVERIFY(r.out.contains("Created new APFS Container disk"));
+        const QVariantMap volume = diskInfo(*mac, QStringLiteral("/Volumes/") + name);
+        QCOMPARE(volume.value(QStringLiteral("FilesystemType")).toString(), QStringLiteral("apfs"));
+        QCOMPARE(volume.value(QStringLiteral("APFSPhysicalStores"))
+                     .toList()
+                     .value(0)
+                     .toMap()
+                     .value(QStringLiteral("APFSPhysicalStore"))
+                     .toString(),
+                 dataPartition);
+    } else {
+        QCOMPARE(data.value(QStringLiteral("MountPoint")).toString(), QStringLiteral("/Volumes/") + name);
+        QVERIFY(mac->mountTable().contains(QByteArray("/dev/") + dataPartition.toUtf8() + " /Volumes/" +
+                                           name.toUtf8() + ' '));
+    }
+}
+
+void TestDiskutilVerbs::ejectRemovesTheDisk() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    const QString uuid =
+        diskInfo(*mac, QStringLiteral("/Volumes/STICK")).value(QStringLiteral("VolumeUUID")).toString();
+    const EmulatedMac::Run r = diskutil(*mac, {"eject", uuid});
+    QCOMPARE(r.code, 0);
+    QCOMPARE(QString::fromUtf8(r.out), QStringLiteral("Disk %1 ejected\n").arg(uuid));
+    QVERIFY(
+        !diskList(*mac).value(QStringLiteral("WholeDisks")).toStringList().contains(QStringLiteral("disk3")));
+    QVERIFY(!mac->mountTable().contains("/Volumes/STICK"));
+    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/STICK"))));
+    QCOMPARE(diskInfo(*mac, QStringLiteral("disk3")).value(QStringLiteral("Error")), QVariant(true));
+    const EmulatedMac::Run again = diskutil(*mac, {"eject", uuid});
+    QCOMPARE(again.code, 1);
+    QCOMPARE(QString::fromUtf8(again.err), QStringLiteral("Unable to find disk for %1\n").arg(uuid));
+    // The empty argument an unmounted volume leads to is a usage error.
+    QCOMPARE(diskutil(*mac, {"eject", ""}).code, 1);
+}
+
+void TestDiskutilVerbs::theBootDiskStays() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    for (const QStringList& args :
+         {QStringList{"eject", "disk0"}, QStringList{"eraseDisk", "JHFS+", "X", "disk0"},
+          QStringList{"eraseVolume", "JHFS+", "X", "/"}, QStringList{"unmountDisk", "disk0"}}) {
+        QCOMPARE(diskutil(*mac, args).code, 1);
+        QCOMPARE(diskInfo(*mac, QStringLiteral("/")).value(QStringLiteral("VolumeName")).toString(),
+                 QStringLiteral("Macintosh HD"));
+    }
+    QVERIFY(QFileInfo::exists(mac->host(QStringLiteral("/Applications/TextEdit.app"))));
+}
+
+void TestDiskutilVerbs::unmountDiskAndMountDisk() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    const QStringList files = QDir(mac->host(QStringLiteral("/Volumes/Backup")))
+                                  .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    const EmulatedMac::Run off = diskutil(*mac, {"unmountDisk", "/dev/disk4"});
+    QCOMPARE(off.out, QByteArray("Unmount of all volumes on disk4 was successful\n"));
+    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/Backup"))));
+    QVERIFY(!mac->mountTable().contains("/Volumes/Backup"));
+    QCOMPARE(diskInfo(*mac, QStringLiteral("disk4s2")).value(QStringLiteral("MountPoint")).toString(),
+             QString());
+    QCOMPARE(diskInfo(*mac, QStringLiteral("disk4s2")).value(QStringLiteral("FreeSpace")).toLongLong(), 0);
+    const EmulatedMac::Run on = diskutil(*mac, {"mountDisk", "/dev/disk4"});
+    QCOMPARE(on.out, QByteArray("Volume(s) mounted successfully\n"));
+    QCOMPARE(QDir(mac->host(QStringLiteral("/Volumes/Backup")))
+                 .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+             files);
+    // The EFI partition stays unmounted.
+    QVERIFY(!mac->mountTable().contains("/Volumes/EFI"));
+}
+
+void TestDiskutilVerbs::resizeVolumeAddsAMountedPartition() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    const qint64 total =
+        diskInfo(*mac, QStringLiteral("disk4s2")).value(QStringLiteral("TotalSize")).toLongLong();
+    const QString newSize = QString::number(total - 2500000000LL) + QLatin1Char('B');
+    const EmulatedMac::Run r =
+        diskutil(*mac, {"resizeVolume", "disk4s2", newSize, "JHFS+", "NewCloneSystem", "2500000000B"});
+    QCOMPARE(r.code, 0);
+    QVERIFY(r.out.startsWith(QStringLiteral("Resizing to %1 bytes").arg(total - 2500000000LL).toUtf8()));
+    const QVariantMap added = diskInfo(*mac, QStringLiteral("disk4s3"));
+    QCOMPARE(added.value(QStringLiteral("Size")).toLongLong(), 2500000000LL);
+    QCOMPARE(added.value(QStringLiteral("MountPoint")).toString(), QStringLiteral("/Volumes/NewCloneSystem"));
+    QCOMPARE(added.value(QStringLiteral("FilesystemName")).toString(), QStringLiteral("Journaled HFS+"));
+    QCOMPARE(diskInfo(*mac, QStringLiteral("disk4s2")).value(QStringLiteral("TotalSize")).toLongLong(),
+             total - 2500000000LL);
+    // The Backup volume keeps its files.
+    QVERIFY(!QDir(mac->host(QStringLiteral("/Volumes/Backup"))).isEmpty());
+    // More than the partition holds is refused.
+    const EmulatedMac::Run tooBig = diskutil(*mac, {"resizeVolume", "disk4s2", "100G", "JHFS+", "X", "900G"});
+    QCOMPARE(tooBig.code, 1);
+    QVERIFY(tooBig.err.startsWith("Error: -69787:"));
+}

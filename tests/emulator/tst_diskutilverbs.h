@@ -1,0 +1,19 @@
+#pragma once
+#include <QObject>
+
+class TestDiskutilVerbs : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void renameMovesTheMountFolder();
+    void nameRulesOfEachFileSystem_data();
+    void nameRulesOfEachFileSystem();
+    void aTakenNameMountsWithANumber();
+    void hostileNamesAreStoredLiterally();
+    void eraseVolumeEmptiesAndReformats();
+    void eraseDiskLaysOutTheScheme_data();
+    void eraseDiskLaysOutTheScheme();
+    void ejectRemovesTheDisk();
+    void theBootDiskStays();
+    void unmountDiskAndMountDisk();
+    void resizeVolumeAddsAMountedPartition();
+};
