@@ -436,15 +436,7 @@ void makeApfs(MachineState& m, Disk& d, Partition& p, const QString& name, bool 
     o.line(QStringLiteral("Unmounting Volumes"));
     o.line(QStringLiteral("Switching %1 to APFS").arg(storeId));
     o.line(QStringLiteral("Creating APFS Container"));
-    QJsonObject c;
-    c.insert(QStringLiteral("container"), true);
-    c.insert(QStringLiteral("bus"), d.bus);
-    c.insert(QStringLiteral("internal"), d.internal);
-    c.insert(QStringLiteral("ejectable"), d.ejectable);
-    c.insert(QStringLiteral("removable"), d.removable);
-    c.insert(QStringLiteral("size"), size);
-    c.insert(QStringLiteral("physicalStore"), storeId);
-    c.insert(QStringLiteral("registryName"), QStringLiteral("AppleAPFSMedia"));
+    QJsonObject c = MachineState::containerDescription(d, storeId, size);
     QJsonObject vol;
     vol.insert(QStringLiteral("fs"), caseSensitive ? QStringLiteral("APFSX") : QStringLiteral("APFS"));
     vol.insert(QStringLiteral("name"), name);

@@ -198,9 +198,7 @@ void saveImageContent(MachineState& m, Disk& d) {
     ImageHeader header;
     readImageHeader(m.host(d.image), &header);
     for (Partition& p : d.partitions) {
-        Partition* vol = &p;
-        if (Disk* c = m.containerOf(p))
-            vol = &c->partitions.first();
+        Partition* vol = m.volumeCarriedBy(p);
         if (!vol->hasVolume())
             continue;
         header.volumeName = vol->name;

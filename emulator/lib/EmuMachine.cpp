@@ -452,6 +452,24 @@ Disk* MachineState::containerOf(const Partition& store) {
     return store.container.isEmpty() ? nullptr : disk(store.container);
 }
 
+Partition* MachineState::volumeCarriedBy(Partition& p) {
+    Disk* c = containerOf(p);
+    return c && !c->partitions.isEmpty() ? &c->partitions.first() : &p;
+}
+
+QJsonObject MachineState::containerDescription(const Disk& d, const QString& storeId, qint64 size) {
+    QJsonObject c;
+    c.insert(QStringLiteral("container"), true);
+    c.insert(QStringLiteral("bus"), d.bus);
+    c.insert(QStringLiteral("internal"), d.internal);
+    c.insert(QStringLiteral("ejectable"), d.ejectable);
+    c.insert(QStringLiteral("removable"), d.removable);
+    c.insert(QStringLiteral("size"), size);
+    c.insert(QStringLiteral("physicalStore"), storeId);
+    c.insert(QStringLiteral("registryName"), QStringLiteral("AppleAPFSMedia"));
+    return c;
+}
+
 Disk* MachineState::physicalDiskOf(Disk* d) {
     if (!d || !d->container)
         return d;
@@ -712,15 +730,7 @@ Disk& MachineState::addDisk(const QJsonObject& description) {
         }
     }
     for (auto& [store, volumes] : pending) {
-        QJsonObject c;
-        c.insert(QStringLiteral("container"), true);
-        c.insert(QStringLiteral("bus"), d.bus);
-        c.insert(QStringLiteral("internal"), d.internal);
-        c.insert(QStringLiteral("ejectable"), d.ejectable);
-        c.insert(QStringLiteral("removable"), d.removable);
-        c.insert(QStringLiteral("size"), store.size);
-        c.insert(QStringLiteral("physicalStore"), store.id);
-        c.insert(QStringLiteral("registryName"), QStringLiteral("AppleAPFSMedia"));
+        QJsonObject c = containerDescription(d, store.id, store.size);
         QJsonArray vols;
         for (const QJsonValue& v : volumes) {
             QJsonObject vo = v.toObject();

@@ -115,6 +115,8 @@ public:
     Disk* disk(const QString& id);
     Partition* partition(const QString& id);
     Disk* containerOf(const Partition& store);
+    // The volume a partition carries: itself, or the first volume of the APFS container it holds.
+    Partition* volumeCarriedBy(Partition& p);
     Disk* physicalDiskOf(Disk* d); // for a container, the disk holding its store
     Partition* systemVolume();     // the volume mounted at "/"
 
@@ -130,6 +132,8 @@ public:
 
     // Plug and unplug as a person does with a USB disk.
     Disk& addDisk(const QJsonObject& description);
+    // The description of an APFS container on store `storeId` of disk `d` (volumes not included).
+    static QJsonObject containerDescription(const Disk& d, const QString& storeId, qint64 size);
     void removeDisk(const QString& id); // unmounts its volumes, removes its containers too
     QString newDiskId();
     QString newUUID();

@@ -274,9 +274,7 @@ int doAttach(MachineState& m, const QStringList& args, Output& o) {
     const QString diskId = d.id;
     // The image's files go into the volume's store, then the volume mounts.
     for (Partition& p : d.partitions) {
-        Partition* vol = &p;
-        if (Disk* c = m.containerOf(p))
-            vol = &c->partitions.first();
+        Partition* vol = m.volumeCarriedBy(p);
         if (!vol->hasVolume())
             continue;
         if (vol->mounted)
