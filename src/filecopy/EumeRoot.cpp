@@ -15,10 +15,19 @@ namespace {
 std::atomic<int> fullTreeEntryCount{0};
 
 struct ListedName {
-    QString name;
+    std::string name; // UTF-8, as the file system gives it
     bool isDirectory; // following a link
     quint64 dataLength;
 };
+
+bool isSkipped(const std::string& name) {
+    static const std::string skipped[] = {".DS_Store",  ".Trashes",        ".Trash",   ".vol",
+                                          ".fseventsd", ".Spotlight-V100", ".Volumes", ".Volume"};
+    for (const std::string& s : skipped)
+        if (name == s)
+            return true;
+    return false;
+}
 
 // The names directly inside a folder with their types and lengths, in the file system's order;
 // a folder that cannot be listed (or stops being listable part way) gives what was read.
@@ -35,22 +44,33 @@ std::vector<ListedName> listFolder(const QString& macPath, bool dropSkipped) {
         result = reader.readBatch(*batch);
         for (int i = 0; i < batch->count; ++i) {
             const DirectoryEntry& entry = batch->entries[i];
-            QString name = entry.nameString();
-            if (dropSkipped && EumeRoot::isSkippedName(name))
+            std::string name(entry.name, entry.nameLength);
+            if (dropSkipped && isSkipped(name))
                 continue;
             bool isDirectory = entry.isDirectory;
             if (entry.isSymbolicLink) // the folder test follows links; the size does not
-                isDirectory = readItemInfo(hostPrefix + name, true).isDirectory;
+                isDirectory = readItemInfo(hostPrefix + entry.nameString(), true).isDirectory;
             names.push_back({std::move(name), isDirectory, entry.dataLength});
         }
     }
     return names;
 }
 
-QString joined(const QString& folder, const QString& name, bool rootSpecialCase) {
-    if (rootSpecialCase && folder == QLatin1String("/"))
-        return QLatin1Char('/') + name;
-    return folder + QLatin1Char('/') + name;
+// "%@/%@" of a folder and a name in UTF-8; with rootSpecialCase a folder of exactly "/" gives
+// "/name".
+std::string joined(const std::string& folder, const std::string& name, bool rootSpecialCase) {
+    std::string path;
+    path.reserve(folder.size() + 1 + name.size());
+    if (!(rootSpecialCase && folder == "/"))
+        path += folder;
+    path += '/';
+    path += name;
+    return path;
+}
+
+FileNodeRef nodeFor(const std::string& folder, const ListedName& entry, bool rootSpecialCase) {
+    return FileNode::fromListing(joined(folder, entry.name, rootSpecialCase),
+                                 std::uint32_t(entry.name.size()), entry.isDirectory, nullptr);
 }
 
 QString lastComponent(const QString& path) {
@@ -153,12 +173,12 @@ void EumeRoot::eumeRootListNode(const QString& path) {
         m_eumeFileCount += handled;
         sinceFlush.restart();
     };
+    const std::string folder = path.toStdString();
     for (const ListedName& entry : names) {
-        const QString fullPath = joined(path, entry.name, true);
+        FileNodeRef node = nodeFor(folder, entry, true);
         if (entry.isDirectory) {
-            folders.append(FileNode::initWithPath(fullPath, entry.name, true, nullptr));
+            folders.append(node);
         } else {
-            FileNodeRef node = FileNode::initWithPath(fullPath, entry.name, false, nullptr);
             node->setSize(entry.dataLength);
             files.append(node);
         }
@@ -178,9 +198,8 @@ void EumeRoot::getNodeListWithFaterNode(FileNode* node) {
     if (!info.exists)
         return;
     const qint64 fatherState = node->state();
-    auto makeChild = [&](const QString& childPath, const QString& name, bool isDirectory, quint64 size) {
-        FileNodeRef child = FileNode::initWithPath(childPath, name, isDirectory, nullptr);
-        child->setSize(isDirectory ? 0 : size);
+    auto adopt = [&](const FileNodeRef& child, quint64 size) {
+        child->setSize(child->isDirectory() ? 0 : size);
         if (fatherState == 0 || fatherState == 1)
             child->setState(fatherState);
         child->setFather(node);
@@ -191,13 +210,14 @@ void EumeRoot::getNodeListWithFaterNode(FileNode* node) {
         m_allFileCount = int(names.size());
         FileNodeList children;
         children.reserve(qsizetype(names.size()));
+        const std::string folder = path.toStdString();
         for (const ListedName& entry : names)
-            children.append(
-                makeChild(joined(path, entry.name, false), entry.name, entry.isDirectory, entry.dataLength));
+            children.append(adopt(nodeFor(folder, entry, false), entry.dataLength));
         for (const FileNodeRef& child : std::as_const(children))
             node->children().append(child);
     } else {
-        node->children().append(makeChild(path, lastComponent(path), false, info.dataLength));
+        node->children().append(
+            adopt(FileNode::initWithPath(path, lastComponent(path), false, nullptr), info.dataLength));
     }
     sendEndEumeNode();
 }
@@ -231,17 +251,16 @@ void EumeRoot::getRootNodeListWithPath(const QString& path) {
         }
         const std::vector<ListedName> names = listFolder(path, false);
         self->m_allFileCount = int(names.size());
+        const std::string folder = path.toStdString();
         for (const ListedName& entry : names) {
             if (self->m_isStopScan)
                 return;
-            const QString fullPath = joined(path, entry.name, false);
+            FileNodeRef node = nodeFor(folder, entry, false);
             if (entry.isDirectory) {
-                FileNodeRef node = FileNode::initWithPath(fullPath, entry.name, true, nullptr);
                 node->setSize(0);
                 array->append(node);
-                node->setSize(treeOperator->getFileSizeWithPat(fullPath, node.data(), 0));
+                node->setSize(treeOperator->getFileSizeWithPat(node->path(), node.data(), 0));
             } else {
-                FileNodeRef node = FileNode::initWithPath(fullPath, entry.name, false, nullptr);
                 node->setSize(entry.dataLength);
                 if (array->isEmpty())
                     array->append(node);

@@ -106,6 +106,15 @@ FileNode::FileNode(const QString& path, const QString& name, bool isDirectory, F
     setText(path, name);
 }
 
+FileNodeRef FileNode::fromListing(std::string pathUtf8, std::uint32_t nameLength, bool isDirectory,
+                                  FileNode* father) {
+    FileNodeRef node(new FileNode(QString(), QString(), isDirectory, father));
+    node->m_pathLength = std::uint32_t(pathUtf8.size());
+    node->m_nameOffset = node->m_pathLength - qMin(nameLength, node->m_pathLength);
+    node->m_text = std::move(pathUtf8);
+    return node;
+}
+
 FileNode::~FileNode() {
     // Children that someone else still holds must not point at a parent that is gone.
     for (const FileNodeRef& child : m_children.toList()) {

@@ -84,6 +84,11 @@ public:
         return FileNodeRef(new FileNode(path, name, isDirectory, father));
     }
 
+    // A node whose name is the last nameLength bytes of its UTF-8 path, as the listings make
+    // them; no text conversion on the way.
+    static FileNodeRef fromListing(std::string pathUtf8, std::uint32_t nameLength, bool isDirectory,
+                                   FileNode* father);
+
     QString name() const;
     void setName(const QString& name);
     QString path() const;
