@@ -30,8 +30,8 @@ QRectF fitted(const QSizeF& natural, const QRectF& rect) {
     if (natural.isEmpty())
         return rect;
     const QSizeF scaled = natural.scaled(rect.size(), Qt::KeepAspectRatio);
-    return QRectF(rect.x() + (rect.width() - scaled.width()) / 2, rect.y() + (rect.height() - scaled.height()) / 2,
-                  scaled.width(), scaled.height());
+    return QRectF(rect.x() + (rect.width() - scaled.width()) / 2,
+                  rect.y() + (rect.height() - scaled.height()) / 2, scaled.width(), scaled.height());
 }
 
 } // namespace

@@ -4,7 +4,8 @@
 
 using namespace KitStyle;
 
-FlatButton::FlatButton(const QString& text, Kind kind, QWidget* parent) : QPushButton(text, parent), m_kind(kind) {
+FlatButton::FlatButton(const QString& text, Kind kind, QWidget* parent)
+    : QPushButton(text, parent), m_kind(kind) {
     setCursor(Qt::PointingHandCursor);
     setFont(KitStyle::font(13));
     applyStyle();

@@ -12,8 +12,8 @@ class ImageButton : public QAbstractButton {
 public:
     explicit ImageButton(const QString& normalImage = QString(), QWidget* parent = nullptr);
 
-    void setImages(const QString& normal, const QString& hover = QString(), const QString& pressed = QString(),
-                   const QString& disabled = QString());
+    void setImages(const QString& normal, const QString& hover = QString(),
+                   const QString& pressed = QString(), const QString& disabled = QString());
     QString normalImage() const { return m_normal; }
     // The image drawn right now, following the pointer and the pressed state.
     QString currentImage() const;

@@ -7,24 +7,56 @@
 // their colours and fonts from here so that a change of look is made in one place.
 namespace KitStyle {
 
-inline QColor windowBackground() { return QColor(38, 39, 43); }
-inline QColor sidebarBackground() { return QColor(30, 31, 34); }
-inline QColor panelBackground() { return QColor(47, 48, 52); }
-inline QColor panelBorder() { return QColor(64, 65, 70); }
-inline QColor fieldBackground() { return QColor(33, 34, 38); }
-inline QColor rowHover() { return QColor(67, 67, 67); }
-inline QColor separator() { return QColor(56, 57, 62); }
+inline QColor windowBackground() {
+    return QColor(38, 39, 43);
+}
+inline QColor sidebarBackground() {
+    return QColor(30, 31, 34);
+}
+inline QColor panelBackground() {
+    return QColor(47, 48, 52);
+}
+inline QColor panelBorder() {
+    return QColor(64, 65, 70);
+}
+inline QColor fieldBackground() {
+    return QColor(33, 34, 38);
+}
+inline QColor rowHover() {
+    return QColor(67, 67, 67);
+}
+inline QColor separator() {
+    return QColor(56, 57, 62);
+}
 
-inline QColor textPrimary() { return QColor(232, 232, 235); }
-inline QColor textSecondary() { return QColor(160, 161, 166); }
-inline QColor heading() { return QColor(129, 129, 129); }
+inline QColor textPrimary() {
+    return QColor(232, 232, 235);
+}
+inline QColor textSecondary() {
+    return QColor(160, 161, 166);
+}
+inline QColor heading() {
+    return QColor(129, 129, 129);
+}
 
-inline QColor accent() { return QColor(58, 147, 252); }
-inline QColor accentPressed() { return QColor(40, 118, 214); }
-inline QColor stepInactive() { return QColor(99, 99, 99); }
-inline QColor link() { return QColor(2, 125, 255); }
-inline QColor error() { return QColor(229, 83, 75); }
-inline QColor trackBackground() { return QColor(62, 63, 68); }
+inline QColor accent() {
+    return QColor(58, 147, 252);
+}
+inline QColor accentPressed() {
+    return QColor(40, 118, 214);
+}
+inline QColor stepInactive() {
+    return QColor(99, 99, 99);
+}
+inline QColor link() {
+    return QColor(2, 125, 255);
+}
+inline QColor error() {
+    return QColor(229, 83, 75);
+}
+inline QColor trackBackground() {
+    return QColor(62, 63, 68);
+}
 
 // The system font at a point size, optionally bold.
 inline QFont font(double pointSize, bool bold = false) {
@@ -35,6 +67,8 @@ inline QFont font(double pointSize, bool bold = false) {
 }
 
 // Colour as a style sheet value.
-inline QString css(const QColor& c) { return c.name(c.alpha() == 255 ? QColor::HexRgb : QColor::HexArgb); }
+inline QString css(const QColor& c) {
+    return c.name(c.alpha() == 255 ? QColor::HexRgb : QColor::HexArgb);
+}
 
 } // namespace KitStyle

@@ -10,8 +10,9 @@
 #include <QWindow>
 
 TitleBarView::TitleBarView(QWidget* parent)
-    : QWidget(parent), m_banner(new ImageView(QString(), this)), m_closeButton(new ImageButton(QString(), this)),
-      m_menuButton(new ImageButton(QString(), this)), m_titleLabel(new QLabel(this)) {
+    : QWidget(parent), m_banner(new ImageView(QString(), this)),
+      m_closeButton(new ImageButton(QString(), this)), m_menuButton(new ImageButton(QString(), this)),
+      m_titleLabel(new QLabel(this)) {
     m_banner->setKeepAspect(true);
     m_banner->setAttribute(Qt::WA_TransparentForMouseEvents);
     m_closeButton->setImages(QStringLiteral("btn_close"), QStringLiteral("btn_close_hover"),
@@ -31,7 +32,8 @@ TitleBarView::TitleBarView(QWidget* parent)
     });
 
     m_titleLabel->setFont(KitStyle::font(17, true));
-    m_titleLabel->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(KitStyle::textPrimary())));
+    m_titleLabel->setStyleSheet(
+        QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(KitStyle::textPrimary())));
     m_titleLabel->setAttribute(Qt::WA_TransparentForMouseEvents);
 }
 
