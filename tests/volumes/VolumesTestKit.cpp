@@ -1,0 +1,62 @@
+#include "VolumesTestKit.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QThread>
+
+namespace VolumesTestKit {
+
+std::unique_ptr<EmulatedMac> machine(const QByteArray& version, const QByteArray& disksJson,
+                                     const QByteArray& extra) {
+    QByteArray json = "{\"version\":\"" + version + "\",\"user\":\"alex\",\"disks\":[" + disksJson + "]";
+    if (!extra.isEmpty())
+        json += "," + extra;
+    json += "}";
+    return EmulatedMac::fromJson(json);
+}
+
+QByteArray usbStick(const QByteArray& name, const QByteArray& size, const QByteArray& fields) {
+    return "{\"name\":\"" + name + "\",\"mediaName\":\"" + name + "\",\"size\":\"" + size +
+           "\",\"scheme\":\"MBR\",\"partitions\":[{\"fs\":\"FAT32\",\"name\":\"" + name.toUpper() + "\"}]" +
+           fields + "}";
+}
+
+QStringList volumesListing(const EmulatedMac& mac) {
+    return QDir(mac.host(QStringLiteral("/Volumes")))
+        .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Unsorted);
+}
+
+QString deviceOf(const EmulatedMac& mac, const QString& mountPoint) {
+    QString escaped = mountPoint;
+    escaped.replace(QLatin1Char(' '), QStringLiteral("\\040"));
+    for (const QByteArray& line : mac.mountTable().split('\n')) {
+        const QList<QByteArray> fields = line.split(' ');
+        if (fields.size() > 2 && QString::fromUtf8(fields[1]) == escaped)
+            return QString::fromUtf8(fields[0]).mid(5);
+    }
+    return QString();
+}
+
+QStringList infoCalls(const EmulatedMac& mac) {
+    QStringList lines;
+    for (const QString& line : mac.commandLines(QStringLiteral("diskutil"))) {
+        if (line.startsWith(QLatin1String("diskutil info")))
+            lines << line;
+    }
+    return lines;
+}
+
+bool waitUntil(const std::function<bool()>& done, int ms) {
+    QDeadlineTimer deadline(ms);
+    while (!done()) {
+        if (deadline.hasExpired())
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(5);
+    }
+    return true;
+}
+
+} // namespace VolumesTestKit

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "EmulatedMac.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+
+// Scenario pieces and helpers shared by the volume tests.
+namespace VolumesTestKit {
+
+// A machine of the given system version with the given disks (a JSON array's contents).
+std::unique_ptr<EmulatedMac> machine(const QByteArray& version, const QByteArray& disksJson = {},
+                                     const QByteArray& extra = {});
+
+// One USB stick with one FAT32 volume; `fields` adds or overrides disk keys (",\"raidMaster\":true").
+QByteArray usbStick(const QByteArray& name, const QByteArray& size = "16GB", const QByteArray& fields = {});
+
+// Entries of the machine's /Volumes in the order the directory gives them (hidden ones too).
+QStringList volumesListing(const EmulatedMac& mac);
+
+// The BSD name of the device mounted at a Mac mount path, read straight from the mount table.
+QString deviceOf(const EmulatedMac& mac, const QString& mountPoint);
+
+// Lines of the disk tool's log that are "diskutil info ..." calls.
+QStringList infoCalls(const EmulatedMac& mac);
+
+// Runs the event loop until `done` holds or `ms` pass; answers `done()`.
+bool waitUntil(const std::function<bool()>& done, int ms);
+
+} // namespace VolumesTestKit

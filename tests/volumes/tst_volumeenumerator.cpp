@@ -1,0 +1,397 @@
+#include "tst_volumeenumerator.h"
+
+#include "VolumesTestKit.h"
+#include "app/PropertyList.h"
+#include "app/QvLog.h"
+#include "app/QvPublicUtilities.h"
+#include "volumes/VolumeEnumerator.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+using namespace VolumesTestKit;
+
+namespace {
+
+// What the disk tool answers for a device, read the way a person would check it.
+QVariantMap toolInfo(const EmulatedMac& mac, const QString& device) {
+    const EmulatedMac::Run r =
+        mac.run(QStringLiteral("diskutil"), {QStringLiteral("info"), QStringLiteral("-plist"), device});
+    return PropertyList::dictionaryFromBytes(r.out).value_or(QVariantMap());
+}
+
+QStringList namesOf(const VolumeObjList& list) {
+    QStringList names;
+    for (const VolumeObjRef& v : list)
+        names << v->volumeName();
+    return names;
+}
+
+VolumeObjRef byName(const VolumeObjList& list, const QString& name) {
+    for (const VolumeObjRef& v : list) {
+        if (v->volumeName() == name)
+            return v;
+    }
+    return {};
+}
+
+// The device behind a /Volumes entry, following the system volume's link.
+QString deviceOfEntry(const EmulatedMac& mac, const QString& entry) {
+    const QFileInfo fi(mac.host(QStringLiteral("/Volumes/") + entry));
+    if (fi.isSymLink())
+        return deviceOf(mac, QStringLiteral("/"));
+    return deviceOf(mac, QStringLiteral("/Volumes/") + entry);
+}
+
+struct Scan {
+    VolumeEnumerator enumerator;
+    int shown = 0;
+    Scan() {
+        enumerator.setShowViewHandler([this] { ++shown; });
+    }
+};
+
+} // namespace
+
+void TestVolumeEnumerator::mountedScanFollowsVolumesListing() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QStringList listing = volumesListing(*mac);
+    mac->clearLog();
+
+    Scan scan;
+    scan.enumerator.doGetAllVolume_();
+
+    // One "diskutil info -plist <bsd>" per entry, in the directory's order.
+    QStringList expectedCalls;
+    QStringList expectedNames;
+    for (const QString& entry : listing) {
+        expectedCalls << QStringLiteral("diskutil info -plist ") + deviceOfEntry(*mac, entry);
+        if (entry != QLatin1String("WINDOWS")) // NTFS never reaches the picker
+            expectedNames << entry;
+    }
+    QCOMPARE(infoCalls(*mac), expectedCalls);
+    QCOMPARE(mac->commandLines().size(), expectedCalls.size());
+    QCOMPARE(namesOf(scan.enumerator.allVolumeArr()), expectedNames);
+    QCOMPARE(scan.shown, 1);
+
+    const VolumeObjRef stick = byName(scan.enumerator.allVolumeArr(), QStringLiteral("STICK"));
+    QVERIFY(stick);
+    QVERIFY(stick->bCanEject());
+    QCOMPARE(stick->volumePath(), QStringLiteral("/Volumes/STICK"));
+    QCOMPARE(stick->volumeMountPoint(), QStringLiteral("/Volumes/STICK"));
+    QCOMPARE(stick->volumeType(), QStringLiteral("MS-DOS FAT32"));
+    const QVariantMap stickInfo = toolInfo(*mac, QStringLiteral("disk3s1"));
+    QCOMPARE(stick->volumeTotalSizeNum(), stickInfo.value(QStringLiteral("TotalSize")).toLongLong());
+    QCOMPARE(stick->volumeFreeSizeNum(), stickInfo.value(QStringLiteral("FreeSpace")).toLongLong());
+    QCOMPARE(stick->volumeTotalSize(), QStringLiteral("16.00 GB"));
+    QCOMPARE(stick->volumeFreeSize(), QvPublicUtilities::longlongConvertVolSpace(stick->volumeFreeSizeNum()));
+
+    const VolumeObjRef data = byName(scan.enumerator.allVolumeArr(), QStringLiteral("Data"));
+    QVERIFY(data);
+    QVERIFY(!data->bCanEject());
+    QCOMPARE(data->volumeType(), QStringLiteral("Journaled HFS+"));
+
+    // The system volume reports FreeSpace 0 (an APFS volume): the container's free space stands in.
+    const VolumeObjRef system = byName(scan.enumerator.allVolumeArr(), QStringLiteral("Macintosh HD"));
+    QVERIFY(system);
+    const QVariantMap systemInfo = toolInfo(*mac, deviceOf(*mac, QStringLiteral("/")));
+    QCOMPARE(systemInfo.value(QStringLiteral("FreeSpace")).toLongLong(), 0);
+    QVERIFY(systemInfo.value(QStringLiteral("APFSContainerFree")).toLongLong() > 0);
+    // (The runner's own answer files on "/" move the container's free space by a few bytes.)
+    QVERIFY(qAbs(system->volumeFreeSizeNum() -
+                 systemInfo.value(QStringLiteral("APFSContainerFree")).toLongLong()) < 1'000'000);
+    QCOMPARE(system->volumeMountPoint(), QStringLiteral("/"));
+    QVERIFY(!system->bCanEject());
+
+    // A rescan starts from an empty list.
+    scan.enumerator.doGetAllVolume_();
+    QCOMPARE(namesOf(scan.enumerator.allVolumeArr()), expectedNames);
+    QCOMPARE(scan.shown, 2);
+}
+
+void TestVolumeEnumerator::volumesLeftOutOfTheScan() {
+    auto mac =
+        machine("10.15.7", usbStick("keep") + "," + usbStick("empty") + "," +
+                               "{\"name\":\"win\",\"mediaName\":\"WD\",\"size\":\"64GB\",\"scheme\":\"MBR\","
+                               "\"partitions\":[{\"fs\":\"NTFS\",\"name\":\"WIN\"}]}");
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    // The platform reports size 0 for EMPTY's file system.
+    QByteArray table = mac->mountTable();
+    const QString emptyDevice = deviceOf(*mac, QStringLiteral("/Volumes/EMPTY"));
+    QVERIFY(!emptyDevice.isEmpty());
+    QList<QByteArray> lines = table.split('\n');
+    for (QByteArray& line : lines) {
+        if (line.startsWith("/dev/" + emptyDevice.toUtf8() + ' ')) {
+            const int at = line.indexOf("size=");
+            line = line.left(at) + "size=0 0 0";
+        }
+    }
+    QFile file(mac->host(QStringLiteral("/proc/self/mounts")));
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(lines.join('\n'));
+    file.close();
+    // A plain folder in /Volumes is no volume: no device, no tool call.
+    QVERIFY(QDir().mkpath(mac->host(QStringLiteral("/Volumes/Leftover"))));
+    mac->clearLog();
+
+    Scan scan;
+    scan.enumerator.doGetAllVolume_();
+    QStringList names = namesOf(scan.enumerator.allVolumeArr());
+    names.sort();
+    QCOMPARE(names, QStringList({QStringLiteral("KEEP"), QStringLiteral("Macintosh HD")}));
+    QCOMPARE(infoCalls(*mac).size(), 4); // Macintosh HD, KEEP, EMPTY, WIN; none for Leftover
+}
+
+void TestVolumeEnumerator::faultyToolOutputSkipsOnlyThatVolume_data() {
+    QTest::addColumn<QByteArray>("mode");
+    QTest::newRow("garbage") << QByteArray("garbage");
+    QTest::newRow("silent") << QByteArray("silent");
+    QTest::newRow("truncated") << QByteArray("truncated");
+    QTest::newRow("fail") << QByteArray("fail");
+}
+
+void TestVolumeEnumerator::faultyToolOutputSkipsOnlyThatVolume() {
+    QFETCH(QByteArray, mode);
+    auto mac = machine("10.15.7", usbStick("good") + "," + usbStick("bad"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString bad = deviceOf(*mac, QStringLiteral("/Volumes/BAD"));
+    QVERIFY(mac->addFault("{\"tool\":\"diskutil\",\"verb\":\"info\",\"device\":\"" + bad.toUtf8() +
+                          "\",\"mode\":\"" + mode + "\"}"));
+
+    Scan scan;
+    scan.enumerator.doGetAllVolume_();
+    QStringList names = namesOf(scan.enumerator.allVolumeArr());
+    names.sort();
+    QCOMPARE(names, QStringList({QStringLiteral("GOOD"), QStringLiteral("Macintosh HD")}));
+    QCOMPARE(scan.shown, 1);
+
+    // The whole-disk scan meets the same output for the disk's node.
+    QVERIFY(mac->addFault("{\"tool\":\"diskutil\",\"verb\":\"info\",\"device\":\"" +
+                          bad.left(bad.lastIndexOf(QLatin1Char('s'))).toUtf8() + "\",\"mode\":\"" + mode +
+                          "\"}"));
+    Scan usb;
+    usb.enumerator.QvGetUSBThreadImp();
+    QCOMPARE(namesOf(usb.enumerator.allVolumeArr()), QStringList({QStringLiteral("good Media")}));
+    QCOMPARE(usb.shown, 1);
+}
+
+void TestVolumeEnumerator::lastListingEntryDecidesShowing() {
+    // Which of two names a directory lists last depends on the host's file system; find a
+    // system-volume name that a ".DS_Store" made after it follows.
+    QTemporaryDir probe;
+    QString systemName;
+    for (int i = 0; i < 40 && systemName.isEmpty(); ++i) {
+        const QString candidate =
+            i == 0 ? QStringLiteral("Macintosh HD") : QStringLiteral("Mac HD %1").arg(i);
+        QDir dir(probe.path());
+        dir.removeRecursively();
+        QDir().mkpath(probe.path());
+        QFile::link(QStringLiteral(".."), probe.path() + QLatin1Char('/') + candidate);
+        QFile(probe.path() + QStringLiteral("/.DS_Store")).open(QIODevice::WriteOnly);
+        const QStringList order = dir.entryList(
+            QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Unsorted);
+        if (order.last() == QLatin1String(".DS_Store"))
+            systemName = candidate;
+    }
+    if (systemName.isEmpty())
+        QSKIP("this host's file system never lists .DS_Store after the system volume's link");
+
+    auto mac = machine("10.15.7", {}, "\"system\":{\"name\":\"" + systemName.toUtf8() + "\"}");
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    QFile(mac->host(QStringLiteral("/Volumes/.DS_Store"))).open(QIODevice::WriteOnly);
+    QCOMPARE(volumesListing(*mac), QStringList({systemName, QStringLiteral(".DS_Store")}));
+
+    Scan scan;
+    scan.enumerator.doGetAllVolume_();
+    QCOMPARE(namesOf(scan.enumerator.allVolumeArr()), QStringList({systemName}));
+    QCOMPARE(scan.shown, 0); // the spinner keeps turning
+
+    // Without the skipped entry last, the list is shown.
+    QVERIFY(QFile::remove(mac->host(QStringLiteral("/Volumes/.DS_Store"))));
+    scan.enumerator.doGetAllVolume_();
+    QCOMPARE(scan.shown, 1);
+
+    // An empty /Volumes never shows anything either.
+    QVERIFY(QFile::remove(mac->host(QStringLiteral("/Volumes/") + systemName)));
+    scan.enumerator.doGetAllVolume_();
+    QCOMPARE(scan.shown, 1);
+    QVERIFY(scan.enumerator.allVolumeArr().isEmpty());
+}
+
+void TestVolumeEnumerator::systemVolumeAcrossVersions_data() {
+    QTest::addColumn<QByteArray>("version");
+    QTest::addColumn<QString>("type");
+    QTest::newRow("10.12.6 HFS+ root") << QByteArray("10.12.6") << QStringLiteral("Journaled HFS+");
+    QTest::newRow("10.14.6 APFS") << QByteArray("10.14.6") << QStringLiteral("APFS");
+    QTest::newRow("10.15.7 system and data") << QByteArray("10.15.7") << QStringLiteral("APFS");
+    QTest::newRow("11.7 sealed") << QByteArray("11.7") << QStringLiteral("APFS");
+    QTest::newRow("14.4 sealed") << QByteArray("14.4") << QStringLiteral("APFS");
+}
+
+void TestVolumeEnumerator::systemVolumeAcrossVersions() {
+    QFETCH(QByteArray, version);
+    QFETCH(QString, type);
+    auto mac =
+        machine(version, {}, "\"system\":{\"name\":\"Macintosh HD\",\"size\":\"500GB\",\"used\":\"120GB\"}");
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+
+    Scan scan;
+    scan.enumerator.doGetAllVolume_();
+    QCOMPARE(scan.enumerator.allVolumeArr().size(), 1);
+    const VolumeObjRef system = scan.enumerator.allVolumeArr().first();
+    QCOMPARE(system->volumeName(), QStringLiteral("Macintosh HD"));
+    QCOMPARE(system->volumeMountPoint(), QStringLiteral("/"));
+    QCOMPARE(system->volumePath(), QStringLiteral("/"));
+    QCOMPARE(system->volumeType(), type);
+    QVERIFY(!system->bCanEject());
+    QVERIFY2(system->volumeTotalSizeNum() > 400'000'000'000LL, qPrintable(system->volumeTotalSize()));
+    QVERIFY2(system->volumeFreeSizeNum() > 0 && system->volumeFreeSizeNum() < system->volumeTotalSizeNum(),
+             qPrintable(system->volumeFreeSize()));
+    QCOMPARE(infoCalls(*mac),
+             QStringList(QStringLiteral("diskutil info -plist ") + deviceOf(*mac, QStringLiteral("/"))));
+}
+
+void TestVolumeEnumerator::usbScanOffersOnlyPlainUsbDisks() {
+    const QByteArray disks =
+        "{\"name\":\"internal\",\"bus\":\"SATA\",\"internal\":true,\"ejectable\":false,\"mediaName\":\"HDD\","
+        "\"size\":\"1TB\",\"scheme\":\"GPT\",\"partitions\":[{\"fs\":\"JHFS+\",\"name\":\"Inside\"}]}," +
+        usbStick("plain") + "," + usbStick("raid", "16GB", ",\"raidMaster\":true") + "," +
+        usbStick("locked", "16GB", ",\"coreStorageEncrypted\":true") + "," +
+        usbStick("hfsx", "16GB", ",\"content\":\"Apple_HFSX\"") + "," +
+        "{\"name\":\"nameless\",\"mediaName\":\"\",\"size\":\"8GB\",\"scheme\":\"MBR\","
+        "\"partitions\":[{\"fs\":\"ExFAT\",\"name\":\"NONAME\"}]}";
+    auto mac = machine("10.15.7", disks,
+                       "\"images\":[{\"path\":\"/Users/alex/Disk.dmg\",\"volname\":\"Img\",\"size\":\"100m\","
+                       "\"attach\":true}]");
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QVariantMap list =
+        PropertyList::dictionaryFromBytes(
+            mac->run(QStringLiteral("diskutil"), {QStringLiteral("list"), QStringLiteral("-plist")}).out)
+            .value_or(QVariantMap());
+    const QStringList wholeDisks = list.value(QStringLiteral("WholeDisks")).toStringList();
+    QVERIFY(wholeDisks.size() >= 8);
+    mac->clearLog();
+
+    Scan scan;
+    scan.enumerator.QvGetUSBThreadImp();
+    QStringList expected{QStringLiteral("diskutil list -plist")};
+    for (const QString& disk : wholeDisks)
+        expected << QStringLiteral("diskutil info -plist /dev/") + disk;
+    QCOMPARE(mac->commandLines(), expected);
+    QCOMPARE(scan.shown, 1);
+
+    QCOMPARE(namesOf(scan.enumerator.allVolumeArr()),
+             QStringList({QStringLiteral("plain Media"), QStringLiteral("Unknown")}));
+    const VolumeObjRef plain = scan.enumerator.allVolumeArr().at(0);
+    const QString plainDisk =
+        deviceOf(*mac, QStringLiteral("/Volumes/PLAIN")).section(QLatin1Char('s'), 0, 1);
+    QCOMPARE(plain->volumePath(), plainDisk);
+    QCOMPARE(plain->volumeType(), QStringLiteral(" "));
+    QVERIFY(plain->bCanEject());
+    QCOMPARE(plain->volumeTotalSizeNum(), 16'000'000'000LL);
+    QCOMPARE(plain->volumeTotalSize(), QStringLiteral("16.00 GB"));
+    const VolumeObjRef nameless = scan.enumerator.allVolumeArr().at(1);
+    QCOMPARE(nameless->volumeType(), QStringLiteral(" "));
+    QCOMPARE(nameless->volumeTotalSizeNum(), 8'000'000'000LL);
+}
+
+void TestVolumeEnumerator::incrementalAddAndRemove() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString stick = deviceOf(*mac, QStringLiteral("/Volumes/STICK"));
+    const QString windows = deviceOf(*mac, QStringLiteral("/Volumes/WINDOWS"));
+    const QString system = deviceOf(*mac, QStringLiteral("/"));
+    mac->clearLog();
+
+    VolumeEnumerator e;
+    e.apperDiskObj(stick.toUtf8().constData());
+    QCOMPARE(namesOf(e.allVolumeArr()), QStringList({QStringLiteral("STICK")}));
+    QCOMPARE(e.allVolumeArr().first()->volumePath(), QStringLiteral("/dev/") + stick);
+    QCOMPARE(e.allVolumeArr().first()->volumeMountPoint(), QStringLiteral("/Volumes/STICK"));
+    QVERIFY(e.allVolumeArr().first()->bCanEject());
+    // Known by its device node: no second record and no second tool run.
+    e.apperDiskObj(stick.toUtf8().constData());
+    QCOMPARE(e.allVolumeArr().size(), 1);
+    QCOMPARE(infoCalls(*mac), QStringList(QStringLiteral("diskutil info -plist ") + stick));
+
+    e.apperDiskObj(windows.toUtf8().constData()); // NTFS
+    e.apperDiskObj("disk6s2");                    // unformatted: no VolumeName
+    QCOMPARE(e.allVolumeArr().size(), 1);
+
+    // The system volume arrives through its link in /Volumes; this path takes FreeSpace as it is.
+    e.apperDiskObj(system.toUtf8().constData());
+    QCOMPARE(namesOf(e.allVolumeArr()),
+             QStringList({QStringLiteral("STICK"), QStringLiteral("Macintosh HD")}));
+    QCOMPARE(e.allVolumeArr().last()->volumeFreeSizeNum(), 0);
+
+    e.disApperDiskObjWithName("disk42s1");
+    QCOMPARE(e.allVolumeArr().size(), 2);
+    e.disApperDiskObjWithName(stick.toUtf8().constData());
+    QCOMPARE(namesOf(e.allVolumeArr()), QStringList({QStringLiteral("Macintosh HD")}));
+
+    // The by-name lookup leaves the unformatted partition out after one tool run.
+    mac->clearLog();
+    e.getVolumeAllObjWithVolumeName(QStringLiteral("disk6s2"));
+    QCOMPARE(e.allVolumeArr().size(), 1);
+    QCOMPARE(infoCalls(*mac), QStringList(QStringLiteral("diskutil info -plist disk6s2")));
+}
+
+void TestVolumeEnumerator::workspaceScan() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    mac->clearLog();
+
+    VolumeEnumerator e;
+    e.doGetAllVolume();
+    QVERIFY(mac->commandLines().isEmpty()); // the workspace alone, no tool
+    QStringList paths;
+    for (const VolumeObjRef& v : e.allVolumeArr()) {
+        paths << v->volumePath();
+        QCOMPARE(v->volumeMountPoint(), v->volumePath());
+        QVERIFY(!v->bCanEject());
+    }
+    QCOMPARE(paths.first(), QStringLiteral("/"));
+    for (const char* p : {"/Volumes/STICK", "/Volumes/Data", "/Volumes/WINDOWS", "/Volumes/Archive"})
+        QVERIFY2(paths.contains(QLatin1String(p)), p);
+    const VolumeObjRef system = e.allVolumeArr().first();
+    QCOMPARE(system->volumeName(), QStringLiteral("Macintosh HD"));
+    QCOMPARE(system->volumeType(), QStringLiteral("apfs"));
+    const VolumeObjRef stick = byName(e.allVolumeArr(), QStringLiteral("STICK"));
+    QVERIFY(stick);
+    QCOMPARE(stick->volumeType(), QStringLiteral("msdos"));
+    QCOMPARE(stick->volumeTotalSizeNum(), 16004757120LL);
+    const std::int64_t freeBefore = stick->volumeFreeSizeNum();
+    QVERIFY(freeBefore > 0 && freeBefore < stick->volumeTotalSizeNum());
+
+    // A second pass stops at the first record it already has.
+    const qsizetype count = e.allVolumeArr().size();
+    e.doGetAllVolume();
+    QCOMPARE(e.allVolumeArr().size(), count);
+
+    // Free space follows the files stored on the volume.
+    QFile big(mac->host(QStringLiteral("/Volumes/STICK/big.bin")));
+    QVERIFY(big.open(QIODevice::WriteOnly));
+    QVERIFY(big.resize(1'000'000));
+    big.close();
+    VolumeEnumerator again;
+    again.doGetAllVolume();
+    QCOMPARE(byName(again.allVolumeArr(), QStringLiteral("STICK"))->volumeFreeSizeNum(),
+             freeBefore - 1'000'000);
+}
+
+void TestVolumeEnumerator::overlongNameIsLoggedNotRun() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    mac->clearLog();
+    QvUninitLog(); // the log reopens inside this machine
+    const QByteArray name(60, 'x');
+    VolumeEnumerator e;
+    QVERIFY(!e.getDisjInfo(name.constData()));
+    QVERIFY(!e.QvGetDiskInfo(name.constData()));
+    QVERIFY(mac->commandLines().isEmpty());
+    QFile log(mac->host(QStringLiteral("/tmp/Pellory.txt")));
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    QCOMPARE(log.readAll().count("  diskutil info " + name + " error\n"), 2);
+}
