@@ -1,5 +1,6 @@
 #include "TestMain.h"
 #include "tst_diskarbitration.h"
 #include "tst_volumeenumerator.h"
+#include "tst_watching.h"
 
-TAVRILL_TEST_MAIN(TestDiskArbitration, TestVolumeEnumerator)
+TAVRILL_TEST_MAIN(TestDiskArbitration, TestVolumeEnumerator, TestWatching)

@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QList>
+#include <QPair>
 #include <QRegularExpression>
 #include <QSet>
 #include <QTimer>
@@ -276,23 +277,23 @@ QStringList mountedLocalVolumePaths() {
 
 } // namespace DiskArbitration
 
-// The watcher compares the mount table with what it saw last, a few times a second. The disks
-// present when the watcher starts are its starting point and are not reported.
+// The watcher compares the mount table with what it saw last, a few times a second. A volume is
+// known by its device and mount path together, so an image detached and attached again under the
+// same path between two looks still reports an unmount and a mount. The disks present when the
+// watcher starts are its starting point and are not reported.
 struct DiskWatcher::Impl {
     QTimer timer;
-    QSet<QString> mountPoints;
+    QList<QPair<QString, QString>> mounts; // (device, mount path) in table order
     QSet<QString> disks;
-    QList<QString> mountOrder; // mount points in table order, so reports follow it
 };
 
 namespace {
 
-void snapshot(QList<QString>* order, QSet<QString>* mounts, QSet<QString>* disks) {
+void snapshot(QList<QPair<QString, QString>>* mounts, QSet<QString>* disks) {
     for (const MountEntry& e : readMountTable()) {
-        if (!mounts->contains(e.mountPoint)) {
-            mounts->insert(e.mountPoint);
-            order->append(e.mountPoint);
-        }
+        const QPair<QString, QString> key(e.device, e.mountPoint);
+        if (!mounts->contains(key))
+            mounts->append(key);
         disks->insert(wholeDiskOf(e.device));
     }
 }
@@ -300,32 +301,30 @@ void snapshot(QList<QString>* order, QSet<QString>* mounts, QSet<QString>* disks
 } // namespace
 
 DiskWatcher::DiskWatcher(QObject* parent) : QObject(parent), d(std::make_unique<Impl>()) {
-    snapshot(&d->mountOrder, &d->mountPoints, &d->disks);
+    snapshot(&d->mounts, &d->disks);
     d->timer.setInterval(200);
     connect(&d->timer, &QTimer::timeout, this, [this] {
-        QList<QString> order;
-        QSet<QString> mounts;
+        QList<QPair<QString, QString>> mounts;
         QSet<QString> disks;
-        snapshot(&order, &mounts, &disks);
-        if (mounts == d->mountPoints && disks == d->disks)
+        snapshot(&mounts, &disks);
+        if (mounts == d->mounts && disks == d->disks)
             return;
-        const QList<QString> oldOrder = d->mountOrder;
+        const QList<QPair<QString, QString>> oldMounts = d->mounts;
         const QSet<QString> oldDisks = d->disks;
-        d->mountOrder = order;
-        d->mountPoints = mounts;
+        d->mounts = mounts;
         d->disks = disks;
         // A disk arrives before its volumes mount and leaves after they unmount.
         for (const QString& disk : disks) {
             if (!oldDisks.contains(disk))
                 Q_EMIT diskAppeared(disk);
         }
-        for (const QString& path : oldOrder) {
-            if (!mounts.contains(path))
-                Q_EMIT volumeUnmounted(path);
+        for (const auto& m : oldMounts) {
+            if (!mounts.contains(m))
+                Q_EMIT volumeUnmounted(m.second);
         }
-        for (const QString& path : order) {
-            if (!oldOrder.contains(path))
-                Q_EMIT volumeMounted(path);
+        for (const auto& m : mounts) {
+            if (!oldMounts.contains(m))
+                Q_EMIT volumeMounted(m.second);
         }
         for (const QString& disk : oldDisks) {
             if (!disks.contains(disk))
