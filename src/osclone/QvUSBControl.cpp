@@ -1,0 +1,309 @@
+#include "osclone/QvUSBControl.h"
+
+#include "app/CommandLine.h"
+#include "app/CommandRunner.h"
+#include "app/ConsoleLog.h"
+#include "app/MainThread.h"
+#include "app/PropertyList.h"
+#include "app/QvLog.h"
+#include "app/QvTask.h"
+#include "platform/DiskArbitration.h"
+#include "platform/Machine.h"
+#include "platform/Shell.h"
+
+#include <QFileInfo>
+#include <QMutexLocker>
+#include <QThread>
+#include <QThreadPool>
+
+#include <cstring>
+
+namespace {
+
+constexpr std::int64_t kMinimumDriveSize = 2'500'000'000LL; // tested as size >> 8 >= 9,765,625
+constexpr std::int64_t kClonePartitionSize = 2'500'000'000LL;
+constexpr std::int64_t kMinimumPartitionFree = 2'600'000'000LL;
+
+// QvExecCommand answers in one fixed file; a run and the read of its answer go together so
+// that the listing and several arriving drives never read each other's answers.
+QMutex& runnerLock() {
+    static QMutex lock;
+    return lock;
+}
+
+// Runs a line and reads its answer; logs `failure` when the line could not be run.
+std::optional<QVariantMap> runAndRead(const QByteArray& line, const QByteArray& failure) {
+    QMutexLocker locker(&runnerLock());
+    const QString path = QvExecCommand(line);
+    if (path.isNull()) {
+        QvLog("%s", failure.constData());
+        return std::nullopt;
+    }
+    return PropertyList::readDictionary(path);
+}
+
+std::optional<QVariantMap> diskList() {
+    return runAndRead(QvFormatCommand(64, "diskutil list -plist", std::initializer_list<QByteArray>{}),
+                      "diskutil list error");
+}
+
+QString key(const char* k) {
+    return QString::fromLatin1(k);
+}
+
+QByteArray describe(const QList<QVariantMap>& list) {
+    QStringList drives;
+    for (const QVariantMap& d : list)
+        drives << QStringLiteral("{%1, %2, %3}")
+                      .arg(d.value(key(QvUSBBsdNameKey)).toString(),
+                           d.value(key(QvUSBTotalSizeKey)).toString(),
+                           d.value(key(QvUSBMediaNameKey)).toString());
+    return QStringLiteral("(%1)").arg(drives.join(QStringLiteral(", "))).toUtf8();
+}
+
+bool listHas(const QList<QVariantMap>& list, const QString& bsdName) {
+    for (const QVariantMap& d : list) {
+        if (d.value(key(QvUSBBsdNameKey)).toString() == bsdName)
+            return true;
+    }
+    return false;
+}
+
+// The eligibility tests, in the order the disk tool's answer is examined.
+bool isCloneTarget(const QVariantMap& info) {
+    if (!info.value(QStringLiteral("WholeDisk")).toBool())
+        return false;
+    if (info.value(QStringLiteral("BusProtocol")).toString() != QLatin1String("USB"))
+        return false;
+    if (info.value(QStringLiteral("RAIDMaster")).toBool())
+        return false;
+    if (info.value(QStringLiteral("CoreStorageEncrypted")).toBool())
+        return false;
+    if (info.value(QStringLiteral("Content")).toString() == QLatin1String("Apple_HFSX"))
+        return false;
+    const std::int64_t size = info.value(QStringLiteral("TotalSize")).toLongLong();
+    if ((size >> 8) < 9'765'625)
+        return false;
+    return info.value(QStringLiteral("VirtualOrPhysical")).toString() != QLatin1String("Virtual");
+}
+
+} // namespace
+
+QvUSBControl* QvUSBControl::QvShareInstance() {
+    static QvUSBControl* instance = new QvUSBControl;
+    return instance;
+}
+
+QvUSBControl::QvUSBControl() {
+    _usbAllObjs.reserve(4);
+    _strZantorVolumeName.reserve(8);
+}
+
+QvUSBControl::~QvUSBControl() {
+    while (m_pending.load() > 0)
+        QThread::msleep(5);
+    QMutexLocker locker(&m_listLock);
+    _usbAllObjs.clear();
+}
+
+QList<QVariantMap> QvUSBControl::QvGetUSBList() const {
+    QMutexLocker locker(&m_listLock);
+    return _usbAllObjs;
+}
+
+void QvUSBControl::QvGetUSBThreadImp() {
+    if (const std::optional<QVariantMap> list = diskList()) {
+        for (const QVariant& entry : list->value(QStringLiteral("WholeDisks")).toList()) {
+            const QByteArray name = entry.toString().section(QLatin1Char('/'), -1).toUtf8();
+            QvAddDiskToUSBObj(name.constData());
+        }
+    }
+    onMain([this] { QvCreateDiskCallBack(); });
+}
+
+void QvUSBControl::QvAddDiskToUSBObj(const char* bsdName) {
+    addDisk(bsdName, std::nullopt);
+}
+
+void QvUSBControl::addDisk(const char* bsdName, std::optional<quint64> arrival) {
+    if (!bsdName)
+        return;
+    const QString name = QString::fromUtf8(bsdName);
+    {
+        QMutexLocker locker(&m_listLock);
+        if (listHas(_usbAllObjs, name))
+            return;
+    }
+    const std::optional<QVariantMap> info = QvGetDiskInfo(bsdName);
+    if (!info || !isCloneTarget(*info))
+        return;
+    QVariantMap drive;
+    drive.insert(key(QvUSBBsdNameKey), info->value(QStringLiteral("DeviceIdentifier")).toString());
+    drive.insert(key(QvUSBTotalSizeKey), info->value(QStringLiteral("TotalSize")).toLongLong());
+    const QString media = info->value(QStringLiteral("MediaName")).toString();
+    drive.insert(key(QvUSBMediaNameKey), media.isEmpty() ? QStringLiteral("Unknown") : media);
+
+    QMutexLocker locker(&m_listLock);
+    // The drive was pulled out (or came again) while its answer was read: that later event wins.
+    if (arrival && m_events.value(name) != *arrival)
+        return;
+    // Another worker may have added it meanwhile.
+    if (listHas(_usbAllObjs, name) || listHas(_usbAllObjs, drive.value(key(QvUSBBsdNameKey)).toString()))
+        return;
+    _usbAllObjs.append(drive);
+    QvConsoleLog("Add %s", describe(_usbAllObjs).constData());
+}
+
+void QvUSBControl::QvCreateDiskCallBack() {
+    if (_delegateObj)
+        _delegateObj->QvEnumUSBFinishImp();
+    // One session at a time: a second listing replaces the first session rather than doubling
+    // every report.
+    m_watcher = std::make_unique<DiskWatcher>();
+    QObject::connect(m_watcher.get(), &DiskWatcher::diskAppeared, m_watcher.get(),
+                     [this](const QString& bsd) {
+                         if (!bsd.isEmpty())
+                             QvDiskAppearImp(bsd.toUtf8().constData());
+                     });
+    QObject::connect(m_watcher.get(), &DiskWatcher::diskDisappeared, m_watcher.get(),
+                     [this](const QString& bsd) {
+                         if (!bsd.isEmpty())
+                             QvDiskDisappearImp(bsd.toUtf8().constData());
+                     });
+}
+
+void QvUSBControl::QvDiskAppearImp(const char* bsdName) {
+    if (!bsdName)
+        return;
+    struct Name {
+        char bytes[128];
+    } name{};
+    std::strncpy(name.bytes, bsdName, sizeof name.bytes - 1);
+    quint64 arrival = 0;
+    {
+        QMutexLocker locker(&m_listLock);
+        arrival = ++m_events[QString::fromUtf8(name.bytes)];
+    }
+    ++m_pending;
+    QThreadPool::globalInstance()->start([this, name, arrival] {
+        addDisk(name.bytes, arrival);
+        --m_pending;
+    });
+}
+
+void QvUSBControl::QvDiskDisappearImp(const char* bsdName) {
+    if (!bsdName)
+        return;
+    const QString name = QString::fromUtf8(bsdName);
+    QMutexLocker locker(&m_listLock);
+    ++m_events[name];
+    for (qsizetype i = 0; i < _usbAllObjs.size(); ++i) {
+        if (_usbAllObjs[i].value(key(QvUSBBsdNameKey)).toString() == name) {
+            _usbAllObjs.removeAt(i);
+            break;
+        }
+    }
+    QvConsoleLog("remove %s", describe(_usbAllObjs).constData());
+}
+
+std::optional<QVariantMap> QvUSBControl::QvGetDiskInfo(const char* bsdName) {
+    if (!bsdName)
+        return std::nullopt;
+    return runAndRead(QvFormatCommand(64, "diskutil info -plist /dev/%s", {QByteArray(bsdName)}),
+                      "diskutil info " + QByteArray(bsdName) + " error");
+}
+
+bool QvUSBControl::QvCheckUSBObj(const QVariantMap* drive) const {
+    if (!drive)
+        return false;
+    QMutexLocker locker(&m_listLock);
+    return _usbAllObjs.contains(*drive);
+}
+
+QString QvUSBControl::QvCreateZantorPartition(const QVariantMap* drive) {
+    if (!drive)
+        return QString();
+    _dictErrObjs.clear();
+    const std::optional<QVariantMap> list = diskList();
+    if (!list)
+        return QString();
+    const QString bsd = drive->value(key(QvUSBBsdNameKey)).toString();
+    const std::int64_t total = drive->value(key(QvUSBTotalSizeKey)).toLongLong();
+    QVariantList partitions;
+    bool found = false;
+    for (const QVariant& e : list->value(QStringLiteral("AllDisksAndPartitions")).toList()) {
+        if (_delegateObj && _delegateObj->QvUserIsCancel())
+            return QString();
+        const QVariantMap entry = e.toMap();
+        if (entry.value(QStringLiteral("DeviceIdentifier")).toString() == bsd &&
+            entry.value(QStringLiteral("Size")).toLongLong() == total) {
+            partitions = entry.value(QStringLiteral("Partitions")).toList();
+            found = true;
+            break;
+        }
+    }
+    if (!found)
+        return QString();
+    if (partitions.size() < 2) {
+        _dictErrObjs.insert(kErrNoRoom, QStringLiteral(""));
+        return QString();
+    }
+    // From the last partition down to the second; the first (the EFI or boot area) is never a
+    // candidate.
+    for (qsizetype i = partitions.size() - 1; i >= 1; --i) {
+        if (_delegateObj && _delegateObj->QvUserIsCancel())
+            break;
+        const QByteArray id =
+            partitions[i].toMap().value(QStringLiteral("DeviceIdentifier")).toString().toUtf8();
+        const std::optional<QVariantMap> info = QvGetDiskInfo(id.constData());
+        if (!info)
+            continue;
+        const QString content = info->value(QStringLiteral("Content")).toString();
+        const std::int64_t free = info->value(QStringLiteral("FreeSpace")).toLongLong();
+        if (content == QLatin1String("Apple_Boot") || content == QLatin1String("EFI"))
+            continue;
+        if (content == QLatin1String("Apple_CoreStorage")) {
+            _dictErrObjs.insert(kErrCoreStorage, QStringLiteral(""));
+            continue;
+        }
+        if (info->value(QStringLiteral("MountPoint")).toString().isEmpty() && free == 0) {
+            _dictErrObjs.insert(kErrNoFreeSpace, QStringLiteral(""));
+            continue;
+        }
+        if (free < kMinimumPartitionFree) {
+            _dictErrObjs.insert(kErrNoRoom, QStringLiteral(""));
+            continue;
+        }
+        // The indexing service would keep the volume busy during the resize.
+        runShellLine("killall mds_stores");
+        const auto partitionTotal =
+            static_cast<unsigned long long>(info->value(QStringLiteral("TotalSize")).toLongLong());
+        QvTask* task = QvTask::QvShareInstance();
+        task->QvSetLaunchPath(QStringLiteral("/usr/sbin/diskutil"));
+        task->QvSetArguments(
+            QStringList{QStringLiteral("resizeVolume"), QString::fromUtf8(id),
+                        QString::asprintf("%lluB", partitionTotal - kClonePartitionSize),
+                        QStringLiteral("JHFS+"), QvGetZantorVolumeName(),
+                        QString::asprintf("%lluB", static_cast<unsigned long long>(kClonePartitionSize))});
+        task->QvSetTimeoutCount(60);
+        task->QvStartTask();
+        if (QFileInfo(Machine::hostPath(QvGetZantorVolumePath())).isDir())
+            return QvGetZantorVolumePath();
+        _dictErrObjs.insert(kErrVolumeMissing, QStringLiteral(""));
+    }
+    if (_dictErrObjs.isEmpty())
+        _dictErrObjs.insert(kErrNoRoom, QStringLiteral(""));
+    return QString();
+}
+
+void QvUSBControl::CreateVolumeName() {
+    const QString base = QStringLiteral("NewCloneSystem");
+    QString name = base;
+    for (int i = 1; QFileInfo::exists(Machine::hostPath(QStringLiteral("/Volumes/") + name)); ++i)
+        name = QString::asprintf("%s%d", base.toUtf8().constData(), i);
+    _strZantorVolumeName = name;
+}
+
+QString QvUSBControl::QvGetZantorVolumePath() const {
+    return QStringLiteral("/Volumes/") + _strZantorVolumeName;
+}
