@@ -118,7 +118,11 @@ void QvUSBControl::QvGetUSBThreadImp() {
             QvAddDiskToUSBObj(name.constData());
         }
     }
-    onMain([this] { QvCreateDiskCallBack(); });
+    // A control that is gone by the time the main loop gets to it starts nothing.
+    onMain([this, alive = std::weak_ptr<int>(m_alive)] {
+        if (alive.lock())
+            QvCreateDiskCallBack();
+    });
 }
 
 void QvUSBControl::QvAddDiskToUSBObj(const char* bsdName) {

@@ -84,5 +84,6 @@ private:
     mutable QMutex m_listLock;
     QMap<QString, quint64> m_events; // per drive: how many arrivals and removals were seen
     std::unique_ptr<DiskWatcher> m_watcher;
-    std::atomic<int> m_pending{0}; // arrival work not finished yet
+    std::atomic<int> m_pending{0};                           // arrival work not finished yet
+    std::shared_ptr<int> m_alive = std::make_shared<int>(0); // for work queued to the main loop
 };

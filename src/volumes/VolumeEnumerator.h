@@ -31,8 +31,11 @@ public:
     std::optional<QVariantMap> getDisjInfo(const char* name);   // "diskutil info -plist %s"
     std::optional<QVariantMap> QvGetDiskInfo(const char* name); // "diskutil info -plist /dev/%s"
     void doGetAllVolume();                                      // the workspace's mounted volumes
-    void apperDiskObj(const char* bsdName);                     // incremental add
-    void disApperDiskObjWithName(const char* bsdName);          // incremental remove
+    // Incremental add and remove by BSD name, matched on the record's device node /dev/<name>.
+    // The add runs the disk tool on the calling thread (call it from a worker) and passes through
+    // the main thread once before it returns.
+    void apperDiskObj(const char* bsdName);            // incremental add
+    void disApperDiskObjWithName(const char* bsdName); // incremental remove
 
 private:
     VolumeObjList m_allVolumeArr;
