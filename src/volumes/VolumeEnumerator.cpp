@@ -25,11 +25,14 @@ QMutex& runnerLock() {
     return lock;
 }
 
-std::optional<QVariantMap> runInfo(const QByteArray& line, const char* name) {
+// Runs a "diskutil info" line and reads its answer; `failure` (when given) is logged when the line
+// could not be run.
+std::optional<QVariantMap> runInfo(const QByteArray& line, const char* failure) {
     QMutexLocker locker(&runnerLock());
     const QString path = execCommand(line);
     if (path.isNull()) {
-        QvLog("diskutil info %s error", name);
+        if (failure)
+            QvLog("diskutil info %s error", failure);
         return std::nullopt;
     }
     return PropertyList::readDictionary(path);
@@ -189,7 +192,8 @@ void VolumeEnumerator::QvAddDiskToUSBObj(const char* bsdName) {
 std::optional<QVariantMap> VolumeEnumerator::getDisjInfo(const char* name) {
     if (!name)
         return std::nullopt;
-    return runInfo(QvFormatCommand(64, "diskutil info -plist %s", {QByteArray(name)}), name);
+    // Only the whole-disk lookup logs a line that could not be run.
+    return runInfo(QvFormatCommand(64, "diskutil info -plist %s", {QByteArray(name)}), nullptr);
 }
 
 std::optional<QVariantMap> VolumeEnumerator::QvGetDiskInfo(const char* name) {

@@ -393,5 +393,5 @@ void TestVolumeEnumerator::overlongNameIsLoggedNotRun() {
     QVERIFY(mac->commandLines().isEmpty());
     QFile log(mac->host(QStringLiteral("/tmp/Pellory.txt")));
     QVERIFY(log.open(QIODevice::ReadOnly));
-    QCOMPARE(log.readAll().count("  diskutil info " + name + " error\n"), 2);
+    QCOMPARE(log.readAll().count("  diskutil info " + name + " error\n"), 1); // the whole-disk lookup's
 }
