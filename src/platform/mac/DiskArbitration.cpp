@@ -11,6 +11,11 @@
 #include <sys/param.h>
 #include <sys/stat.h>
 
+// Older SDKs lack the name; the flag has the same value in every kernel that sets it.
+#ifndef MNT_REMOVABLE
+#define MNT_REMOVABLE 0x00000200
+#endif
+
 // macOS: Disk Arbitration answers which device holds a volume and reports disks and volumes
 // coming and going; statfs/getmntinfo give the file-system facts the workspace would give.
 // Disk Arbitration calls back on the run loop the session is scheduled on, which is the run loop
@@ -245,6 +250,7 @@ void descriptionChanged(DADiskRef disk, CFArrayRef keys, void* context) {
 // the session is scheduled as appearing.
 struct DiskWatcher::Impl {
     DASessionRef session = nullptr;
+    CFRunLoopRef runLoop = nullptr; // where the session was scheduled
     WatchContext context;
 };
 
@@ -259,13 +265,14 @@ DiskWatcher::DiskWatcher(QObject* parent) : QObject(parent), d(std::make_unique<
     CFArrayAppendValue(watch, kDADiskDescriptionVolumePathKey);
     DARegisterDiskDescriptionChangedCallback(d->session, nullptr, watch, descriptionChanged, &d->context);
     CFRelease(watch);
-    DASessionScheduleWithRunLoop(d->session, CFRunLoopGetCurrent(), kCFRunLoopDefaultMode);
+    d->runLoop = CFRunLoopGetCurrent();
+    DASessionScheduleWithRunLoop(d->session, d->runLoop, kCFRunLoopDefaultMode);
 }
 
 DiskWatcher::~DiskWatcher() {
     if (!d->session)
         return;
-    DASessionUnscheduleFromRunLoop(d->session, CFRunLoopGetCurrent(), kCFRunLoopDefaultMode);
+    DASessionUnscheduleFromRunLoop(d->session, d->runLoop, kCFRunLoopDefaultMode);
     DAUnregisterCallback(d->session, reinterpret_cast<void*>(appeared), &d->context);
     DAUnregisterCallback(d->session, reinterpret_cast<void*>(disappeared), &d->context);
     DAUnregisterCallback(d->session, reinterpret_cast<void*>(descriptionChanged), &d->context);
