@@ -247,7 +247,7 @@ void descriptionChanged(DADiskRef disk, CFArrayRef keys, void* context) {
 } // namespace
 
 // Unlike the mount-table watcher elsewhere, Disk Arbitration reports every disk present when
-// the session is scheduled as appearing.
+// the session is scheduled as appearing (the drive control relies on that on a Mac).
 struct DiskWatcher::Impl {
     DASessionRef session = nullptr;
     CFRunLoopRef runLoop = nullptr; // where the session was scheduled
@@ -256,6 +256,15 @@ struct DiskWatcher::Impl {
 
 DiskWatcher::DiskWatcher(QObject* parent) : QObject(parent), d(std::make_unique<Impl>()) {
     d->context.watcher = this;
+    // Volumes mounted before the watcher existed are not news: Disk Arbitration reports every
+    // present disk as appearing once the session is scheduled, and their mounts stay unreported.
+    struct statfs* mounts = nullptr;
+    const int count = ::getmntinfo(&mounts, MNT_NOWAIT);
+    for (int i = 0; i < count; ++i) {
+        const QString device = QFile::decodeName(mounts[i].f_mntfromname);
+        if (device.startsWith(QLatin1String("/dev/")))
+            d->context.mountPaths.insert(device.mid(5), QFile::decodeName(mounts[i].f_mntonname));
+    }
     d->session = DASessionCreate(kCFAllocatorDefault);
     if (!d->session)
         return;
