@@ -7,13 +7,43 @@
 #include <QFile>
 #include <QProcess>
 
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <optional>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
-BenchOptions parseBenchOptions(int argc, char** argv) {
+namespace {
+
+// The folder of the live BenchMachine, for the signal handler (one machine at a time).
+std::array<char, 4096> liveRoot{};
+volatile std::sig_atomic_t haveLiveRoot = 0;
+
+// Removes the live machine's folder and dies of the signal. Only async-signal-safe calls: the
+// removal is left to rm in a child process.
+extern "C" void removeDataAndDie(int signal) {
+    if (haveLiveRoot) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::execl("/bin/rm", "rm", "-rf", "--", liveRoot.data(), static_cast<char*>(nullptr));
+            ::_exit(127);
+        }
+        if (child > 0) {
+            int status = 0;
+            while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+            }
+        }
+    }
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+std::optional<BenchOptions> parseBenchOptions(int argc, char** argv) {
     BenchOptions options;
     for (int i = 1; i < argc; ++i) {
         const QByteArray arg = argv[i];
@@ -23,23 +53,57 @@ BenchOptions parseBenchOptions(int argc, char** argv) {
             options.scale = arg.mid(8).toDouble();
         else if (arg.startsWith("--repeats="))
             options.repeats = qMax(1, arg.mid(10).toInt());
-        else {
-            std::fprintf(stderr, "usage: %s [--scale=F | --quick] [--repeats=N]\n", argv[0]);
-            std::exit(2);
-        }
+        else
+            return std::nullopt;
     }
     if (options.scale <= 0)
         options.scale = 1.0;
     return options;
 }
 
+} // namespace
+
+void benchFail(const QString& message) {
+    throw BenchFailure(message.toStdString());
+}
+
+int runBenchmark(int argc, char** argv, const std::function<void(const BenchOptions&)>& body) {
+    const std::optional<BenchOptions> options = parseBenchOptions(argc, argv);
+    if (!options) {
+        std::fprintf(stderr, "usage: %s [--scale=F | --quick] [--repeats=N]\n", argv[0]);
+        return 2;
+    }
+    try {
+        body(*options);
+        return 0;
+    } catch (const std::exception& failure) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "benchmark failed: %s\n", failure.what());
+        return 1;
+    }
+}
+
 BenchMachine::BenchMachine() : m_dir(QDir::tempPath() + QStringLiteral("/tavrill-bench-XXXXXX")) {
+    if (!m_dir.isValid())
+        benchFail(QStringLiteral("cannot make a temporary folder: %1").arg(m_dir.errorString()));
     QDir(m_dir.path()).mkpath(QStringLiteral("Volumes"));
     Machine::setRoot(m_dir.path());
+    const QByteArray root = QFile::encodeName(m_dir.path());
+    if (size_t(root.size()) < liveRoot.size()) {
+        std::memcpy(liveRoot.data(), root.constData(), size_t(root.size()) + 1);
+        std::atomic_signal_fence(std::memory_order_seq_cst); // the path is whole before the flag
+        haveLiveRoot = 1;
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+            std::signal(signal, removeDataAndDie);
+    }
 }
 
 BenchMachine::~BenchMachine() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        std::signal(signal, SIG_DFL);
+    haveLiveRoot = 0;
     Machine::setRoot(QString());
+    // m_dir removes the folder as it goes
 }
 
 double timeIt(const std::function<void()>& fn) {
@@ -56,10 +120,8 @@ double timeCommand(const QStringList& argv) {
     timer.start();
     process.start(argv.first(), argv.mid(1));
     if (!process.waitForFinished(-1) || process.exitStatus() != QProcess::NormalExit ||
-        process.exitCode() != 0) {
-        std::fprintf(stderr, "failed: %s\n", qPrintable(argv.join(' ')));
-        std::exit(1);
-    }
+        process.exitCode() != 0)
+        benchFail(QStringLiteral("failed: %1").arg(argv.join(' ')));
     return double(timer.nsecsElapsed()) / 1e9;
 }
 
@@ -82,10 +144,8 @@ void removeTree(const QString& host) {
 void writeData(const QString& host, qint64 length, unsigned seed) {
     QDir().mkpath(host.section('/', 0, -2));
     QFile f(host);
-    if (!f.open(QIODevice::WriteOnly)) {
-        std::fprintf(stderr, "cannot write %s\n", qPrintable(host));
-        std::exit(1);
-    }
+    if (!f.open(QIODevice::WriteOnly))
+        benchFail(QStringLiteral("cannot write %1: %2").arg(host, f.errorString()));
     std::vector<char> block(1 << 20);
     unsigned x = seed * 2654435761u + 1;
     for (char& c : block) {
@@ -94,7 +154,8 @@ void writeData(const QString& host, qint64 length, unsigned seed) {
     }
     for (qint64 done = 0; done < length;) {
         const qint64 n = qMin<qint64>(qint64(block.size()), length - done);
-        f.write(block.data(), n);
+        if (f.write(block.data(), n) != n)
+            benchFail(QStringLiteral("cannot write %1: %2").arg(host, f.errorString()));
         block[size_t(done / qint64(block.size())) % block.size()] ^= 0x5a; // no two blocks alike
         done += n;
     }

@@ -5,22 +5,42 @@
 #include <QTemporaryDir>
 
 #include <functional>
+#include <stdexcept>
 
 // What every benchmark shares: the size option, a temporary emulated Mac for the data, timing
 // of the engine and of a baseline command, and the printed comparison.
+//
+// Generated data lives only inside a BenchMachine and goes with it: a failure is thrown (never
+// an exit from the middle of the program), so the stack unwinds and every BenchMachine removes
+// its folder; an interrupt or termination signal removes the folders still alive before the
+// program dies of that signal.
 struct BenchOptions {
     double scale = 1.0; // --scale=F, --quick = 0.1
     int repeats = 3;    // --repeats=N: the best of N runs counts, for both sides
 };
 
-BenchOptions parseBenchOptions(int argc, char** argv);
+// A failure that ends the benchmark.
+class BenchFailure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+[[noreturn]] void benchFail(const QString& message);
+
+// Parses the options and runs body; answers the process's exit status: 0, 1 after a failure
+// (printed), 2 for a usage error.
+int runBenchmark(int argc, char** argv, const std::function<void(const BenchOptions&)>& body);
 
 // A temporary folder used as the Machine's root (so engines see Mac paths such as
-// /Volumes/Bench) for the life of the object.
+// /Volumes/Bench) for the life of the object, removed with everything in it at the end.
 class BenchMachine {
 public:
     BenchMachine();
     ~BenchMachine();
+    BenchMachine(const BenchMachine&) = delete;
+    BenchMachine& operator=(const BenchMachine&) = delete;
+
+    QString root() const { return m_dir.path(); }
     QString host(const QString& macPath) const { return m_dir.path() + macPath; }
 
 private:
@@ -29,7 +49,7 @@ private:
 
 // Seconds taken by fn.
 double timeIt(const std::function<void()>& fn);
-// Seconds taken by a command (its output discarded); exits the program when it fails.
+// Seconds taken by a command (its output discarded); fails the benchmark when the command does.
 double timeCommand(const QStringList& argv);
 // Output of a command.
 QByteArray commandOutput(const QStringList& argv);

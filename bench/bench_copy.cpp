@@ -74,10 +74,8 @@ void compare(BenchMachine& mac, const char* label, const QString& macSource, con
                 engineSide ? engineCopy(mac, nodes, destination) : cpCopy(mac, nodes, destination);
             if (engineSide) {
                 bestEngine = qMin(bestEngine, seconds);
-                if (GetFilesSize::getFileSizeWithPat(destination, 0) != bytes) {
-                    std::fprintf(stderr, "engine copy is incomplete\n");
-                    std::exit(1);
-                }
+                if (GetFilesSize::getFileSizeWithPat(destination, 0) != bytes)
+                    benchFail(QStringLiteral("the engine's copy of %1 is incomplete").arg(macSource));
             } else {
                 bestCp = qMin(bestCp, seconds);
             }
@@ -94,26 +92,26 @@ void compare(BenchMachine& mac, const char* label, const QString& macSource, con
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    const BenchOptions options = parseBenchOptions(argc, argv);
-    BenchMachine mac;
+    return runBenchmark(argc, argv, [](const BenchOptions& options) {
+        BenchMachine mac;
 
-    const qint64 largeLength = qint64(256.0 * 1024 * 1024 * options.scale);
-    for (int i = 0; i < 4; ++i)
-        writeData(mac.host(QStringLiteral("/Volumes/Bench/large/file%1.bin").arg(i)), largeLength,
-                  unsigned(i));
-    compare(mac, "copy, 4 large files", "/Volumes/Bench/large", ">= 0.95x", options.repeats);
-    removeTree(mac.host("/Volumes/Bench/large"));
+        const qint64 largeLength = qint64(256.0 * 1024 * 1024 * options.scale);
+        for (int i = 0; i < 4; ++i)
+            writeData(mac.host(QStringLiteral("/Volumes/Bench/large/file%1.bin").arg(i)), largeLength,
+                      unsigned(i));
+        compare(mac, "copy, 4 large files", "/Volumes/Bench/large", ">= 0.95x", options.repeats);
+        removeTree(mac.host("/Volumes/Bench/large"));
 
-    // 20,000 small files: 20 top folders of 10 folders of 100 files, 0.5 to 16 KB each.
-    const int files = qMax(100, int(20000 * options.scale));
-    QRandomGenerator random(5);
-    for (int i = 0; i < files; ++i) {
-        const QString path = QStringLiteral("/Volumes/Bench/small/top%1/sub%2/file%3.dat")
-                                 .arg(i % 20)
-                                 .arg((i / 20) % 10)
-                                 .arg(i);
-        writeData(mac.host(path), random.bounded(512, 16384), unsigned(i));
-    }
-    compare(mac, "copy, small-file tree", "/Volumes/Bench/small", ">= 0.9x", options.repeats);
-    return 0;
+        // 20,000 small files: 20 top folders of 10 folders of 100 files, 0.5 to 16 KB each.
+        const int files = qMax(100, int(20000 * options.scale));
+        QRandomGenerator random(5);
+        for (int i = 0; i < files; ++i) {
+            const QString path = QStringLiteral("/Volumes/Bench/small/top%1/sub%2/file%3.dat")
+                                     .arg(i % 20)
+                                     .arg((i / 20) % 10)
+                                     .arg(i);
+            writeData(mac.host(path), random.bounded(512, 16384), unsigned(i));
+        }
+        compare(mac, "copy, small-file tree", "/Volumes/Bench/small", ">= 0.9x", options.repeats);
+    });
 }

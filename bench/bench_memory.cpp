@@ -22,44 +22,46 @@ size_t heapInUse() {
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    const BenchOptions options = parseBenchOptions(argc, argv);
-    const int perLevel = qMax(10, int(100 * (options.scale >= 1 ? 1.0 : options.scale)));
-    const int filesPerFolder = perLevel - 1;
+    return runBenchmark(argc, argv, [](const BenchOptions& options) {
+        const int perLevel = qMax(10, int(100 * (options.scale >= 1 ? 1.0 : options.scale)));
+        const int filesPerFolder = perLevel - 1;
 
-    const size_t before = heapInUse();
-    FileNodeArrayRef top = makeFileNodeArray();
-    qint64 nodes = 0;
-    qint64 pathBytes = 0;
-    const double seconds = timeIt([&] {
-        for (int a = 0; a < perLevel; ++a) {
-            const QString aName = QStringLiteral("Folder %1").arg(a, 3, 10, QLatin1Char('0'));
-            FileNodeRef aNode = FileNode::initWithPath("/Volumes/Bench/" + aName, aName, true, nullptr);
-            top->append(aNode);
-            ++nodes;
-            for (int b = 0; b < perLevel; ++b) {
-                const QString bName = QStringLiteral("Project %1").arg(b, 3, 10, QLatin1Char('0'));
-                const QString bPath = aNode->path() + '/' + bName;
-                FileNodeRef bNode = FileNode::initWithPath(bPath, bName, true, aNode.data());
-                aNode->children().append(bNode);
+        const size_t before = heapInUse();
+        FileNodeArrayRef top = makeFileNodeArray();
+        qint64 nodes = 0;
+        qint64 pathBytes = 0;
+        const double seconds = timeIt([&] {
+            for (int a = 0; a < perLevel; ++a) {
+                const QString aName = QStringLiteral("Folder %1").arg(a, 3, 10, QLatin1Char('0'));
+                FileNodeRef aNode = FileNode::initWithPath("/Volumes/Bench/" + aName, aName, true, nullptr);
+                top->append(aNode);
                 ++nodes;
-                for (int c = 0; c < filesPerFolder; ++c) {
-                    const QString name = QStringLiteral("document_%1.txt").arg(c, 5, 10, QLatin1Char('0'));
-                    const QString path = bPath + '/' + name;
-                    FileNodeRef file = FileNode::initWithPath(path, name, false, bNode.data());
-                    file->setSize(quint64(c) * 100);
-                    bNode->children().append(file);
-                    pathBytes += path.toUtf8().size();
+                for (int b = 0; b < perLevel; ++b) {
+                    const QString bName = QStringLiteral("Project %1").arg(b, 3, 10, QLatin1Char('0'));
+                    const QString bPath = aNode->path() + '/' + bName;
+                    FileNodeRef bNode = FileNode::initWithPath(bPath, bName, true, aNode.data());
+                    aNode->children().append(bNode);
                     ++nodes;
+                    for (int c = 0; c < filesPerFolder; ++c) {
+                        const QString name =
+                            QStringLiteral("document_%1.txt").arg(c, 5, 10, QLatin1Char('0'));
+                        const QString path = bPath + '/' + name;
+                        FileNodeRef file = FileNode::initWithPath(path, name, false, bNode.data());
+                        file->setSize(quint64(c) * 100);
+                        bNode->children().append(file);
+                        pathBytes += path.toUtf8().size();
+                        ++nodes;
+                    }
                 }
             }
-        }
+        });
+        const size_t after = heapInUse();
+        const double perNode = double(after - before) / double(nodes);
+        std::printf("built %lld nodes in %.2f s; average path %.1f bytes; sizeof(FileNode) %zu\n",
+                    static_cast<long long>(nodes), seconds, double(pathBytes) / double(nodes),
+                    sizeof(FileNode));
+        std::printf(
+            "%-34s %.1f bytes per node (heap in use, paths and children arrays included)  (target <= 250)\n",
+            "memory per FileNode", perNode);
     });
-    const size_t after = heapInUse();
-    const double perNode = double(after - before) / double(nodes);
-    std::printf("built %lld nodes in %.2f s; average path %.1f bytes; sizeof(FileNode) %zu\n",
-                static_cast<long long>(nodes), seconds, double(pathBytes) / double(nodes), sizeof(FileNode));
-    std::printf(
-        "%-34s %.1f bytes per node (heap in use, paths and children arrays included)  (target <= 250)\n",
-        "memory per FileNode", perNode);
-    return 0;
 }
