@@ -10,7 +10,8 @@ private Q_SLOTS:
     void twentyItemsStartAtTheFloor();
     void collisionsDropTheExtensionAndCount();
     void halfSelectedFoldersCopyTheirTickedChildren();
-    void cancelFinishesTheCurrentItemOnly();
+    void cancelDuringALargeItemFinishesItAndStartsNoOther();
+    void onlyFailedItemsAreLogged();
     void missingDestinationIsReported();
     void copiedTreeEqualsTheSource();
 };
