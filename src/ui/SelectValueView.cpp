@@ -1,0 +1,215 @@
+#include "ui/SelectValueView.h"
+
+#include "ui/DragView.h"
+#include "ui/ImageButton.h"
+#include "ui/KitStyle.h"
+#include "ui/SelectValueViewDelegate.h"
+
+#include <QLabel>
+#include <QPainter>
+
+namespace {
+
+constexpr int kPicture = 84;
+constexpr int kClose = 18;
+constexpr qreal kRadius = 12;
+
+QLabel* makeLabel(QWidget* parent, const QString& name, double pointSize, bool bold, const QColor& color) {
+    auto* label = new QLabel(parent);
+    label->setObjectName(name);
+    label->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
+    label->setFont(KitStyle::font(pointSize, bold));
+    label->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(color)));
+    // Clicks and drops on the texts belong to the slot.
+    label->setAttribute(Qt::WA_TransparentForMouseEvents);
+    return label;
+}
+
+} // namespace
+
+SelectValueView::SelectValueView(int diskFrom, QWidget* parent)
+    : QWidget(parent), m_dragVie(new DragView(this)),
+      m_selectDiskBut(new ImageButton(QStringLiteral("add"), m_dragVie)),
+      m_closeDisk(new ImageButton(QString(), m_dragVie)),
+      m_nameLabel(makeLabel(m_dragVie, QStringLiteral("nameLabel"), 14, true, KitStyle::textPrimary())),
+      m_sizeLabel(makeLabel(m_dragVie, QStringLiteral("sizeLabel"), 12, false, KitStyle::textSecondary())),
+      m_nodeSelectLabel(
+          makeLabel(m_dragVie, QStringLiteral("nodeSelectLabel"), 12, false, KitStyle::heading())),
+      m_diskFrom(diskFrom) {
+    setAttribute(Qt::WA_Hover);
+    m_dragVie->setDelegate(this);
+    m_nameLabel->setTextFormat(Qt::PlainText);
+    m_sizeLabel->setTextFormat(Qt::PlainText);
+    m_nodeSelectLabel->setTextFormat(Qt::PlainText);
+    m_nodeSelectLabel->setWordWrap(true);
+    m_selectDiskBut->setObjectName(QStringLiteral("selectDiskBut"));
+    m_selectDiskBut->setFocusPolicy(Qt::NoFocus);
+    m_closeDisk->setObjectName(QStringLiteral("closeDisk"));
+    m_closeDisk->setImages(QStringLiteral("btn_remove"), QStringLiteral("btn_remove_hover"),
+                           QStringLiteral("btn_remove_press"));
+    m_closeDisk->setFocusPolicy(Qt::NoFocus);
+    m_closeDisk->setToolTip(tr("Remove"));
+    m_closeDisk->hide();
+    connect(m_selectDiskBut, &QAbstractButton::clicked, this,
+            [this] { selectFileButtonAction(m_selectDiskBut); });
+    connect(m_closeDisk, &QAbstractButton::clicked, this, &SelectValueView::closeClicked);
+    connect(m_dragVie, &DragView::dragHoverChanged, this, [this] { update(); });
+    layoutChildren();
+}
+
+void SelectValueView::setIsCanSelect(bool canSelect) {
+    m_canSelect = canSelect;
+    setCursor(canSelect ? Qt::PointingHandCursor : Qt::ArrowCursor);
+    m_dragVie->setCursor(canSelect ? Qt::PointingHandCursor : Qt::ArrowCursor);
+    m_selectDiskBut->setCursor(canSelect ? Qt::PointingHandCursor : Qt::ArrowCursor);
+    updateDropTarget();
+    update();
+}
+
+void SelectValueView::setIsHaveD(bool haveD) {
+    m_haveD = haveD;
+    update();
+}
+
+void SelectValueView::setAcceptsFileDrops(bool accepts) {
+    m_acceptsDrops = accepts;
+    updateDropTarget();
+}
+
+void SelectValueView::updateDropTarget() {
+    m_dragVie->setAcceptDrops(m_canSelect && m_acceptsDrops);
+}
+
+void SelectValueView::setImage(const QString& name) {
+    m_selectDiskBut->setImages(name);
+}
+
+QString SelectValueView::imageName() const {
+    return m_selectDiskBut->normalImage();
+}
+
+void SelectValueView::setName(const QString& text) {
+    m_nameLabel->setText(text);
+    layoutChildren();
+}
+
+void SelectValueView::setSizeText(const QString& text) {
+    m_sizeLabel->setText(text);
+    layoutChildren();
+}
+
+void SelectValueView::setHint(const QString& text) {
+    m_nodeSelectLabel->setText(text);
+    layoutChildren();
+}
+
+void SelectValueView::setCloseShown(bool shown) {
+    m_closeDisk->setVisible(shown);
+}
+
+void SelectValueView::setErrorBackground(bool error) {
+    m_error = error;
+    update();
+}
+
+void SelectValueView::showEmpty(const QString& hint) {
+    setName(QString());
+    setSizeText(QString());
+    setHint(hint);
+    setImage(QStringLiteral("add"));
+    setCloseShown(false);
+    setIsHaveD(false);
+    setErrorBackground(false);
+}
+
+QSize SelectValueView::sizeHint() const {
+    return QSize(240, 210);
+}
+
+void SelectValueView::viewDragAction(const QStringList& paths) {
+    if (!m_canSelect || !m_acceptsDrops || paths.isEmpty())
+        return;
+    if (m_delegate)
+        m_delegate->viewDragAction(paths);
+}
+
+void SelectValueView::selectFileButtonAction(QObject* sender) {
+    if (!m_canSelect)
+        return;
+    if (m_delegate)
+        m_delegate->selectDiskButton(m_diskFrom, sender);
+}
+
+void SelectValueView::closeClicked() {
+    if (!m_canSelect)
+        return;
+    if (m_delegate)
+        m_delegate->closeDiskValue(m_diskFrom);
+}
+
+void SelectValueView::resizeEvent(QResizeEvent*) {
+    layoutChildren();
+}
+
+void SelectValueView::layoutChildren() {
+    m_dragVie->setGeometry(rect());
+    const int w = width();
+    m_closeDisk->setGeometry(w - kClose - 10, 10, kClose, kClose);
+    int y = 22;
+    m_selectDiskBut->setGeometry((w - kPicture) / 2, y, kPicture, kPicture);
+    y += kPicture + 12;
+    const int textWidth = qMax(0, w - 24);
+    for (QLabel* label : {m_nameLabel, m_sizeLabel, m_nodeSelectLabel}) {
+        if (label->text().isEmpty()) {
+            label->setGeometry(12, y, textWidth, 0);
+            continue;
+        }
+        const int h = label->wordWrap() ? label->heightForWidth(textWidth) : label->sizeHint().height();
+        label->setGeometry(12, y, textWidth, h);
+        y += h + 4;
+    }
+    // A long name is cut at the end rather than spilling out of the card.
+    const QFontMetrics fm(m_nameLabel->font());
+    if (fm.horizontalAdvance(m_nameLabel->text()) > textWidth)
+        m_nameLabel->setToolTip(m_nameLabel->text());
+}
+
+void SelectValueView::enterEvent(QEnterEvent* event) {
+    m_hovered = true;
+    update();
+    QWidget::enterEvent(event);
+}
+
+void SelectValueView::leaveEvent(QEvent* event) {
+    m_hovered = false;
+    update();
+    QWidget::leaveEvent(event);
+}
+
+void SelectValueView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF card = QRectF(rect()).adjusted(1, 1, -1, -1);
+    QColor fill = KitStyle::panelBackground();
+    QColor border = KitStyle::panelBorder();
+    Qt::PenStyle style = m_haveD ? Qt::SolidLine : Qt::DashLine;
+    if (m_error) {
+        fill = QColor(KitStyle::error().red(), KitStyle::error().green(), KitStyle::error().blue(), 28);
+        border = KitStyle::error();
+        style = Qt::SolidLine;
+    } else if (m_dragVie->isDragHovering()) {
+        border = KitStyle::accent();
+        fill = fill.lighter(112);
+        style = Qt::SolidLine;
+    } else if (m_hovered && m_canSelect) {
+        border = border.lighter(140);
+        fill = fill.lighter(106);
+    }
+    painter.setBrush(fill);
+    QPen pen(border, m_error || m_dragVie->isDragHovering() ? 2 : 1.5, style);
+    pen.setDashPattern({5, 4});
+    if (style == Qt::SolidLine)
+        pen.setStyle(Qt::SolidLine);
+    painter.setPen(pen);
+    painter.drawRoundedRect(card, kRadius, kRadius);
+}
