@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QObject>
+
+class TestArtwork : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void everyNamedPictureExistsAndDraws();
+    void selectedFormsDifferFromTheNormalOnes();
+    void contactSheet();
+};

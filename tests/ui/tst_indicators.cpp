@@ -1,0 +1,168 @@
+#include "tst_indicators.h"
+
+#include "UiTestKit.h"
+#include "ui/Artwork.h"
+#include "ui/ImageButton.h"
+#include "ui/ImageView.h"
+#include "ui/SetpFViewController.h"
+#include "ui/SetpViewController.h"
+#include "ui/StripedProgressBar.h"
+
+#include <QEnterEvent>
+#include <QLabel>
+#include <QTest>
+#include <QVBoxLayout>
+
+#include <limits>
+
+namespace {
+
+const QColor kBlue(58, 147, 252);
+const QColor kGrey(99, 99, 99);
+
+// Checks that exactly label n is blue and the picture is prefix + n.
+void checkStep(StepIndicatorView& view, int n, const QString& prefix) {
+    QCOMPARE(view.currentStep(), n);
+    QCOMPARE(view.pictureName(), prefix + QString::number(n));
+    QVERIFY2(Artwork::exists(view.pictureName()), qPrintable(view.pictureName()));
+    for (int i = 1; i <= view.stepCount(); ++i)
+        QCOMPARE(view.labelColor(i), i == n ? kBlue : kGrey);
+}
+
+} // namespace
+
+void TestIndicators::threeStepsColourOneLabelAndPickTheirPicture() {
+    SetpViewController steps;
+    QCOMPARE(steps.stepCount(), 3);
+    checkStep(steps, 1, QStringLiteral("step"));
+    for (int n : {3, 2, 1, 3}) {
+        steps.setSetpIn(n);
+        checkStep(steps, n, QStringLiteral("step"));
+    }
+    // Out of range: the indicator stays where it was.
+    for (int n : {0, 4, -1, 100}) {
+        steps.setSetpIn(n);
+        checkStep(steps, 3, QStringLiteral("step"));
+    }
+}
+
+void TestIndicators::fourStepsColourOneLabelAndPickTheirPicture() {
+    SetpFViewController steps;
+    QCOMPARE(steps.stepCount(), 4);
+    checkStep(steps, 1, QStringLiteral("oc_step"));
+    for (int n : {2, 3, 4}) {
+        steps.setSetpIn(n);
+        checkStep(steps, n, QStringLiteral("oc_step"));
+    }
+    steps.setSetpIn(5);
+    steps.setSetpIn(0);
+    checkStep(steps, 4, QStringLiteral("oc_step"));
+    steps.setLabelTexts({QStringLiteral("A"), QStringLiteral("B")});
+    QCOMPARE(steps.label(2)->text(), QStringLiteral("B"));
+    QVERIFY(steps.label(3)->text().isEmpty());
+    QVERIFY(!steps.label(5));
+}
+
+void TestIndicators::labelsSitUnderTheirMarks() {
+    QWidget page;
+    page.setStyleSheet(QStringLiteral("background: #26272b;"));
+    auto* layout = new QVBoxLayout(&page);
+    auto* three = new SetpViewController;
+    auto* four = new SetpFViewController;
+    layout->addWidget(three);
+    layout->addSpacing(20);
+    layout->addWidget(four);
+    page.resize(560, 150);
+    three->setSetpIn(2);
+    four->setSetpIn(3);
+    page.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&page));
+    // The pictures put mark i at the middle of share i of their width.
+    for (StepIndicatorView* view :
+         {static_cast<StepIndicatorView*>(three), static_cast<StepIndicatorView*>(four)}) {
+        const QRect picture = view->pictureView()->geometry();
+        const int n = view->stepCount();
+        for (int i = 1; i <= n; ++i) {
+            const double mark = picture.left() + picture.width() * (2.0 * i - 1) / (2.0 * n);
+            QVERIFY(qAbs(view->label(i)->geometry().center().x() - mark) <= 2);
+            QVERIFY(view->label(i)->geometry().top() >= picture.bottom());
+        }
+    }
+    UiTestKit::saveShot(&page, QStringLiteral("ui_step_indicators"));
+}
+
+void TestIndicators::barGlidesClampsAndStripesOnlyWhileWorking() {
+    QWidget page;
+    page.setStyleSheet(QStringLiteral("background: #26272b;"));
+    auto* bar = new StripedProgressBar(&page);
+    bar->setGeometry(20, 20, 400, 10);
+    page.resize(440, 50);
+    page.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&page));
+
+    QVERIFY(bar->isStriping());
+    bar->setDoubleValue(0.6);
+    QCOMPARE(bar->doubleValue(), 0.6);
+    QVERIFY(bar->displayedValue() < 0.6);
+    QTRY_COMPARE(bar->displayedValue(), 0.6);
+    const int phase = bar->stripePhase();
+    QTRY_VERIFY(bar->stripePhase() != phase);
+    UiTestKit::saveShot(&page, QStringLiteral("ui_progress_bar"));
+
+    // A new run starts from an empty bar at once.
+    bar->setDoubleValue(0.0);
+    QCOMPARE(bar->displayedValue(), 0.0);
+
+    bar->setDoubleValue(7.5);
+    QCOMPARE(bar->doubleValue(), 1.0);
+    QTRY_COMPARE(bar->displayedValue(), 1.0);
+    QVERIFY(!bar->isStriping());
+    bar->setDoubleValue(-3);
+    QCOMPARE(bar->doubleValue(), 0.0);
+    bar->setDoubleValue(std::numeric_limits<double>::quiet_NaN());
+    QCOMPARE(bar->doubleValue(), 0.0);
+    QVERIFY(bar->isStriping());
+
+    bar->hide();
+    QVERIFY(!bar->isStriping());
+    // Hidden, a value is taken at once: there is nothing to watch gliding.
+    bar->setDoubleValue(0.3);
+    QCOMPARE(bar->displayedValue(), 0.3);
+    bar->show();
+    QVERIFY(bar->isStriping());
+    bar->setAnimated(false);
+    QVERIFY(!bar->isStriping());
+    bar->setDoubleValue(0.8);
+    QCOMPARE(bar->displayedValue(), 0.8);
+}
+
+void TestIndicators::imageButtonLooksFollowThePointer() {
+    ImageButton button;
+    button.setImages(QStringLiteral("btn_tool"), QStringLiteral("btn_tool_hover"),
+                     QStringLiteral("btn_tool_press"));
+    button.setText(QStringLiteral("Rename"));
+    button.resize(button.sizeHint());
+    button.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&button));
+    // The pointer left by earlier tests may rest where the button opened: start from outside.
+    QEvent leave(QEvent::Leave);
+    QCoreApplication::sendEvent(&button, &leave);
+    QCOMPARE(button.currentImage(), QStringLiteral("btn_tool"));
+    QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5));
+    QCoreApplication::sendEvent(&button, &enter);
+    QCOMPARE(button.currentImage(), QStringLiteral("btn_tool_hover"));
+    button.setDown(true);
+    QCOMPARE(button.currentImage(), QStringLiteral("btn_tool_press"));
+    button.setDown(false);
+    QCoreApplication::sendEvent(&button, &leave);
+    QCOMPARE(button.currentImage(), QStringLiteral("btn_tool"));
+    button.setEnabled(false);
+    QCOMPARE(button.currentImage(), QStringLiteral("btn_tool"));
+    // Every look of the tool button has its own picture, and they differ.
+    const QImage normal = Artwork::pixmap(QStringLiteral("btn_tool"), QSize(80, 26)).toImage();
+    const QImage hover = Artwork::pixmap(QStringLiteral("btn_tool_hover"), QSize(80, 26)).toImage();
+    const QImage press = Artwork::pixmap(QStringLiteral("btn_tool_press"), QSize(80, 26)).toImage();
+    QVERIFY(normal != hover);
+    QVERIFY(hover != press);
+    QVERIFY(normal != press);
+}

@@ -1,0 +1,219 @@
+#include "tst_slot.h"
+
+#include "UiTestKit.h"
+#include "ui/DragView.h"
+#include "ui/ImageButton.h"
+#include "ui/SelectValueView.h"
+#include "ui/SelectValueViewDelegate.h"
+
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QHBoxLayout>
+#include <QImage>
+#include <QLabel>
+#include <QMimeData>
+#include <QTest>
+#include <QUrl>
+
+namespace {
+
+struct Recorder : SelectValueViewDelegate {
+    QStringList calls;
+    QList<QStringList> drops;
+    void selectDiskButton(int slot, QObject* sender) override {
+        calls << QStringLiteral("select %1 %2").arg(slot).arg(sender ? sender->objectName() : QString());
+    }
+    void closeDiskValue(int slot) override { calls << QStringLiteral("close %1").arg(slot); }
+    void viewDragAction(const QStringList& paths) override {
+        calls << QStringLiteral("drop");
+        drops << paths;
+    }
+};
+
+// Drags data over the widget and drops it where `at` is, the way the window system does: enter,
+// then drop, each delivered to the widget under the point and passed up to its parents.
+// Answers whether the drop was taken.
+bool dragAndDrop(QWidget* target, QMimeData* data, QPoint at) {
+    QDragEnterEvent enter(at, Qt::CopyAction | Qt::MoveAction, data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(target, &enter);
+    if (!enter.isAccepted())
+        return false;
+    QDropEvent drop(QPointF(at), Qt::CopyAction | Qt::MoveAction, data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(target, &drop);
+    return drop.isAccepted();
+}
+
+QMimeData* fileDrag(const QStringList& paths) {
+    auto* data = new QMimeData;
+    QList<QUrl> urls;
+    for (const QString& p : paths)
+        urls << QUrl::fromLocalFile(p);
+    data->setUrls(urls);
+    return data;
+}
+
+} // namespace
+
+void TestSlot::droppedFileNamesReachTheDelegateInOrder() {
+    SelectValueView slot(1);
+    slot.resize(240, 210);
+    Recorder recorder;
+    slot.setDelegate(&recorder);
+    slot.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&slot));
+
+    const QStringList paths = {QStringLiteral("/Users/ann/Desktop/b report.pdf"),
+                               QStringLiteral("/Users/ann/a"),
+                               QStringLiteral("/Volumes/Data/\u00e9t\u00e9.txt")};
+    std::unique_ptr<QMimeData> data(fileDrag(paths));
+    // Texts over the drop target leave drops and clicks to it.
+    slot.setName(QStringLiteral("add some files"));
+    const QPoint onName = slot.nameLabel()->geometry().center();
+    QCOMPARE(slot.childAt(onName), slot.dragVie());
+    QVERIFY(dragAndDrop(slot.dragVie(), data.get(), onName));
+    QCOMPARE(recorder.drops.size(), 1);
+    QCOMPARE(recorder.drops.first(), paths);
+
+    // A drop on the picture in the middle of the slot reaches the drop target as well.
+    std::unique_ptr<QMimeData> again(fileDrag({QStringLiteral("/tmp/one")}));
+    QVERIFY(dragAndDrop(slot.selectDiskBut(), again.get(), QPoint(10, 10)));
+    QCOMPARE(recorder.drops.size(), 2);
+    QCOMPARE(recorder.drops.last(), QStringList{QStringLiteral("/tmp/one")});
+
+    // Links to the web are no file names: the drop is refused.
+    QMimeData web;
+    web.setUrls({QUrl(QStringLiteral("https://example.org/a.zip"))});
+    QTest::ignoreMessage(QtInfoMsg, "Error MyNSView performDragOperation");
+    QVERIFY(!dragAndDrop(slot.dragVie(), &web, QPoint(5, 5)));
+    QCOMPARE(recorder.drops.size(), 2);
+}
+
+void TestSlot::otherDropsAreRefusedWithTheirLogLines() {
+    SelectValueView slot(1);
+    slot.resize(240, 210);
+    Recorder recorder;
+    slot.setDelegate(&recorder);
+    slot.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&slot));
+
+    QMimeData text;
+    text.setText(QStringLiteral("/Users/ann/a"));
+    QTest::ignoreMessage(QtInfoMsg, "Error MyNSView performDragOperation");
+    QVERIFY(!dragAndDrop(slot.dragVie(), &text, QPoint(20, 20)));
+
+    QMimeData emptyTiff;
+    emptyTiff.setData(QStringLiteral("image/tiff"), QByteArray());
+    QTest::ignoreMessage(QtInfoMsg, "Error: MyNSView performDragOperation zPasteboardData == nil");
+    QVERIFY(!dragAndDrop(slot.dragVie(), &emptyTiff, QPoint(20, 20)));
+
+    // A picture with data only redraws the slot: taken, but nothing reaches the screen.
+    QMimeData picture;
+    QImage image(8, 8, QImage::Format_ARGB32);
+    image.fill(Qt::red);
+    picture.setImageData(image);
+    QVERIFY(dragAndDrop(slot.dragVie(), &picture, QPoint(20, 20)));
+    QVERIFY(recorder.calls.isEmpty());
+
+    // Dragging over the slot is welcomed as a copy whatever it carries.
+    QDragEnterEvent enter(QPoint(20, 20), Qt::CopyAction | Qt::LinkAction, &text, Qt::LeftButton,
+                          Qt::NoModifier);
+    QCoreApplication::sendEvent(slot.dragVie(), &enter);
+    QVERIFY(enter.isAccepted());
+    QCOMPARE(enter.dropAction(), Qt::CopyAction);
+    QVERIFY(slot.dragVie()->isDragHovering());
+    UiTestKit::saveShot(&slot, QStringLiteral("ui_slot_drag_over"));
+    QDragLeaveEvent leave;
+    QCoreApplication::sendEvent(slot.dragVie(), &leave);
+    QVERIFY(!slot.dragVie()->isDragHovering());
+    // A drag that cannot be copied is turned away at once.
+    QDragEnterEvent moveOnly(QPoint(20, 20), Qt::MoveAction, &text, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(slot.dragVie(), &moveOnly);
+    QVERIFY(!moveOnly.isAccepted());
+}
+
+void TestSlot::clicksAndClosesCarryTheSlotNumber() {
+    SelectValueView slot(2);
+    slot.resize(240, 210);
+    Recorder recorder;
+    slot.setDelegate(&recorder);
+    slot.setCloseShown(true);
+    slot.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&slot));
+
+    QTest::mouseClick(slot.selectDiskBut(), Qt::LeftButton);
+    QTest::mouseClick(slot.dragVie(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 190));
+    QTest::mouseClick(slot.closeDisk(), Qt::LeftButton);
+    // A press that leaves the slot before it is let go is no click.
+    QTest::mousePress(slot.dragVie(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 190));
+    QTest::mouseRelease(slot.dragVie(), Qt::LeftButton, Qt::NoModifier, QPoint(400, 400));
+    QCOMPARE(recorder.calls, QStringList({QStringLiteral("select 2 selectDiskBut"),
+                                          QStringLiteral("select 2 "), QStringLiteral("close 2")}));
+}
+
+void TestSlot::aSlotThatCannotSelectIgnoresEverything() {
+    SelectValueView slot(1);
+    slot.resize(240, 210);
+    Recorder recorder;
+    slot.setDelegate(&recorder);
+    slot.setCloseShown(true);
+    slot.setIsCanSelect(false);
+    slot.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&slot));
+
+    QTest::mouseClick(slot.selectDiskBut(), Qt::LeftButton);
+    QTest::mouseClick(slot.dragVie(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 190));
+    QTest::mouseClick(slot.closeDisk(), Qt::LeftButton);
+    std::unique_ptr<QMimeData> data(fileDrag({QStringLiteral("/tmp/a")}));
+    QVERIFY(!dragAndDrop(slot.dragVie(), data.get(), QPoint(20, 20)));
+    QVERIFY(recorder.calls.isEmpty());
+
+    slot.setIsCanSelect(true);
+    QVERIFY(dragAndDrop(slot.dragVie(), data.get(), QPoint(20, 20)));
+    QCOMPARE(recorder.calls, QStringList{QStringLiteral("drop")});
+
+    // A slot that takes no files refuses drops but still answers clicks.
+    slot.setAcceptsFileDrops(false);
+    QVERIFY(!dragAndDrop(slot.dragVie(), data.get(), QPoint(20, 20)));
+    QTest::mouseClick(slot.selectDiskBut(), Qt::LeftButton);
+    QCOMPARE(recorder.calls.size(), 2);
+}
+
+void TestSlot::showsWhatItIsGiven() {
+    QWidget pair;
+    pair.setStyleSheet(QStringLiteral("background: #26272b;"));
+    auto* layout = new QHBoxLayout(&pair);
+    auto* source = new SelectValueView(1);
+    auto* target = new SelectValueView(2);
+    for (SelectValueView* s : {source, target}) {
+        s->setFixedSize(240, 210);
+        layout->addWidget(s);
+    }
+    source->setImage(QStringLiteral("ic_os_main_b"));
+    source->setName(QStringLiteral("System Drive"));
+    source->setSizeText(QStringLiteral("41.27 GB selected"));
+    source->setCloseShown(true);
+    source->setIsHaveD(true);
+    target->showEmpty(QStringLiteral("Click here to select a destination drive."));
+    pair.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&pair));
+
+    QCOMPARE(source->imageName(), QStringLiteral("ic_os_main_b"));
+    QCOMPARE(source->selectDiskBut()->currentImage(), QStringLiteral("ic_os_main_b"));
+    QCOMPARE(source->nameLabel()->text(), QStringLiteral("System Drive"));
+    QCOMPARE(target->imageName(), QStringLiteral("add"));
+    QVERIFY(target->nameLabel()->text().isEmpty());
+    QVERIFY(!target->closeDisk()->isVisible());
+    QVERIFY(source->closeDisk()->isVisible());
+    // The hint is wrapped inside the card rather than cut.
+    QLabel* hint = target->nodeSelectLabel();
+    QVERIFY(hint->geometry().right() < target->width());
+    QVERIFY(hint->height() >= hint->heightForWidth(hint->width()));
+    UiTestKit::saveShot(&pair, QStringLiteral("ui_slots"));
+
+    target->setImage(QStringLiteral("add"));
+    target->setErrorBackground(true);
+    QVERIFY(target->hasErrorBackground());
+    UiTestKit::saveShot(&pair, QStringLiteral("ui_slots_error"));
+    target->showEmpty(QStringLiteral("Click here to select a destination drive."));
+    QVERIFY(!target->hasErrorBackground());
+}
