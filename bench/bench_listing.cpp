@@ -1,5 +1,11 @@
 // The top-level listing and one on-demand listing (EumeRoot) of a folder of 100,000 entries
 // against ls -f on the same folder.
+//
+// ls -f reads the names and nothing else, while both listings need the data length of every
+// file (the top level is ordered by it, the children carry it), and on Linux that is one
+// fstatat per entry. So two references are printed beside the target: the least work that
+// gives those lengths (readdir with one fstatat per non-folder entry, in this process), and
+// find printing each entry's size, a standard tool doing the same job.
 
 #include "BenchSupport.h"
 
@@ -10,6 +16,37 @@
 #include <QFile>
 
 #include <cstdio>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace {
+
+// readdir plus fstatat without following links for each entry that is not a folder; answers
+// the sum of the lengths so the work cannot be left out.
+quint64 readdirAndStat(const QString& host) {
+    DIR* dir = ::opendir(QFile::encodeName(host).constData());
+    if (!dir)
+        benchFail(QStringLiteral("cannot list %1").arg(host));
+    quint64 sum = 0;
+    const int fd = ::dirfd(dir);
+    while (const dirent* d = ::readdir(dir)) {
+        struct stat st;
+        if (d->d_type != DT_DIR && ::fstatat(fd, d->d_name, &st, AT_SYMLINK_NOFOLLOW) == 0)
+            sum += quint64(st.st_size);
+    }
+    ::closedir(dir);
+    return sum;
+}
+
+void printAgainst(const char* label, double engine, double baseline, const char* baselineName,
+                  const char* target) {
+    std::printf("%-34s engine %8.3f s   %-9s %8.3f s   engine/%s %5.2fx%s%s%s\n", label, engine, baselineName,
+                baseline, baselineName, engine / baseline, *target ? "  (target " : "", target,
+                *target ? ")" : "");
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
@@ -27,13 +64,15 @@ int main(int argc, char** argv) {
                 continue;
             }
             QFile f(path);
-            if (f.open(QIODevice::WriteOnly))
-                f.write(QByteArray((i * 7919) % 3001, 'y'));
+            if (!f.open(QIODevice::WriteOnly))
+                benchFail(QStringLiteral("cannot write %1").arg(path));
+            f.write(QByteArray((i * 7919) % 3001, 'y'));
         }
         syncDisks();
 
-        double bestTop = 1e9, bestOnDemand = 1e9, bestLs = 1e9;
+        double bestTop = 1e9, bestOnDemand = 1e9, bestLs = 1e9, bestFloor = 1e9, bestFind = 1e9;
         qsizetype listed = 0, children = 0;
+        quint64 floorSum = 0;
         for (int run = 0; run <= options.repeats; ++run) {
             std::shared_ptr<EumeRoot> root = EumeRoot::create();
             FileNodeArrayRef array = makeFileNodeArray();
@@ -48,17 +87,28 @@ int main(int argc, char** argv) {
             node.reset();
 
             const double ls = timeCommand({"ls", "-f", folder});
+            const double floor = timeIt([&] { floorSum = readdirAndStat(folder); });
+            const double find =
+                timeCommand({"find", folder, "-mindepth", "1", "-maxdepth", "1", "-printf", "%s\\n"});
             if (run > 0) { // the first round warms the cache
                 bestTop = qMin(bestTop, top);
                 bestOnDemand = qMin(bestOnDemand, onDemand);
                 bestLs = qMin(bestLs, ls);
+                bestFloor = qMin(bestFloor, floor);
+                bestFind = qMin(bestFind, find);
             }
         }
+        if (listed != entries || children != entries || floorSum == 0)
+            benchFail(
+                QStringLiteral("listed %1 and %2 of %3 entries").arg(listed).arg(children).arg(entries));
         std::printf("folder of %d entries: top level listed %lld nodes, on demand %lld children\n", entries,
                     static_cast<long long>(listed), static_cast<long long>(children));
-        std::printf("%-34s engine %8.3f s   ls -f    %8.3f s   engine/ls %5.2fx  (target <= 1.5x)\n",
-                    "top-level listing", bestTop, bestLs, bestTop / bestLs);
-        std::printf("%-34s engine %8.3f s   ls -f    %8.3f s   engine/ls %5.2fx  (target <= 1.5x)\n",
-                    "on-demand listing", bestOnDemand, bestLs, bestOnDemand / bestLs);
+        printAgainst("top-level listing", bestTop, bestLs, "ls -f", "<= 1.5x");
+        printAgainst("on-demand listing", bestOnDemand, bestLs, "ls -f", "<= 1.5x");
+        std::printf(
+            "references: readdir+fstatat %.3f s (%.2fx ls -f), find -printf %%s %.3f s (%.2fx ls -f)\n",
+            bestFloor, bestFloor / bestLs, bestFind, bestFind / bestLs);
+        printAgainst("top-level listing", bestTop, bestFloor, "stat", "");
+        printAgainst("on-demand listing", bestOnDemand, bestFloor, "stat", "");
     });
 }

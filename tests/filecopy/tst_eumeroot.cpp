@@ -6,6 +6,7 @@
 #include "filecopy/Controller.h"
 #include "filecopy/EumeRoot.h"
 
+#include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QTest>
 
@@ -275,4 +276,55 @@ void TestEumeRoot::fullTreeListingMeasuresAndReportsOncePerProcess() {
     QCOMPARE(ends.ends.load(), 1);
     root->setEumeDelegate(nullptr);
     second->setEumeDelegate(nullptr);
+}
+
+void TestEumeRoot::listsWhileTheListReadsAndAfterBeingReplaced() {
+    // The file list draws the array while the listing fills it on the pool: every look must
+    // find whole nodes in largest-first order and never fewer than before. A second listing
+    // started through the same Controller replaces its EumeRoot; the first goes on filling its
+    // own array to the end.
+    TestMachine mac;
+    QRandomGenerator random(17);
+    for (int i = 0; i < 2000; ++i) {
+        if (i % 25 == 0)
+            makeFolder(mac, QStringLiteral("/Volumes/Big/d%1").arg(i));
+        else
+            writeSized(mac, QStringLiteral("/Volumes/Big/f%1").arg(i), random.bounded(40));
+    }
+    writeSized(mac, "/Volumes/Small/one", 1);
+
+    Controller controller;
+    FileNodeArrayRef big = makeFileNodeArray();
+    FileNodeArrayRef small = makeFileNodeArray();
+    controller.eumeAllRootFileNodeWithRootArr(big, "/Volumes/Big", false, false);
+    const std::shared_ptr<EumeRoot> first = controller.eumeRoot();
+    controller.eumeAllRootFileNodeWithRootArr(small, "/Volumes/Small", false, false);
+    QVERIFY(controller.eumeRoot() != first);
+
+    // Looks as fast as the main thread can, to meet the listing half way as often as it may.
+    qsizetype lastCount = 0;
+    int looks = 0;
+    QString fault;
+    QElapsedTimer waited;
+    waited.start();
+    while (fault.isEmpty() && first->getProgress() < 100.0f && waited.elapsed() < 30000) {
+        const FileNodeList seen = big->toList();
+        ++looks;
+        if (seen.size() < lastCount)
+            fault = QStringLiteral("the array shrank");
+        lastCount = seen.size();
+        for (qsizetype i = 0; i < seen.size() && fault.isEmpty(); ++i) {
+            if (!seen[i] || seen[i]->name().isEmpty())
+                fault = QStringLiteral("an incomplete node at %1").arg(i);
+            else if (i > 0 && seen[i]->size() > seen[i - 1]->size())
+                fault = QStringLiteral("out of order at %1").arg(i);
+        }
+        QCoreApplication::processEvents();
+    }
+    QVERIFY2(fault.isEmpty(), qPrintable(fault));
+    QVERIFY(looks > 0);
+    QCOMPARE(first->getProgress(), 100.0f);
+    QCOMPARE(big->count(), 2000);
+    QVERIFY(QTest::qWaitFor([&] { return controller.getProgress() >= 100.0f; }, 10000));
+    QCOMPARE(describe(small->toList()), QStringList{"one:1"});
 }

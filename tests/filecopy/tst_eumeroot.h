@@ -13,4 +13,5 @@ private Q_SLOTS:
     void onDemandListingFollowsTheFathersState();
     void controllerTurnsEndScanIntoTheScreensCallback();
     void fullTreeListingMeasuresAndReportsOncePerProcess();
+    void listsWhileTheListReadsAndAfterBeingReplaced();
 };
