@@ -1,5 +1,6 @@
 #include "ui/StepIndicatorView.h"
 
+#include "ui/Artwork.h"
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"
 
@@ -14,9 +15,13 @@ StepIndicatorView::StepIndicatorView(int stepCount, const QString& picturePrefix
     grid->setHorizontalSpacing(0);
     grid->setVerticalSpacing(6);
     // The picture puts each mark in the middle of an equal share of its width; the labels sit in
-    // equal columns below, so every label is centred under its mark.
+    // equal columns below, so every label is centred under its mark. The row keeps the
+    // picture's own width, so the round marks are never stretched.
+    const QSize natural = Artwork::naturalSize(picturePrefix + QStringLiteral("1"));
     m_picture->setKeepAspect(false);
-    m_picture->setFixedHeight(28);
+    m_picture->setFixedHeight(natural.isEmpty() ? 28 : natural.height());
+    if (!natural.isEmpty())
+        setFixedWidth(natural.width());
     grid->addWidget(m_picture, 0, 0, 1, stepCount);
     for (int i = 0; i < stepCount; ++i) {
         auto* label = new QLabel(labels.value(i), this);
@@ -56,7 +61,8 @@ QColor StepIndicatorView::labelColor(int n) const {
 }
 
 QSize StepIndicatorView::sizeHint() const {
-    return QSize(130 * stepCount(), QWidget::sizeHint().height());
+    const QSize natural = Artwork::naturalSize(pictureName());
+    return QSize(natural.isEmpty() ? 130 * stepCount() : natural.width(), QWidget::sizeHint().height());
 }
 
 void StepIndicatorView::applyStep() {

@@ -6,6 +6,8 @@
 #include <QPixmap>
 #include <QWidget>
 
+#include "ui/KitStyle.h"
+
 namespace UiTestKit {
 
 QString screenshotDir() {
@@ -53,6 +55,14 @@ int opaquePixels(const QImage& image) {
             count += qAlpha(line[x]) > 0 ? 1 : 0;
     }
     return count;
+}
+
+void paintAsWindow(QWidget* widget) {
+    QPalette p = widget->palette();
+    p.setColor(QPalette::Window, KitStyle::windowBackground());
+    p.setColor(QPalette::WindowText, KitStyle::textPrimary());
+    widget->setPalette(p);
+    widget->setAutoFillBackground(true);
 }
 
 void flushEvents() {

@@ -15,6 +15,8 @@ QString screenshotDir();
 QStringList artworkNames();
 // Number of pixels that are not fully transparent.
 int opaquePixels(const QImage& image);
+// Gives a test window the program's window colours.
+void paintAsWindow(QWidget* widget);
 // Lets pending events, deferred deletes included, run.
 void flushEvents();
 

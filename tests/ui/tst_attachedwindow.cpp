@@ -49,7 +49,7 @@ void TestAttachedWindow::placedCentredUnderThePoint() {
     layout->addWidget(new FlatButton(QStringLiteral("Continue")));
     other->close();
     auto* shown = new AttachedWindow(form, point, &host);
-    host.setStyleSheet(QStringLiteral("background: #26272b;"));
+    UiTestKit::paintAsWindow(&host);
     UiTestKit::saveShot(&host, QStringLiteral("ui_attached_window"));
     QVERIFY(shown->width() > 0);
 }

@@ -20,7 +20,7 @@ const QString kSameDrive = QStringLiteral(
 void TestErrorWindow::showsTheTextAsGivenAtTheTopMiddle() {
     QWidget main;
     main.resize(860, 560);
-    main.setStyleSheet(QStringLiteral("background: #26272b;"));
+    UiTestKit::paintAsWindow(&main);
     main.show();
     QVERIFY(QTest::qWaitForWindowExposed(&main));
 

@@ -65,7 +65,7 @@ void TestIndicators::fourStepsColourOneLabelAndPickTheirPicture() {
 
 void TestIndicators::labelsSitUnderTheirMarks() {
     QWidget page;
-    page.setStyleSheet(QStringLiteral("background: #26272b;"));
+    UiTestKit::paintAsWindow(&page);
     auto* layout = new QVBoxLayout(&page);
     auto* three = new SetpViewController;
     auto* four = new SetpFViewController;
@@ -93,7 +93,7 @@ void TestIndicators::labelsSitUnderTheirMarks() {
 
 void TestIndicators::barGlidesClampsAndStripesOnlyWhileWorking() {
     QWidget page;
-    page.setStyleSheet(QStringLiteral("background: #26272b;"));
+    UiTestKit::paintAsWindow(&page);
     auto* bar = new StripedProgressBar(&page);
     bar->setGeometry(20, 20, 400, 10);
     page.resize(440, 50);

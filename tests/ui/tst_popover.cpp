@@ -17,7 +17,7 @@ struct Scene {
     QPushButton* elsewhere;
     Scene(QRect anchorRect = QRect(100, 80, 120, 40)) {
         window.resize(800, 520);
-        window.setStyleSheet(QStringLiteral("QWidget { background: #26272b; color: #e8e8eb; }"));
+        UiTestKit::paintAsWindow(&window);
         anchor = new QPushButton(QStringLiteral("Source"), &window);
         anchor->setGeometry(anchorRect);
         elsewhere = new QPushButton(QStringLiteral("Elsewhere"), &window);

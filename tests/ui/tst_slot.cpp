@@ -180,7 +180,7 @@ void TestSlot::aSlotThatCannotSelectIgnoresEverything() {
 
 void TestSlot::showsWhatItIsGiven() {
     QWidget pair;
-    pair.setStyleSheet(QStringLiteral("background: #26272b;"));
+    UiTestKit::paintAsWindow(&pair);
     auto* layout = new QHBoxLayout(&pair);
     auto* source = new SelectValueView(1);
     auto* target = new SelectValueView(2);
