@@ -15,7 +15,6 @@ AttachedWindow::AttachedWindow(QWidget* content, QPoint point, QWidget* hostWind
     if (!parentWidget())
         setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
     setAttribute(Qt::WA_DeleteOnClose);
-    setAttribute(Qt::WA_StyledBackground, false);
 
     auto* shadow = new QGraphicsDropShadowEffect(this);
     shadow->setBlurRadius(24);

@@ -6,8 +6,9 @@ class DragViewDelegate;
 class QMimeData;
 
 // The drop target of a slot. A drag is welcomed with the copy action whatever it carries; on
-// the drop, a list of file names goes to the delegate, image data only redraws, and anything
-// else is refused. A click on the view is reported too.
+// the drop, local file names go to the delegate in the order of the drag, picture data without
+// file names only redraws, and anything else is refused (and logged). A click on the view is
+// reported too.
 class DragView : public QWidget {
     Q_OBJECT
 public:
