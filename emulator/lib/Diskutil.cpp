@@ -469,6 +469,26 @@ void formatPartition(MachineState& m, Disk& d, Partition& p, const Personality& 
     if (Disk* old = m.containerOf(p))
         m.removeDisk(old->id);
     p.container.clear();
+    if (per.fs == QLatin1String("apfs") && d.container) {
+        // A volume of an APFS container is erased in its container: deleted and made anew under
+        // the same identifier, with a new UUID.
+        o.line(QStringLiteral("Erasing APFS Volume %1 by deleting and recreating").arg(p.id));
+        o.line(QStringLiteral("Deleting APFS Volume from its APFS Container"));
+        o.line(QStringLiteral("Creating APFS Volume"));
+        p.fs = QStringLiteral("apfs");
+        p.caseSensitive = per.caseSensitive;
+        p.name = name;
+        p.uuid = m.newUUID();
+        p.writable = true;
+        p.used = 0;
+        o.line(QStringLiteral("Created new APFS Volume %1").arg(p.id));
+        o.line(QStringLiteral("Mounting APFS Volume"));
+        QDir().mkpath(m.contentFolder(p));
+        m.mount(p);
+        o.line(QStringLiteral("Setting volume permissions"));
+        o.line(QStringLiteral("Finished APFS operation on %1").arg(p.id));
+        return;
+    }
     if (per.fs == QLatin1String("apfs")) {
         p.fs = QStringLiteral("hfs");
         p.name = name;

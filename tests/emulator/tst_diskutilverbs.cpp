@@ -156,6 +156,39 @@ void TestDiskutilVerbs::eraseVolumeEmptiesAndReformats() {
              QStringLiteral("CLEAN"));
 }
 
+void TestDiskutilVerbs::anApfsVolumeIsErasedInItsContainer() {
+    auto mac = EmulatedMac::fromJson(R"({"disks": [{"name": "t5", "size": "500GB", "scheme": "GPT",
+        "partitions": [{"fs": "APFS", "volumes": [{"name": "Projects", "used": "12GB"}]}]}]})");
+    QVERIFY(mac->isValid());
+    const QVariantMap before = diskInfo(*mac, QStringLiteral("/Volumes/Projects"));
+    const QString volume = before.value(QStringLiteral("DeviceIdentifier")).toString();
+    const QString container = before.value(QStringLiteral("ParentWholeDisk")).toString();
+    QFile f(mac->host(QStringLiteral("/Volumes/Projects/file")));
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.close();
+    const QStringList disksBefore = diskList(*mac).value(QStringLiteral("AllDisks")).toStringList();
+
+    // reformat keeps the name and APFS; eraseVolume may rename it. Either way the volume stays
+    // in its container under its identifier, empty and with a new UUID.
+    for (const QStringList& args : {QStringList{"reformat", "/Volumes/Projects"},
+                                    QStringList{"eraseVolume", "APFS", "Work", "/dev/" + volume}}) {
+        const QString oldUuid = diskInfo(*mac, volume).value(QStringLiteral("VolumeUUID")).toString();
+        const EmulatedMac::Run r = diskutil(*mac, args);
+        QCOMPARE(r.code, 0);
+        QVERIFY(r.out.contains("Finished APFS operation on " + volume.toUtf8()));
+        const QVariantMap after = diskInfo(*mac, volume);
+        QCOMPARE(after.value(QStringLiteral("FilesystemName")).toString(), QStringLiteral("APFS"));
+        QCOMPARE(after.value(QStringLiteral("ParentWholeDisk")).toString(), container);
+        QVERIFY(after.value(QStringLiteral("VolumeUUID")).toString() != oldUuid);
+        const QString mountPoint = after.value(QStringLiteral("MountPoint")).toString();
+        QCOMPARE(mountPoint,
+                 QStringLiteral("/Volumes/") + after.value(QStringLiteral("VolumeName")).toString());
+        QVERIFY(QDir(mac->host(mountPoint)).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+        QCOMPARE(diskList(*mac).value(QStringLiteral("AllDisks")).toStringList(), disksBefore);
+    }
+    QCOMPARE(diskInfo(*mac, volume).value(QStringLiteral("VolumeName")).toString(), QStringLiteral("Work"));
+}
+
 void TestDiskutilVerbs::eraseDiskLaysOutTheScheme_data() {
     QTest::addColumn<QStringList>("args");
     QTest::addColumn<QString>("dataPartition");

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "volumes/VolumeObj.h"
+
+#include <QWidget>
+
+class ImageButton;
+class ImageView;
+class QLabel;
+class QLineEdit;
+
+// One row of the Disk Manager's table: the volume's icon, name (or the name field while it is
+// renamed), type and used/total size, and the tool buttons. The elements carry the identifiers
+// "icon", "name", "editname", "type", "size", "save", "rename", "format" and "eject" as object
+// names. The row only shows; the table's owner decides what each press does.
+class DiskManagerCell : public QWidget {
+    Q_OBJECT
+public:
+    explicit DiskManagerCell(QWidget* parent = nullptr);
+
+    // Fills the row for a volume. `selected` marks the chosen row; `renaming` is the table's
+    // rename mode (the name field shows on the selected row only). The name field is filled
+    // with the volume's name when it first shows.
+    void configure(const VolumeObj& volume, bool selected, bool renaming);
+
+    // The icon for a volume: "ic_usb" (can be ejected), "ic_os" (mounted at "/") or "ic_disk",
+    // with "_sel" on the selected row.
+    static QString iconName(const VolumeObj& volume, bool selected);
+    // "used/total" as size texts, or "Unknow" when the total is not known.
+    static QString sizeText(const VolumeObj& volume);
+
+    bool isSelected() const { return m_selected; }
+    QLineEdit* nameField() const { return m_editName; }
+
+Q_SIGNALS:
+    void pressed();                       // the row itself was clicked
+    void textEdited(const QString& text); // the name field's text changed by the user
+    void returnPressed();                 // Return in the name field
+    void saveClicked();
+    void renameClicked();
+    void formatClicked();
+    void ejectClicked();
+
+protected:
+    void mousePressEvent(QMouseEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    ImageView* m_icon;
+    QLabel* m_name;
+    QLineEdit* m_editName;
+    QLabel* m_type;
+    QLabel* m_size;
+    ImageButton* m_save;
+    ImageButton* m_rename;
+    ImageButton* m_format;
+    ImageButton* m_eject;
+    bool m_selected = false;
+};

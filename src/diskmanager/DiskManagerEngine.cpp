@@ -1,0 +1,144 @@
+#include "diskmanager/DiskManagerEngine.h"
+
+#include "app/MainThread.h"
+#include "app/QvPublicUtilities.h"
+#include "diskmanager/VolumeOperations.h"
+#include "platform/DiskArbitration.h"
+#include "platform/Machine.h"
+
+#include <QDir>
+#include <QPointer>
+#include <QThread>
+#include <QThreadPool>
+
+#include <utility>
+
+namespace {
+
+QString text(const QVariantMap& info, const char* key) {
+    return info.value(QLatin1String(key)).toString();
+}
+
+std::int64_t number(const QVariantMap& info, const char* key) {
+    return info.value(QLatin1String(key)).toLongLong();
+}
+
+// Runs work on the global pool, counted in `workers` until it is done.
+template <typename Fn> void startCounted(const std::shared_ptr<std::atomic<int>>& workers, Fn&& work) {
+    workers->fetch_add(1);
+    QThreadPool::globalInstance()->start([workers, work = std::forward<Fn>(work)]() mutable {
+        work();
+        workers->fetch_sub(1);
+    });
+}
+
+} // namespace
+
+DiskManagerEngine::DiskManagerEngine(QObject* parent) : QObject(parent) {
+    m_allVolumeArr.reserve(10);
+}
+
+DiskManagerEngine::~DiskManagerEngine() {
+    while (m_workers->load() > 0)
+        QThread::msleep(5);
+}
+
+bool DiskManagerEngine::getallVolumes() {
+    if (m_isScanV.exchange(true))
+        return false;
+    const unsigned generation = ++m_listingGeneration;
+    m_allVolumeArr.clear();
+    Q_EMIT listingStarted();
+    QPointer<DiskManagerEngine> self(this);
+    startCounted(m_workers, [self, generation] {
+        VolumeObjList found = listVolumes();
+        onMain([self, generation, found = std::move(found)] {
+            if (!self || generation != self->m_listingGeneration)
+                return;
+            self->m_allVolumeArr = found;
+            self->m_isScanV.store(false);
+            Q_EMIT self->listingFinished();
+        });
+    });
+    return true;
+}
+
+void DiskManagerEngine::formatVolume(const VolumeObjRef& volume, const QString& name, const QString& type) {
+    // The worker formats a copy, so a listing replacing the records cannot pull it away.
+    const VolumeObj target = volume ? *volume : VolumeObj();
+    QPointer<DiskManagerEngine> self(this);
+    startCounted(m_workers, [self, target, name, type] {
+        VolumeOperations::formatVolume(target, name, type);
+        onMain([self] {
+            if (self)
+                Q_EMIT self->formatFinished();
+        });
+    });
+}
+
+VolumeObjList DiskManagerEngine::listVolumes() {
+    VolumeObjList list;
+    // Every entry, hidden ones included, in the order the directory gives them; a missing
+    // folder gives none.
+    const QStringList entries =
+        QDir(Machine::hostPath(QStringLiteral("/Volumes/")))
+            .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Unsorted);
+    for (const QString& name : entries) {
+        if (name == QLatin1String("(null)") || name == QLatin1String(".DS_Store"))
+            continue;
+        const QString bsdName = DiskArbitration::bsdNameForVolumePath(QStringLiteral("/Volumes/") + name);
+        if (bsdName.isEmpty() || bsdName == QLatin1String(" "))
+            continue;
+        getVolumeAllObjWithVolumeName(bsdName, list);
+    }
+    return list;
+}
+
+void DiskManagerEngine::getVolumeAllObjWithVolumeName(const QString& bsdName, VolumeObjList& list) {
+    for (const VolumeObjRef& v : list) {
+        if (v->volumeName() == bsdName)
+            return;
+    }
+    const QByteArray name = bsdName.toUtf8();
+    const std::optional<QVariantMap> info = VolumeOperations::getDisjInfo(name.constData());
+    if (!info)
+        return;
+    const QString volumeName = text(*info, "VolumeName");
+    const QString deviceNode = text(*info, "DeviceNode");
+    for (const VolumeObjRef& v : list) {
+        if (v->volumeName() == volumeName && v->volumePath() == deviceNode)
+            return;
+    }
+    if (!info->contains(QStringLiteral("VolumeName")) || volumeName == QLatin1String("EFI"))
+        return;
+    list.append(volumeFromInfo(*info));
+}
+
+VolumeObjRef DiskManagerEngine::volumeFromInfo(const QVariantMap& info) {
+    auto volume = VolumeObjRef::create();
+    volume->setVolumeName(text(info, "VolumeName"));
+    volume->setBusProtocol(text(info, "BusProtocol"));
+    volume->setBCanEject(info.value(QStringLiteral("Ejectable")).toBool());
+    const std::int64_t total = number(info, "TotalSize");
+    volume->setVolumeTotalSize(byteToSizeWithByte(total));
+    volume->setVolumeTotalSizeNum(total);
+    volume->setDiskType(text(info, "FilesystemName"));
+    std::int64_t free = number(info, "FreeSpace");
+    // An APFS volume reports no free space of its own; its container's is what it can use.
+    if (text(info, "FilesystemName") == QLatin1String("APFS") && free == 0) {
+        free = number(info, "APFSContainerFree");
+        volume->setDiskType(QStringLiteral("APFS"));
+    }
+    volume->setVolumeFreeSize(byteToSizeWithByte(free));
+    volume->setVolumeFreeSizeNum(free);
+    volume->setVolRootDir(text(info, "DeviceNode"));
+    volume->setVolumePath(text(info, "DeviceNode"));
+    volume->setParentWholeDisk(text(info, "ParentWholeDisk"));
+    volume->setVolumeMountPoint(text(info, "MountPoint"));
+    volume->setDiskUUID(text(info, "VolumeUUID"));
+    return volume;
+}
+
+QString DiskManagerEngine::byteToSizeWithByte(std::int64_t bytes) {
+    return QvPublicUtilities::longlongConvertVolSpace(bytes);
+}

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "volumes/VolumeObj.h"
+
+#include <QObject>
+#include <QString>
+#include <QVariantMap>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+// The Disk Manager's volume list and the background half of its operations, without widgets.
+// RepairDiskViewController keeps the documented operation names and calls this.
+//
+// The listing walks "/Volumes/", resolves each entry to its device with disk arbitration and
+// asks the disk tool about it, on a worker of the global pool; the finished list replaces
+// allVolumeArr on the main thread. isScanV keeps two listings from being started at once; when
+// it is cleared by force (after a format) and a second listing starts, only the newest one's
+// list is taken.
+class DiskManagerEngine : public QObject {
+    Q_OBJECT
+public:
+    explicit DiskManagerEngine(QObject* parent = nullptr);
+    // Waits for its workers, which never wait for the main thread.
+    ~DiskManagerEngine() override;
+
+    const VolumeObjList& allVolumeArr() const { return m_allVolumeArr; }
+    bool isScanV() const { return m_isScanV.load(); }
+    void setScanV(bool scanning) { m_isScanV.store(scanning); }
+
+    // Starts a listing unless one is running: the list is emptied at once (listingStarted) and
+    // filled when the worker is done (listingFinished). Answers whether a listing started.
+    bool getallVolumes();
+
+    // Formats on a worker; formatFinished follows on the main thread when the commands returned.
+    void formatVolume(const VolumeObjRef& volume, const QString& name, const QString& type);
+
+    // The listing's steps, run on the calling thread.
+    static VolumeObjList listVolumes();
+    static void getVolumeAllObjWithVolumeName(const QString& bsdName, VolumeObjList& list);
+    // A record from the disk tool's info dictionary.
+    static VolumeObjRef volumeFromInfo(const QVariantMap& info);
+    static QString byteToSizeWithByte(std::int64_t bytes);
+
+Q_SIGNALS:
+    void listingStarted();
+    void listingFinished();
+    void formatFinished();
+
+private:
+    VolumeObjList m_allVolumeArr;
+    std::atomic<bool> m_isScanV{false};
+    // Which listing is the newest; an older one's list is dropped.
+    unsigned m_listingGeneration = 0;
+    // Workers still running; shared so a worker can count itself out after the engine asked.
+    std::shared_ptr<std::atomic<int>> m_workers = std::make_shared<std::atomic<int>>(0);
+};

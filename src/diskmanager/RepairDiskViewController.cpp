@@ -1,0 +1,294 @@
+#include "diskmanager/RepairDiskViewController.h"
+
+#include "app/QvPublicUtilities.h"
+#include "diskmanager/DiskManagerCell.h"
+#include "diskmanager/DiskManagerEngine.h"
+#include "diskmanager/DiskManagerTexts.h"
+#include "diskmanager/FormatEndViewController.h"
+#include "diskmanager/FormatingViewController.h"
+#include "diskmanager/MakeSureFormatViewController.h"
+#include "diskmanager/VolumeOperations.h"
+#include "ui/Artwork.h"
+#include "ui/AttachedWindow.h"
+#include "ui/ImageButton.h"
+#include "ui/KitStyle.h"
+#include "volumes/NotificationCenter.h"
+#include "volumes/WatchMountUnmount.h"
+
+#include <QDesktopServices>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QProgressBar>
+#include <QTableWidget>
+#include <QTimer>
+#include <QUrl>
+#include <QVBoxLayout>
+
+namespace {
+
+const char kRowProperty[] = "diskManagerRow";
+constexpr int kRowHeight = 68;
+// The progress popup waits this long after "Continue"; the end popup this long after the list
+// has been asked for again.
+constexpr int kFormatingDelayMs = 100;
+constexpr int kFormatEndDelayMs = 1000;
+// The popups sit at the window's top middle, this far below it.
+constexpr int kPopupDistance = 5;
+
+} // namespace
+
+RepairDiskViewController::RepairDiskViewController(QWidget* parent)
+    : QWidget(parent), m_engine(new DiskManagerEngine(this)) {
+    setObjectName(QStringLiteral("RepairDiskViewController"));
+    setAutoFillBackground(true);
+    QPalette palette = this->palette();
+    palette.setColor(QPalette::Window, KitStyle::windowBackground());
+    setPalette(palette);
+
+    auto* title = new QLabel(DiskManagerTexts::tabTitle(), this);
+    title->setFont(KitStyle::font(17, true));
+    title->setStyleSheet(QStringLiteral("color: %1;").arg(KitStyle::css(KitStyle::textPrimary())));
+    m_help = new ImageButton(QStringLiteral("btn_help"), this);
+    m_help->setObjectName(QStringLiteral("helpButton"));
+    m_help->setFixedSize(24, 24);
+    m_help->setToolTip(QStringLiteral("Help"));
+    if (!Artwork::exists(m_help->normalImage()))
+        m_help->setText(QStringLiteral("?"));
+
+    m_loadProView = new QProgressBar(this);
+    m_loadProView->setObjectName(QStringLiteral("loadProView"));
+    m_loadProView->setRange(0, 0);
+    m_loadProView->setTextVisible(false);
+    m_loadProView->setFixedHeight(3);
+    m_loadProView->setStyleSheet(QStringLiteral("QProgressBar { background: transparent; border: none; }"
+                                                " QProgressBar::chunk { background: %1; }")
+                                     .arg(KitStyle::css(KitStyle::accent())));
+    QSizePolicy keepSpace = m_loadProView->sizePolicy();
+    keepSpace.setRetainSizeWhenHidden(true);
+    m_loadProView->setSizePolicy(keepSpace);
+    m_loadProView->hide();
+
+    m_table = new QTableWidget(0, 1, this);
+    m_table->setObjectName(QStringLiteral("parTableView"));
+    m_table->setHorizontalHeaderLabels({QStringLiteral("Name")});
+    m_table->horizontalHeader()->hide();
+    m_table->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
+    m_table->verticalHeader()->hide();
+    m_table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    m_table->verticalHeader()->setDefaultSectionSize(kRowHeight);
+    m_table->setShowGrid(false);
+    m_table->setSelectionMode(QAbstractItemView::NoSelection);
+    m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_table->setFocusPolicy(Qt::NoFocus);
+    m_table->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_table->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    m_table->setFrameShape(QFrame::NoFrame);
+    m_table->setStyleSheet(QStringLiteral("QTableWidget { background: transparent; }"));
+    m_table->viewport()->setAutoFillBackground(false);
+
+    auto* header = new QHBoxLayout;
+    header->setContentsMargins(22, 16, 22, 8);
+    header->addWidget(title);
+    header->addStretch(1);
+    header->addWidget(m_help);
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 12);
+    column->setSpacing(0);
+    column->addLayout(header);
+    column->addWidget(m_loadProView);
+    column->addSpacing(4);
+    column->addWidget(m_table, 1);
+
+    connect(m_help, &QAbstractButton::clicked, this, &RepairDiskViewController::helpButtonAction);
+    connect(m_engine, &DiskManagerEngine::listingStarted, this, &RepairDiskViewController::listingStarted);
+    connect(m_engine, &DiskManagerEngine::listingFinished, this, &RepairDiskViewController::listingFinished);
+    connect(m_engine, &DiskManagerEngine::formatFinished, this, &RepairDiskViewController::formatFinished);
+
+    if (allVolumeArr().isEmpty())
+        getallVolumes();
+    m_watchMu = new WatchMountUnmount(this);
+    NotificationCenter* center = NotificationCenter::defaultCenter();
+    const auto relist = [this](const QString&, QObject*, const QVariantMap&) { getallVolumes(); };
+    center->addObserver(this, QString::fromLatin1(MCVolumeMountNotification), relist);
+    center->addObserver(this, QString::fromLatin1(MCVolumeUnmountNotification), relist);
+}
+
+RepairDiskViewController::~RepairDiskViewController() = default;
+
+const VolumeObjList& RepairDiskViewController::allVolumeArr() const {
+    return m_engine->allVolumeArr();
+}
+
+bool RepairDiskViewController::isScanV() const {
+    return m_engine->isScanV();
+}
+
+DiskManagerCell* RepairDiskViewController::cellAt(int row) const {
+    if (row < 0 || row >= m_table->rowCount())
+        return nullptr;
+    return qobject_cast<DiskManagerCell*>(m_table->cellWidget(row, 0));
+}
+
+int RepairDiskViewController::numberOfRowsInTableView() const {
+    return static_cast<int>(allVolumeArr().size());
+}
+
+DiskManagerCell* RepairDiskViewController::tableViewViewForRow(int row) {
+    if (row < 0 || row >= numberOfRowsInTableView())
+        return nullptr;
+    DiskManagerCell* cell = cellAt(row);
+    if (!cell) {
+        // Cells stay with their row and are filled anew on each reload, so a reload started by
+        // one of a cell's own buttons never deletes that button under its click.
+        cell = new DiskManagerCell;
+        cell->setProperty(kRowProperty, row);
+        connect(cell, &DiskManagerCell::pressed, this,
+                [this, cell] { tableViewShouldSelectRow(cell->property(kRowProperty).toInt()); });
+        connect(cell, &DiskManagerCell::textEdited, this, &RepairDiskViewController::controlTextDidChange);
+        connect(cell, &DiskManagerCell::returnPressed, this, &RepairDiskViewController::saveButtonAction);
+        connect(cell, &DiskManagerCell::saveClicked, this, &RepairDiskViewController::saveButtonAction);
+        connect(cell, &DiskManagerCell::renameClicked, this, [this, cell] {
+            selectRowOf(cell);
+            renameButtonAction();
+        });
+        connect(cell, &DiskManagerCell::formatClicked, this, [this, cell] {
+            selectRowOf(cell);
+            formatButtonAction();
+        });
+        connect(cell, &DiskManagerCell::ejectClicked, this, [this, cell] {
+            selectRowOf(cell);
+            ejectButtonAction();
+        });
+        m_table->setCellWidget(row, 0, cell);
+    }
+    cell->configure(*allVolumeArr().at(row), row == m_selectIndex, m_isRenameEdit);
+    return cell;
+}
+
+void RepairDiskViewController::selectRowOf(DiskManagerCell* cell) {
+    const int row = cell->property(kRowProperty).toInt();
+    if (row != m_selectIndex)
+        tableViewShouldSelectRow(row);
+}
+
+bool RepairDiskViewController::tableViewShouldSelectRow(int row) {
+    m_selectIndex = row;
+    m_isRenameEdit = false;
+    if (row >= 0 && row < numberOfRowsInTableView())
+        m_selectVolume = allVolumeArr().at(row);
+    reloadData();
+    return true;
+}
+
+void RepairDiskViewController::reloadData() {
+    const int rows = numberOfRowsInTableView();
+    if (m_table->rowCount() != rows)
+        m_table->setRowCount(rows);
+    for (int row = 0; row < rows; ++row)
+        tableViewViewForRow(row);
+}
+
+void RepairDiskViewController::controlTextDidChange(const QString& text) {
+    m_editStr = text;
+}
+
+void RepairDiskViewController::renameButtonAction() {
+    m_editStr.clear();
+    m_isRenameEdit = true;
+    reloadData();
+}
+
+void RepairDiskViewController::saveButtonAction() {
+    if (m_isRenameEdit && m_selectVolume)
+        VolumeOperations::renameVolume(*m_selectVolume, m_editStr);
+    m_editStr.clear();
+    m_isRenameEdit = false;
+    reloadData();
+}
+
+void RepairDiskViewController::ejectButtonAction() {
+    if (m_selectVolume && VolumeOperations::ejectVolume(*m_selectVolume))
+        reloadData();
+}
+
+void RepairDiskViewController::helpButtonAction() {
+    QDesktopServices::openUrl(QUrl(QvLinkUrl::GetUrl(QStringLiteral("SupportTeam"))));
+}
+
+AttachedWindow* RepairDiskViewController::attach(QWidget* content) {
+    QWidget* host = window();
+    return new AttachedWindow(content, AttachedWindow::middleTop(host), host, kPopupDistance);
+}
+
+void RepairDiskViewController::formatButtonAction() {
+    if (!m_formatend || !m_selectVolume)
+        return;
+    m_formatend = false;
+    auto* confirmation = new MakeSureFormatViewController;
+    confirmation->setDelegate(this);
+    confirmation->setName(m_selectVolume->volumeName(), m_selectVolume->diskType());
+    confirmation->setSuperDelegate(attach(confirmation));
+    m_makeSure = confirmation;
+}
+
+void RepairDiskViewController::makeSureToFormatSelectVolumeWithName(const QString& name,
+                                                                    const QString& type) {
+    m_formatend = true;
+    ++m_formatsRunning;
+    QTimer::singleShot(kFormatingDelayMs, this, &RepairDiskViewController::showFormatingView);
+    m_engine->formatVolume(m_selectVolume, name, type);
+}
+
+void RepairDiskViewController::cancelFormatVoluem() {
+    m_formatend = true;
+}
+
+void RepairDiskViewController::showFormatingView() {
+    // A format that has already returned needs no progress popup.
+    if (m_formatsRunning == 0)
+        return;
+    if (m_formating)
+        m_formating->closeWindow();
+    auto* progress = new FormatingViewController;
+    progress->setSuperDelegate(attach(progress));
+    m_formating = progress;
+}
+
+void RepairDiskViewController::formatFinished() {
+    if (m_formatsRunning > 0)
+        --m_formatsRunning;
+    if (m_formatsRunning == 0 && m_formating)
+        m_formating->closeWindow();
+    m_engine->setScanV(false);
+    getallVolumes();
+    QTimer::singleShot(kFormatEndDelayMs, this, &RepairDiskViewController::showFormatEndWindow);
+}
+
+void RepairDiskViewController::showFormatEndWindow() {
+    if (m_formatEnd)
+        m_formatEnd->closeWindow();
+    auto* end = new FormatEndViewController;
+    end->setSuperDelegate(attach(end));
+    m_formatEnd = end;
+}
+
+void RepairDiskViewController::getallVolumes() {
+    m_engine->getallVolumes();
+}
+
+void RepairDiskViewController::listingStarted() {
+    m_loadProView->show();
+    m_selectVolume.reset();
+    reloadData();
+}
+
+void RepairDiskViewController::listingFinished() {
+    m_loadProView->hide();
+    m_selectIndex = 0;
+    m_isRenameEdit = false;
+    const VolumeObjList& volumes = allVolumeArr();
+    m_selectVolume = volumes.isEmpty() ? VolumeObjRef() : volumes.first();
+    reloadData();
+    Q_EMIT volumesReloaded();
+}

@@ -1,0 +1,108 @@
+#pragma once
+
+#include "diskmanager/FormatEndViewController.h"
+#include "diskmanager/FormatingViewController.h"
+#include "diskmanager/MakeSureFormatDelegate.h"
+#include "diskmanager/MakeSureFormatViewController.h"
+#include "volumes/VolumeObj.h"
+
+#include <QPointer>
+#include <QString>
+#include <QWidget>
+
+#include <cstdint>
+
+class AttachedWindow;
+class DiskManagerCell;
+class DiskManagerEngine;
+class ImageButton;
+class QProgressBar;
+class QTableWidget;
+class WatchMountUnmount;
+
+// The "Disk Manager" tab: a table of the mounted volumes with, on each row, buttons to rename,
+// format and eject the volume. It keeps its own volume list (DiskManagerEngine), read again on
+// every mount and unmount and after each format. Rename and eject run on the main thread;
+// a format runs in the background behind a progress popup and ends in the end popup.
+//
+// A row's buttons act on that row: pressing one on another row first selects it.
+class RepairDiskViewController : public QWidget, public MakeSureFormatDelegate {
+    Q_OBJECT
+public:
+    explicit RepairDiskViewController(QWidget* parent = nullptr);
+    ~RepairDiskViewController() override;
+
+    // The rows and the selection.
+    const VolumeObjList& allVolumeArr() const;
+    VolumeObjRef selectVolume() const { return m_selectVolume; }
+    std::int32_t selectIndex() const { return m_selectIndex; }
+    bool isRenameEdit() const { return m_isRenameEdit; }
+    QString editStr() const { return m_editStr; }
+    bool isScanV() const;
+    bool formatend() const { return m_formatend; }
+    QTableWidget* parTableView() const { return m_table; }
+    QProgressBar* loadProView() const { return m_loadProView; }
+    DiskManagerEngine* engine() const { return m_engine; }
+    // Kept for the owner.
+    void setSuperDelegate(QObject* owner) { m_superDelegate = owner; }
+    QObject* superDelegate() const { return m_superDelegate; }
+
+    // The cell shown for a row (null past the end).
+    DiskManagerCell* cellAt(int row) const;
+    // The popups while they are up.
+    MakeSureFormatViewController* makeSureFormatViewController() const { return m_makeSure; }
+    FormatingViewController* formatingViewController() const { return m_formating; }
+    FormatEndViewController* formatEndViewController() const { return m_formatEnd; }
+    ImageButton* helpButton() const { return m_help; }
+
+    // The table's data source and delegate.
+    int numberOfRowsInTableView() const;
+    DiskManagerCell* tableViewViewForRow(int row);
+    bool tableViewShouldSelectRow(int row);
+    void reloadData();
+    // The name field's text changed.
+    void controlTextDidChange(const QString& text);
+
+    void renameButtonAction();
+    void saveButtonAction();
+    void formatButtonAction();
+    void ejectButtonAction();
+    void helpButtonAction();
+
+    void getallVolumes();
+
+    // The format confirmation's answers.
+    void makeSureToFormatSelectVolumeWithName(const QString& name, const QString& type) override;
+    void cancelFormatVoluem() override;
+    void showFormatingView();
+    void showFormatEndWindow();
+
+Q_SIGNALS:
+    // A listing has been taken into the table.
+    void volumesReloaded();
+
+private:
+    void listingStarted();
+    void listingFinished();
+    void formatFinished();
+    // A button pressed on a row other than the selected one selects that row first.
+    void selectRowOf(DiskManagerCell* cell);
+    AttachedWindow* attach(QWidget* content);
+
+    DiskManagerEngine* m_engine;
+    VolumeObjRef m_selectVolume;
+    std::int32_t m_selectIndex = 0;
+    bool m_isRenameEdit = false;
+    QString m_editStr;
+    bool m_formatend = true;
+    // Formats whose commands have not returned yet (main thread only).
+    int m_formatsRunning = 0;
+    QTableWidget* m_table;
+    QProgressBar* m_loadProView;
+    ImageButton* m_help;
+    WatchMountUnmount* m_watchMu;
+    QPointer<QObject> m_superDelegate;
+    QPointer<MakeSureFormatViewController> m_makeSure;
+    QPointer<FormatingViewController> m_formating;
+    QPointer<FormatEndViewController> m_formatEnd;
+};

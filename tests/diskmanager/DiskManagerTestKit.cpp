@@ -1,0 +1,89 @@
+#include "DiskManagerTestKit.h"
+
+#include "app/PropertyList.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QPixmap>
+#include <QTest>
+#include <QWidget>
+
+namespace DiskManagerTestKit {
+
+std::unique_ptr<EmulatedMac> managerMachine() {
+    return EmulatedMac::fromJson(R"({
+      "version": "10.15.7", "user": "alex",
+      "system": { "name": "Macintosh HD", "size": "500.28GB", "used": "182GB" },
+      "disks": [
+        { "name": "internal-data", "bus": "SATA", "internal": true, "mediaName": "ST2000DM008-2FR102",
+          "size": "2TB", "scheme": "GPT", "partitions": [ { "fs": "JHFS+", "name": "Data", "used": "640GB" } ] },
+        { "name": "stick", "mediaName": "SanDisk Cruzer Blade", "size": "16.01GB", "scheme": "MBR",
+          "removable": true, "partitions": [ { "fs": "FAT32", "name": "STICK",
+            "seed": { "files": 3, "size": 1000, "seed": 3 } } ] },
+        { "name": "windows", "mediaName": "WD Elements 25A3", "size": "2TB", "scheme": "MBR",
+          "partitions": [ { "fs": "NTFS", "name": "WINDOWS" } ] },
+        { "name": "t5", "mediaName": "Samsung Portable SSD T5", "size": "500GB", "scheme": "GPT",
+          "partitions": [ { "fs": "APFS", "volumes": [ { "name": "Projects", "used": "12GB" } ] } ] },
+        { "name": "efistick", "mediaName": "Generic Flash Disk", "size": "1GB", "scheme": "MBR",
+          "partitions": [ { "fs": "FAT32", "name": "EFI" } ] }
+      ]
+    })");
+}
+
+QList<QStringList> diskutilCalls(const EmulatedMac& mac) {
+    QList<QStringList> calls;
+    for (QStringList call : mac.calls(QStringLiteral("diskutil"))) {
+        call.removeFirst();
+        calls << call;
+    }
+    return calls;
+}
+
+QList<QStringList> changingCalls(const EmulatedMac& mac) {
+    QList<QStringList> calls;
+    for (const QStringList& call : diskutilCalls(mac)) {
+        if (call.value(0) != QLatin1String("info"))
+            calls << call;
+    }
+    return calls;
+}
+
+QVariantMap toolInfo(const EmulatedMac& mac, const QString& volume) {
+    const EmulatedMac::Run run =
+        mac.run(QStringLiteral("diskutil"), {QStringLiteral("info"), QStringLiteral("-plist"), volume});
+    return PropertyList::dictionaryFromBytes(run.out).value_or(QVariantMap());
+}
+
+VolumeObjRef volumeNamed(const VolumeObjList& list, const QString& name) {
+    for (const VolumeObjRef& v : list) {
+        if (v->volumeName() == name)
+            return v;
+    }
+    return VolumeObjRef();
+}
+
+QStringList namesOf(const VolumeObjList& list) {
+    QStringList names;
+    for (const VolumeObjRef& v : list)
+        names << v->volumeName();
+    return names;
+}
+
+bool waitUntil(const std::function<bool()>& done, int ms) {
+    QElapsedTimer clock;
+    clock.start();
+    while (!done() && clock.elapsed() < ms)
+        QTest::qWait(10);
+    return done();
+}
+
+QString saveScreenshot(QWidget* widget, const QString& name) {
+    const QString folder =
+        qEnvironmentVariable("TAVRILL_BINARY_DIR", QDir::currentPath()) + QStringLiteral("/screenshots");
+    QDir().mkpath(folder);
+    const QString path = folder + QStringLiteral("/diskmanager-") + name + QStringLiteral(".png");
+    widget->grab().save(path);
+    return path;
+}
+
+} // namespace DiskManagerTestKit

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "EmulatedMac.h"
+#include "volumes/VolumeObj.h"
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+
+#include <functional>
+#include <memory>
+
+class QWidget;
+
+// The machine and helpers the Disk Manager tests share.
+namespace DiskManagerTestKit {
+
+// A Mac with "/" (APFS), an internal Journaled HFS+ volume "Data", a FAT32 stick "STICK", an
+// NTFS disk "WINDOWS", an external APFS volume "Projects" and a FAT32 stick named "EFI".
+std::unique_ptr<EmulatedMac> managerMachine();
+
+// The disk tool's calls since the log was cleared, without the tool's name: {verb, args...}.
+QList<QStringList> diskutilCalls(const EmulatedMac& mac);
+// The same, leaving out the "info" lookups of listings.
+QList<QStringList> changingCalls(const EmulatedMac& mac);
+
+// What the disk tool says of a volume (device node, mount point or UUID) right now.
+QVariantMap toolInfo(const EmulatedMac& mac, const QString& volume);
+
+// The record with a name, or null.
+VolumeObjRef volumeNamed(const VolumeObjList& list, const QString& name);
+QStringList namesOf(const VolumeObjList& list);
+
+// Runs the event loop until `done` holds or `ms` pass; answers `done()`.
+bool waitUntil(const std::function<bool()>& done, int ms);
+
+// Saves a picture of a widget under <build>/screenshots/diskmanager-<name>.png; answers the path.
+QString saveScreenshot(QWidget* widget, const QString& name);
+
+} // namespace DiskManagerTestKit
+
+#include <QObject>
+#include <QUrl>
+
+// Takes the addresses the program asks the desktop to open (QDesktopServices::setUrlHandler).
+class UrlCatcher : public QObject {
+    Q_OBJECT
+public:
+    QList<QUrl> opened;
+public Q_SLOTS:
+    void openUrl(const QUrl& url) { opened << url; }
+};

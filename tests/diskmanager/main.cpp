@@ -1,0 +1,5 @@
+#include "GuiTestMain.h"
+#include "tst_diskmanagerengine.h"
+#include "tst_diskmanagerworkflow.h"
+
+TAVRILL_GUI_TEST_MAIN(TestDiskManagerEngine, TestDiskManagerWorkflow)

@@ -1,0 +1,393 @@
+#include "tst_diskmanagerengine.h"
+
+#include "DiskManagerTestKit.h"
+#include "app/QvPublicUtilities.h"
+#include "diskmanager/DiskManagerEngine.h"
+#include "diskmanager/VolumeOperations.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace DiskManagerTestKit;
+
+namespace {
+
+QString str(const QVariantMap& info, const char* key) {
+    return info.value(QLatin1String(key)).toString();
+}
+
+qint64 num(const QVariantMap& info, const char* key) {
+    return info.value(QLatin1String(key)).toLongLong();
+}
+
+// Files a command smuggled into a name would have made, anywhere the shell could have run.
+QStringList strayFiles(const EmulatedMac& mac) {
+    QStringList found;
+    for (const QString& folder : {mac.root(), QDir::currentPath()}) {
+        QDirIterator it(folder, {QStringLiteral("pwned*")}, QDir::Files | QDir::Hidden | QDir::System,
+                        QDirIterator::Subdirectories);
+        while (it.hasNext())
+            found << it.next();
+    }
+    return found;
+}
+
+// Name, type and device of every volume but one, as the tool reports them.
+QStringList othersAsTheToolSeesThem(const EmulatedMac& mac, const QString& exceptUuid) {
+    QStringList seen;
+    for (const VolumeObjRef& v : DiskManagerEngine::listVolumes()) {
+        if (v->diskUUID() == exceptUuid)
+            continue;
+        const QVariantMap info = toolInfo(mac, v->volRootDir());
+        seen << str(info, "VolumeName") + QLatin1Char('|') + str(info, "FilesystemName") + QLatin1Char('|') +
+                    str(info, "MountPoint");
+    }
+    seen.sort();
+    return seen;
+}
+
+} // namespace
+
+void TestDiskManagerEngine::listingTakesEachMountedVolumeOnce() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    // Entries of "/Volumes/" that are no volumes.
+    QFile dsStore(mac->host(QStringLiteral("/Volumes/.DS_Store")));
+    QVERIFY(dsStore.open(QIODevice::WriteOnly));
+    dsStore.close();
+    QVERIFY(QDir().mkpath(mac->host(QStringLiteral("/Volumes/(null)"))));
+    mac->clearLog();
+
+    const VolumeObjList list = DiskManagerEngine::listVolumes();
+    QStringList names = namesOf(list);
+    names.sort();
+    // The stick named "EFI" is mounted but never listed.
+    QCOMPARE(names,
+             QStringList({QStringLiteral("Data"), QStringLiteral("Macintosh HD"), QStringLiteral("Projects"),
+                          QStringLiteral("STICK"), QStringLiteral("WINDOWS")}));
+    // One lookup per mounted volume, by BSD name, and nothing else.
+    const QList<QStringList> calls = diskutilCalls(*mac);
+    QCOMPARE(calls.size(), 6);
+    const QRegularExpression bsd(QStringLiteral("^disk\\d+s\\d+$"));
+    for (const QStringList& call : calls) {
+        QCOMPARE(call.mid(0, 2), QStringList({QStringLiteral("info"), QStringLiteral("-plist")}));
+        QVERIFY2(bsd.match(call.value(2)).hasMatch(), qPrintable(call.join(QLatin1Char(' '))));
+    }
+}
+
+void TestDiskManagerEngine::recordsFollowTheToolsAnswer() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const VolumeObjList list = DiskManagerEngine::listVolumes();
+    QVERIFY(!list.isEmpty());
+    for (const VolumeObjRef& v : list) {
+        const QVariantMap info = toolInfo(*mac, v->volRootDir());
+        QVERIFY2(!info.isEmpty(), qPrintable(v->volumeName()));
+        QCOMPARE(v->volumeName(), str(info, "VolumeName"));
+        QCOMPARE(v->volRootDir(), str(info, "DeviceNode"));
+        QCOMPARE(v->volumePath(), str(info, "DeviceNode"));
+        QCOMPARE(v->diskUUID(), str(info, "VolumeUUID"));
+        QCOMPARE(v->volumeMountPoint(), str(info, "MountPoint"));
+        QCOMPARE(v->parentWholeDisk(), str(info, "ParentWholeDisk"));
+        QCOMPARE(v->BusProtocol(), str(info, "BusProtocol"));
+        QCOMPARE(v->bCanEject(), info.value(QStringLiteral("Ejectable")).toBool());
+        QCOMPARE(v->volumeTotalSizeNum(), num(info, "TotalSize"));
+        QCOMPARE(v->volumeTotalSize(), QvPublicUtilities::longlongConvertVolSpace(num(info, "TotalSize")));
+        QCOMPARE(v->volumeFreeSize(), QvPublicUtilities::longlongConvertVolSpace(v->volumeFreeSizeNum()));
+        QVERIFY(!v->diskUUID().isEmpty());
+    }
+    // An APFS volume reports no free bytes of its own: the container's are shown.
+    const VolumeObjRef projects = volumeNamed(list, QStringLiteral("Projects"));
+    QVERIFY(projects);
+    const QVariantMap apfs = toolInfo(*mac, projects->volRootDir());
+    QCOMPARE(num(apfs, "FreeSpace"), 0);
+    QVERIFY(num(apfs, "APFSContainerFree") > 0);
+    QCOMPARE(projects->volumeFreeSizeNum(), num(apfs, "APFSContainerFree"));
+    QCOMPARE(projects->diskType(), QStringLiteral("APFS"));
+    QCOMPARE(volumeNamed(list, QStringLiteral("STICK"))->diskType(), QStringLiteral("MS-DOS FAT32"));
+    QCOMPARE(volumeNamed(list, QStringLiteral("Macintosh HD"))->volumeMountPoint(), QStringLiteral("/"));
+    QVERIFY(volumeNamed(list, QStringLiteral("STICK"))->bCanEject());
+    QVERIFY(!volumeNamed(list, QStringLiteral("Data"))->bCanEject());
+
+    // Only a plain "APFS" with nothing free borrows the container's figure.
+    QVariantMap other{{QStringLiteral("VolumeName"), QStringLiteral("X")},
+                      {QStringLiteral("FilesystemName"), QStringLiteral("Case-sensitive APFS")},
+                      {QStringLiteral("FreeSpace"), qint64(0)},
+                      {QStringLiteral("APFSContainerFree"), qint64(5000)},
+                      {QStringLiteral("TotalSize"), qint64(9000)}};
+    QCOMPARE(DiskManagerEngine::volumeFromInfo(other)->volumeFreeSizeNum(), 0);
+    other[QStringLiteral("FilesystemName")] = QStringLiteral("APFS");
+    other[QStringLiteral("FreeSpace")] = qint64(100);
+    QCOMPARE(DiskManagerEngine::volumeFromInfo(other)->volumeFreeSizeNum(), 100);
+}
+
+void TestDiskManagerEngine::lookupSkipsKnownAndNamelessVolumes() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const VolumeObjList all = DiskManagerEngine::listVolumes();
+    const VolumeObjRef stick = volumeNamed(all, QStringLiteral("STICK"));
+    QVERIFY(stick);
+    const QString bsd = stick->volRootDir().mid(5);
+
+    // A record already named like the device: nothing is even asked.
+    VolumeObjList list;
+    auto namedLikeDevice = VolumeObjRef::create();
+    namedLikeDevice->setVolumeName(bsd);
+    list << namedLikeDevice;
+    mac->clearLog();
+    DiskManagerEngine::getVolumeAllObjWithVolumeName(bsd, list);
+    QCOMPARE(list.size(), 1);
+    QVERIFY(diskutilCalls(*mac).isEmpty());
+
+    // The same name on the same device is not listed twice; on another device it is.
+    list = {stick};
+    DiskManagerEngine::getVolumeAllObjWithVolumeName(bsd, list);
+    QCOMPARE(list.size(), 1);
+    auto sameNameElsewhere = VolumeObjRef::create();
+    sameNameElsewhere->setVolumeName(QStringLiteral("STICK"));
+    sameNameElsewhere->setVolumePath(QStringLiteral("/dev/disk42s1"));
+    list = {sameNameElsewhere};
+    DiskManagerEngine::getVolumeAllObjWithVolumeName(bsd, list);
+    QCOMPARE(list.size(), 2);
+
+    // A device the tool does not know, a partition without a file system and "EFI".
+    list.clear();
+    DiskManagerEngine::getVolumeAllObjWithVolumeName(QStringLiteral("disk77s3"), list);
+    const QVariantMap efiInfo = toolInfo(*mac, QStringLiteral("/Volumes/EFI"));
+    QCOMPARE(str(efiInfo, "VolumeName"), QStringLiteral("EFI"));
+    DiskManagerEngine::getVolumeAllObjWithVolumeName(str(efiInfo, "DeviceIdentifier"), list);
+    QVERIFY(list.isEmpty());
+}
+
+void TestDiskManagerEngine::listingIsGuardedAndOnlyTheNewestCounts() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    DiskManagerEngine engine;
+    QSignalSpy started(&engine, &DiskManagerEngine::listingStarted);
+    QSignalSpy finished(&engine, &DiskManagerEngine::listingFinished);
+
+    QVERIFY(engine.getallVolumes());
+    QVERIFY(engine.isScanV());
+    QVERIFY(engine.allVolumeArr().isEmpty());
+    QVERIFY(!engine.getallVolumes()); // a second request while listing is ignored
+    QCOMPARE(started.size(), 1);
+    QVERIFY(waitUntil([&] { return finished.size() == 1; }, 20000));
+    QVERIFY(!engine.isScanV());
+    QCOMPARE(engine.allVolumeArr().size(), 5);
+
+    // Cleared by force (as after a format), the flag lets a second listing start; the first
+    // one's list is then dropped and only the newest is taken.
+    mac->run(QStringLiteral("diskutil"), {QStringLiteral("unmount"), QStringLiteral("/Volumes/STICK")});
+    QVERIFY(engine.getallVolumes());
+    engine.setScanV(false);
+    QVERIFY(engine.getallVolumes());
+    QCOMPARE(started.size(), 3);
+    QVERIFY(waitUntil([&] { return finished.size() == 2; }, 20000));
+    QTest::qWait(300);
+    QCOMPARE(finished.size(), 2);
+    QVERIFY(!engine.isScanV());
+    QCOMPARE(engine.allVolumeArr().size(), 4);
+    QVERIFY(!volumeNamed(engine.allVolumeArr(), QStringLiteral("STICK")));
+}
+
+void TestDiskManagerEngine::fat32NameRule_data() {
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("upper-cased and cut to 11") << "my backup disk"
+                                               << "MY BACKUP D";
+    QTest::newRow("short names stay whole") << "usb"
+                                            << "USB";
+    QTest::newRow("accents are upper-cased")
+        << QString::fromUtf8("données été") << QString::fromUtf8("DONNÉES ÉTÉ");
+    QTest::newRow("U+4E00 is not in the range") << QString::fromUtf8("一abc") << QString::fromUtf8("一ABC");
+    QTest::newRow("U+4E01 is") << QString::fromUtf8("a丁b") << "NEW";
+    QTest::newRow("U+9FFE is") << QString::fromUtf8("x鿾") << "NEW";
+    QTest::newRow("U+9FFF is not") << QString::fromUtf8("x鿿") << QString::fromUtf8("X鿿");
+    QTest::newRow("a long Chinese name") << QString::fromUtf8("我的备份磁盘") << "NEW";
+}
+
+void TestDiskManagerEngine::fat32NameRule() {
+    QFETCH(QString, typed);
+    QFETCH(QString, name);
+    QCOMPARE(VolumeOperations::fat32Name(typed), name);
+}
+
+void TestDiskManagerEngine::formatBranchByType_data() {
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<int>("branch");
+    const int general = int(VolumeOperations::FormatBranch::General);
+    const int ntfs = int(VolumeOperations::FormatBranch::Ntfs);
+    const int apfs = int(VolumeOperations::FormatBranch::Apfs);
+    QTest::newRow("APFS") << "APFS" << apfs;
+    QTest::newRow("case-sensitive APFS") << "Case-sensitive APFS" << apfs;
+    QTest::newRow("lower-case ntfs") << "ntfs" << ntfs;
+    QTest::newRow("NTFS") << "NTFS" << ntfs;
+    QTest::newRow("FAT32") << "MS-DOS FAT32" << general;
+    QTest::newRow("HFS+") << "Journaled HFS+" << general;
+    QTest::newRow("no type") << "" << general;
+}
+
+void TestDiskManagerEngine::formatBranchByType() {
+    QFETCH(QString, type);
+    QFETCH(int, branch);
+    QCOMPARE(int(VolumeOperations::formatBranch(type)), branch);
+}
+
+void TestDiskManagerEngine::renameRunsOneLineAndKeepsTheName() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const VolumeObjList list = DiskManagerEngine::listVolumes();
+    const VolumeObjRef stick = volumeNamed(list, QStringLiteral("STICK"));
+    const VolumeObjRef data = volumeNamed(list, QStringLiteral("Data"));
+    QVERIFY(stick && data);
+
+    mac->clearLog();
+    for (const QString& blank : {QString(), QString(QLatin1String("")), QStringLiteral(" ")})
+        QVERIFY(!VolumeOperations::renameVolume(*stick, blank));
+    QVERIFY(diskutilCalls(*mac).isEmpty());
+    QCOMPARE(stick->volumeName(), QStringLiteral("STICK"));
+
+    QVERIFY(VolumeOperations::renameVolume(*stick, QStringLiteral("my backup disk")));
+    QCOMPARE(diskutilCalls(*mac), QList<QStringList>({{QStringLiteral("rename"), stick->diskUUID(),
+                                                       QStringLiteral("MY BACKUP D")}}));
+    QCOMPARE(stick->volumeName(), QStringLiteral("MY BACKUP D"));
+    QCOMPARE(str(toolInfo(*mac, stick->diskUUID()), "VolumeName"), QStringLiteral("MY BACKUP D"));
+
+    // A name the tool refuses still shows on the record until the next listing tells the truth.
+    mac->clearLog();
+    QVERIFY(VolumeOperations::renameVolume(*data, QStringLiteral("a:b")));
+    QCOMPARE(changingCalls(*mac).size(), 1);
+    QCOMPARE(data->volumeName(), QStringLiteral("a:b"));
+    QCOMPARE(str(toolInfo(*mac, data->diskUUID()), "VolumeName"), QStringLiteral("Data"));
+    QVERIFY(volumeNamed(DiskManagerEngine::listVolumes(), QStringLiteral("Data")));
+}
+
+void TestDiskManagerEngine::formatRunsTheBranchLines() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const VolumeObjList list = DiskManagerEngine::listVolumes();
+    const VolumeObjRef stick = volumeNamed(list, QStringLiteral("STICK"));
+    const VolumeObjRef windows = volumeNamed(list, QStringLiteral("WINDOWS"));
+    const VolumeObjRef data = volumeNamed(list, QStringLiteral("Data"));
+    QVERIFY(stick && windows && data);
+
+    // General branch, FAT32 chosen: the FAT32 name rule applies.
+    mac->clearLog();
+    QVERIFY(VolumeOperations::formatVolume(*stick, QStringLiteral("my backup disk"),
+                                           QStringLiteral("MS-DOS FAT32")));
+    QCOMPARE(changingCalls(*mac),
+             QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("MS-DOS FAT32"),
+                                  QStringLiteral("MY BACKUP D"), stick->volRootDir()}}));
+    QCOMPARE(str(toolInfo(*mac, stick->volRootDir()), "VolumeName"), QStringLiteral("MY BACKUP D"));
+
+    // General branch, no name: "NEW"; the type is handed over as chosen.
+    mac->clearLog();
+    QVERIFY(VolumeOperations::formatVolume(*data, QStringLiteral(" "), QStringLiteral("ExFAT")));
+    QCOMPARE(changingCalls(*mac), QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("ExFAT"),
+                                                       QStringLiteral("NEW"), data->volRootDir()}}));
+    QVariantMap info = toolInfo(*mac, data->volRootDir());
+    QCOMPARE(str(info, "FilesystemName"), QStringLiteral("ExFAT"));
+    QCOMPARE(str(info, "VolumeName"), QStringLiteral("NEW"));
+
+    // NTFS: whatever was chosen, FAT32 named NEW. Run through the engine, which reports back on
+    // the main thread.
+    DiskManagerEngine engine;
+    QSignalSpy finished(&engine, &DiskManagerEngine::formatFinished);
+    mac->clearLog();
+    engine.formatVolume(windows, QStringLiteral("Data"), QStringLiteral("Journaled HFS+"));
+    QVERIFY(waitUntil([&] { return finished.size() == 1; }, 20000));
+    QCOMPARE(changingCalls(*mac),
+             QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("MS-DOS FAT32"),
+                                  QStringLiteral("NEW"), windows->volRootDir()}}));
+    info = toolInfo(*mac, windows->volRootDir());
+    QCOMPARE(str(info, "FilesystemName"), QStringLiteral("MS-DOS FAT32"));
+    QCOMPARE(str(info, "VolumeName"), QStringLiteral("NEW"));
+}
+
+void TestDiskManagerEngine::apfsFormatRenamesThenReformats() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const VolumeObjRef projects = volumeNamed(DiskManagerEngine::listVolumes(), QStringLiteral("Projects"));
+    QVERIFY(projects);
+    mac->clearLog();
+    // The chosen type is not used: the volume stays APFS.
+    QVERIFY(VolumeOperations::formatVolume(*projects, QStringLiteral("Work 2026"), QStringLiteral("ExFAT")));
+    QVERIFY(waitUntil([&] { return changingCalls(*mac).size() == 2; }, 20000));
+    QCOMPARE(changingCalls(*mac), QList<QStringList>({{QStringLiteral("rename"), projects->diskUUID(),
+                                                       QStringLiteral("Work 2026")},
+                                                      {QStringLiteral("reformat"), projects->volumePath()}}));
+    // The reformat runs on its own; wait until the volume is back.
+    QVariantMap info;
+    QVERIFY(waitUntil(
+        [&] {
+            info = toolInfo(*mac, projects->volRootDir());
+            return str(info, "MountPoint") == QLatin1String("/Volumes/Work 2026");
+        },
+        20000));
+    QCOMPARE(str(info, "FilesystemName"), QStringLiteral("APFS"));
+    QCOMPARE(str(info, "VolumeName"), QStringLiteral("Work 2026"));
+}
+
+void TestDiskManagerEngine::ejectNamesTheVolumeByUuid() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const VolumeObjRef stick = volumeNamed(DiskManagerEngine::listVolumes(), QStringLiteral("STICK"));
+    QVERIFY(stick);
+    mac->clearLog();
+    VolumeObj noUuid = *stick;
+    noUuid.setDiskUUID(QString());
+    QVERIFY(!VolumeOperations::ejectVolume(noUuid));
+    QVERIFY(diskutilCalls(*mac).isEmpty());
+
+    QVERIFY(VolumeOperations::ejectVolume(*stick));
+    QCOMPARE(diskutilCalls(*mac), QList<QStringList>({{QStringLiteral("eject"), stick->diskUUID()}}));
+    QVERIFY(!QDir(mac->host(QStringLiteral("/Volumes/STICK"))).exists());
+    QVERIFY(!volumeNamed(DiskManagerEngine::listVolumes(), QStringLiteral("STICK")));
+}
+
+void TestDiskManagerEngine::hostileNamesReachTheToolLiterally() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const VolumeObjRef data = volumeNamed(DiskManagerEngine::listVolumes(), QStringLiteral("Data"));
+    QVERIFY(data);
+    const QString uuid = data->diskUUID();
+    const QStringList othersBefore = othersAsTheToolSeesThem(*mac, uuid);
+
+    const QStringList names = {
+        QStringLiteral("say \"hi\""),        QStringLiteral("$HOME"),
+        QStringLiteral("`touch pwned1`"),    QStringLiteral("$(touch pwned2)"),
+        QStringLiteral("back\\slash\\"),     QStringLiteral("a\\\"; touch pwned3; echo \\\""),
+        QStringLiteral("'single' & *glob?"), QStringLiteral("; touch pwned4 #"),
+        QStringLiteral("!! $$ ${PATH}"),     QStringLiteral("dollar$"),
+        QString::fromUtf8("Données d'été"),  QString::fromUtf8("Диск Копия"),
+        QString::fromUtf8("数据备份"),       QString::fromUtf8("ディスク\"$`\\"),
+    };
+    for (const QString& name : names) {
+        mac->clearLog();
+        VolumeObj volume = *data;
+        QVERIFY2(VolumeOperations::renameVolume(volume, name), qPrintable(name));
+        QCOMPARE(diskutilCalls(*mac), QList<QStringList>({{QStringLiteral("rename"), uuid, name}}));
+        const QVariantMap info = toolInfo(*mac, uuid);
+        QCOMPARE(str(info, "VolumeName"), name);
+        QCOMPARE(str(info, "MountPoint"), QStringLiteral("/Volumes/") + name);
+        QVERIFY2(QDir(mac->host(QStringLiteral("/Volumes/") + name)).exists(), qPrintable(name));
+    }
+    // Formatting takes such names as literally.
+    for (const QString& name :
+         {QStringLiteral("x\"$(touch pwned5)\""), QString::fromUtf8("`touch pwned6` Ωmega")}) {
+        mac->clearLog();
+        QVERIFY2(VolumeOperations::formatVolume(*data, name, QStringLiteral("Journaled HFS+")),
+                 qPrintable(name));
+        QCOMPARE(diskutilCalls(*mac),
+                 QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("Journaled HFS+"), name,
+                                      data->volRootDir()}}));
+        QCOMPARE(str(toolInfo(*mac, data->volRootDir()), "VolumeName"), name);
+    }
+    QCOMPARE(strayFiles(*mac), QStringList());
+    QCOMPARE(othersAsTheToolSeesThem(*mac, str(toolInfo(*mac, data->volRootDir()), "VolumeUUID")),
+             othersBefore);
+}

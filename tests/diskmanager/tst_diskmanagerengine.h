@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QObject>
+
+// The Disk Manager's listing and volume operations without widgets, against emulated Macs.
+class TestDiskManagerEngine : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void listingTakesEachMountedVolumeOnce();
+    void recordsFollowTheToolsAnswer();
+    void lookupSkipsKnownAndNamelessVolumes();
+    void listingIsGuardedAndOnlyTheNewestCounts();
+    void fat32NameRule_data();
+    void fat32NameRule();
+    void formatBranchByType_data();
+    void formatBranchByType();
+    void renameRunsOneLineAndKeepsTheName();
+    void formatRunsTheBranchLines();
+    void apfsFormatRenamesThenReformats();
+    void ejectNamesTheVolumeByUuid();
+    void hostileNamesReachTheToolLiterally();
+};

@@ -1,0 +1,461 @@
+#include "tst_diskmanagerworkflow.h"
+
+#include "DiskManagerTestKit.h"
+#include "app/QvPublicUtilities.h"
+#include "diskmanager/DiskManagerCell.h"
+#include "diskmanager/DiskManagerEngine.h"
+#include "diskmanager/FormatEndViewController.h"
+#include "diskmanager/FormatTypeViewController.h"
+#include "diskmanager/MakeSureFormatViewController.h"
+#include "diskmanager/RepairDiskViewController.h"
+#include "ui/FlatButton.h"
+#include "ui/ImageButton.h"
+#include "ui/ImageView.h"
+#include "volumes/NotificationCenter.h"
+#include "volumes/WatchMountUnmount.h"
+
+#include <QAbstractButton>
+#include <QDesktopServices>
+#include <QDir>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPointer>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTableWidget>
+#include <QTest>
+
+using namespace DiskManagerTestKit;
+
+namespace {
+
+// A shown Disk Manager whose first listing has been taken in.
+std::unique_ptr<RepairDiskViewController> openTab() {
+    auto tab = std::make_unique<RepairDiskViewController>();
+    tab->resize(860, 560);
+    tab->show();
+    if (!QTest::qWaitForWindowExposed(tab.get()))
+        return nullptr;
+    if (!waitUntil([&] { return !tab->isScanV() && !tab->allVolumeArr().isEmpty(); }, 20000))
+        return nullptr;
+    return tab;
+}
+
+int rowOf(const RepairDiskViewController& tab, const QString& name) {
+    const VolumeObjList& list = tab.allVolumeArr();
+    for (int row = 0; row < list.size(); ++row) {
+        if (list[row]->volumeName() == name)
+            return row;
+    }
+    return -1;
+}
+
+DiskManagerCell* cellOf(const RepairDiskViewController& tab, const QString& name) {
+    return tab.cellAt(rowOf(tab, name));
+}
+
+QAbstractButton* button(DiskManagerCell* cell, const char* id) {
+    return cell ? cell->findChild<QAbstractButton*>(QLatin1String(id)) : nullptr;
+}
+
+QString shownName(DiskManagerCell* cell) {
+    return cell->findChild<QLabel*>(QStringLiteral("name"))->text();
+}
+
+void click(QWidget* widget) {
+    QTest::mouseClick(widget, Qt::LeftButton, {}, QPoint(widget->width() / 2, widget->height() / 2));
+}
+
+// Waits until the tab shows a listing taken after `listings` were seen, in which `name` is (or
+// is not) a row.
+bool waitForRow(RepairDiskViewController& tab, const QSignalSpy& listed, qsizetype listings,
+                const QString& name, bool present) {
+    return waitUntil(
+        [&] { return listed.size() > listings && !tab.isScanV() && (rowOf(tab, name) >= 0) == present; },
+        20000);
+}
+
+// Opens the confirmation for a volume by its row's "Format" button.
+MakeSureFormatViewController* confirmFormatOf(RepairDiskViewController& tab, const QString& name) {
+    QAbstractButton* format = button(cellOf(tab, name), "format");
+    if (!format || !format->isVisible())
+        return nullptr;
+    click(format);
+    return tab.makeSureFormatViewController();
+}
+
+// Types into a field the way a user does, replacing what it holds. Keys carry their text, so
+// letters beyond ASCII are typed as well.
+void retype(QLineEdit* field, const QString& text) {
+    field->setFocus();
+    field->selectAll();
+    QTest::keyClick(field, Qt::Key_Backspace);
+    for (QChar c : text) {
+        QKeyEvent press(QEvent::KeyPress, Qt::Key_unknown, Qt::NoModifier, QString(c));
+        QCoreApplication::sendEvent(field, &press);
+        QKeyEvent release(QEvent::KeyRelease, Qt::Key_unknown, Qt::NoModifier, QString(c));
+        QCoreApplication::sendEvent(field, &release);
+    }
+}
+
+} // namespace
+
+void TestDiskManagerWorkflow::tabListsVolumesWithTheirButtons() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    auto tab = openTab();
+    QVERIFY(tab);
+    QCOMPARE(tab->parTableView()->rowCount(), 5);
+    QCOMPARE(rowOf(*tab, QStringLiteral("EFI")), -1);
+    QCOMPARE(tab->selectIndex(), 0);
+    QCOMPARE(tab->selectVolume(), tab->allVolumeArr().first());
+    QVERIFY(tab->loadProView()->isHidden());
+
+    struct Expect {
+        const char* name;
+        bool format;
+        bool eject;
+        const char* icon;
+    };
+    for (const Expect& e :
+         {Expect{"Macintosh HD", false, false, "ic_os"}, Expect{"Data", true, false, "ic_disk"},
+          Expect{"STICK", true, true, "ic_usb"}, Expect{"WINDOWS", true, true, "ic_usb"},
+          Expect{"Projects", true, true, "ic_usb"}}) {
+        DiskManagerCell* cell = cellOf(*tab, QLatin1String(e.name));
+        QVERIFY2(cell, e.name);
+        QVERIFY(button(cell, "rename")->isVisible());
+        QCOMPARE(button(cell, "format")->isVisible(), e.format);
+        QCOMPARE(button(cell, "eject")->isVisible(), e.eject);
+        QVERIFY(!button(cell, "save")->isVisible());
+        QCOMPARE(button(cell, "rename")->text(), QStringLiteral("Rename"));
+        const QString icon =
+            QLatin1String(e.icon) + (cell->isSelected() ? QStringLiteral("_sel") : QString());
+        QCOMPARE(cell->findChild<ImageView*>(QStringLiteral("icon"))->imageName(), icon);
+        const VolumeObjRef v = tab->allVolumeArr().at(rowOf(*tab, QLatin1String(e.name)));
+        const QString size = cell->findChild<QLabel*>(QStringLiteral("size"))->text();
+        QCOMPARE(size,
+                 DiskManagerEngine::byteToSizeWithByte(v->volumeTotalSizeNum() - v->volumeFreeSizeNum()) +
+                     QLatin1Char('/') + v->volumeTotalSize());
+        QCOMPARE(cell->findChild<QLabel*>(QStringLiteral("type"))->text(), v->diskType());
+    }
+    VolumeObj unknown;
+    QCOMPARE(DiskManagerCell::sizeText(unknown), QStringLiteral("Unknow"));
+    unknown.setVolumeTotalSize(QStringLiteral(" "));
+    QCOMPARE(DiskManagerCell::sizeText(unknown), QStringLiteral("Unknow"));
+
+    // Clicking a row selects it.
+    DiskManagerCell* stick = cellOf(*tab, QStringLiteral("STICK"));
+    QTest::mouseClick(stick, Qt::LeftButton, {}, QPoint(8, stick->height() / 2));
+    QCOMPARE(tab->selectIndex(), rowOf(*tab, QStringLiteral("STICK")));
+    QCOMPARE(tab->selectVolume()->volumeName(), QStringLiteral("STICK"));
+    QVERIFY(stick->isSelected());
+    QVERIFY(!tab->cellAt(0)->isSelected() || rowOf(*tab, QStringLiteral("STICK")) == 0);
+    QCOMPARE(stick->findChild<ImageView*>(QStringLiteral("icon"))->imageName(), QStringLiteral("ic_usb_sel"));
+    saveScreenshot(tab.get(), QStringLiteral("tab"));
+
+    // The help button opens the support team's page.
+    UrlCatcher catcher;
+    QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "openUrl");
+    click(tab->helpButton());
+    QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+    const QString support = QvLinkUrl::GetUrl(QStringLiteral("SupportTeam"));
+    QVERIFY(support.startsWith(QLatin1String("https://")));
+    QCOMPARE(catcher.opened, QList<QUrl>({QUrl(support)}));
+}
+
+void TestDiskManagerWorkflow::renameFromTheRow() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    auto tab = openTab();
+    QVERIFY(tab);
+    const QString uuid = tab->allVolumeArr().at(rowOf(*tab, QStringLiteral("STICK")))->diskUUID();
+    mac->clearLog();
+    QSignalSpy listed(tab.get(), &RepairDiskViewController::volumesReloaded);
+
+    // "Rename" on the stick's row selects it and opens its name field.
+    click(button(cellOf(*tab, QStringLiteral("STICK")), "rename"));
+    DiskManagerCell* stick = cellOf(*tab, QStringLiteral("STICK"));
+    QVERIFY(tab->isRenameEdit());
+    QCOMPARE(tab->selectVolume()->volumeName(), QStringLiteral("STICK"));
+    QVERIFY(stick->nameField()->isVisible());
+    QCOMPARE(stick->nameField()->text(), QStringLiteral("STICK"));
+    QVERIFY(!stick->findChild<QLabel*>(QStringLiteral("name"))->isVisible());
+    QVERIFY(button(stick, "save")->isVisible());
+    for (int row = 0; row < tab->parTableView()->rowCount(); ++row) {
+        for (const char* id : {"rename", "format", "eject"})
+            QVERIFY(!button(tab->cellAt(row), id)->isVisible());
+        if (tab->cellAt(row) != stick)
+            QVERIFY(!button(tab->cellAt(row), "save")->isVisible());
+    }
+    retype(stick->nameField(), QStringLiteral("my backup disk"));
+    QCOMPARE(tab->editStr(), QStringLiteral("my backup disk"));
+    saveScreenshot(tab.get(), QStringLiteral("rename-editing"));
+
+    qsizetype listings = listed.size();
+    click(button(stick, "save"));
+    QCOMPARE(changingCalls(*mac),
+             QList<QStringList>({{QStringLiteral("rename"), uuid, QStringLiteral("MY BACKUP D")}}));
+    QVERIFY(!tab->isRenameEdit());
+    QCOMPARE(shownName(stick), QStringLiteral("MY BACKUP D")); // at once, before any listing
+    // The tool moved the mount point; the notices bring a listing with the tool's own name.
+    QVERIFY(waitForRow(*tab, listed, listings, QStringLiteral("MY BACKUP D"), true));
+    QCOMPARE(toolInfo(*mac, uuid).value(QStringLiteral("VolumeName")).toString(),
+             QStringLiteral("MY BACKUP D"));
+
+    struct Case {
+        QString typed;
+        QString expected; // empty: nothing may run
+    };
+    const QList<Case> cases = {
+        {QString::fromUtf8("备份 disk"), QStringLiteral("NEW")},
+        {QString::fromUtf8("一 backup drive"), QString::fromUtf8("一 BACKUP DR")},
+        {QString(), QString()},
+        {QStringLiteral(" "), QString()},
+    };
+    QString current = QStringLiteral("MY BACKUP D");
+    for (const Case& c : cases) {
+        mac->clearLog();
+        click(button(cellOf(*tab, current), "rename"));
+        DiskManagerCell* cell = cellOf(*tab, current);
+        retype(cell->nameField(), c.typed);
+        listings = listed.size();
+        click(button(cell, "save"));
+        QVERIFY(!tab->isRenameEdit());
+        if (c.expected.isEmpty()) {
+            QCOMPARE(changingCalls(*mac), QList<QStringList>());
+            QCOMPARE(shownName(cell), current);
+            continue;
+        }
+        QCOMPARE(changingCalls(*mac), QList<QStringList>({{QStringLiteral("rename"), uuid, c.expected}}));
+        QVERIFY2(waitForRow(*tab, listed, listings, c.expected, true), qPrintable(c.expected));
+        QCOMPARE(shownName(cellOf(*tab, c.expected)), c.expected);
+        current = c.expected;
+    }
+    // Leaving by selecting another row renames nothing.
+    mac->clearLog();
+    click(button(cellOf(*tab, current), "rename"));
+    retype(cellOf(*tab, current)->nameField(), QStringLiteral("OTHER"));
+    DiskManagerCell* data = cellOf(*tab, QStringLiteral("Data"));
+    QTest::mouseClick(data, Qt::LeftButton, {}, QPoint(8, data->height() / 2));
+    QVERIFY(!tab->isRenameEdit());
+    QCOMPARE(changingCalls(*mac), QList<QStringList>());
+}
+
+void TestDiskManagerWorkflow::formatNtfsThroughThePopups() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    auto tab = openTab();
+    QVERIFY(tab);
+    const QString device = tab->allVolumeArr().at(rowOf(*tab, QStringLiteral("WINDOWS")))->volRootDir();
+    QSignalSpy listed(tab.get(), &RepairDiskViewController::volumesReloaded);
+    mac->clearLog();
+
+    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, QStringLiteral("WINDOWS"));
+    QVERIFY(confirm);
+    QVERIFY(!tab->formatend());
+    QCOMPARE(confirm->nameLabel->text(), QStringLiteral("Format 'WINDOWS'?"));
+    QCOMPARE(confirm->nodeLabel->text(),
+             QStringLiteral("All data on 'WINDOWS' will be deleted after format, do you want to format it?"));
+    QCOMPARE(confirm->okButton->text(), QStringLiteral("Continue"));
+    QCOMPARE(confirm->noButton->text(), QStringLiteral("Cancel"));
+    // The type of an NTFS volume is locked.
+    QCOMPARE(confirm->typeLabel->text(), QStringLiteral("NTFS"));
+    QVERIFY(confirm->isTypeLocked());
+    QVERIFY(!confirm->typeSelectBut->isEnabled());
+    QVERIFY(!confirm->openImageV->isVisible());
+    QVERIFY(confirm->typeLabel->styleSheet().contains(QStringLiteral("#33ffffff")));
+    // The popup hangs from the top middle of the window.
+    QWidget* popup = confirm->superDelegate();
+    QVERIFY(popup && popup->isVisible());
+    QCOMPARE(popup->parentWidget(), tab.get());
+    QCOMPARE(popup->x() + popup->width() / 2, tab->width() / 2 - 3);
+    QCOMPARE(popup->y(), 5);
+    // The name field opens for typing only once the popup is up.
+    QVERIFY(confirm->nameTextFiled->isReadOnly());
+    QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
+    retype(confirm->nameTextFiled, QStringLiteral("Data"));
+    saveScreenshot(tab.get(), QStringLiteral("confirm-type-locked"));
+
+    const qsizetype listings = listed.size();
+    click(confirm->okButton);
+    QVERIFY(tab->formatend());
+    QVERIFY(waitUntil([&] { return tab->formatEndViewController() != nullptr; }, 20000));
+    QCOMPARE(changingCalls(*mac),
+             QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("MS-DOS FAT32"),
+                                  QStringLiteral("NEW"), device}}));
+    QVERIFY(listed.size() > listings);
+    QVERIFY(waitForRow(*tab, listed, listings, QStringLiteral("NEW"), true));
+    QCOMPARE(rowOf(*tab, QStringLiteral("WINDOWS")), -1);
+    QCOMPARE(tab->allVolumeArr().at(rowOf(*tab, QStringLiteral("NEW")))->diskType(),
+             QStringLiteral("MS-DOS FAT32"));
+    QVERIFY(!tab->formatingViewController() || !tab->formatingViewController()->isVisible());
+    saveScreenshot(tab.get(), QStringLiteral("format-end"));
+
+    FormatEndViewController* end = tab->formatEndViewController();
+    QCOMPARE(end->okButton()->text(), QStringLiteral("OK"));
+    click(end->okButton());
+    QVERIFY(waitUntil([&] { return tab->formatEndViewController() == nullptr; }, 2000));
+}
+
+void TestDiskManagerWorkflow::formatWithTheTypeMenu() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    auto tab = openTab();
+    QVERIFY(tab);
+    const QString device = tab->allVolumeArr().at(rowOf(*tab, QStringLiteral("STICK")))->volRootDir();
+    mac->clearLog();
+
+    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, QStringLiteral("STICK"));
+    QVERIFY(confirm);
+    QCOMPARE(confirm->typeLabel->text(), QStringLiteral("MS-DOS FAT32"));
+    QVERIFY(!confirm->isTypeLocked());
+    QVERIFY(confirm->typeSelectBut->isEnabled());
+    QVERIFY(confirm->openImageV->isVisible());
+    QVERIFY(confirm->typeLabel->styleSheet().contains(QStringLiteral("#818181")));
+    QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
+    saveScreenshot(tab.get(), QStringLiteral("confirm"));
+
+    // The menu: one at a time; it closes when the pointer leaves it and after 3 seconds.
+    click(confirm->typeSelectBut);
+    QPointer<FormatTypeViewController> menu = confirm->typeMenu();
+    QVERIFY(menu && menu->isVisible());
+    click(confirm->typeSelectBut);
+    QCOMPARE(confirm->typeMenu(), menu.data());
+    QCOMPARE(menu->label_1->text(), QStringLiteral("ExFAT"));
+    QCOMPARE(menu->label_2->text(), QStringLiteral("MS-DOS FAT32"));
+    QCOMPARE(menu->label_3->text(), QStringLiteral("Journaled HFS+"));
+    QEvent enter(QEvent::Enter);
+    QCoreApplication::sendEvent(menu->view_4, &enter);
+    QVERIFY(menu->label_3->styleSheet().contains(QStringLiteral("#ffffff")));
+    saveScreenshot(tab.get(), QStringLiteral("type-menu"));
+    QEvent leave(QEvent::Leave);
+    QCoreApplication::sendEvent(menu, &leave);
+    QVERIFY(waitUntil([&] { return menu.isNull(); }, 1000));
+    QCOMPARE(confirm->typeLabel->text(), QStringLiteral("MS-DOS FAT32"));
+
+    click(confirm->typeSelectBut);
+    menu = confirm->typeMenu();
+    QVERIFY(menu);
+    QVERIFY(waitUntil([&] { return menu.isNull(); }, 4500)); // closed on its own
+
+    click(confirm->typeSelectBut);
+    menu = confirm->typeMenu();
+    QVERIFY(menu);
+    click(menu->rowWithTag(2));
+    QCOMPARE(confirm->typeLabel->text(), QStringLiteral("Journaled HFS+"));
+    QVERIFY(waitUntil([&] { return menu.isNull(); }, 1000));
+
+    // An empty name becomes "NEW".
+    retype(confirm->nameTextFiled, QString());
+    click(confirm->okButton);
+    QVERIFY(waitUntil([&] { return tab->formatEndViewController() != nullptr; }, 20000));
+    QCOMPARE(changingCalls(*mac),
+             QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("Journaled HFS+"),
+                                  QStringLiteral("NEW"), device}}));
+    QVERIFY(waitUntil([&] { return !tab->isScanV() && rowOf(*tab, QStringLiteral("NEW")) >= 0; }, 20000));
+    QCOMPARE(tab->allVolumeArr().at(rowOf(*tab, QStringLiteral("NEW")))->diskType(),
+             QStringLiteral("Journaled HFS+"));
+}
+
+void TestDiskManagerWorkflow::formatApfsRenamesThenReformats() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    auto tab = openTab();
+    QVERIFY(tab);
+    const VolumeObjRef projects = tab->allVolumeArr().at(rowOf(*tab, QStringLiteral("Projects")));
+    mac->clearLog();
+    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, QStringLiteral("Projects"));
+    QVERIFY(confirm);
+    QVERIFY(confirm->isTypeLocked());
+    QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
+    retype(confirm->nameTextFiled, QStringLiteral("Work"));
+    click(confirm->okButton);
+    QVERIFY(waitUntil([&] { return changingCalls(*mac).size() == 2; }, 20000));
+    QCOMPARE(changingCalls(*mac),
+             QList<QStringList>({{QStringLiteral("rename"), projects->diskUUID(), QStringLiteral("Work")},
+                                 {QStringLiteral("reformat"), projects->volumePath()}}));
+    QVERIFY(waitUntil([&] { return !tab->isScanV() && rowOf(*tab, QStringLiteral("Work")) >= 0; }, 20000));
+    QCOMPARE(tab->allVolumeArr().at(rowOf(*tab, QStringLiteral("Work")))->diskType(), QStringLiteral("APFS"));
+    QVERIFY(waitUntil([&] { return tab->formatEndViewController() != nullptr; }, 20000));
+}
+
+void TestDiskManagerWorkflow::cancelLeavesTheVolumeAlone() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    auto tab = openTab();
+    QVERIFY(tab);
+    mac->clearLog();
+    QPointer<MakeSureFormatViewController> first = confirmFormatOf(*tab, QStringLiteral("STICK"));
+    QVERIFY(first);
+    // Only one confirmation at a time.
+    click(button(cellOf(*tab, QStringLiteral("Data")), "format"));
+    QCOMPARE(tab->makeSureFormatViewController(), first.data());
+    QCOMPARE(tab->selectVolume()->volumeName(), QStringLiteral("Data"));
+
+    click(first->noButton);
+    QVERIFY(tab->formatend());
+    QVERIFY(waitUntil([&] { return first.isNull(); }, 1000));
+    QTest::qWait(300);
+    QCOMPARE(changingCalls(*mac), QList<QStringList>());
+    QVERIFY(tab->formatingViewController() == nullptr);
+    QVERIFY(rowOf(*tab, QStringLiteral("STICK")) >= 0);
+    QVERIFY(QDir(mac->host(QStringLiteral("/Volumes/STICK"))).exists());
+
+    // A new confirmation can be opened afterwards.
+    QPointer<MakeSureFormatViewController> second = confirmFormatOf(*tab, QStringLiteral("STICK"));
+    QVERIFY(second);
+    QCOMPARE(second->nameLabel->text(), QStringLiteral("Format 'STICK'?"));
+    click(second->noButton);
+    QVERIFY(waitUntil([&] { return second.isNull(); }, 1000));
+    QCOMPARE(changingCalls(*mac), QList<QStringList>());
+}
+
+void TestDiskManagerWorkflow::ejectRemovesTheRowAfterTheUnmountNotice() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    auto tab = openTab();
+    QVERIFY(tab);
+    const QString uuid = tab->allVolumeArr().at(rowOf(*tab, QStringLiteral("STICK")))->diskUUID();
+    QSignalSpy listed(tab.get(), &RepairDiskViewController::volumesReloaded);
+    const qsizetype listings = listed.size();
+    mac->clearLog();
+    click(button(cellOf(*tab, QStringLiteral("STICK")), "eject"));
+    QCOMPARE(changingCalls(*mac), QList<QStringList>({{QStringLiteral("eject"), uuid}}));
+    // The row stays until the platform reports the volume gone.
+    QVERIFY(rowOf(*tab, QStringLiteral("STICK")) >= 0);
+    QVERIFY(waitForRow(*tab, listed, listings, QStringLiteral("STICK"), false));
+    QCOMPARE(tab->parTableView()->rowCount(), 4);
+    QCOMPARE(tab->selectIndex(), 0);
+}
+
+void TestDiskManagerWorkflow::mountDuringListingIsIgnored() {
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    RepairDiskViewController tab;
+    QSignalSpy started(tab.engine(), &DiskManagerEngine::listingStarted);
+    QSignalSpy listed(&tab, &RepairDiskViewController::volumesReloaded);
+    // The first listing was started by the tab itself and is still running.
+    QVERIFY(tab.isScanV());
+    QVERIFY(tab.loadProView()->isVisibleTo(&tab));
+    NotificationCenter::defaultCenter()->postNotificationName(QString::fromLatin1(MCVolumeMountNotification),
+                                                              nullptr);
+    NotificationCenter::defaultCenter()->postNotificationName(
+        QString::fromLatin1(MCVolumeUnmountNotification), nullptr);
+    QCOMPARE(started.size(), 0);
+    QVERIFY(waitUntil([&] { return listed.size() == 1; }, 20000));
+    QTest::qWait(300);
+    QCOMPARE(started.size(), 0);
+    QCOMPARE(listed.size(), 1);
+    QVERIFY(!tab.loadProView()->isVisibleTo(&tab));
+
+    // Once idle, a mount notice lists again, and a real mount shows up.
+    const QString device = tab.allVolumeArr().at(rowOf(tab, QStringLiteral("STICK")))->volRootDir();
+    mac->run(QStringLiteral("diskutil"), {QStringLiteral("unmount"), QStringLiteral("/Volumes/STICK")});
+    QVERIFY(waitForRow(tab, listed, 1, QStringLiteral("STICK"), false));
+    QVERIFY(started.size() >= 1);
+    const qsizetype listings = listed.size();
+    mac->run(QStringLiteral("diskutil"), {QStringLiteral("mount"), device});
+    QVERIFY(waitForRow(tab, listed, listings, QStringLiteral("STICK"), true));
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QObject>
+
+// The "Disk Manager" tab driven through its widgets (offscreen) against emulated Macs: what the
+// table shows, what each button runs, and the format popups.
+class TestDiskManagerWorkflow : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void tabListsVolumesWithTheirButtons();
+    void renameFromTheRow();
+    void formatNtfsThroughThePopups();
+    void formatWithTheTypeMenu();
+    void formatApfsRenamesThenReformats();
+    void cancelLeavesTheVolumeAlone();
+    void ejectRemovesTheRowAfterTheUnmountNotice();
+    void mountDuringListingIsIgnored();
+};
