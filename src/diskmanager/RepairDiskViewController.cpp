@@ -225,6 +225,7 @@ void RepairDiskViewController::formatButtonAction() {
     if (!m_formatend || !m_selectVolume)
         return;
     m_formatend = false;
+    m_formatTarget = m_selectVolume;
     auto* confirmation = new MakeSureFormatViewController;
     confirmation->setDelegate(this);
     confirmation->setName(m_selectVolume->volumeName(), m_selectVolume->diskType());
@@ -237,11 +238,14 @@ void RepairDiskViewController::makeSureToFormatSelectVolumeWithName(const QStrin
     m_formatend = true;
     ++m_formatsRunning;
     QTimer::singleShot(kFormatingDelayMs, this, &RepairDiskViewController::showFormatingView);
-    m_engine->formatVolume(m_selectVolume, name, type);
+    const VolumeObjRef target = m_formatTarget ? m_formatTarget : m_selectVolume;
+    m_formatTarget.reset();
+    m_engine->formatVolume(target, name, type);
 }
 
 void RepairDiskViewController::cancelFormatVoluem() {
     m_formatend = true;
+    m_formatTarget.reset();
 }
 
 void RepairDiskViewController::showFormatingView() {

@@ -95,6 +95,9 @@ private:
     bool m_isRenameEdit = false;
     QString m_editStr;
     bool m_formatend = true;
+    // The volume the open confirmation names. A listing while it is open replaces the selection,
+    // but "Continue" formats the volume the user was asked about.
+    VolumeObjRef m_formatTarget;
     // Formats whose commands have not returned yet (main thread only).
     int m_formatsRunning = 0;
     QTableWidget* m_table;

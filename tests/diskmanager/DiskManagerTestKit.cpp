@@ -82,6 +82,7 @@ QString saveScreenshot(QWidget* widget, const QString& name) {
         qEnvironmentVariable("TAVRILL_BINARY_DIR", QDir::currentPath()) + QStringLiteral("/screenshots");
     QDir().mkpath(folder);
     const QString path = folder + QStringLiteral("/diskmanager-") + name + QStringLiteral(".png");
+    QTest::qWait(50); // let pending layouts settle first
     widget->grab().save(path);
     return path;
 }

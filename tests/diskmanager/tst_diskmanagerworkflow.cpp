@@ -347,6 +347,16 @@ void TestDiskManagerWorkflow::formatWithTheTypeMenu() {
     QCOMPARE(confirm->typeLabel->text(), QStringLiteral("Journaled HFS+"));
     QVERIFY(waitUntil([&] { return menu.isNull(); }, 1000));
 
+    // A listing or another row chosen while the confirmation is open moves the selection; the
+    // volume named in the confirmation is still the one formatted.
+    QSignalSpy listed(tab.get(), &RepairDiskViewController::volumesReloaded);
+    NotificationCenter::defaultCenter()->postNotificationName(QString::fromLatin1(MCVolumeMountNotification),
+                                                              nullptr);
+    QVERIFY(waitUntil([&] { return listed.size() == 1 && !tab->isScanV(); }, 20000));
+    DiskManagerCell* data = cellOf(*tab, QStringLiteral("Data"));
+    QTest::mouseClick(data, Qt::LeftButton, {}, QPoint(8, data->height() / 2));
+    QCOMPARE(tab->selectVolume()->volumeName(), QStringLiteral("Data"));
+
     // An empty name becomes "NEW".
     retype(confirm->nameTextFiled, QString());
     click(confirm->okButton);
@@ -379,6 +389,13 @@ void TestDiskManagerWorkflow::formatApfsRenamesThenReformats() {
     QVERIFY(waitUntil([&] { return !tab->isScanV() && rowOf(*tab, QStringLiteral("Work")) >= 0; }, 20000));
     QCOMPARE(tab->allVolumeArr().at(rowOf(*tab, QStringLiteral("Work")))->diskType(), QStringLiteral("APFS"));
     QVERIFY(waitUntil([&] { return tab->formatEndViewController() != nullptr; }, 20000));
+    // The reformat runs on its own; it is over when the volume is mounted again.
+    QVERIFY(waitUntil(
+        [&] {
+            return toolInfo(*mac, projects->volRootDir()).value(QStringLiteral("MountPoint")).toString() ==
+                   QLatin1String("/Volumes/Work");
+        },
+        20000));
 }
 
 void TestDiskManagerWorkflow::cancelLeavesTheVolumeAlone() {
