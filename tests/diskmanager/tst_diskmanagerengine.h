@@ -12,11 +12,8 @@ private Q_SLOTS:
     void listingIsGuardedAndOnlyTheNewestCounts();
     void fat32NameRule_data();
     void fat32NameRule();
-    void formatBranchByType_data();
-    void formatBranchByType();
     void renameRunsOneLineAndKeepsTheName();
     void formatRunsTheBranchLines();
     void apfsFormatRenamesThenReformats();
-    void ejectNamesTheVolumeByUuid();
     void hostileNamesReachTheToolLiterally();
 };
