@@ -1,0 +1,128 @@
+#include "app/AppDelegate.h"
+
+#include "app/AboutWindow.h"
+#include "app/ConsoleLog.h"
+#include "app/MainWindowController.h"
+#include "app/QvPublicUtilities.h"
+#include "platform/gui/SingleInstance.h"
+
+#include <QAction>
+#include <QDesktopServices>
+#include <QDialog>
+#include <QGuiApplication>
+#include <QMenu>
+#include <QMenuBar>
+#include <QScreen>
+#include <QUrl>
+
+namespace {
+
+constexpr char kBundleIdentifier[] = "com.kelvaro.clone";
+
+// The maker's other pages: plain links without logic.
+constexpr char kProductsUrl[] = "https://www.kelvaro.com/products/";
+
+AppDelegate::UpdateWindowFactory& updateWindowFactory() {
+    static AppDelegate::UpdateWindowFactory factory;
+    return factory;
+}
+
+} // namespace
+
+AppDelegate::AppDelegate(QObject* parent) : QObject(parent) {}
+
+AppDelegate::~AppDelegate() = default;
+
+void AppDelegate::setUpdateWindowFactory(UpdateWindowFactory factory) {
+    updateWindowFactory() = std::move(factory);
+}
+
+bool AppDelegate::checkAppDuplicateAndBringToFrontWithBundle(const QString& bundleIdentifier) {
+    m_instance = std::make_unique<SingleInstance>(bundleIdentifier);
+    return m_instance->checkAndClaim();
+}
+
+bool AppDelegate::applicationDidFinishLaunching() {
+    if (checkAppDuplicateAndBringToFrontWithBundle(QString::fromLatin1(kBundleIdentifier))) {
+        QvConsoleLog("Tavrill is already running: asked it to come to the front");
+        return false;
+    }
+    m_mainWindow = std::make_unique<MainWindowController>();
+    connect(m_instance.get(), &SingleInstance::bringToFrontRequested, m_mainWindow.get(),
+            &MainWindowController::bringToFront);
+    buildMenus();
+    m_mainWindow->showWindow();
+    return true;
+}
+
+void AppDelegate::buildMenus() {
+    m_menu = std::make_unique<QMenu>(QStringLiteral("Tavrill"));
+    QAction* about = m_menu->addAction(tr("About Tavrill"), this, &AppDelegate::aboutMenuItemAction);
+    about->setMenuRole(QAction::AboutRole);
+    m_menu->addSeparator();
+    m_menu->addAction(tr("Tavrill User Guide"), this, &AppDelegate::userGuideMenuItemAction);
+    m_menu->addAction(tr("Tavrill Support"), this, &AppDelegate::helpMenuItemAction);
+    lineMenuItem = m_menu->addSeparator();
+    checkUpMenuItem =
+        m_menu->addAction(tr("Check for Updates\u2026"), this, &AppDelegate::checkUpdateMenuItemAction);
+    checkUpMenuItem->setMenuRole(QAction::ApplicationSpecificRole);
+    checkUpMenuItem->setEnabled(bool(updateWindowFactory()));
+    m_menu->addSeparator();
+    QMenu* more = m_menu->addMenu(tr("More from Kelvaro"));
+    more->addAction(tr("Kelvaro Home Page"), this,
+                    [] { openUrl(QvLinkUrl::GetUrl(QStringLiteral("IniURL"))); });
+    more->addAction(tr("All Kelvaro Apps\u2026"), this, [] { openUrl(QString::fromLatin1(kProductsUrl)); });
+    more->addAction(tr("Contact the Support Team"), this,
+                    [] { openUrl(QvLinkUrl::GetUrl(QStringLiteral("SupportTeam"))); });
+    m_menu->addSeparator();
+    QAction* quit =
+        m_menu->addAction(tr("Quit Tavrill"), m_mainWindow.get(), &MainWindowController::closeWindow);
+    quit->setShortcut(QKeySequence::Quit);
+    quit->setMenuRole(QAction::QuitRole);
+
+    // Where the system has a global menu bar the menu goes there; elsewhere the title bar's
+    // menu button opens it.
+    m_menuBar = std::make_unique<QMenuBar>();
+    m_menuBar->addMenu(m_menu.get());
+    if (!m_menuBar->isNativeMenuBar()) {
+        m_menuBar.reset();
+        m_mainWindow->setMenu(m_menu.get());
+        m_mainWindow->window()->addAction(quit);
+    }
+}
+
+void AppDelegate::runModal(QDialog* window) {
+    if (QScreen* screen = QGuiApplication::primaryScreen()) {
+        QRect frame = window->frameGeometry();
+        frame.moveCenter(screen->availableGeometry().center());
+        window->move(frame.topLeft());
+    }
+    Q_EMIT modalWindowOpened(window);
+    window->exec();
+    delete window;
+}
+
+void AppDelegate::aboutMenuItemAction() {
+    runModal(new AboutWindow(m_mainWindow ? m_mainWindow->window() : nullptr));
+}
+
+void AppDelegate::userGuideMenuItemAction() {
+    openUrl(QvLinkUrl::GetUrl(QStringLiteral("OnlineHelp")));
+}
+
+void AppDelegate::helpMenuItemAction() {
+    openUrl(QvLinkUrl::GetUrl(QStringLiteral("Support")));
+}
+
+void AppDelegate::checkUpdateMenuItemAction() {
+    const UpdateWindowFactory& factory = updateWindowFactory();
+    if (!factory)
+        return;
+    if (QDialog* window = factory(m_mainWindow ? m_mainWindow->window() : nullptr))
+        runModal(window);
+}
+
+void AppDelegate::openUrl(const QString& url) {
+    if (!url.isEmpty())
+        QDesktopServices::openUrl(QUrl(url));
+}

@@ -1,0 +1,196 @@
+#include "tst_mainwindow.h"
+
+#include "EmulatedMac.h"
+#include "app/MainWindowController.h"
+#include "app/SideTabButton.h"
+#include "ui/ImageButton.h"
+#include "ui/ImageView.h"
+#include "ui/TitleBarView.h"
+
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+constexpr int kTabs = MainWindowController::kTabCount;
+
+// Which containers are visible, as a list of flags by tab.
+QList<bool> visibleContainers(const MainWindowController& w) {
+    QList<bool> shown;
+    for (int tab = 0; tab < kTabs; ++tab)
+        shown << w.container(tab)->isVisible();
+    return shown;
+}
+
+QList<bool> onlyTab(int tab) {
+    QList<bool> shown(kTabs, false);
+    shown[tab] = true;
+    return shown;
+}
+
+QList<bool> activeButtons(const MainWindowController& w) {
+    QList<bool> active;
+    for (int tab = 0; tab < kTabs; ++tab)
+        active << w.tabButton(tab)->isActive();
+    return active;
+}
+
+void clickTab(MainWindowController& w, int tab) {
+    QTest::mouseClick(w.tabButton(tab), Qt::LeftButton);
+}
+
+} // namespace
+
+void TestMainWindow::startsOnDiskCopyWithFourTabsInOrder() {
+    MainWindowController w;
+    w.window()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(w.window()));
+
+    const QStringList texts = {"Disk Copy", "OS Clone", "Disk Image Create", "Disk Manager"};
+    const QStringList icons = {"ic_disk_icon", "ic_os_main", "ic_dmg", "ic_tool"};
+    for (int tab = 0; tab < kTabs; ++tab) {
+        QCOMPARE(w.tabButton(tab)->text(), texts[tab]);
+        QCOMPARE(w.tabButton(tab)->iconImage(), icons[tab]);
+        // Rows 52 points apart, top to bottom.
+        QCOMPARE(w.tabButton(tab)->height(), 52);
+        if (tab > 0)
+            QCOMPARE(w.tabButton(tab)->y() - w.tabButton(tab - 1)->y(), 52);
+        // Until its feature is installed, a container carries the tab's name.
+        auto* title = w.container(tab)->findChild<QLabel*>(QStringLiteral("containerTitle"));
+        QVERIFY(title);
+        QCOMPARE(title->text(), texts[tab]);
+        // All four containers fill the same place.
+        QCOMPARE(w.container(tab)->geometry(), w.container(0)->geometry());
+    }
+    QCOMPARE(w.currentTab(), int(MainWindowController::DiskCopyTab));
+    QCOMPARE(visibleContainers(w), onlyTab(0));
+    QCOMPARE(activeButtons(w), onlyTab(0));
+    QCOMPARE(w.tabButton(0)->currentIconImage(), QStringLiteral("ic_disk_icon_sel"));
+    QCOMPARE(w.tabButton(1)->currentIconImage(), QStringLiteral("ic_os_main"));
+    // The highlight sits behind the first row, in the "tab_on" artwork.
+    QCOMPARE(w.selectBgImage()->imageName(), QStringLiteral("tab_on"));
+    QCOMPARE(w.selectBgImage()->geometry(), w.tabButton(0)->geometry());
+    QCOMPARE(w.titleBarView()->bannerView()->imageName(), QStringLiteral("top"));
+    QCOMPARE(w.titleLabel()->text(), QStringLiteral("Tavrill"));
+}
+
+void TestMainWindow::tabClickAnimatesHighlightAndSwitchesContainer() {
+    MainWindowController w;
+    w.window()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(w.window()));
+
+    // The rows' origins count upwards from the bottom of the tab bar: (0, 409) ... (0, 253).
+    QCOMPARE(w.highlightFrameForTab(0).bottom() + 1, MainWindowController::kBodyHeight - 409);
+    QCOMPARE(w.highlightFrameForTab(3).bottom() + 1, MainWindowController::kBodyHeight - 253);
+
+    const QRect start = w.selectBgImage()->geometry();
+    clickTab(w, MainWindowController::DiskImageTab);
+    // The view changes at once; the highlight starts where it was, faded, and glides.
+    QCOMPARE(visibleContainers(w), onlyTab(2));
+    QCOMPARE(activeButtons(w), onlyTab(2));
+    QCOMPARE(w.currentTab(), 2);
+    QCOMPARE(w.selectBgImage()->geometry(), start);
+    QVERIFY(w.selectBgImage()->opacity() < 1.0);
+    QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), w.highlightFrameForTab(2), 2000);
+    QTRY_COMPARE(w.selectBgImage()->opacity(), 1.0);
+
+    clickTab(w, MainWindowController::DiskManagerTab);
+    clickTab(w, MainWindowController::OSCloneTab); // a click during the glide retargets it
+    QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), w.highlightFrameForTab(1), 2000);
+    QCOMPARE(visibleContainers(w), onlyTab(1));
+    QCOMPARE(w.tabButton(1)->currentIconImage(), QStringLiteral("ic_os_main_sel"));
+}
+
+void TestMainWindow::lockedTabsIgnoreClicksUntilUnlocked() {
+    MainWindowController w;
+    w.window()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(w.window()));
+    QSignalSpy changes(&w, &MainWindowController::tabChanged);
+
+    w.canChangeTab(false);
+    for (int tab = 1; tab < kTabs; ++tab)
+        clickTab(w, tab);
+    w.BootableButtonAction(); // the action itself is guarded, not only the button
+    // Longer than the highlight's glide: nothing may have started moving.
+    QTest::qWait(400);
+    QCOMPARE(w.selectBgImage()->geometry(), w.highlightFrameForTab(0));
+    QCOMPARE(visibleContainers(w), onlyTab(0));
+    QCOMPARE(activeButtons(w), onlyTab(0));
+    QCOMPARE(changes.count(), 0);
+
+    // After the operation ends (or fails) the tabs work again.
+    w.canChangeTab(true);
+    clickTab(w, MainWindowController::DiskManagerTab);
+    QCOMPARE(visibleContainers(w), onlyTab(3));
+    QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), w.highlightFrameForTab(3), 2000);
+    QCOMPARE(changes.count(), 1);
+}
+
+void TestMainWindow::switchingAwayAndBackKeepsTheTabAsLeft() {
+    MainWindowController w;
+    w.window()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(w.window()));
+
+    // Something a user left half done in the first tab.
+    auto* field = new QLineEdit(w.container(0));
+    field->setGeometry(40, 80, 200, 24);
+    field->show();
+    QTest::keyClicks(field, QStringLiteral("half typed"));
+    field->setSelection(2, 4);
+    QPointer<QWidget> before = w.container(0);
+
+    for (int tab : {2, 3, 1, 0}) {
+        clickTab(w, tab);
+        QCOMPARE(visibleContainers(w), onlyTab(tab));
+    }
+    QCOMPARE(w.container(0), before.data());
+    QVERIFY(field->isVisible());
+    QCOMPARE(field->text(), QStringLiteral("half typed"));
+    QCOMPARE(field->selectedText(), QStringLiteral("lf t"));
+}
+
+void TestMainWindow::closeEndsTheProcessEvenWhileLocked() {
+    MainWindowController w;
+    QList<int> exits;
+    w.setProcessExit([&exits](int status) { exits << status; });
+    w.window()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(w.window()));
+
+    w.canChangeTab(false); // a feature is busy
+    QTest::mouseClick(w.titleBarView()->closeButton(), Qt::LeftButton);
+    QCOMPARE(exits, QList<int>{0});
+
+    // Closing the window any other way takes the same road and leaves the window up until
+    // the process ends.
+    QCloseEvent close;
+    QCoreApplication::sendEvent(w.window(), &close);
+    QCOMPARE(exits, (QList<int>{0, 0}));
+    QVERIFY(!close.isAccepted());
+}
+
+void TestMainWindow::screenshotsOfEachTab() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    MainWindowController w;
+    w.window()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(w.window()));
+    clickTab(w, 1);
+
+    const QString folder = qEnvironmentVariable("TAVRILL_BINARY_DIR") + QStringLiteral("/screenshots/shell");
+    QDir(folder).removeRecursively();
+    const QStringList files = w.saveTabScreenshots(folder);
+    QCOMPARE(files.size(), kTabs);
+    for (const QString& file : files) {
+        const QImage image(file);
+        QVERIFY2(!image.isNull(), qPrintable(file));
+        QCOMPARE(image.size() / image.devicePixelRatio(), w.window()->size());
+    }
+    // The tour ends on the tab that was shown.
+    QCOMPARE(w.currentTab(), 1);
+    QCOMPARE(visibleContainers(w), onlyTab(1));
+}

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QObject>
+
+class TestMainWindow : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void startsOnDiskCopyWithFourTabsInOrder();
+    void tabClickAnimatesHighlightAndSwitchesContainer();
+    void lockedTabsIgnoreClicksUntilUnlocked();
+    void switchingAwayAndBackKeepsTheTabAsLeft();
+    void closeEndsTheProcessEvenWhileLocked();
+    void screenshotsOfEachTab();
+};

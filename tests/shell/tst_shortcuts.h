@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QObject>
+
+class TestShortcuts : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void commandKeysReachTheFocusedField();
+    void commandShiftZUndoesAndShiftZRedoes();
+    void fieldWithoutUndoTypesZ();
+    void textEditorsAndParentsTakeActions();
+    void otherWidgetsGetTheirKeysAsUsual();
+};
