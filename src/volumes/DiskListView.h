@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QWidget>
+
+// What a drive row's background view asks of its owner. Every operation is optional.
+class DiskListViewDelegate {
+public:
+    virtual ~DiskListViewDelegate() = default;
+    virtual void mouseInView() {}
+    virtual void mouseOutView() {}
+    virtual void doSelectDisk() {}
+};
+
+// The background of one drive row: follows the pointer over its whole bounds, draws a rounded
+// dark plate while the pointer is over it, and reports enter, exit and clicks to its delegate.
+class DiskListView : public QWidget {
+    Q_OBJECT
+public:
+    explicit DiskListView(QWidget* parent = nullptr);
+
+    bool mouseIn() const { return m_mouseIn; }
+    void setDiskViewDelegate(DiskListViewDelegate* delegate) { diskViewDelegate = delegate; }
+
+protected:
+    void enterEvent(QEnterEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    bool m_mouseIn = false;
+    DiskListViewDelegate* diskViewDelegate = nullptr; // not owned
+};

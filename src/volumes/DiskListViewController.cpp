@@ -1,0 +1,125 @@
+#include "volumes/DiskListViewController.h"
+
+#include "app/QvPublicUtilities.h"
+#include "ui/ImageView.h"
+#include "ui/KitStyle.h"
+#include "volumes/DiskUsageBarView.h"
+
+#include <QApplication>
+#include <QLabel>
+
+namespace {
+
+// Row layout in points, from the top left of the 392 x 64 row.
+constexpr int kIconLeft = 18;
+constexpr int kIconSize = 40;
+constexpr int kTextLeft = 76;
+constexpr int kBarWidth = 240;
+constexpr int kBarHeight = 4;
+// The bar's origin is (76, 21) counted from the row's bottom edge.
+constexpr int kBarTop = DiskListViewController::kHeight - 21 - kBarHeight;
+
+QLabel* makeLabel(QWidget* parent, const QColor& color, double pointSize, bool bold) {
+    auto* label = new QLabel(parent);
+    label->setFont(KitStyle::font(pointSize, bold));
+    label->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(color)));
+    label->setAttribute(Qt::WA_TransparentForMouseEvents);
+    return label;
+}
+
+} // namespace
+
+DiskListViewController::DiskListViewController(QWidget* parent)
+    : QWidget(parent), m_aView(new DiskListView(this)),
+      m_diskIconImageView(new ImageView(QString(), m_aView)),
+      m_nameLabel(makeLabel(m_aView, KitStyle::textPrimary(), 13, true)),
+      m_sizeLabel(makeLabel(m_aView, KitStyle::textSecondary(), 11, false)),
+      m_diskInfoLabel(makeLabel(m_aView, KitStyle::textSecondary(), 11, false)) {
+    setFixedSize(kWidth, kHeight);
+    m_aView->setGeometry(0, 0, kWidth, kHeight);
+    m_aView->setDiskViewDelegate(this);
+    m_diskIconImageView->setGeometry(kIconLeft, (kHeight - kIconSize) / 2, kIconSize, kIconSize);
+    m_diskIconImageView->setAttribute(Qt::WA_TransparentForMouseEvents);
+    // Name and file-system type share the line above the bar; the sizes go below it.
+    m_nameLabel->setGeometry(kTextLeft, kBarTop - 22, kBarWidth, 18);
+    m_diskInfoLabel->setGeometry(kTextLeft, kBarTop - 21, kBarWidth, 16);
+    m_diskInfoLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    m_sizeLabel->setGeometry(kTextLeft, kBarTop + kBarHeight + 4, kBarWidth, 15);
+}
+
+QString DiskListViewController::iconNameFor(const VolumeObj& volume, bool selected) {
+    QString name = QStringLiteral("ic_disk");
+    if (volume.bCanEject())
+        name = QStringLiteral("ic_usb");
+    else if (volume.volumeMountPoint() == QLatin1String("/"))
+        name = QStringLiteral("ic_os");
+    return selected ? name + QStringLiteral("_sel") : name;
+}
+
+double DiskListViewController::usagePercent(std::int64_t totalBytes, std::int64_t freeBytes) {
+    if (totalBytes <= 0)
+        return 0;
+    // Whole per cent of free space, truncated; the bar shows the rest.
+    const std::int64_t freePercent = (freeBytes * 100) / totalBytes;
+    return freePercent <= 100 ? double(100 - freePercent) : 100.0;
+}
+
+void DiskListViewController::refreshaView() {
+    if (!m_volumeObj)
+        return;
+    const VolumeObj& v = *m_volumeObj;
+    m_diskIconImageView->setImageName(iconNameFor(v, m_aView->mouseIn()));
+
+    m_diskInfoLabel->setText(v.volumeType());
+    const int typeWidth = m_diskInfoLabel->fontMetrics().horizontalAdvance(v.volumeType().trimmed());
+
+    m_nameLabel->setToolTip(v.volumeName());
+    m_nameLabel->resize(typeWidth > 0 ? kBarWidth - typeWidth - 10 : kBarWidth, m_nameLabel->height());
+    if (m_isOnlyShowEx) {
+        // The whole-disk list names a drive by its model, in the menu font.
+        QFont menuFont = QApplication::font("QMenu");
+        menuFont.setPointSizeF(12);
+        m_nameLabel->setFont(menuFont);
+        // 180 x 14 points; taller where the font needs more room than on a Mac.
+        m_nameLabel->resize(180, qMax(14, m_nameLabel->fontMetrics().height()));
+        m_nameLabel->move(kTextLeft, kBarTop - 4 - m_nameLabel->height());
+    }
+    m_nameLabel->setText(
+        m_nameLabel->fontMetrics().elidedText(v.volumeName(), Qt::ElideRight, m_nameLabel->width()));
+
+    if (m_isOnlyShowEx) {
+        m_sizeLabel->setText(v.volumeTotalSize());
+    } else {
+        const QString used =
+            QvPublicUtilities::longlongDiskSize(v.volumeTotalSizeNum() - v.volumeFreeSizeNum());
+        m_sizeLabel->setText(QStringLiteral("%1/%2").arg(used, v.volumeTotalSize()));
+    }
+    creatDiskSizeProgress();
+}
+
+void DiskListViewController::creatDiskSizeProgress() {
+    if (!m_usageBar) {
+        m_usageBar = new DiskUsageBarView(m_aView);
+        m_usageBar->setGeometry(kTextLeft, kBarTop, kBarWidth, kBarHeight);
+        m_usageBar->show();
+    }
+    m_usageBar->setValue(usagePercent(m_volumeObj->volumeTotalSizeNum(), m_volumeObj->volumeFreeSizeNum()));
+    // A whole disk about to be erased shows no fill worth reading.
+    if (m_isOnlyShowEx)
+        m_usageBar->setValue(0.1);
+}
+
+void DiskListViewController::mouseInView() {
+    if (m_volumeObj)
+        m_diskIconImageView->setImageName(iconNameFor(*m_volumeObj, true));
+}
+
+void DiskListViewController::mouseOutView() {
+    if (m_volumeObj)
+        m_diskIconImageView->setImageName(iconNameFor(*m_volumeObj, false));
+}
+
+void DiskListViewController::doSelectDisk() {
+    if (diskListVCDelegate && m_volumeObj)
+        diskListVCDelegate->doSelectDiskWithVolume(m_volumeObj);
+}
