@@ -3,6 +3,7 @@
 #include "ui/Artwork.h"
 #include "ui/KitStyle.h"
 
+#include <QFontMetricsF>
 #include <QPainter>
 
 namespace {
@@ -59,7 +60,11 @@ void SideTabButton::paintEvent(QPaintEvent*) {
     if (!m_active && m_hovered)
         color = color.lighter(125);
     painter.setPen(color);
-    painter.setFont(KitStyle::font(13));
-    const QRect textRect(kTextLeft, 0, width() - kTextLeft - 8, height());
+    const QRect textRect(kTextLeft, 0, width() - kTextLeft - 6, height());
+    // 13 points, a little smaller where the screen's fonts run wide, so no name is cut.
+    QFont font = KitStyle::font(13);
+    while (font.pointSizeF() > 10 && QFontMetricsF(font).horizontalAdvance(text()) > textRect.width())
+        font.setPointSizeF(font.pointSizeF() - 0.5);
+    painter.setFont(font);
     painter.drawText(textRect, Qt::AlignVCenter | Qt::AlignLeft, text());
 }
