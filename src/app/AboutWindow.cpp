@@ -16,6 +16,7 @@ QLabel* makeLabel(const QString& text, double pointSize, bool bold, const QColor
     auto* label = new QLabel(text, parent);
     label->setFont(KitStyle::font(pointSize, bold));
     label->setAlignment(Qt::AlignHCenter);
+    label->setWordWrap(true);
     label->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(color)));
     return label;
 }
@@ -24,17 +25,17 @@ QLabel* makeLabel(const QString& text, double pointSize, bool bold, const QColor
 
 AboutWindow::AboutWindow(QWidget* parent) : QDialog(parent) {
     setWindowTitle(tr("About Tavrill"));
-    setFixedSize(360, 300);
+    setFixedSize(400, 320);
     setAutoFillBackground(true);
     QPalette pal = palette();
     pal.setColor(QPalette::Window, KitStyle::panelBackground());
     setPalette(pal);
 
     auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(28, 28, 28, 22);
+    layout->setContentsMargins(24, 28, 24, 22);
     layout->setSpacing(6);
 
-    auto* mark = new ImageView(QStringLiteral("ic_disk_icon_sel"), this);
+    auto* mark = new ImageView(QStringLiteral("ic_disk_main"), this);
     mark->setFixedSize(64, 64);
     layout->addWidget(mark, 0, Qt::AlignHCenter);
     layout->addSpacing(8);
@@ -45,7 +46,7 @@ AboutWindow::AboutWindow(QWidget* parent) : QDialog(parent) {
                                KitStyle::textSecondary(), this);
     layout->addWidget(m_versionLabel);
     layout->addSpacing(10);
-    layout->addWidget(makeLabel(tr("Copy, clone, image and manage your drives."), 12, false,
+    layout->addWidget(makeLabel(tr("Copy, clone, image and manage drives."), 12, false,
                                 KitStyle::textPrimary(), this));
     layout->addWidget(
         makeLabel(tr("\u00A9 %1 Kelvaro. All rights reserved.").arg(QDate::currentDate().year()), 11, false,

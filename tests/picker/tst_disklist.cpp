@@ -101,16 +101,9 @@ void TestDiskList::usageBar() {
     QCOMPARE(row.usageBar()->value(), shown);
     // The bar sits at (76, 21) from the row's bottom left, 240 x 4 points.
     QCOMPARE(row.usageBar()->geometry(), QRect(76, 64 - 21 - 4, 240, 4));
-
-    // In the whole-disk list the bar stays almost empty, whatever the disk holds.
-    DiskListViewController diskRow;
-    diskRow.setIsOnlyShowEx(true);
-    diskRow.setVolumeObj(record(QStringLiteral("D"), true, QString(), total, free));
-    diskRow.refreshaView();
-    QCOMPARE(diskRow.usageBar()->value(), 0.1);
 }
 
-void TestDiskList::labelsOfAVolumeAndOfAWholeDisk() {
+void TestDiskList::labelsOfAVolume() {
     DiskListViewController row;
     row.setVolumeObj(
         record(QStringLiteral("Macintosh HD"), false, QStringLiteral("/"), 500'280'000'000, 318'280'000'000));
@@ -122,16 +115,6 @@ void TestDiskList::labelsOfAVolumeAndOfAWholeDisk() {
     // Refreshing again adds no second bar.
     row.refreshaView();
     QCOMPARE(row.findChildren<DiskUsageBarView*>().size(), 1);
-
-    DiskListViewController disk;
-    disk.setIsOnlyShowEx(true);
-    disk.setVolumeObj(record(QStringLiteral("SanDisk Cruzer Blade"), true, QString(), 16'010'000'000, 0,
-                             QStringLiteral(" ")));
-    disk.refreshaView();
-    QCOMPARE(disk.sizeLabel()->text(), QStringLiteral("16.01 GB")); // the total only
-    QCOMPARE(disk.nameLabel()->width(), 180);
-    QCOMPARE(disk.nameLabel()->font().pointSizeF(), 12.0);
-    QCOMPARE(disk.diskInfoLabel()->text(), QStringLiteral(" "));
 }
 
 void TestDiskList::hoverAndClick() {

@@ -10,6 +10,6 @@ private Q_SLOTS:
     void iconFollowsEjectableThenSystemMount();
     void usageBar_data();
     void usageBar();
-    void labelsOfAVolumeAndOfAWholeDisk();
+    void labelsOfAVolume();
     void hoverAndClick();
 };

@@ -178,7 +178,13 @@ void TestLaunch::menuOpensLinksAndWindows() {
     connect(&delegate, &AppDelegate::modalWindowOpened, this, [&shownVersion](QDialog* window) {
         if (auto* about = qobject_cast<AboutWindow*>(window))
             shownVersion = about->versionLabel()->text();
-        QTimer::singleShot(0, window, &QDialog::accept);
+        QTimer::singleShot(0, window, [window] {
+            const QString folder =
+                qEnvironmentVariable("TAVRILL_BINARY_DIR") + QStringLiteral("/screenshots/app");
+            if (qobject_cast<AboutWindow*>(window) && QDir().mkpath(folder))
+                window->grab().save(folder + QStringLiteral("/about.png"));
+            window->accept();
+        });
     });
     delegate.aboutMenuItemAction();
     QCOMPARE(shownVersion, QStringLiteral("Version 1.0.0"));

@@ -1,6 +1,5 @@
 #include "tst_mainwindow.h"
 
-#include "EmulatedMac.h"
 #include "app/MainWindowController.h"
 #include "app/SideTabButton.h"
 #include "ui/ImageButton.h"
@@ -9,7 +8,6 @@
 
 #include <QCloseEvent>
 #include <QCoreApplication>
-#include <QDir>
 #include <QLabel>
 #include <QLineEdit>
 #include <QSignalSpy>
@@ -171,26 +169,4 @@ void TestMainWindow::closeEndsTheProcessEvenWhileLocked() {
     QCoreApplication::sendEvent(w.window(), &close);
     QCOMPARE(exits, (QList<int>{0, 0}));
     QVERIFY(!close.isAccepted());
-}
-
-void TestMainWindow::screenshotsOfEachTab() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    MainWindowController w;
-    w.window()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(w.window()));
-    clickTab(w, 1);
-
-    const QString folder = qEnvironmentVariable("TAVRILL_BINARY_DIR") + QStringLiteral("/screenshots/shell");
-    QDir(folder).removeRecursively();
-    const QStringList files = w.saveTabScreenshots(folder);
-    QCOMPARE(files.size(), kTabs);
-    for (const QString& file : files) {
-        const QImage image(file);
-        QVERIFY2(!image.isNull(), qPrintable(file));
-        QCOMPARE(image.size() / image.devicePixelRatio(), w.window()->size());
-    }
-    // The tour ends on the tab that was shown.
-    QCOMPARE(w.currentTab(), 1);
-    QCOMPARE(visibleContainers(w), onlyTab(1));
 }

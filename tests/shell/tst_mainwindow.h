@@ -10,5 +10,4 @@ private Q_SLOTS:
     void lockedTabsIgnoreClicksUntilUnlocked();
     void switchingAwayAndBackKeepsTheTabAsLeft();
     void closeEndsTheProcessEvenWhileLocked();
-    void screenshotsOfEachTab();
 };
