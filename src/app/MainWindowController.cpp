@@ -2,6 +2,7 @@
 
 #include "app/ConsoleLog.h"
 #include "app/SideTabButton.h"
+#include "diskmanager/RepairDiskViewController.h"
 #include "ui/BackgroundView.h"
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"
@@ -166,6 +167,7 @@ void MainWindowController::addDmgView() {
 
 void MainWindowController::addDiskToolView() {
     addPlaceholder(DiskManagerTab);
+    installFeature(DiskManagerTab, new RepairDiskViewController);
 }
 
 void MainWindowController::addBootableView() {
