@@ -23,7 +23,7 @@ ImageButton* toolButton(const QString& id, const QString& title, QWidget* parent
     button->setObjectName(id);
     button->setText(title);
     button->setTextPointSize(12);
-    button->setFixedSize(74, 28);
+    button->setFixedSize(68, 28);
     button->setFocusPolicy(Qt::NoFocus);
     return button;
 }
@@ -73,7 +73,7 @@ DiskManagerCell::DiskManagerCell(QWidget* parent) : QWidget(parent) {
     m_eject = toolButton(QStringLiteral("eject"), DiskManagerTexts::eject(), this);
 
     auto* details = new QHBoxLayout;
-    details->setSpacing(14);
+    details->setSpacing(10);
     details->addWidget(m_type);
     details->addWidget(m_size);
     details->addStretch(1);
@@ -87,9 +87,10 @@ DiskManagerCell::DiskManagerCell(QWidget* parent) : QWidget(parent) {
     text->addStretch(1);
 
     auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(16, 8, 16, 8);
-    row->setSpacing(12);
+    row->setContentsMargins(16, 8, 14, 8);
+    row->setSpacing(8);
     row->addWidget(m_icon, 0, Qt::AlignVCenter);
+    row->addSpacing(4);
     row->addLayout(text, 1);
     for (ImageButton* b : {m_save, m_rename, m_format, m_eject})
         row->addWidget(b, 0, Qt::AlignVCenter);

@@ -84,7 +84,13 @@ RepairDiskViewController::RepairDiskViewController(QWidget* parent)
     m_table->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_table->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     m_table->setFrameShape(QFrame::NoFrame);
-    m_table->setStyleSheet(QStringLiteral("QTableWidget { background: transparent; }"));
+    m_table->setStyleSheet(
+        QStringLiteral("QTableWidget { background: transparent; }"
+                       "QScrollBar:vertical { background: transparent; width: 8px; margin: 2px; }"
+                       "QScrollBar::handle:vertical { background: %1; border-radius: 2px; min-height: 24px; }"
+                       "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
+                       "QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }")
+            .arg(KitStyle::css(KitStyle::textSecondary())));
     m_table->viewport()->setAutoFillBackground(false);
 
     auto* header = new QHBoxLayout;
@@ -279,6 +285,26 @@ void RepairDiskViewController::showFormatEndWindow() {
 
 void RepairDiskViewController::getallVolumes() {
     m_engine->getallVolumes();
+}
+
+void RepairDiskViewController::getVolumeAllObjWithVolumeName(const QString& bsdName, VolumeObjList& list) {
+    DiskManagerEngine::getVolumeAllObjWithVolumeName(bsdName, list);
+}
+
+std::optional<QVariantMap> RepairDiskViewController::getDisjInfo(const char* name) {
+    return VolumeOperations::getDisjInfo(name);
+}
+
+std::optional<QVariantMap> RepairDiskViewController::getAllDiskAndVolumes() {
+    return VolumeOperations::getAllDiskAndVolumes();
+}
+
+QString RepairDiskViewController::byteToSizeWithByte(std::int64_t bytes) {
+    return DiskManagerEngine::byteToSizeWithByte(bytes);
+}
+
+bool RepairDiskViewController::containsChinese(const QString& text) {
+    return VolumeOperations::containsChinese(text);
 }
 
 void RepairDiskViewController::listingStarted() {

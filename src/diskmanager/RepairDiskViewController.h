@@ -8,9 +8,11 @@
 
 #include <QPointer>
 #include <QString>
+#include <QVariantMap>
 #include <QWidget>
 
 #include <cstdint>
+#include <optional>
 
 class AttachedWindow;
 class DiskManagerCell;
@@ -70,6 +72,13 @@ public:
     void helpButtonAction();
 
     void getallVolumes();
+    // The listing's and the operations' steps, carried out by DiskManagerEngine and
+    // VolumeOperations (blocking; the listing calls them on its worker).
+    static void getVolumeAllObjWithVolumeName(const QString& bsdName, VolumeObjList& list);
+    static std::optional<QVariantMap> getDisjInfo(const char* name);
+    static std::optional<QVariantMap> getAllDiskAndVolumes();
+    static QString byteToSizeWithByte(std::int64_t bytes);
+    static bool containsChinese(const QString& text);
 
     // The format confirmation's answers.
     void makeSureToFormatSelectVolumeWithName(const QString& name, const QString& type) override;
