@@ -7,6 +7,7 @@
 #include "volumes/PickerSpinnerView.h"
 #include "volumes/VolumeEnumerator.h"
 
+#include <QCoreApplication>
 #include <QLabel>
 #include <QPointer>
 #include <QScrollArea>
@@ -157,7 +158,13 @@ void SelectDiskViewController::doSelectDiskWithVolume(const VolumeObjRef& volume
 Popover* SelectDiskViewController::presentUnder(QWidget* anchor, SelectDiskViewController* picker) {
     auto* popover = new Popover(anchor->window());
     popover->setContent(picker);
-    connect(popover, &Popover::closed, popover, &QObject::deleteLater);
+    // Deleted from the application's queue once the closing has fully returned, never from
+    // inside the popover's own event handling.
+    connect(popover, &Popover::closed, popover, [popover] {
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(), [gone = QPointer<Popover>(popover)] { delete gone.data(); },
+            Qt::QueuedConnection);
+    });
     popover->showRelativeTo(anchor, 1);
     return popover;
 }
