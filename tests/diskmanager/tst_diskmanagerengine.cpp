@@ -1,6 +1,8 @@
 #include "tst_diskmanagerengine.h"
 
 #include "DiskManagerTestKit.h"
+#include "app/CommandRunner.h"
+#include "app/QvLog.h"
 #include "app/QvPublicUtilities.h"
 #include "diskmanager/DiskManagerEngine.h"
 #include "diskmanager/VolumeOperations.h"
@@ -22,6 +24,22 @@ QString str(const QVariantMap& info, const char* key) {
 
 qint64 num(const QVariantMap& info, const char* key) {
     return info.value(QLatin1String(key)).toLongLong();
+}
+
+QByteArray fileText(const QString& hostPath) {
+    QFile f(hostPath);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// The lines of the diagnostic log without their time stamps. Call QvUninitLog() first so the log
+// is opened on the test's machine.
+QStringList logLines(const EmulatedMac& mac) {
+    QStringList lines;
+    for (const QByteArray& line : fileText(mac.host(QStringLiteral("/tmp/Pellory.txt"))).split('\n')) {
+        if (line.size() > 21)
+            lines << QString::fromUtf8(line.mid(21));
+    }
+    return lines;
 }
 
 // Files a command smuggled into a name would have made, anywhere the shell could have run.
@@ -225,9 +243,14 @@ void TestDiskManagerEngine::renameRunsOneLineAndKeepsTheName() {
     QVERIFY(stick && data);
 
     mac->clearLog();
+    QvUninitLog();
     QVERIFY(VolumeOperations::renameVolume(*stick, QStringLiteral("my backup disk")));
     QCOMPARE(diskutilCalls(*mac), QList<QStringList>({{QStringLiteral("rename"), stick->diskUUID(),
                                                        QStringLiteral("MY BACKUP D")}}));
+    // The tool's answer went into the Disk Manager's runner file, whose path is logged.
+    const QString runnerFile = runnerOutputPath(QStringLiteral("BrindleRepairTemp.plist"));
+    QVERIFY(fileText(runnerFile).contains("renamed to MY BACKUP D"));
+    QCOMPARE(logLines(*mac), QStringList({QStringLiteral(" rename : %1 ").arg(runnerFile)}));
     QCOMPARE(stick->volumeName(), QStringLiteral("MY BACKUP D"));
     QCOMPARE(str(toolInfo(*mac, stick->diskUUID()), "VolumeName"), QStringLiteral("MY BACKUP D"));
 
@@ -250,12 +273,18 @@ void TestDiskManagerEngine::formatRunsTheBranchLines() {
 
     // General branch, FAT32 chosen: the FAT32 name rule applies.
     mac->clearLog();
+    QvUninitLog();
     QVERIFY(VolumeOperations::formatVolume(*stick, QStringLiteral("my backup disk"),
                                            QStringLiteral("MS-DOS FAT32")));
     QCOMPARE(changingCalls(*mac),
              QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("MS-DOS FAT32"),
                                   QStringLiteral("MY BACKUP D"), stick->volRootDir()}}));
     QCOMPARE(str(toolInfo(*mac, stick->volRootDir()), "VolumeName"), QStringLiteral("MY BACKUP D"));
+    const QString eraseFile = runnerOutputPath(QStringLiteral("eraserVolumeTemp.plist"));
+    QVERIFY(fileText(eraseFile).contains("Finished erase on"));
+    QCOMPARE(logLines(*mac),
+             QStringList({QStringLiteral(" 1 "), QStringLiteral(" rename : %1 ").arg(eraseFile),
+                          QStringLiteral("format volume : MY BACKUP D")}));
 
     // An NTFS volume becomes FAT32 named NEW whatever was chosen; the engine reports back on
     // the main thread.
@@ -268,6 +297,7 @@ void TestDiskManagerEngine::formatRunsTheBranchLines() {
              QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("MS-DOS FAT32"),
                                   QStringLiteral("NEW"), windows->volRootDir()}}));
     QCOMPARE(str(toolInfo(*mac, windows->volRootDir()), "FilesystemName"), QStringLiteral("MS-DOS FAT32"));
+    QCOMPARE(logLines(*mac).mid(3, 1), QStringList({QStringLiteral(" 2 ")}));
 }
 
 void TestDiskManagerEngine::apfsFormatRenamesThenReformats() {
@@ -282,6 +312,8 @@ void TestDiskManagerEngine::apfsFormatRenamesThenReformats() {
     QCOMPARE(changingCalls(*mac), QList<QStringList>({{QStringLiteral("rename"), projects->diskUUID(),
                                                        QStringLiteral("Work 2026")},
                                                       {QStringLiteral("reformat"), projects->volumePath()}}));
+    QVERIFY(fileText(runnerOutputPath(QStringLiteral("BrindleChangeNameTemp.plist")))
+                .contains("renamed to Work 2026"));
     // The reformat runs on its own; wait until the volume is back.
     QVariantMap info;
     QVERIFY(waitUntil(
