@@ -17,6 +17,7 @@
 #include <QScreen>
 #include <QVBoxLayout>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 

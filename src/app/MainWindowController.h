@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QList>
 #include <QObject>
 #include <QPointer>
 #include <QRect>
@@ -45,14 +44,6 @@ public:
     // Shows the window in front of the others (a later copy of the program asked for it).
     void bringToFront();
 
-    // Building the window, in the order windowDidLoad runs them.
-    void windowDidLoad();
-    void addWindowTitle();
-    void addBaseView();
-    void addDmgView();
-    void addDiskToolView();
-    void addBootableView();
-
     // The lock a feature sets while it works: false ignores tab clicks until it is true again.
     void canChangeTab(bool allowed);
     bool isTabChangeAllowed() const { return m_canChangeTab; }
@@ -68,6 +59,10 @@ public:
     void setTabFrame(int x, int y);
     // The close button: ends the process at once with status 0, whatever a feature is doing.
     void closeWindow();
+
+    // Puts a feature's screen into its container, filling it, in place of the container's
+    // title. Each add...View calls it once its feature's screen exists.
+    void installFeature(int tab, QWidget* view);
 
     void setMenu(QMenu* menu);
 
@@ -96,9 +91,14 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    // Puts a feature's screen into its container, filling it, in place of the container's
-    // title. Each add...View calls it once its feature's screen exists.
-    void installFeature(int tab, QWidget* view);
+    // Building the window, once, from the constructor, in this order.
+    void windowDidLoad();
+    void addWindowTitle();
+    void addBaseView();
+    void addDmgView();
+    void addDiskToolView();
+    void addBootableView();
+
     void addPlaceholder(int tab);
     void tabAction(int tab);
     void showTab(int tab);

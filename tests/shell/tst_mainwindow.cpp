@@ -140,10 +140,16 @@ void TestMainWindow::switchingAwayAndBackKeepsTheTabAsLeft() {
     w.window()->show();
     QVERIFY(QTest::qWaitForWindowExposed(w.window()));
 
-    // Something a user left half done in the first tab.
-    auto* field = new QLineEdit(w.container(0));
+    // A feature's screen takes its container's place, filling it.
+    auto* screen = new QWidget;
+    auto* field = new QLineEdit(screen);
     field->setGeometry(40, 80, 200, 24);
-    field->show();
+    w.installFeature(MainWindowController::DiskCopyTab, screen);
+    QCOMPARE(w.featureView(0), screen);
+    QVERIFY(!w.container(0)->findChild<QLabel*>(QStringLiteral("containerTitle")));
+    QTRY_COMPARE(screen->size(), w.container(0)->size());
+
+    // Something a user left half done in the first tab.
     QTest::keyClicks(field, QStringLiteral("half typed"));
     field->setSelection(2, 4);
     QPointer<QWidget> before = w.container(0);
