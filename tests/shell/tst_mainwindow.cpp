@@ -1,5 +1,6 @@
 #include "tst_mainwindow.h"
 
+#include "EmulatedMac.h"
 #include "app/MainWindowController.h"
 #include "app/SideTabButton.h"
 #include "diskmanager/RepairDiskViewController.h"
@@ -44,6 +45,14 @@ void clickTab(MainWindowController& w, int tab) {
 }
 
 } // namespace
+
+TestMainWindow::TestMainWindow() = default;
+TestMainWindow::~TestMainWindow() = default;
+
+void TestMainWindow::initTestCase() {
+    m_mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY2(m_mac->isValid(), qPrintable(m_mac->error()));
+}
 
 void TestMainWindow::startsOnDiskCopyWithFourTabsInOrder() {
     MainWindowController w;
