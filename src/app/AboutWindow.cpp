@@ -46,8 +46,8 @@ AboutWindow::AboutWindow(QWidget* parent) : QDialog(parent) {
                                KitStyle::textSecondary(), this);
     layout->addWidget(m_versionLabel);
     layout->addSpacing(10);
-    layout->addWidget(makeLabel(tr("Copy, clone, image and manage drives."), 12, false,
-                                KitStyle::textPrimary(), this));
+    layout->addWidget(
+        makeLabel(tr("Copy, clone, image and manage drives."), 12, false, KitStyle::textPrimary(), this));
     layout->addWidget(
         makeLabel(tr("\u00A9 %1 Kelvaro. All rights reserved.").arg(QDate::currentDate().year()), 11, false,
                   KitStyle::textSecondary(), this));
