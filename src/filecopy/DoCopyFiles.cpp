@@ -8,19 +8,12 @@
 
 #include <QDir>
 #include <QFile>
-#include <QLoggingCategory>
 #include <QThreadPool>
 
 #include <cstring>
 #include <unistd.h>
 
 namespace {
-
-// Every item's copy ends with an "error--" line: the failure's description, or "(null)" after a
-// copy that went well. The failures go to the console log; the "(null)" lines only when this
-// category's debug output is switched on (QT_LOGGING_RULES="tavrill.copy.debug=true"), as one
-// line per copied item would otherwise bury everything else written to the console.
-Q_LOGGING_CATEGORY(copyLog, "tavrill.copy", QtInfoMsg)
 
 QString folderName(const QDateTime& now) {
     return QStringLiteral("Tavrill(%1)").arg(now.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
@@ -127,11 +120,10 @@ void DoCopyFiles::toCopyFileWithNode(const FileNode* node, const QString& copyPa
         return;
     }
     QString error;
-    if (copyItem(Machine::hostPath(sourcePath), Machine::hostPath(copyPath + QLatin1Char('/') + chosen),
-                 &error))
-        qCDebug(copyLog, "error--(null)");
-    else
-        QvConsoleLog("error--%s", qUtf8Printable(error));
+    copyItem(Machine::hostPath(sourcePath), Machine::hostPath(copyPath + QLatin1Char('/') + chosen), &error);
+    // Every item ends with this line, "(null)" when the copy went well: the console then shows
+    // the run item by item, and a failure stands at its place in it.
+    QvConsoleLog("error--%s", qUtf8Printable(error.isEmpty() ? QStringLiteral("(null)") : error));
 }
 
 QString DoCopyFiles::createFileWithPath(const QString& copyPath, const QString& fileNormalName,

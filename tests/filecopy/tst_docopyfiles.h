@@ -11,7 +11,7 @@ private Q_SLOTS:
     void collisionsDropTheExtensionAndCount();
     void halfSelectedFoldersCopyTheirTickedChildren();
     void cancelDuringALargeItemFinishesItAndStartsNoOther();
-    void onlyFailedItemsAreLogged();
+    void everyItemLogsItsOutcome();
     void missingDestinationIsReported();
     void copiedTreeEqualsTheSource();
 };
