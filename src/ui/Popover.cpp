@@ -229,8 +229,10 @@ void Popover::paintEvent(QPaintEvent*) {
 }
 
 bool Popover::event(QEvent* event) {
+    // Read the type first: after a DeferredDelete the object is gone when QWidget::event returns.
+    const bool relayout = event->type() == QEvent::LayoutRequest;
     const bool handled = QWidget::event(event);
-    if (m_shown && event->type() == QEvent::LayoutRequest)
+    if (relayout && m_shown)
         place();
     return handled;
 }
