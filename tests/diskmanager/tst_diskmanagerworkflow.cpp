@@ -278,10 +278,19 @@ void TestDiskManagerWorkflow::formatNtfsThroughThePopups() {
     retype(confirm->nameTextFiled, QStringLiteral("Data"));
     saveScreenshot(tab.get(), QStringLiteral("confirm-type-locked"));
 
+    // The erase takes a while: the progress popup shows meanwhile, placed like the others.
+    QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "eraseVolume", "mode": "hang", "seconds": 1})"));
     const qsizetype listings = listed.size();
     click(confirm->okButton);
     QVERIFY(tab->formatend());
+    QVERIFY(waitUntil([&] { return tab->formatingViewController() != nullptr; }, 2000));
+    QWidget* progress = tab->formatingViewController()->parentWidget();
+    QVERIFY(progress->isVisible());
+    QCOMPARE(progress->y(), 5);
+    saveScreenshot(tab.get(), QStringLiteral("formatting"));
+    QVERIFY(tab->formatEndViewController() == nullptr);
     QVERIFY(waitUntil([&] { return tab->formatEndViewController() != nullptr; }, 20000));
+    QVERIFY(tab->formatingViewController() == nullptr);
     QCOMPARE(changingCalls(*mac),
              QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("MS-DOS FAT32"),
                                   QStringLiteral("NEW"), device}}));
@@ -290,7 +299,6 @@ void TestDiskManagerWorkflow::formatNtfsThroughThePopups() {
     QCOMPARE(rowOf(*tab, QStringLiteral("WINDOWS")), -1);
     QCOMPARE(tab->allVolumeArr().at(rowOf(*tab, QStringLiteral("NEW")))->diskType(),
              QStringLiteral("MS-DOS FAT32"));
-    QVERIFY(!tab->formatingViewController() || !tab->formatingViewController()->isVisible());
     saveScreenshot(tab.get(), QStringLiteral("format-end"));
 
     FormatEndViewController* end = tab->formatEndViewController();
