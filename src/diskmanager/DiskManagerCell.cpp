@@ -5,6 +5,7 @@
 #include "ui/ImageButton.h"
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"
+#include "volumes/VolumeIcon.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -103,17 +104,6 @@ DiskManagerCell::DiskManagerCell(QWidget* parent) : QWidget(parent) {
     connect(m_eject, &QAbstractButton::clicked, this, &DiskManagerCell::ejectClicked);
 }
 
-QString DiskManagerCell::iconName(const VolumeObj& volume, bool selected) {
-    QString name;
-    if (volume.bCanEject())
-        name = QStringLiteral("ic_usb");
-    else if (volume.volumeMountPoint() == QLatin1String("/"))
-        name = QStringLiteral("ic_os");
-    else
-        name = QStringLiteral("ic_disk");
-    return selected ? name + QStringLiteral("_sel") : name;
-}
-
 QString DiskManagerCell::sizeText(const VolumeObj& volume) {
     if (isBlank(volume.volumeTotalSize()))
         return DiskManagerTexts::unknownSize();
@@ -125,7 +115,7 @@ QString DiskManagerCell::sizeText(const VolumeObj& volume) {
 void DiskManagerCell::configure(const VolumeObj& volume, bool selected, bool renaming) {
     m_selected = selected;
     const bool editing = selected && renaming;
-    m_icon->setImageName(iconName(volume, selected));
+    m_icon->setImageName(volumeIconName(volume, selected));
     m_name->setText(volume.volumeName());
     m_name->setVisible(!editing);
     if (editing && m_editName->isHidden()) {

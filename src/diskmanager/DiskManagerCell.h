@@ -23,9 +23,6 @@ public:
     // with the volume's name when it first shows.
     void configure(const VolumeObj& volume, bool selected, bool renaming);
 
-    // The icon for a volume: "ic_usb" (can be ejected), "ic_os" (mounted at "/") or "ic_disk",
-    // with "_sel" on the selected row.
-    static QString iconName(const VolumeObj& volume, bool selected);
     // "used/total" as size texts, or "Unknow" when the total is not known.
     static QString sizeText(const VolumeObj& volume);
 

@@ -4,6 +4,7 @@
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"
 #include "volumes/DiskUsageBarView.h"
+#include "volumes/VolumeIcon.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -47,15 +48,6 @@ DiskListViewController::DiskListViewController(QWidget* parent)
     m_sizeLabel->setGeometry(kTextLeft, kBarTop + kBarHeight + 4, kBarWidth, 15);
 }
 
-QString DiskListViewController::iconNameFor(const VolumeObj& volume, bool selected) {
-    QString name = QStringLiteral("ic_disk");
-    if (volume.bCanEject())
-        name = QStringLiteral("ic_usb");
-    else if (volume.volumeMountPoint() == QLatin1String("/"))
-        name = QStringLiteral("ic_os");
-    return selected ? name + QStringLiteral("_sel") : name;
-}
-
 double DiskListViewController::usagePercent(std::int64_t totalBytes, std::int64_t freeBytes) {
     if (totalBytes <= 0)
         return 0;
@@ -68,7 +60,7 @@ void DiskListViewController::refreshaView() {
     if (!m_volumeObj)
         return;
     const VolumeObj& v = *m_volumeObj;
-    m_diskIconImageView->setImageName(iconNameFor(v, m_aView->mouseIn()));
+    m_diskIconImageView->setImageName(volumeIconName(v, m_aView->mouseIn()));
 
     m_diskInfoLabel->setText(v.volumeType());
     const int typeWidth = m_diskInfoLabel->fontMetrics().horizontalAdvance(v.volumeType().trimmed());
@@ -111,12 +103,12 @@ void DiskListViewController::creatDiskSizeProgress() {
 
 void DiskListViewController::mouseInView() {
     if (m_volumeObj)
-        m_diskIconImageView->setImageName(iconNameFor(*m_volumeObj, true));
+        m_diskIconImageView->setImageName(volumeIconName(*m_volumeObj, true));
 }
 
 void DiskListViewController::mouseOutView() {
     if (m_volumeObj)
-        m_diskIconImageView->setImageName(iconNameFor(*m_volumeObj, false));
+        m_diskIconImageView->setImageName(volumeIconName(*m_volumeObj, false));
 }
 
 void DiskListViewController::doSelectDisk() {

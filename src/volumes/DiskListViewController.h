@@ -50,9 +50,6 @@ public:
     QLabel* diskInfoLabel() const { return m_diskInfoLabel; }
     DiskUsageBarView* usageBar() const { return m_usageBar; }
 
-    // The icon for a record: USB for every external drive, the system icon for the internal
-    // volume mounted at "/", the plain disk otherwise; `selected` gives the "_sel" form.
-    static QString iconNameFor(const VolumeObj& volume, bool selected);
     // How full the bar shows a drive, 0..100; total 0 shows an empty bar.
     static double usagePercent(std::int64_t totalBytes, std::int64_t freeBytes);
 
