@@ -84,13 +84,8 @@ RepairDiskViewController::RepairDiskViewController(QWidget* parent)
     m_table->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_table->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     m_table->setFrameShape(QFrame::NoFrame);
-    m_table->setStyleSheet(
-        QStringLiteral("QTableWidget { background: transparent; }"
-                       "QScrollBar:vertical { background: transparent; width: 8px; margin: 2px; }"
-                       "QScrollBar::handle:vertical { background: %1; border-radius: 2px; min-height: 24px; }"
-                       "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
-                       "QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }")
-            .arg(KitStyle::css(KitStyle::textSecondary())));
+    m_table->setStyleSheet(QStringLiteral("QTableWidget { background: transparent; }") +
+                           KitStyle::thinScrollBar());
     m_table->viewport()->setAutoFillBackground(false);
 
     auto* header = new QHBoxLayout;

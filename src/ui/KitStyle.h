@@ -71,4 +71,16 @@ inline QString css(const QColor& c) {
     return c.name(c.alpha() == 255 ? QColor::HexRgb : QColor::HexArgb);
 }
 
+// Style sheet rules for the lists' thin vertical scroll bar: a rounded handle on a clear track,
+// without arrow buttons.
+inline QString thinScrollBar(int width = 8) {
+    return QStringLiteral(
+               "QScrollBar:vertical { background: transparent; width: %1px; margin: 2px; }"
+               "QScrollBar::handle:vertical { background: %2; border-radius: 2px; min-height: 24px; }"
+               "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
+               "QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }")
+        .arg(width)
+        .arg(css(textSecondary()));
+}
+
 } // namespace KitStyle

@@ -41,13 +41,8 @@ SelectDiskViewController::SelectDiskViewController(bool isOnlyShowEx, QWidget* p
     m_listScrollView->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_listScrollView->setWidgetResizable(false);
     m_listScrollView->setStyleSheet(
-        QStringLiteral("QScrollArea, QScrollArea > QWidget > QWidget { background: transparent; }"
-                       "QScrollBar:vertical { background: transparent; width: %1px; margin: 2px; }"
-                       "QScrollBar::handle:vertical { background: %2; border-radius: 2px; min-height: 24px; }"
-                       "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
-                       "QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }")
-            .arg(kScrollBarWidth)
-            .arg(KitStyle::css(KitStyle::textSecondary())));
+        QStringLiteral("QScrollArea, QScrollArea > QWidget > QWidget { background: transparent; }") +
+        KitStyle::thinScrollBar(kScrollBarWidth));
     m_listScrollView->hide();
     m_loadP->setGeometry((width() - kSpinnerSize) / 2, (height() - kSpinnerSize) / 2, kSpinnerSize,
                          kSpinnerSize);
