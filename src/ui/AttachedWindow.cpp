@@ -3,7 +3,6 @@
 #include "ui/KitStyle.h"
 
 #include <QCloseEvent>
-#include <QGraphicsDropShadowEffect>
 #include <QPainter>
 #include <QVBoxLayout>
 
@@ -16,11 +15,7 @@ AttachedWindow::AttachedWindow(QWidget* content, QPoint point, QWidget* hostWind
         setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
     setAttribute(Qt::WA_DeleteOnClose);
 
-    auto* shadow = new QGraphicsDropShadowEffect(this);
-    shadow->setBlurRadius(24);
-    shadow->setOffset(0, 4);
-    shadow->setColor(QColor(0, 0, 0, 150));
-    setGraphicsEffect(shadow);
+    KitStyle::addPanelShadow(this);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);

@@ -2,6 +2,8 @@
 
 #include <QColor>
 #include <QFont>
+#include <QGraphicsDropShadowEffect>
+#include <QWidget>
 
 // The look every screen shares: one calm dark palette with a single blue accent. Screens take
 // their colours and fonts from here so that a change of look is made in one place.
@@ -69,6 +71,15 @@ inline QFont font(double pointSize, bool bold = false) {
 // Colour as a style sheet value.
 inline QString css(const QColor& c) {
     return c.name(c.alpha() == 255 ? QColor::HexRgb : QColor::HexArgb);
+}
+
+// The soft shadow under the panels that float over the window (popovers, attached windows).
+inline void addPanelShadow(QWidget* panel) {
+    auto* shadow = new QGraphicsDropShadowEffect(panel);
+    shadow->setBlurRadius(24);
+    shadow->setOffset(0, 4);
+    shadow->setColor(QColor(0, 0, 0, 150));
+    panel->setGraphicsEffect(shadow);
 }
 
 // Style sheet rules for the lists' thin vertical scroll bar: a rounded handle on a clear track,

@@ -3,7 +3,6 @@
 #include "ui/KitStyle.h"
 
 #include <QCoreApplication>
-#include <QGraphicsDropShadowEffect>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -26,11 +25,7 @@ Popover::Popover(QWidget* hostWindow) : QWidget(hostWindow ? hostWindow->window(
     setAttribute(Qt::WA_TranslucentBackground);
     setFocusPolicy(Qt::StrongFocus);
 
-    auto* shadow = new QGraphicsDropShadowEffect(this);
-    shadow->setBlurRadius(22);
-    shadow->setOffset(0, 3);
-    shadow->setColor(QColor(0, 0, 0, 140));
-    setGraphicsEffect(shadow);
+    KitStyle::addPanelShadow(this);
 
     auto* layout = new QVBoxLayout(this);
     layout->setSpacing(0);
