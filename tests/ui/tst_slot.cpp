@@ -52,15 +52,29 @@ QMimeData* fileDrag(const QStringList& paths) {
     return data;
 }
 
+// Shows a slot of the usual size that reports to `recorder`; answers whether it came up.
+bool showSlot(SelectValueView& slot, Recorder& recorder, bool closeShown = false) {
+    slot.resize(240, 210);
+    slot.setDelegate(&recorder);
+    if (closeShown)
+        slot.setCloseShown(true);
+    slot.show();
+    return QTest::qWaitForWindowExposed(&slot);
+}
+
+// Clicks the picture, the card below it and the close mark.
+void clickEverywhere(SelectValueView& slot) {
+    QTest::mouseClick(slot.selectDiskBut(), Qt::LeftButton);
+    QTest::mouseClick(slot.dragVie(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 190));
+    QTest::mouseClick(slot.closeDisk(), Qt::LeftButton);
+}
+
 } // namespace
 
 void TestSlot::droppedFileNamesReachTheDelegateInOrder() {
     SelectValueView slot(1);
-    slot.resize(240, 210);
     Recorder recorder;
-    slot.setDelegate(&recorder);
-    slot.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&slot));
+    QVERIFY(showSlot(slot, recorder));
 
     const QStringList paths = {QStringLiteral("/Users/ann/Desktop/b report.pdf"),
                                QStringLiteral("/Users/ann/a"),
@@ -90,11 +104,8 @@ void TestSlot::droppedFileNamesReachTheDelegateInOrder() {
 
 void TestSlot::otherDropsAreRefusedWithTheirLogLines() {
     SelectValueView slot(1);
-    slot.resize(240, 210);
     Recorder recorder;
-    slot.setDelegate(&recorder);
-    slot.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&slot));
+    QVERIFY(showSlot(slot, recorder));
 
     QMimeData text;
     text.setText(QStringLiteral("/Users/ann/a"));
@@ -133,16 +144,10 @@ void TestSlot::otherDropsAreRefusedWithTheirLogLines() {
 
 void TestSlot::clicksAndClosesCarryTheSlotNumber() {
     SelectValueView slot(2);
-    slot.resize(240, 210);
     Recorder recorder;
-    slot.setDelegate(&recorder);
-    slot.setCloseShown(true);
-    slot.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&slot));
+    QVERIFY(showSlot(slot, recorder, true));
 
-    QTest::mouseClick(slot.selectDiskBut(), Qt::LeftButton);
-    QTest::mouseClick(slot.dragVie(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 190));
-    QTest::mouseClick(slot.closeDisk(), Qt::LeftButton);
+    clickEverywhere(slot);
     // A press that leaves the slot before it is let go is no click.
     QTest::mousePress(slot.dragVie(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 190));
     QTest::mouseRelease(slot.dragVie(), Qt::LeftButton, Qt::NoModifier, QPoint(400, 400));
@@ -152,17 +157,11 @@ void TestSlot::clicksAndClosesCarryTheSlotNumber() {
 
 void TestSlot::aSlotThatCannotSelectIgnoresEverything() {
     SelectValueView slot(1);
-    slot.resize(240, 210);
-    Recorder recorder;
-    slot.setDelegate(&recorder);
-    slot.setCloseShown(true);
     slot.setIsCanSelect(false);
-    slot.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&slot));
+    Recorder recorder;
+    QVERIFY(showSlot(slot, recorder, true));
 
-    QTest::mouseClick(slot.selectDiskBut(), Qt::LeftButton);
-    QTest::mouseClick(slot.dragVie(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 190));
-    QTest::mouseClick(slot.closeDisk(), Qt::LeftButton);
+    clickEverywhere(slot);
     std::unique_ptr<QMimeData> data(fileDrag({QStringLiteral("/tmp/a")}));
     QVERIFY(!dragAndDrop(slot.dragVie(), data.get(), QPoint(20, 20)));
     QVERIFY(recorder.calls.isEmpty());
