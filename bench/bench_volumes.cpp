@@ -5,8 +5,8 @@
 // them (listing /Volumes, the mount table, parsing, records). Prints only; no budget is checked.
 
 #include "EmulatedMac.h"
-#include "app/CommandRunner.h"
-#include "app/PropertyList.h"
+#include "core/CommandRunner.h"
+#include "core/PropertyList.h"
 #include "osclone/QvUSBControl.h"
 #include "volumes/VolumeEnumerator.h"
 

@@ -1,6 +1,6 @@
 #include "app/AboutWindow.h"
 
-#include "app/QvPublicUtilities.h"
+#include "core/QvPublicUtilities.h"
 #include "ui/FlatButton.h"
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"

@@ -1,9 +1,9 @@
 #include "app/AppDelegate.h"
 
 #include "app/AboutWindow.h"
-#include "app/ConsoleLog.h"
 #include "app/MainWindowController.h"
-#include "app/QvPublicUtilities.h"
+#include "core/ConsoleLog.h"
+#include "core/QvPublicUtilities.h"
 #include "platform/gui/SingleInstance.h"
 
 #include <QAction>

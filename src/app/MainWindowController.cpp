@@ -1,7 +1,7 @@
 #include "app/MainWindowController.h"
 
-#include "app/ConsoleLog.h"
 #include "app/SideTabButton.h"
+#include "core/ConsoleLog.h"
 #include "diskmanager/RepairDiskViewController.h"
 #include "ui/BackgroundView.h"
 #include "ui/ImageView.h"

@@ -1,7 +1,7 @@
 #include "app/AppDelegate.h"
-#include "app/ConsoleLog.h"
 #include "app/MainWindowController.h"
 #include "app/MyNSApplication.h"
+#include "core/ConsoleLog.h"
 #include "platform/Machine.h"
 
 #include <QTimer>

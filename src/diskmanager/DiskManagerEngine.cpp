@@ -1,7 +1,7 @@
 #include "diskmanager/DiskManagerEngine.h"
 
-#include "app/MainThread.h"
-#include "app/QvPublicUtilities.h"
+#include "core/MainThread.h"
+#include "core/QvPublicUtilities.h"
 #include "diskmanager/VolumeOperations.h"
 #include "platform/DiskArbitration.h"
 #include "platform/Machine.h"

@@ -1,6 +1,6 @@
 #include "diskmanager/MakeSureFormatViewController.h"
 
-#include "app/MainThread.h"
+#include "core/MainThread.h"
 #include "diskmanager/DiskManagerTexts.h"
 #include "diskmanager/FormatTypeViewController.h"
 #include "diskmanager/MakeSureFormatDelegate.h"

@@ -1,6 +1,6 @@
 #include "diskmanager/RepairDiskViewController.h"
 
-#include "app/QvPublicUtilities.h"
+#include "core/QvPublicUtilities.h"
 #include "diskmanager/DiskManagerCell.h"
 #include "diskmanager/DiskManagerEngine.h"
 #include "diskmanager/DiskManagerTexts.h"

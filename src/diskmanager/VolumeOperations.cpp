@@ -1,10 +1,10 @@
 #include "diskmanager/VolumeOperations.h"
 
-#include "app/CommandLine.h"
-#include "app/CommandRunner.h"
-#include "app/ConsoleLog.h"
-#include "app/PropertyList.h"
-#include "app/QvLog.h"
+#include "core/CommandLine.h"
+#include "core/CommandRunner.h"
+#include "core/ConsoleLog.h"
+#include "core/PropertyList.h"
+#include "core/QvLog.h"
 #include "platform/Machine.h"
 
 #include <QMutex>

@@ -1,6 +1,6 @@
 #include "filecopy/Controller.h"
 
-#include "app/ConsoleLog.h"
+#include "core/ConsoleLog.h"
 
 #include <QMutex>
 #include <QMutexLocker>

@@ -1,7 +1,7 @@
 #include "filecopy/DoCopyFiles.h"
 
-#include "app/ConsoleLog.h"
-#include "app/MainThread.h"
+#include "core/ConsoleLog.h"
+#include "core/MainThread.h"
 #include "platform/DirectoryBatchReader.h"
 #include "platform/ItemCopy.h"
 #include "platform/Machine.h"

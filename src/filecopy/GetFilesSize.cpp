@@ -1,7 +1,7 @@
 #include "filecopy/GetFilesSize.h"
 
-#include "app/ConsoleLog.h"
-#include "app/QvPublicUtilities.h"
+#include "core/ConsoleLog.h"
+#include "core/QvPublicUtilities.h"
 #include "filecopy/NodeTreeOperator.h"
 #include "platform/DirectoryBatchReader.h"
 #include "platform/Machine.h"

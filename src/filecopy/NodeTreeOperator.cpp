@@ -1,6 +1,6 @@
 #include "filecopy/NodeTreeOperator.h"
 
-#include "app/MainThread.h"
+#include "core/MainThread.h"
 #include "platform/DirectoryBatchReader.h"
 #include "platform/Machine.h"
 

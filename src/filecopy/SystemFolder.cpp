@@ -1,7 +1,7 @@
 #include "filecopy/SystemFolder.h"
 
-#include "app/PropertyList.h"
-#include "app/Resources.h"
+#include "core/PropertyList.h"
+#include "core/Resources.h"
 
 bool SystemFolder::isSystemFileWithFilePath(const QString& path) {
     const QString file = resourcePath(QStringLiteral("SystemFile"), QStringLiteral("plist"));

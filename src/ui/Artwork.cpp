@@ -1,6 +1,6 @@
 #include "ui/Artwork.h"
 
-#include "app/Resources.h"
+#include "core/Resources.h"
 
 #include <QHash>
 #include <QPainter>

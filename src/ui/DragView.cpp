@@ -1,6 +1,6 @@
 #include "ui/DragView.h"
 
-#include "app/ConsoleLog.h"
+#include "core/ConsoleLog.h"
 #include "ui/DragViewDelegate.h"
 
 #include <QDragEnterEvent>

@@ -1,6 +1,6 @@
 #include "volumes/DiskListViewController.h"
 
-#include "app/QvPublicUtilities.h"
+#include "core/QvPublicUtilities.h"
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"
 #include "volumes/DiskUsageBarView.h"

@@ -1,6 +1,6 @@
 #include "volumes/NotificationCenter.h"
 
-#include "app/MainThread.h"
+#include "core/MainThread.h"
 
 #include <QCoreApplication>
 

@@ -1,6 +1,6 @@
 #include "volumes/SelectDiskViewController.h"
 
-#include "app/MainThread.h"
+#include "core/MainThread.h"
 #include "ui/KitStyle.h"
 #include "ui/Popover.h"
 #include "volumes/DiskCallBack.h"

@@ -1,8 +1,12 @@
 #include "TestMain.h"
-#include "tst_commandrunner.h"
-#include "tst_log.h"
-#include "tst_propertylist.h"
-#include "tst_qvtask.h"
-#include "tst_utilities.h"
+#include "app/MyNSApplication.h"
+#include "tst_launch.h"
+#include "tst_mainwindow.h"
+#include "tst_shortcuts.h"
 
-TAVRILL_TEST_MAIN(TestPropertyList, TestCommandRunner, TestQvTask, TestUtilities, TestLog)
+// The shell's tests run inside the application's own application object, so key presses take
+// the same route as in the program.
+int main(int argc, char** argv) {
+    MyNSApplication app(argc, argv);
+    return runTestClasses<TestMainWindow, TestShortcuts, TestLaunch>(argc, argv);
+}

@@ -1,6 +1,6 @@
 #include "DiskManagerTestKit.h"
 
-#include "app/PropertyList.h"
+#include "core/PropertyList.h"
 
 #include <QDir>
 #include <QElapsedTimer>

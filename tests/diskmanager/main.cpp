@@ -1,5 +1,4 @@
 #include "GuiTestMain.h"
 #include "tst_diskmanagerengine.h"
-#include "tst_diskmanagerworkflow.h"
 
-TAVRILL_GUI_TEST_MAIN(TestDiskManagerEngine, TestDiskManagerWorkflow)
+TAVRILL_GUI_TEST_MAIN(TestDiskManagerEngine)

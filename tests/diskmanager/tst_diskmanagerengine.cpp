@@ -1,9 +1,9 @@
 #include "tst_diskmanagerengine.h"
 
 #include "DiskManagerTestKit.h"
-#include "app/CommandRunner.h"
-#include "app/QvLog.h"
-#include "app/QvPublicUtilities.h"
+#include "core/CommandRunner.h"
+#include "core/QvLog.h"
+#include "core/QvPublicUtilities.h"
 #include "diskmanager/DiskManagerEngine.h"
 #include "diskmanager/VolumeOperations.h"
 

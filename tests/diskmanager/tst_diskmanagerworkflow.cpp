@@ -1,7 +1,7 @@
 #include "tst_diskmanagerworkflow.h"
 
 #include "DiskManagerTestKit.h"
-#include "app/QvPublicUtilities.h"
+#include "core/QvPublicUtilities.h"
 #include "diskmanager/DiskManagerCell.h"
 #include "diskmanager/DiskManagerEngine.h"
 #include "diskmanager/FormatEndViewController.h"

@@ -1,6 +1,6 @@
 #include "EmulatorTestKit.h"
 
-#include "app/PropertyList.h"
+#include "core/PropertyList.h"
 
 QVariantMap diskInfo(const EmulatedMac& mac, const QString& arg) {
     const EmulatedMac::Run r =

@@ -1,7 +1,7 @@
 #include "tst_machine.h"
 
 #include "EmulatorTestKit.h"
-#include "app/PropertyList.h"
+#include "core/PropertyList.h"
 #include "platform/Machine.h"
 
 #include <QDir>

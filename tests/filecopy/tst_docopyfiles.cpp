@@ -1,9 +1,10 @@
 #include "tst_docopyfiles.h"
 
 #include "Fixtures.h"
+#include "MessageCapture.h"
 #include "TestMachine.h"
 #include "TreeCompare.h"
-#include "app/MainThread.h"
+#include "core/MainThread.h"
 #include "filecopy/DoCopyFiles.h"
 #include "platform/Machine.h"
 
@@ -229,18 +230,13 @@ void TestDoCopyFiles::everyItemLogsItsOutcome() {
     makeFolder(mac, "/Volumes/Dest/out");
     FileNodeList nodes = selectedFiles(mac, "/Volumes/Src", 3);
     nodes.insert(1, fileNode("/Volumes/Src/vanished.txt", 5)); // listed, then deleted
-    static QMutex lock;
-    static QStringList lines;
-    lines.clear();
-    const QtMessageHandler previous =
-        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
-            QMutexLocker l(&lock);
-            lines << text;
-        });
-    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
-    copyAndWait(copier, nodes, "/Volumes/Dest/out");
-    qInstallMessageHandler(previous);
-    QMutexLocker l(&lock);
+    QStringList lines;
+    {
+        MessageCapture messages;
+        std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
+        copyAndWait(copier, nodes, "/Volumes/Dest/out");
+        lines = messages.lines();
+    }
     QCOMPARE(lines.size(), 4);
     QVERIFY2(lines[1].startsWith("error--" + mac.host("/Volumes/Src/vanished.txt") + ": "),
              qPrintable(lines[1]));

@@ -1,8 +1,8 @@
 #include "tst_filenode.h"
 
 #include "Fixtures.h"
-#include "app/PropertyList.h"
-#include "app/Resources.h"
+#include "core/PropertyList.h"
+#include "core/Resources.h"
 #include "filecopy/FileNode.h"
 #include "filecopy/SystemFolder.h"
 

@@ -3,7 +3,7 @@
 #include "Fixtures.h"
 #include "TestMachine.h"
 #include "TreeCompare.h"
-#include "app/MainThread.h"
+#include "core/MainThread.h"
 #include "filecopy/Controller.h"
 #include "filecopy/NodeTreeOperator.h"
 

@@ -1,7 +1,7 @@
-#include "TestMain.h"
-#include "tst_diskarbitration.h"
-#include "tst_usbcontrol.h"
+#include "GuiTestMain.h"
+#include "tst_disklist.h"
+#include "tst_picker.h"
 #include "tst_volumeenumerator.h"
 #include "tst_watching.h"
 
-TAVRILL_TEST_MAIN(TestDiskArbitration, TestVolumeEnumerator, TestWatching, TestUSBControl)
+TAVRILL_GUI_TEST_MAIN(TestVolumeEnumerator, TestWatching, TestDiskList, TestPicker)

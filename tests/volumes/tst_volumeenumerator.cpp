@@ -1,9 +1,9 @@
 #include "tst_volumeenumerator.h"
 
 #include "VolumesTestKit.h"
-#include "app/PropertyList.h"
-#include "app/QvLog.h"
-#include "app/QvPublicUtilities.h"
+#include "core/PropertyList.h"
+#include "core/QvLog.h"
+#include "core/QvPublicUtilities.h"
 #include "volumes/VolumeEnumerator.h"
 
 #include <QDir>

@@ -1,0 +1,158 @@
+#include "tst_commandrunner.h"
+
+#include "TestMachine.h"
+#include "core/CommandLine.h"
+#include "core/CommandRunner.h"
+#include "core/PropertyList.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <functional>
+
+namespace {
+// A diskutil that prints a one-key dictionary naming its arguments and records them one per
+// line in /tmp/args.txt.
+const QByteArray kRecordingTool = R"(
+out="$(dirname "$0")/../../tmp/args.txt"
+: > "$out"
+for a in "$@"; do printf '%s\n' "$a" >> "$out"; done
+printf '<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0"><dict><key>Args</key><string>%s</string></dict></plist>\n' "$*"
+)";
+} // namespace
+
+void TestCommandRunner::formatsDocumentedLinesUnchanged_data() {
+    QTest::addColumn<QByteArray>("format");
+    QTest::addColumn<QByteArrayList>("args");
+    QTest::addColumn<QByteArray>("expected");
+    QTest::newRow("info") << QByteArray("diskutil info -plist %s") << QByteArrayList{"/dev/disk4s1"}
+                          << QByteArray("diskutil info -plist /dev/disk4s1");
+    QTest::newRow("rename") << QByteArray("diskutil rename %s \"%s\"")
+                            << QByteArrayList{"disk4s1", "MY BACKUP D"}
+                            << QByteArray("diskutil rename disk4s1 \"MY BACKUP D\"");
+    QTest::newRow("erase") << QByteArray("diskutil eraseVolume %s \"%s\" \"%s\"")
+                           << QByteArrayList{"ExFAT", "NEW", "/dev/disk5s2"}
+                           << QByteArray("diskutil eraseVolume ExFAT \"NEW\" \"/dev/disk5s2\"");
+    QTest::newRow("bare with blank quoted")
+        << QByteArray("diskutil info -plist %s") << QByteArrayList{"/Volumes/Macintosh HD"}
+        << QByteArray("diskutil info -plist \"/Volumes/Macintosh HD\"");
+    QTest::newRow("quoted specials escaped")
+        << QByteArray("diskutil rename %s \"%s\"") << QByteArrayList{"disk4s1", "a\"b$c`d\\e"}
+        << QByteArray("diskutil rename disk4s1 \"a\\\"b\\$c\\`d\\\\e\"");
+    QTest::newRow("percent") << QByteArray("echo 100%%") << QByteArrayList{} << QByteArray("echo 100%");
+}
+
+void TestCommandRunner::formatsDocumentedLinesUnchanged() {
+    QFETCH(QByteArray, format);
+    QFETCH(QByteArrayList, args);
+    QFETCH(QByteArray, expected);
+    QByteArray line;
+    switch (args.size()) {
+    case 0:
+        line = QvFormatCommand(128, format.constData(), std::initializer_list<QByteArray>{});
+        break;
+    case 1:
+        line = QvFormatCommand(128, format.constData(), {args[0]});
+        break;
+    case 2:
+        line = QvFormatCommand(128, format.constData(), {args[0], args[1]});
+        break;
+    default:
+        line = QvFormatCommand(128, format.constData(), {args[0], args[1], args[2]});
+        break;
+    }
+    QCOMPARE(line, expected);
+}
+
+void TestCommandRunner::rejectsLinesLongerThanTheirBuffer() {
+    TestMachine mac;
+    // "diskutil info -plist " is 21 bytes: 42 more fill a 64-byte buffer with its NUL, 43 do not.
+    QCOMPARE(QvFormatCommand(64, "diskutil info -plist %s", {QByteArray(42, 'a')}).size(), 63);
+    QVERIFY(QvFormatCommand(64, "diskutil info -plist %s", {QByteArray(43, 'a')}).isNull());
+    // The runner's own 2048-byte buffer holds the line and the redirection.
+    QVERIFY(execCommand(QByteArray(2100, 'x')).isNull());
+    QVERIFY(!QFile::exists(runnerOutputPath("KelvaroTemp.plist")));
+}
+
+void TestCommandRunner::eachRunnerWritesItsOwnFile() {
+    TestMachine mac;
+    mac.installTool("/usr/sbin/diskutil", kRecordingTool);
+    const QList<QPair<std::function<QString(const QByteArray&)>, QString>> runners = {
+        {execCommand, "KelvaroTemp.plist"},
+        {QvExecCommand, "QvTemp.plist"},
+        {GetExecCommand, "Fennick.plist"},
+        {eraserDiskCommand, "eraserDiskTemp.plist"},
+        {eraserExecCommand, "eraserVolumeTemp.plist"},
+        {aepairExecCommand, "BrindleRepairTemp.plist"},
+        {changeNameExecCommand, "BrindleChangeNameTemp.plist"},
+        {ejectExecCommand, "ejectExecCommandTemp.plist"},
+    };
+    for (const auto& [runner, fileName] : runners) {
+        const QString path = runner("diskutil info -plist " + fileName.toUtf8());
+        QCOMPARE(path, mac.host("/tmp/" + fileName));
+        const auto dict = PropertyList::readDictionary(path);
+        QVERIFY2(dict, qPrintable(fileName));
+        QCOMPARE(dict->value("Args").toString(), "info -plist " + fileName);
+    }
+    QCOMPARE(QDir(mac.host("/tmp")).entryList(QDir::Files).size(), runners.size() + 1); // + args.txt
+}
+
+void TestCommandRunner::staleOutputIsRemovedBeforeTheRun() {
+    TestMachine mac;
+    mac.installTool("/usr/sbin/diskutil", "exit 1");
+    const QString stale =
+        mac.writeFile("/tmp/KelvaroTemp.plist", PropertyList::toXml(QVariantMap{{"Old", true}}));
+    const QString path = execCommand("diskutil info -plist disk9");
+    QCOMPARE(path, stale);
+    QVERIFY(QFile::exists(path));
+    QCOMPARE(QFile(path).size(), 0);
+    QVERIFY(!PropertyList::readDictionary(path));
+}
+
+void TestCommandRunner::nullLineTouchesNothing() {
+    TestMachine mac;
+    const QString stale = mac.writeFile("/tmp/BrindleRepairTemp.plist", "kept");
+    QVERIFY(aepairExecCommand(QByteArray()).isNull());
+    QCOMPARE(mac.readFile("/tmp/BrindleRepairTemp.plist"), QByteArray("kept"));
+    DoCommand(QByteArray(), "/tmp/x.plist");
+    DoCommand("diskutil info -plist /", QString());
+    QVERIFY(!QFile::exists(mac.host("/tmp/x.plist")));
+}
+
+void TestCommandRunner::hostileNamesReachTheToolLiterally_data() {
+    QTest::addColumn<QByteArray>("name");
+    QTest::newRow("command substitution") << QByteArray("a\"b$(touch x)`touch x`c");
+    QTest::newRow("backslash and dollar") << QByteArray("back\\slash $HOME \\\"");
+    QTest::newRow("semicolon") << QByteArray("x\"; touch x; echo \"");
+    QTest::newRow("non-latin") << QString::fromUtf8("日本語 Диск").toUtf8();
+}
+
+void TestCommandRunner::hostileNamesReachTheToolLiterally() {
+    QFETCH(QByteArray, name);
+    TestMachine mac;
+    mac.installTool("/usr/sbin/diskutil", kRecordingTool);
+    QTemporaryDir cwd;
+    const QString previous = QDir::currentPath();
+    QDir::setCurrent(cwd.path());
+
+    // Quoted in the format, and bare in the format: both reach the tool as one argument.
+    aepairExecCommand(QvFormatCommand(128, "diskutil rename %s \"%s\"", {QByteArray("disk4s1"), name}));
+    QCOMPARE(mac.readFile("/tmp/args.txt"), "rename\ndisk4s1\n" + name + "\n");
+    ejectExecCommand(QvFormatCommand(128, "diskutil eject %s", {name}));
+    QCOMPARE(mac.readFile("/tmp/args.txt"), "eject\n" + name + "\n");
+
+    QDir::setCurrent(previous);
+    QVERIFY(!QFile::exists(cwd.filePath("x")));
+    QVERIFY(!QFile::exists(mac.host("/x")));
+}
+
+void TestCommandRunner::doCommandWritesWhereItIsTold() {
+    TestMachine mac;
+    mac.installTool("/usr/sbin/diskutil", kRecordingTool);
+    DoCommand("diskutil info -plist /", "/tmp/TavrillDataTemp.plist");
+    const auto dict = PropertyList::readDictionary(mac.host("/tmp/TavrillDataTemp.plist"));
+    QVERIFY(dict);
+    QCOMPARE(dict->value("Args").toString(), QStringLiteral("info -plist /"));
+}

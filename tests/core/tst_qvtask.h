@@ -1,0 +1,11 @@
+#pragma once
+#include <QObject>
+
+class TestQvTask : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void raisesShortLimitsAndKeepsLongOnes();
+    void keepsArgumentsWhenGivenNone();
+    void stopKillsTheToolWithinASecondOrSo();
+    void normalEndLeavesNoTimerBehind();
+};

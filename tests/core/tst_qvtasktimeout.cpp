@@ -1,0 +1,19 @@
+#include "tst_qvtasktimeout.h"
+
+#include "MessageCapture.h"
+#include "TaskRun.h"
+#include "TestMachine.h"
+#include "core/QvTask.h"
+
+#include <QTest>
+
+void TestQvTaskTimeout::timeLimitKillsTheToolAndSaysSo() {
+    TestMachine mac;
+    mac.installTool("/usr/sbin/slow", "echo $$ > \"$(dirname \"$0\")/../../tmp/pid\"\nexec sleep 300");
+    MessageCapture messages;
+    const qint64 elapsed = runTask("/usr/sbin/slow", {}, 5, 90000);
+    QVERIFY(elapsed >= 59000 && elapsed < 65000);
+    QVERIFY(QvTask::QvShareInstance()->timedOut());
+    QCOMPARE(messages.lines().filter("task timeout").size(), 1);
+    QVERIFY(QTest::qWaitFor([&] { return !processAlive(mac.readFile("/tmp/pid")); }, 2000));
+}

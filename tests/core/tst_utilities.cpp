@@ -1,0 +1,213 @@
+#include "tst_utilities.h"
+
+#include "TestMachine.h"
+#include "core/PropertyList.h"
+#include "core/QvPublicUtilities.h"
+#include "core/Resources.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+void TestUtilities::sizeTexts_data() {
+    QTest::addColumn<qint64>("bytes");
+    QTest::addColumn<QString>("upToTB");
+    QTest::addColumn<QString>("upToGB");
+    QTest::newRow("0") << 0LL << "0 byte"
+                       << "0 byte";
+    QTest::newRow("999") << 999LL << "999 byte"
+                         << "999 byte";
+    QTest::newRow("1000") << 1000LL << "1.00 KB"
+                          << "1.00 KB";
+    QTest::newRow("999999") << 999999LL << "1000.00 KB"
+                            << "1000.00 KB";
+    QTest::newRow("1000000") << 1000000LL << "1.00 MB"
+                             << "1.00 MB";
+    QTest::newRow("1234567") << 1234567LL << "1.23 MB"
+                             << "1.23 MB";
+    QTest::newRow("999999999") << 999999999LL << "1000.00 MB"
+                               << "1000.00 MB";
+    QTest::newRow("1e9") << 1000000000LL << "1.00 GB"
+                         << "1.00 GB";
+    QTest::newRow("16 GB stick") << 16005464064LL << "16.01 GB"
+                                 << "16.01 GB";
+    QTest::newRow("999999999999") << 999999999999LL << "1000.00 GB"
+                                  << "1000.00 GB";
+    QTest::newRow("1e12") << 1000000000000LL << "1.00 TB"
+                          << "1000.00 GB";
+    QTest::newRow("2 TB") << 2000398934016LL << "2.00 TB"
+                          << "2000.40 GB";
+}
+
+void TestUtilities::sizeTexts() {
+    QFETCH(qint64, bytes);
+    QFETCH(QString, upToTB);
+    QFETCH(QString, upToGB);
+    QCOMPARE(QvPublicUtilities::longlongConvertVolSpace(bytes), upToTB);
+    QCOMPARE(QvPublicUtilities::longlongDiskSize(bytes), upToTB);
+    QCOMPARE(QvPublicUtilities::convertVolSpace(static_cast<quint64>(bytes)), upToGB);
+}
+
+void TestUtilities::sizeFromText_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<quint64>("bytes");
+    QTest::newRow("GB") << "12.50 GB" << quint64(12500000000ULL);
+    QTest::newRow("byte") << "512 byte" << quint64(0);
+    QTest::newRow("KB") << "1.00 KB" << quint64(1000);
+    QTest::newRow("MB") << "2.50 MB" << quint64(2500000);
+    QTest::newRow("TB single precision") << "1.00 TB" << quint64(999999995904ULL);
+    QTest::newRow("empty") << "" << quint64(0);
+    QTest::newRow("null") << QString() << quint64(0);
+    QTest::newRow("unknown unit") << "3.00 PB" << quint64(0);
+}
+
+void TestUtilities::sizeFromText() {
+    QFETCH(QString, text);
+    QFETCH(quint64, bytes);
+    QCOMPARE(QvPublicUtilities::volSpaceFromString(text), bytes);
+}
+
+void TestUtilities::moreThan2GB() {
+    QVERIFY(!QvPublicUtilities::isMoreThan2GB(999999));
+    QVERIFY(!QvPublicUtilities::isMoreThan2GB(2048000000LL));
+    QVERIFY(!QvPublicUtilities::isMoreThan2GB(2048999999LL));
+    QVERIFY(QvPublicUtilities::isMoreThan2GB(2049000000LL));
+    QVERIFY(!QvPublicUtilities::isMoreThan2GB(-5));
+}
+
+void TestUtilities::fileSystemNames() {
+    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(0, false, false), QStringLiteral("FAT12"));
+    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(7, false, true), QStringLiteral("EXFAT"));
+    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(9, false, false), QStringLiteral("APFS"));
+    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(10, false, false), QStringLiteral("Unknown"));
+    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(11, false, false), QStringLiteral("Disk"));
+    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(-1, false, false), QStringLiteral("Disk"));
+    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(8, true, false), QStringLiteral("Disk Image"));
+}
+
+void TestUtilities::versionFromSwVers_data() {
+    QTest::addColumn<QByteArray>("tool");
+    QTest::addColumn<int>("number");
+    QTest::addColumn<int>("major");
+    QTest::addColumn<int>("minor");
+    QTest::addColumn<int>("bugFix");
+    QTest::newRow("10.15.7") << QByteArray("echo 10.15.7") << 1015 << 10 << 15 << 7;
+    QTest::newRow("10.9.5") << QByteArray("echo 10.9.5") << 1009 << 10 << 9 << 5;
+    QTest::newRow("11.7") << QByteArray("echo 11.7") << 1107 << 11 << 7 << 0;
+    QTest::newRow("14.4") << QByteArray("echo 14.4") << 1404 << 14 << 4 << 0;
+    QTest::newRow("tool fails") << QByteArray("exit 1") << 1000 << 10 << 0 << 0;
+    QTest::newRow("garbage") << QByteArray("echo ProductName: macOS") << 1000 << 10 << 0 << 0;
+    QTest::newRow("no tool") << QByteArray() << 1000 << 10 << 0 << 0;
+}
+
+void TestUtilities::versionFromSwVers() {
+    QFETCH(QByteArray, tool);
+    QFETCH(int, number);
+    QFETCH(int, major);
+    QFETCH(int, minor);
+    QFETCH(int, bugFix);
+    TestMachine mac;
+    if (!tool.isNull())
+        mac.installTool("/usr/bin/sw_vers", "[ \"$1\" = -productVersion ] || exit 2\n" + tool);
+    // A failure says so on the console once per query.
+    if (number == 1000)
+        for (int i = 0; i < 3; ++i)
+            QTest::ignoreMessage(QtInfoMsg, QRegularExpression("^Unable to obtain system version: -?\\d+$"));
+    QCOMPARE(QvPublicUtilities::getSystemVersion(), number);
+    int a = -1, b = -1, c = -1;
+    PublicObj::getSystemVersionMajor(&a, &b, &c);
+    QCOMPARE(a, major);
+    QCOMPARE(b, minor);
+    QCOMPARE(c, bugFix);
+    QvPublicUtilities::getSystemVersionMajor(nullptr, nullptr, nullptr); // null out-arguments are fine
+}
+
+void TestUtilities::settingsReadAndWrite() {
+    QTemporaryDir dir;
+    setResourceDirectory(dir.path());
+    const QString path = dir.filePath("PrivateData.plist");
+    // No settings file: null answers, false, and a write creates nothing.
+    QVERIFY(QvPublicUtilities::getInstallVersion().isNull());
+    QVERIFY(!QvPublicUtilities::isBootable());
+    QvPublicUtilities::writeUpDataTimeStr("now");
+    QVERIFY(!QFile::exists(path));
+
+    QVERIFY(PropertyList::writeDictionary(path, {{"INSTALL_VERSION", "2.1.0"}, {"isBootable", "YES"}}));
+    QCOMPARE(QvPublicUtilities::getInstallVersion(), QStringLiteral("2.1.0"));
+    QVERIFY(QvPublicUtilities::isBootable());
+    QvPublicUtilities::writeUpDataTimeStr("2026-11-22 10:00");
+    QCOMPARE(QvPublicUtilities::getUpDataTimeStr(), QStringLiteral("2026-11-22 10:00"));
+    QCOMPARE(QvPublicUtilities::getInstallVersion(), QStringLiteral("2.1.0")); // other keys kept
+
+    QVERIFY(PropertyList::writeDictionary(path, {{"isBootable", "yes"}}));
+    QVERIFY(!QvPublicUtilities::isBootable());
+    setResourceDirectory(QString());
+
+    // The shipped file has what the menus and the update check need.
+    const auto shipped = PropertyList::readDictionary(resourcePath("PrivateData", "plist"));
+    QVERIFY(shipped);
+    for (const char* key : {"INSTALL_VERSION", "VersionCheck", "isBootable"})
+        QVERIFY2(shipped->contains(key), key);
+    for (const char* link : {"OnlineHelp", "Support", "SupportTeam", "IniURL"})
+        QVERIFY2(!shipped->value("en").toMap().value(link).toString().isEmpty(), link);
+}
+
+void TestUtilities::linkFallsBackToEnglish() {
+    QTemporaryDir dir;
+    setResourceDirectory(dir.path());
+    QVERIFY(PropertyList::writeDictionary(
+        dir.filePath("PrivateData.plist"),
+        {{"en", QVariantMap{{"OnlineHelp", "https://en/help"}, {"Support", "https://en/s"}}},
+         {"de", QVariantMap{{"OnlineHelp", "https://de/hilfe"}, {"Support", ""}}}}));
+    QCOMPARE(QvLinkUrl::GetUrlForLanguage("OnlineHelp", "de"), QStringLiteral("https://de/hilfe"));
+    QCOMPARE(QvLinkUrl::GetUrlForLanguage("Support", "de"), QStringLiteral("https://en/s"));
+    QCOMPARE(QvLinkUrl::GetUrlForLanguage("OnlineHelp", "fr"), QStringLiteral("https://en/help"));
+    QVERIFY(QvLinkUrl::GetUrlForLanguage("SupportTeam", "de").isEmpty());
+    QVERIFY(PropertyList::writeDictionary(dir.filePath("PrivateData.plist"),
+                                          {{"de", QVariantMap{{"Support", "https://de/s"}}}}));
+    QCOMPARE(QvLinkUrl::GetUrlForLanguage("Support", "de"), QStringLiteral("https://de/s"));
+    QVERIFY(QvLinkUrl::GetUrlForLanguage("Support", "fr").isEmpty());
+    setResourceDirectory(QString());
+}
+
+void TestUtilities::diskInfoGoesThroughItsRunner() {
+    TestMachine mac;
+    mac.installTool(
+        "/usr/sbin/diskutil",
+        "[ \"$1 $2 $3\" = \"info -plist disk4\" ] || exit 1\n"
+        "printf '<plist "
+        "version=\"1.0\"><dict><key>DeviceIdentifier</key><string>disk4</string></dict></plist>'");
+    const auto info = QvPublicUtilities::QvGetDiskInfo("disk4");
+    QVERIFY(info);
+    QCOMPARE(info->value("DeviceIdentifier").toString(), QStringLiteral("disk4"));
+    QVERIFY(QFile::exists(mac.host("/tmp/Fennick.plist")));
+    QVERIFY(!QvPublicUtilities::QvGetDiskInfo("disk9"));
+    QVERIFY(!QvPublicUtilities::QvGetDiskInfo(nullptr));
+    QVERIFY(!QvPublicUtilities::QvGetDiskInfo(QByteArray(60, 'd').constData())); // over the 64-byte line
+}
+
+void TestUtilities::smallHelpers() {
+    TestMachine mac;
+    QVERIFY(QvCheckFolderExist("/Volumes"));
+    mac.writeFile("/Volumes/file", "x");
+    QVERIFY(!QvCheckFolderExist("/Volumes/file"));
+    QVERIFY(!QvCheckFolderExist("/Volumes/none"));
+    QVERIFY(!QvCheckFolderExist(QString()));
+    QCOMPARE(getLocalizedString(nullptr), QString(""));
+    QCOMPARE(GetLocalizedString(nullptr), QString(" "));
+    QCOMPARE(getLocalizedString("Disk Copy"), QString("Disk Copy"));
+    QCOMPARE(getColor(255, 0, 51, 0.5), (QvColor{1.0, 0.0, 0.2, 0.5}));
+    const auto styled = QvPublicUtilities::setAddItunesBackup("Backup", 13);
+    QVERIFY(styled);
+    QCOMPARE(styled->color, (QvColor{1, 1, 1, 1}));
+    QCOMPARE(styled->pointSize, 13.0);
+    QVERIFY(styled->centred);
+    QVERIFY(!QvPublicUtilities::GetCurrentLanaguage().isEmpty());
+    // A date written in the locale's long date and short time style reads back.
+    const QLocale locale = QLocale::system();
+    const QDateTime when(QDate(2024, 3, 2), QTime(9, 5));
+    const QString text = locale.toString(when, locale.dateFormat(QLocale::LongFormat) + ' ' +
+                                                   locale.timeFormat(QLocale::ShortFormat));
+    QCOMPARE(QvPublicUtilities::convertDateFromString(text), when);
+    QVERIFY(!QvPublicUtilities::convertDateFromString("not a date").isValid());
+}

@@ -1,0 +1,313 @@
+#include "tst_usbcontrol.h"
+
+#include "VolumesTestKit.h"
+#include "core/PropertyList.h"
+#include "osclone/QvUSBControl.h"
+
+#include <QDir>
+#include <QTest>
+#include <QThread>
+#include <QThreadPool>
+
+#include <atomic>
+#include <future>
+
+using namespace VolumesTestKit;
+
+namespace {
+
+struct Delegate : QvUSBControlDelegate {
+    int finished = 0;
+    bool cancel = false;
+    void QvEnumUSBFinishImp() override { ++finished; }
+    bool QvUserIsCancel() override { return cancel; }
+};
+
+QStringList bsdNames(const QvUSBControl& control) {
+    QStringList names;
+    for (const QVariantMap& d : control.QvGetUSBList())
+        names << d.value(QString::fromLatin1(QvUSBBsdNameKey)).toString();
+    return names;
+}
+
+QVariantMap toolInfo(const EmulatedMac& mac, const QString& device) {
+    const EmulatedMac::Run r =
+        mac.run(QStringLiteral("diskutil"), {QStringLiteral("info"), QStringLiteral("-plist"), device});
+    return PropertyList::dictionaryFromBytes(r.out).value_or(QVariantMap());
+}
+
+QVariantMap driveOf(const EmulatedMac& mac, const QString& disk) {
+    const QVariantMap info = toolInfo(mac, disk);
+    return {{QString::fromLatin1(QvUSBBsdNameKey), disk},
+            {QString::fromLatin1(QvUSBTotalSizeKey), info.value(QStringLiteral("TotalSize")).toLongLong()},
+            {QString::fromLatin1(QvUSBMediaNameKey), info.value(QStringLiteral("MediaName")).toString()}};
+}
+
+// Carving blocks on the disk tool with a timer on the main loop: run it on a worker and keep the
+// main loop turning.
+QString carve(QvUSBControl& control, const QVariantMap* drive) {
+    auto result = std::async(std::launch::async, [&] { return control.QvCreateZantorPartition(drive); });
+    waitUntil([&] { return result.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }, 90000);
+    return result.get();
+}
+
+QByteArray gptStick(const QByteArray& name, const QByteArray& partitions) {
+    return "{\"name\":\"" + name + "\",\"mediaName\":\"" + name +
+           "\",\"size\":\"16GB\",\"scheme\":\"GPT\",\"partitions\":[" + partitions + "]}";
+}
+
+} // namespace
+
+void TestUSBControl::listingTakesOnlyLargePlainUsbDrives() {
+    const QByteArray disks = usbStick("under", "2499999999") + "," + usbStick("exact", "2500000000") + "," +
+                             usbStick("raid", "16GB", ",\"raidMaster\":true") + "," +
+                             usbStick("locked", "16GB", ",\"coreStorageEncrypted\":true") + "," +
+                             usbStick("hfsx", "16GB", ",\"content\":\"Apple_HFSX\"") + "," +
+                             "{\"name\":\"inside\",\"bus\":\"SATA\",\"internal\":true,\"ejectable\":false,"
+                             "\"mediaName\":\"HDD\",\"size\":\"1TB\","
+                             "\"scheme\":\"GPT\",\"partitions\":[{\"fs\":\"JHFS+\",\"name\":\"Inside\"}]}," +
+                             "{\"name\":\"nameless\",\"mediaName\":\"\",\"size\":\"8GB\",\"scheme\":\"MBR\","
+                             "\"partitions\":[{\"fs\":\"ExFAT\",\"name\":\"N\"}]}";
+    auto mac = machine("10.15.7", disks,
+                       "\"images\":[{\"path\":\"/Users/alex/"
+                       "Big.dmg\",\"volname\":\"Big\",\"size\":\"3g\",\"attach\":true}]");
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString exact = deviceOf(*mac, QStringLiteral("/Volumes/EXACT")).section(QLatin1Char('s'), 0, 1);
+    const QString nameless = deviceOf(*mac, QStringLiteral("/Volumes/N")).section(QLatin1Char('s'), 0, 1);
+    mac->clearLog();
+
+    QvUSBControl control;
+    Delegate delegate;
+    control.QvSetDelegateObj(&delegate);
+    control.QvGetUSBThreadImp();
+    QCOMPARE(bsdNames(control), QStringList({exact, nameless}));
+    const QList<QVariantMap> list = control.QvGetUSBList();
+    QCOMPARE(list[0].value(QStringLiteral("QvUSBTotalSize")).toLongLong(), 2'500'000'000LL);
+    QCOMPARE(list[0].value(QStringLiteral("QvUSBMediaName")).toString(), QStringLiteral("exact"));
+    QCOMPARE(list[1].value(QStringLiteral("QvUSBMediaName")).toString(), QStringLiteral("Unknown"));
+    QVERIFY(control.QvCheckUSBObj(&list[1]));
+    QVERIFY(!control.QvCheckUSBObj(nullptr));
+    const QVariantMap stranger{{QStringLiteral("QvUSBBsdName"), QStringLiteral("disk99")}};
+    QVERIFY(!control.QvCheckUSBObj(&stranger));
+
+    QCOMPARE(mac->commandLines().first(), QStringLiteral("diskutil list -plist"));
+    // The finish report and the following start on the main loop, after the listing.
+    QCOMPARE(delegate.finished, 0);
+    QVERIFY(waitUntil([&] { return delegate.finished == 1; }, 1000));
+
+    // A drive already listed is not asked about again.
+    mac->clearLog();
+    control.QvAddDiskToUSBObj(exact.toUtf8().constData());
+    QVERIFY(mac->commandLines().isEmpty());
+    QCOMPARE(control.QvGetUSBList().size(), 2);
+}
+
+void TestUSBControl::plugAndPullKeepTheListRight() {
+    auto mac = machine("10.15.7");
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    QvUSBControl control;
+    control.QvGetUSBThreadImp();
+    QVERIFY(bsdNames(control).isEmpty());
+    QCoreApplication::processEvents(); // the list now follows the drives
+
+    const QString first = mac->plug(usbStick("first"));
+    QVERIFY(waitUntil([&] { return bsdNames(control) == QStringList{first}; }, 1500));
+    const QString second = mac->plug(usbStick("second", "32GB"));
+    QVERIFY(waitUntil([&] { return bsdNames(control) == QStringList({first, second}); }, 1500));
+
+    // The same drive reported twice is listed once.
+    control.QvDiskAppearImp(first.toUtf8().constData());
+    QThreadPool::globalInstance()->waitForDone(5000);
+    QCOMPARE(bsdNames(control), QStringList({first, second}));
+
+    QVERIFY(mac->unplug(first));
+    QVERIFY(waitUntil([&] { return bsdNames(control) == QStringList{second}; }, 1500));
+    control.QvDiskDisappearImp("disk77");
+    QCOMPARE(bsdNames(control), QStringList{second});
+
+    // A small drive plugged in is never listed.
+    mac->plug(usbStick("tiny", "1GB"));
+    QTest::qWait(600);
+    QThreadPool::globalInstance()->waitForDone(5000);
+    QCOMPARE(bsdNames(control), QStringList{second});
+}
+
+void TestUSBControl::arrivalOvertakenByRemovalAddsNothing() {
+    auto mac = machine("10.15.7", usbStick("stick"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QByteArray disk =
+        deviceOf(*mac, QStringLiteral("/Volumes/STICK")).section(QLatin1Char('s'), 0, 1).toUtf8();
+    QvUSBControl control;
+    // The removal comes while the arrival's disk-tool run is still going.
+    control.QvDiskAppearImp(disk.constData());
+    control.QvDiskDisappearImp(disk.constData());
+    QThreadPool::globalInstance()->waitForDone(5000);
+    QVERIFY(bsdNames(control).isEmpty());
+    // A new arrival after that is listed again.
+    control.QvDiskAppearImp(disk.constData());
+    QThreadPool::globalInstance()->waitForDone(5000);
+    QCOMPARE(bsdNames(control), QStringList{QString::fromUtf8(disk)});
+}
+
+void TestUSBControl::concurrentPlugAndPull() {
+    auto mac = machine("10.15.7");
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    QvUSBControl control;
+    control.QvGetUSBThreadImp();
+    QCoreApplication::processEvents();
+
+    // Drives come and go from several threads at once while the control follows them.
+    QStringList kept;
+    std::atomic<int> done{0};
+    QList<QThread*> threads;
+    for (int t = 0; t < 3; ++t) {
+        threads << QThread::create([&, t] {
+            const QString gone = mac->plug(usbStick("gone" + QByteArray::number(t)));
+            const QString stay = mac->plug(usbStick("stay" + QByteArray::number(t)));
+            mac->unplug(gone);
+            ++done;
+            Q_UNUSED(stay);
+        });
+        threads.last()->start();
+    }
+    // Removals the control sees while arrival work for other drives runs on the pool.
+    for (int i = 0; i < 20; ++i) {
+        control.QvDiskAppearImp("disk90");
+        control.QvDiskDisappearImp("disk90");
+        QCoreApplication::processEvents();
+    }
+    QVERIFY(waitUntil([&] { return done.load() == 3; }, 30000));
+    for (QThread* t : threads) {
+        t->wait();
+        delete t;
+    }
+    QStringList expected;
+    for (int t = 0; t < 3; ++t)
+        expected << deviceOf(*mac, QStringLiteral("/Volumes/STAY%1").arg(t)).section(QLatin1Char('s'), 0, 1);
+    expected.sort();
+    QVERIFY(waitUntil(
+        [&] {
+            QStringList names = bsdNames(control);
+            names.sort();
+            return names == expected;
+        },
+        3000));
+    QTest::qWait(400);
+    QThreadPool::globalInstance()->waitForDone(5000);
+    QStringList names = bsdNames(control);
+    names.sort();
+    QCOMPARE(names, expected);
+}
+
+void TestUSBControl::cloneVolumeName() {
+    auto mac = machine("10.15.7");
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    QvUSBControl control;
+    control.CreateVolumeName();
+    QCOMPARE(control.QvGetZantorVolumeName(), QStringLiteral("NewCloneSystem"));
+    QCOMPARE(control.QvGetZantorVolumePath(), QStringLiteral("/Volumes/NewCloneSystem"));
+
+    const QString taken = mac->plug("{\"mediaName\":\"A\",\"size\":\"16GB\",\"scheme\":\"GPT\","
+                                    "\"partitions\":[{\"fs\":\"JHFS+\",\"name\":\"NewCloneSystem\","
+                                    "\"size\":\"5GB\"},{\"fs\":\"JHFS+\",\"name\":\"NewCloneSystem1\"}]}");
+    QVERIFY(!taken.isEmpty());
+    control.CreateVolumeName();
+    QCOMPARE(control.QvGetZantorVolumeName(), QStringLiteral("NewCloneSystem2"));
+    QCOMPARE(control.QvGetZantorVolumePath(), QStringLiteral("/Volumes/NewCloneSystem2"));
+}
+
+void TestUSBControl::carvingRunsTheExactResize() {
+    auto mac = machine("10.15.7", gptStick("target", "{\"fs\":\"JHFS+\",\"name\":\"Stuff\"}"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString data = deviceOf(*mac, QStringLiteral("/Volumes/Stuff"));
+    const QString disk = data.section(QLatin1Char('s'), 0, 1);
+    const qint64 dataTotal = toolInfo(*mac, data).value(QStringLiteral("TotalSize")).toLongLong();
+    QVERIFY(dataTotal > 10'000'000'000LL);
+    QvUSBControl control;
+    control.CreateVolumeName();
+    const QVariantMap drive = driveOf(*mac, disk);
+    mac->clearLog();
+
+    QCOMPARE(carve(control, &drive), QStringLiteral("/Volumes/NewCloneSystem"));
+    QVERIFY(control.QvGetErrObjs().isEmpty());
+    // The EFI partition is never asked about; the data partition is resized to make room.
+    QCOMPARE(mac->commandLines(),
+             QStringList({QStringLiteral("diskutil list -plist"),
+                          QStringLiteral("diskutil info -plist /dev/") + data,
+                          QStringLiteral("killall mds_stores"),
+                          QStringLiteral("diskutil resizeVolume %1 %2B JHFS+ NewCloneSystem 2500000000B")
+                              .arg(data)
+                              .arg(dataTotal - 2'500'000'000LL)}));
+    QVERIFY(QDir(mac->host(QStringLiteral("/Volumes/NewCloneSystem"))).exists());
+    QCOMPARE(toolInfo(*mac, QStringLiteral("/Volumes/NewCloneSystem"))
+                 .value(QStringLiteral("TotalSize"))
+                 .toLongLong(),
+             2'500'000'000LL);
+}
+
+void TestUSBControl::carvingRefusals_data() {
+    QTest::addColumn<QByteArray>("disk");
+    QTest::addColumn<QByteArray>("fault");
+    QTest::addColumn<bool>("cancel");
+    QTest::addColumn<bool>("wrongSize");
+    QTest::addColumn<QList<int>>("errors");
+    const QByteArray none;
+    QTest::newRow("one partition") << usbStick("m") << none << false << false << QList<int>{-12};
+    QTest::newRow("too little free") << gptStick("g",
+                                                 "{\"fs\":\"JHFS+\",\"name\":\"Full\",\"used\":\"14GB\"}")
+                                     << none << false << false << QList<int>{-12};
+    QTest::newRow("unformatted") << gptStick("g", "{\"size\":\"8GB\"}") << none << false << false
+                                 << QList<int>{-11};
+    QTest::newRow("core storage")
+        << gptStick("g", "{\"fs\":\"JHFS+\",\"name\":\"CS\",\"content\":\"Apple_CoreStorage\"}") << none
+        << false << false << QList<int>{-10};
+    QTest::newRow("mixed reasons")
+        << gptStick("g",
+                    "{\"fs\":\"JHFS+\",\"name\":\"CS\",\"size\":\"6GB\",\"content\":\"Apple_CoreStorage\"},"
+                    "{\"fs\":\"JHFS+\",\"name\":\"Small\",\"size\":\"2GB\"}")
+        << none << false << false << QList<int>{-12, -10};
+    QTest::newRow("resize fails")
+        << gptStick("g", "{\"fs\":\"JHFS+\",\"name\":\"Stuff\"}")
+        << QByteArray("{\"tool\":\"diskutil\",\"verb\":\"resizeVolume\",\"mode\":\"fail\"}") << false << false
+        << QList<int>{-13};
+    QTest::newRow("cancelled") << gptStick("g", "{\"fs\":\"JHFS+\",\"name\":\"Stuff\"}") << none << true
+                               << false << QList<int>{};
+    QTest::newRow("drive changed size")
+        << gptStick("g", "{\"fs\":\"JHFS+\",\"name\":\"Stuff\"}") << none << false << true << QList<int>{};
+}
+
+void TestUSBControl::carvingRefusals() {
+    QFETCH(QByteArray, disk);
+    QFETCH(QByteArray, fault);
+    QFETCH(bool, cancel);
+    QFETCH(bool, wrongSize);
+    QFETCH(QList<int>, errors);
+    auto mac = machine("10.15.7", disk);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    if (!fault.isEmpty())
+        QVERIFY(mac->addFault(fault));
+    const QVariantMap list =
+        PropertyList::dictionaryFromBytes(
+            mac->run(QStringLiteral("diskutil"), {QStringLiteral("list"), QStringLiteral("-plist")}).out)
+            .value_or(QVariantMap());
+    const QString wholeDisk = list.value(QStringLiteral("WholeDisks")).toStringList().last();
+    QVariantMap drive = driveOf(*mac, wholeDisk);
+    if (wrongSize)
+        drive[QStringLiteral("QvUSBTotalSize")] =
+            drive.value(QStringLiteral("QvUSBTotalSize")).toLongLong() + 1;
+    QvUSBControl control;
+    Delegate delegate;
+    delegate.cancel = cancel;
+    control.QvSetDelegateObj(&delegate);
+    control.CreateVolumeName();
+    mac->clearLog();
+
+    QVERIFY(carve(control, &drive).isNull());
+    QCOMPARE(control.QvGetErrObjs().keys(), errors);
+    for (const QString& value : control.QvGetErrObjs())
+        QCOMPARE(value, QString(""));
+    const bool resized = mac->commandLines().join(QLatin1Char('\n')).contains(QLatin1String("resizeVolume"));
+    QCOMPARE(resized, !fault.isEmpty());
+    QVERIFY(!QDir(mac->host(QStringLiteral("/Volumes/NewCloneSystem"))).exists());
+    QVERIFY(control.QvCreateZantorPartition(nullptr).isNull());
+}

@@ -1,0 +1,6 @@
+#include "TestMain.h"
+#include "tst_directorybatchreader.h"
+#include "tst_diskarbitration.h"
+#include "tst_itemcopy.h"
+
+TAVRILL_TEST_MAIN(TestDirectoryBatchReader, TestItemCopy, TestDiskArbitration)

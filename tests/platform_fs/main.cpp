@@ -1,5 +1,0 @@
-#include "TestMain.h"
-#include "tst_directorybatchreader.h"
-#include "tst_itemcopy.h"
-
-TAVRILL_TEST_MAIN(TestDirectoryBatchReader, TestItemCopy)

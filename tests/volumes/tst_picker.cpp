@@ -1,0 +1,281 @@
+#include "tst_picker.h"
+
+#include "EmulatedMac.h"
+#include "core/QvPublicUtilities.h"
+#include "ui/ImageView.h"
+#include "ui/KitStyle.h"
+#include "ui/Popover.h"
+#include "volumes/DiskListViewController.h"
+#include "volumes/DiskUsageBarView.h"
+#include "volumes/PickerSpinnerView.h"
+#include "volumes/SelectDiskViewController.h"
+
+#include <QDir>
+#include <QEnterEvent>
+#include <QLabel>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThreadPool>
+
+#include <memory>
+
+namespace {
+
+constexpr int kScanTimeoutMs = 60000;
+
+struct PickRecorder : SelectDiskVCDelegate {
+    VolumeObjList picked;
+    void doSelectDiskWithVolume(const VolumeObjRef& volume) override { picked << volume; }
+};
+
+QStringList headingTexts(const SelectDiskViewController& p) {
+    QStringList texts;
+    for (QLabel* h : p.headings())
+        texts << h->text();
+    return texts;
+}
+
+QStringList rowNames(const SelectDiskViewController& p) {
+    QStringList names;
+    for (DiskListViewController* row : p.rows())
+        names << row->volumeObj()->volumeName();
+    return names;
+}
+
+bool waitForList(SelectDiskViewController& p) {
+    QSignalSpy shown(&p, &SelectDiskViewController::listShown);
+    return shown.count() > 0 || shown.wait(kScanTimeoutMs);
+}
+
+QString screenshotFolder() {
+    return qEnvironmentVariable("TAVRILL_BINARY_DIR") + QStringLiteral("/screenshots/picker");
+}
+
+} // namespace
+
+void TestPicker::mountedVolumesUnderTheirHeadings() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    SelectDiskViewController picker(false);
+    // The spinner turns while the scan runs.
+    QVERIFY(picker.loadP()->isVisibleTo(&picker));
+    QVERIFY(picker.loadP()->isAnimating());
+    QVERIFY(!picker.listScrollView()->isVisibleTo(&picker));
+    QVERIFY(waitForList(picker));
+    QVERIFY(!picker.loadP()->isVisibleTo(&picker));
+    QVERIFY(!picker.loadP()->isAnimating());
+    QVERIFY(picker.listScrollView()->isVisibleTo(&picker));
+
+    // Internal drives first, then external ones, each in scan order.
+    QVERIFY(!picker.allVolumeArr().isEmpty());
+    QStringList expected;
+    for (bool external : {false, true}) {
+        for (const VolumeObjRef& v : picker.allVolumeArr()) {
+            if (v->bCanEject() == external)
+                expected << v->volumeName();
+        }
+    }
+    QCOMPARE(rowNames(picker), expected);
+    // The demo Mac: an internal data drive, the NTFS drive left out, the USB stick outside.
+    QVERIFY(expected.contains(QStringLiteral("Data")));
+    QVERIFY(expected.contains(QStringLiteral("STICK")));
+    QVERIFY(!expected.contains(QStringLiteral("WINDOWS")));
+    QCOMPARE(headingTexts(picker), (QStringList{"Internal Drives", "External Drives"}));
+
+    const QLabel* internal = picker.headings().at(0);
+    QCOMPARE(internal->font().bold(), true);
+    QCOMPARE(internal->font().pointSizeF(), 13.0);
+    QVERIFY(internal->styleSheet().contains(KitStyle::css(QColor(129, 129, 129))));
+
+    // Rows 64 points high from the top, each heading just above its rows.
+    int y = 0;
+    int row = 0;
+    for (QLabel* heading : picker.headings()) {
+        QCOMPARE(heading->y(), y);
+        y += SelectDiskViewController::kHeadingHeight;
+        const bool external = heading->text() == QLatin1String("External Drives");
+        for (; row < picker.rows().size() && picker.rows().at(row)->volumeObj()->bCanEject() == external;
+             ++row) {
+            QCOMPARE(picker.rows().at(row)->y(), y);
+            y += DiskListViewController::kHeight;
+        }
+    }
+    QCOMPARE(row, picker.rows().size());
+
+    QStringList icons;
+    for (DiskListViewController* r : picker.rows()) {
+        const VolumeObj& v = *r->volumeObj();
+        const QString icon = r->diskIconImageView()->imageName();
+        QCOMPARE(icon, QLatin1String(v.bCanEject()                 ? "ic_usb"
+                                     : v.volumeMountPoint() == "/" ? "ic_os"
+                                                                   : "ic_disk"));
+        icons << v.volumeName() + QLatin1Char('=') + icon;
+        const QString used =
+            QvPublicUtilities::longlongDiskSize(v.volumeTotalSizeNum() - v.volumeFreeSizeNum());
+        QCOMPARE(r->sizeLabel()->text(), used + QLatin1Char('/') + v.volumeTotalSize());
+        QCOMPARE(r->diskInfoLabel()->text(), v.volumeType());
+        QCOMPARE(r->usageBar()->value(),
+                 DiskListViewController::usagePercent(v.volumeTotalSizeNum(), v.volumeFreeSizeNum()));
+        QVERIFY(!r->isOnlyShowEx());
+    }
+    // The demo Mac has one of each kind of drive.
+    QVERIFY(icons.contains(QStringLiteral("Macintosh HD=ic_os")));
+    QVERIFY(icons.contains(QStringLiteral("Data=ic_disk")));
+    QVERIFY(icons.contains(QStringLiteral("STICK=ic_usb")));
+}
+
+void TestPicker::wholeUsbDisksOnlyUnderExternalDrives() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    SelectDiskViewController picker(true);
+    QVERIFY(picker.isOnlyShowEx());
+    QVERIFY(waitForList(picker));
+    QVERIFY(!picker.rows().isEmpty());
+    QCOMPARE(headingTexts(picker), QStringList{"External Drives"});
+    QVERIFY(mac->commandLines(QStringLiteral("diskutil")).contains(QStringLiteral("diskutil list -plist")));
+    for (DiskListViewController* r : picker.rows()) {
+        const VolumeObj& v = *r->volumeObj();
+        QVERIFY(r->isOnlyShowEx());
+        QCOMPARE(r->diskIconImageView()->imageName(), QStringLiteral("ic_usb"));
+        QCOMPARE(r->sizeLabel()->text(), v.volumeTotalSize());
+        QVERIFY(!r->sizeLabel()->text().contains(QLatin1Char('/')));
+        QCOMPARE(r->usageBar()->value(), 0.1);
+        QCOMPARE(r->nameLabel()->width(), 180);
+    }
+    // Whole disks go by their model name.
+    QVERIFY(rowNames(picker).contains(QStringLiteral("SanDisk Cruzer Blade Media")));
+}
+
+void TestPicker::listHeightGrowsPastFourRows() {
+    {
+        // Four volumes, one of them full and one empty: the list keeps its 400-point minimum.
+        auto mac = EmulatedMac::fromJson(R"({
+          "version": "10.15.7", "user": "alex",
+          "system": { "name": "Macintosh HD", "size": "500GB", "used": "120GB" },
+          "disks": [
+            { "name": "full", "mediaName": "Full Stick", "size": "8GB", "scheme": "MBR", "removable": true,
+              "partitions": [ { "fs": "ExFAT", "name": "FULL", "used": "8GB" } ] },
+            { "name": "empty", "mediaName": "Empty Stick", "size": "8GB", "scheme": "MBR", "removable": true,
+              "partitions": [ { "fs": "ExFAT", "name": "EMPTY" } ] },
+            { "name": "data", "bus": "SATA", "internal": true, "mediaName": "Data Drive", "size": "1TB",
+              "scheme": "GPT", "partitions": [ { "fs": "JHFS+", "name": "Data", "used": "400GB" } ] }
+          ] })");
+        QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+        SelectDiskViewController picker(false);
+        QVERIFY(waitForList(picker));
+        QCOMPARE(rowNames(picker), (QStringList{"Macintosh HD", "Data", "FULL", "EMPTY"}));
+        QCOMPARE(picker.listContent()->size(), QSize(392, 400));
+        QCOMPARE(picker.listScrollView()->verticalScrollBar()->maximum(), 0);
+        QCOMPARE(picker.rows().at(2)->usageBar()->value(), 100.0);
+        QCOMPARE(picker.rows().at(3)->usageBar()->value(), 0.0);
+    }
+    {
+        // Six volumes on the demo Mac: 64 points a row and room for the two headings.
+        auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+        QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+        SelectDiskViewController picker(false);
+        QVERIFY(waitForList(picker));
+        QCOMPARE(picker.allVolumeArr().size(), 6);
+        QCOMPARE(picker.listContent()->size(), QSize(392, 64 * 6 + 50));
+        picker.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&picker));
+        QScrollBar* bar = picker.listScrollView()->verticalScrollBar();
+        // The last row is reached by scrolling.
+        QVERIFY(bar->isVisible());
+        QCOMPARE(bar->maximum(), 64 * 6 + 50 - 400);
+    }
+    {
+        auto mac = EmulatedMac::fromScenario(QStringLiteral("twenty-volumes"));
+        QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+        SelectDiskViewController picker(false);
+        QVERIFY(waitForList(picker));
+        const int count = int(picker.allVolumeArr().size());
+        QVERIFY(count > 6);
+        QCOMPARE(picker.listContent()->size(), QSize(392, 64 * count + 50));
+        // Every row fits inside the content, and the list starts at its top.
+        const DiskListViewController* last = picker.rows().last();
+        QVERIFY(last->geometry().bottom() < picker.listContent()->height());
+        QCOMPARE(picker.listScrollView()->verticalScrollBar()->value(), 0);
+        QVERIFY(picker.listScrollView()->verticalScrollBar()->maximum() > 0);
+    }
+}
+
+void TestPicker::clickOnARowReachesTheWorkflow() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    PickRecorder workflow;
+    SelectDiskViewController picker(false);
+    picker.setSelectDiskVCDelegate(&workflow);
+    picker.show();
+    QVERIFY(waitForList(picker));
+    DiskListViewController* stick = nullptr;
+    for (DiskListViewController* r : picker.rows()) {
+        if (r->volumeObj()->volumeName() == QLatin1String("STICK"))
+            stick = r;
+    }
+    QVERIFY(stick);
+    QTest::mouseClick(stick->aView(), Qt::LeftButton, {}, QPoint(200, 32));
+    QCOMPARE(workflow.picked.size(), 1);
+    QCOMPARE(workflow.picked.first(), stick->volumeObj()); // the very record of the scan
+    QCOMPARE(workflow.picked.first()->volumeMountPoint(), QStringLiteral("/Volumes/STICK"));
+
+    // A fresh scan of the same picker rebuilds the list from new records.
+    picker.awakeFromNib();
+    QVERIFY(picker.loadP()->isAnimating());
+    QVERIFY(waitForList(picker));
+    QCOMPARE(rowNames(picker).size(), 6);
+    for (DiskListViewController* r : picker.rows())
+        QVERIFY(r->volumeObj() != workflow.picked.first());
+}
+
+void TestPicker::pickerGoneBeforeItsScanEnds() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("twenty-volumes"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    // The owner closes the picker while the scan still runs; the scan ends on its own and
+    // shows nothing anywhere.
+    { SelectDiskViewController picker(false); }
+    { SelectDiskViewController picker(true); }
+    QTRY_COMPARE_WITH_TIMEOUT(QThreadPool::globalInstance()->activeThreadCount(), 0, kScanTimeoutMs);
+    QTest::qWait(300); // past the 0.2 s delay before a list shows
+}
+
+void TestPicker::screenshotsInAPopover() {
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    QDir().mkpath(screenshotFolder());
+
+    for (bool wholeDisks : {false, true}) {
+        QWidget host;
+        host.setFixedSize(880, 560);
+        host.setStyleSheet(
+            QStringLiteral("background: %1;").arg(KitStyle::css(KitStyle::windowBackground())));
+        auto* slot = new QPushButton(
+            wholeDisks ? QStringLiteral("Choose the USB drive") : QStringLiteral("Choose the source"), &host);
+        slot->setGeometry(340, 60, 200, 40);
+        host.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&host));
+
+        auto* picker = new SelectDiskViewController(wholeDisks);
+        QPointer<Popover> popover = SelectDiskViewController::presentUnder(slot, picker);
+        QVERIFY(popover->isShown());
+        QCOMPARE(popover->content(), picker);
+        QVERIFY(waitForList(*picker));
+        // Show the first row as it looks under the pointer.
+        QWidget* first = picker->rows().first()->aView();
+        QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), first->mapToGlobal(QPointF(5, 5)));
+        QCoreApplication::sendEvent(first, &enter);
+        const QString file = QDir(screenshotFolder())
+                                 .filePath(wholeDisks ? QStringLiteral("picker-os-clone.png")
+                                                      : QStringLiteral("picker-volumes.png"));
+        QVERIFY(host.grab().save(file));
+
+        // Closed by its owner, the popover goes and takes the picker with it.
+        QPointer<SelectDiskViewController> gone(picker);
+        popover->closePopover();
+        QTRY_VERIFY(!popover);
+        QTRY_VERIFY(!gone);
+    }
+}
