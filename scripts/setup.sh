@@ -1,11 +1,13 @@
-# Shared by scripts/run and scripts/test: makes sure the Debian packages the build needs are
+# Shared by the scripts: makes sure the Debian packages the build needs are
 # there. As root it installs what is missing; otherwise it prints the one apt-get line to run.
 TAVRILL_PACKAGES="cmake ninja-build g++ pkg-config qt6-base-dev qt6-svg-dev libplist-dev zip xvfb xauth"
 
+# With arguments, makes sure of those packages instead (e.g. tavrill_setup clang-format).
 tavrill_setup() {
     local missing=()
     local pkg
-    for pkg in $TAVRILL_PACKAGES; do
+    local wanted=${*:-$TAVRILL_PACKAGES}
+    for pkg in $wanted; do
         dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed" || missing+=("$pkg")
     done
     [ ${#missing[@]} -eq 0 ] && return 0
