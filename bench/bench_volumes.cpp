@@ -6,7 +6,6 @@
 
 #include "EmulatedMac.h"
 #include "core/CommandRunner.h"
-#include "core/PropertyList.h"
 #include "osclone/QvUSBControl.h"
 #include "volumes/VolumeEnumerator.h"
 
@@ -33,8 +32,8 @@ struct Figure {
     qsizetype records = 0;
 };
 
-// Runs `scan` `repeats` times, then replays the command lines of one scan through execCommand
-// with the answer read back, as the scan does.
+// Runs `scan` `repeats` times, then replays the command lines of one scan through the drive
+// picker's runner with the answer read back, as the scan does.
 Figure measure(const EmulatedMac& mac, int repeats, const std::function<qsizetype()>& scan) {
     Figure f;
     for (int i = 0; i < repeats; ++i) {
@@ -48,7 +47,7 @@ Figure measure(const EmulatedMac& mac, int repeats, const std::function<qsizetyp
     for (int i = 0; i < repeats; ++i) {
         f.tools = std::min(f.tools, seconds([&] {
                                for (const QString& line : lines)
-                                   PropertyList::readDictionary(execCommand(line.toUtf8()));
+                                   runForDictionary(Runner::Exec, line.toUtf8());
                            }));
     }
     return f;

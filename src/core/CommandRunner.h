@@ -2,6 +2,9 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QVariantMap>
+
+#include <optional>
 
 // The shell-command runners: each hands a command line to the shell with standard output
 // redirected into a fixed file of its own in the user's temporary directory, waits for it, and
@@ -9,8 +12,11 @@
 // with the process; the shell's exit status is not looked at. A stale file from an earlier run
 // is deleted first, so a command that prints nothing leaves an empty file behind.
 //
-// Callers format their lines with QvFormatCommand into 64- or 128-byte buffers and read the
-// answer back with PropertyList::readDictionary.
+// Every runner owns a lock that its runs take: as all callers of a runner share its one file,
+// a caller that reads the answer back does so with runForDictionary, which keeps the run and
+// the read of the file together under that lock.
+//
+// Callers format their lines with QvFormatCommand into 64- or 128-byte buffers.
 QString execCommand(const QByteArray& line);           // KelvaroTemp.plist: the drive picker
 QString QvExecCommand(const QByteArray& line);         // QvTemp.plist: the target-drive control
 QString GetExecCommand(const QByteArray& line);        // Fennick.plist: QvPublicUtilities
@@ -19,6 +25,17 @@ QString eraserExecCommand(const QByteArray& line);     // eraserVolumeTemp.plist
 QString aepairExecCommand(const QByteArray& line);     // BrindleRepairTemp.plist: Disk Manager
 QString changeNameExecCommand(const QByteArray& line); // BrindleChangeNameTemp.plist: rename after format
 QString ejectExecCommand(const QByteArray& line);      // ejectExecCommandTemp.plist: the image builder
+
+// The runners above, named for runForDictionary.
+enum class Runner { Exec, QvExec, GetExec, EraserDisk, EraserExec, AepairExec, ChangeNameExec, EjectExec };
+
+// Runs the line through the runner and reads its output file back as a dictionary, both under
+// the runner's lock, so that callers sharing a runner on several threads each read their own
+// answer. Nothing when the line could not be run (then `failure`, unless null, goes to the log)
+// or when the answer is no dictionary.
+std::optional<QVariantMap> runForDictionary(Runner runner, const QByteArray& line,
+                                            const QByteArray& failure = QByteArray());
+
 // Output into the given Mac path, with a 4096-byte line buffer; nothing when either is null.
 void DoCommand(const QByteArray& line, const QString& outputMacPath);
 

@@ -171,11 +171,8 @@ QString QvPublicUtilities::GetCurrentLanaguage() {
 std::optional<QVariantMap> QvPublicUtilities::QvGetDiskInfo(const char* device) {
     if (!device)
         return std::nullopt;
-    const QByteArray line = QvFormatCommand(64, "diskutil info -plist %s", {QByteArray(device)});
-    const QString path = GetExecCommand(line);
-    if (path.isNull())
-        return std::nullopt;
-    return PropertyList::readDictionary(path);
+    return runForDictionary(Runner::GetExec,
+                            QvFormatCommand(64, "diskutil info -plist %s", {QByteArray(device)}));
 }
 
 std::optional<QvStyledText> QvPublicUtilities::setAddItunesBackup(const QString& text, double pointSize) {

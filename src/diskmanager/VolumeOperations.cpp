@@ -3,34 +3,12 @@
 #include "core/CommandLine.h"
 #include "core/CommandRunner.h"
 #include "core/ConsoleLog.h"
-#include "core/PropertyList.h"
 #include "core/QvLog.h"
 #include "platform/Machine.h"
 
-#include <QMutex>
-#include <QMutexLocker>
 #include <QProcess>
 
 namespace {
-
-// aepairExecCommand has one output file for the listing's lookups, rename and eject.
-QMutex& repairRunnerLock() {
-    static QMutex lock;
-    return lock;
-}
-
-QString runRepair(const QByteArray& line) {
-    QMutexLocker locker(&repairRunnerLock());
-    return aepairExecCommand(line);
-}
-
-std::optional<QVariantMap> runRepairAndRead(const QByteArray& line) {
-    QMutexLocker locker(&repairRunnerLock());
-    const QString path = aepairExecCommand(line);
-    if (path.isNull())
-        return std::nullopt;
-    return PropertyList::readDictionary(path);
-}
 
 QByteArray utf8(const QString& text) {
     return text.toUtf8();
@@ -91,7 +69,7 @@ bool VolumeOperations::renameVolume(VolumeObj& volume, const QString& editedText
     if (volume.diskType().toLower().contains(QLatin1String("fat32")))
         name = fat32Name(name);
     const QString path =
-        runRepair(QvFormatCommand(128, "diskutil rename %s \"%s\"", {volume.diskUUID(), name}));
+        aepairExecCommand(QvFormatCommand(128, "diskutil rename %s \"%s\"", {volume.diskUUID(), name}));
     QvLog(" rename : %s ", utf8(path).constData());
     if (path.isNull())
         return false;
@@ -137,16 +115,17 @@ bool VolumeOperations::formatVolume(const VolumeObj& volume, const QString& name
 bool VolumeOperations::ejectVolume(const VolumeObj& volume) {
     if (volume.diskUUID().isEmpty())
         return false;
-    return !runRepair(QvFormatCommand(64, "diskutil eject %s", {volume.diskUUID()})).isNull();
+    return !aepairExecCommand(QvFormatCommand(64, "diskutil eject %s", {volume.diskUUID()})).isNull();
 }
 
 std::optional<QVariantMap> VolumeOperations::getDisjInfo(const char* name) {
     if (!name)
         return std::nullopt;
-    return runRepairAndRead(QvFormatCommand(128, "diskutil info -plist %s", {QByteArray(name)}));
+    return runForDictionary(Runner::AepairExec,
+                            QvFormatCommand(128, "diskutil info -plist %s", {QByteArray(name)}));
 }
 
 std::optional<QVariantMap> VolumeOperations::getAllDiskAndVolumes() {
-    return runRepairAndRead(
-        QvFormatCommand(128, "diskutil list -plist", std::initializer_list<QByteArray>{}));
+    return runForDictionary(Runner::AepairExec, QvFormatCommand(128, "diskutil list -plist",
+                                                                std::initializer_list<QByteArray>{}));
 }

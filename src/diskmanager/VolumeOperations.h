@@ -14,9 +14,9 @@
 // answers what happened. None of them reads the tool's verdict; the next listing shows the
 // truth.
 //
-// Rename, eject and the info lookup share aepairExecCommand's one output file; a run and the
-// read of its file are kept together so a listing on a worker and an eject on the main thread
-// never read each other's answers.
+// Rename, eject and the info lookup share aepairExecCommand's one output file; the runner keeps
+// a run and the read of its file together, so a listing on a worker and an eject on the main
+// thread never read each other's answers.
 class VolumeOperations {
 public:
     VolumeOperations() = delete;

@@ -4,8 +4,6 @@
 #include "core/CommandRunner.h"
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
-#include "core/PropertyList.h"
-#include "core/QvLog.h"
 #include "core/QvTask.h"
 #include "platform/DiskArbitration.h"
 #include "platform/Machine.h"
@@ -24,27 +22,10 @@ constexpr std::int64_t kMinimumDriveSize = 2'500'000'000LL; // tested as size >>
 constexpr std::int64_t kClonePartitionSize = 2'500'000'000LL;
 constexpr std::int64_t kMinimumPartitionFree = 2'600'000'000LL;
 
-// QvExecCommand answers in one fixed file; a run and the read of its answer go together so
-// that the listing and several arriving drives never read each other's answers.
-QMutex& runnerLock() {
-    static QMutex lock;
-    return lock;
-}
-
-// Runs a line and reads its answer; logs `failure` when the line could not be run.
-std::optional<QVariantMap> runAndRead(const QByteArray& line, const QByteArray& failure) {
-    QMutexLocker locker(&runnerLock());
-    const QString path = QvExecCommand(line);
-    if (path.isNull()) {
-        QvLog("%s", failure.constData());
-        return std::nullopt;
-    }
-    return PropertyList::readDictionary(path);
-}
-
 std::optional<QVariantMap> diskList() {
-    return runAndRead(QvFormatCommand(64, "diskutil list -plist", std::initializer_list<QByteArray>{}),
-                      "diskutil list error");
+    return runForDictionary(Runner::QvExec,
+                            QvFormatCommand(64, "diskutil list -plist", std::initializer_list<QByteArray>{}),
+                            "diskutil list error");
 }
 
 QString key(const char* k) {
@@ -213,8 +194,9 @@ void QvUSBControl::QvDiskDisappearImp(const char* bsdName) {
 std::optional<QVariantMap> QvUSBControl::QvGetDiskInfo(const char* bsdName) {
     if (!bsdName)
         return std::nullopt;
-    return runAndRead(QvFormatCommand(64, "diskutil info -plist /dev/%s", {QByteArray(bsdName)}),
-                      "diskutil info " + QByteArray(bsdName) + " error");
+    return runForDictionary(Runner::QvExec,
+                            QvFormatCommand(64, "diskutil info -plist /dev/%s", {QByteArray(bsdName)}),
+                            "diskutil info " + QByteArray(bsdName) + " error");
 }
 
 bool QvUSBControl::QvCheckUSBObj(const QVariantMap* drive) const {

@@ -4,39 +4,15 @@
 #include "core/CommandRunner.h"
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
-#include "core/PropertyList.h"
-#include "core/QvLog.h"
 #include "core/QvPublicUtilities.h"
 #include "platform/DiskArbitration.h"
 #include "platform/Machine.h"
 
 #include <QDir>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QStringList>
 #include <QVariantList>
 
 namespace {
-
-// execCommand writes every answer into the same file; two scans at once (two pickers) would
-// read each other's answers, so a run and the read of its file go together.
-QMutex& runnerLock() {
-    static QMutex lock;
-    return lock;
-}
-
-// Runs a "diskutil info" line and reads its answer; `failure` (when given) is logged when the line
-// could not be run.
-std::optional<QVariantMap> runInfo(const QByteArray& line, const char* failure) {
-    QMutexLocker locker(&runnerLock());
-    const QString path = execCommand(line);
-    if (path.isNull()) {
-        if (failure)
-            QvLog("diskutil info %s error", failure);
-        return std::nullopt;
-    }
-    return PropertyList::readDictionary(path);
-}
 
 std::int64_t number(const QVariantMap& info, const char* key) {
     return info.value(QLatin1String(key)).toLongLong();
@@ -142,16 +118,9 @@ bool VolumeEnumerator::isHTFSVolumes(const QString& bsdName) {
 }
 
 void VolumeEnumerator::QvGetUSBThreadImp() {
-    std::optional<QVariantMap> list;
-    {
-        QMutexLocker locker(&runnerLock());
-        const QString path =
-            execCommand(QvFormatCommand(64, "diskutil list -plist", std::initializer_list<QByteArray>{}));
-        if (path.isNull())
-            QvLog("diskutil list error");
-        else
-            list = PropertyList::readDictionary(path);
-    }
+    const std::optional<QVariantMap> list = runForDictionary(
+        Runner::Exec, QvFormatCommand(64, "diskutil list -plist", std::initializer_list<QByteArray>{}),
+        "diskutil list error");
     if (list) {
         for (const QVariant& entry : list->value(QStringLiteral("WholeDisks")).toList()) {
             const QByteArray name = entry.toString().section(QLatin1Char('/'), -1).toUtf8();
@@ -193,13 +162,15 @@ std::optional<QVariantMap> VolumeEnumerator::getDisjInfo(const char* name) {
     if (!name)
         return std::nullopt;
     // Only the whole-disk lookup logs a line that could not be run.
-    return runInfo(QvFormatCommand(64, "diskutil info -plist %s", {QByteArray(name)}), nullptr);
+    return runForDictionary(Runner::Exec, QvFormatCommand(64, "diskutil info -plist %s", {QByteArray(name)}));
 }
 
 std::optional<QVariantMap> VolumeEnumerator::QvGetDiskInfo(const char* name) {
     if (!name)
         return std::nullopt;
-    return runInfo(QvFormatCommand(64, "diskutil info -plist /dev/%s", {QByteArray(name)}), name);
+    return runForDictionary(Runner::Exec,
+                            QvFormatCommand(64, "diskutil info -plist /dev/%s", {QByteArray(name)}),
+                            "diskutil info " + QByteArray(name) + " error");
 }
 
 void VolumeEnumerator::doGetAllVolume() {

@@ -4,6 +4,7 @@
 #include "core/CommandLine.h"
 #include "core/CommandRunner.h"
 #include "core/PropertyList.h"
+#include "core/QvLog.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,6 +12,7 @@
 #include <QTest>
 
 #include <functional>
+#include <thread>
 
 namespace {
 // A diskutil that prints a one-key dictionary naming its arguments and records them one per
@@ -155,4 +157,41 @@ void TestCommandRunner::doCommandWritesWhereItIsTold() {
     const auto dict = PropertyList::readDictionary(mac.host("/tmp/TavrillDataTemp.plist"));
     QVERIFY(dict);
     QCOMPARE(dict->value("Args").toString(), QStringLiteral("info -plist /"));
+}
+
+void TestCommandRunner::callersSharingARunnerReadTheirOwnAnswers() {
+    TestMachine mac;
+    mac.installTool("/usr/sbin/diskutil", kRecordingTool);
+    // Each thread reads its own disk's answer and runs a line it does not read in between; all
+    // go through the one file of the same runner.
+    const auto lookUp = [](const QByteArray& disk, int* wrong) {
+        for (int i = 0; i < 12; ++i) {
+            const auto answer = runForDictionary(Runner::AepairExec, "diskutil info -plist " + disk);
+            if (!answer || answer->value("Args").toByteArray() != "info -plist " + disk)
+                ++*wrong;
+            aepairExecCommand("diskutil eject " + disk);
+        }
+    };
+    int wrongA = 0;
+    int wrongB = 0;
+    std::thread a(lookUp, QByteArray("disk4"), &wrongA);
+    std::thread b(lookUp, QByteArray("disk5"), &wrongB);
+    a.join();
+    b.join();
+    QCOMPARE(wrongA, 0);
+    QCOMPARE(wrongB, 0);
+}
+
+void TestCommandRunner::failureToRunIsLoggedOnlyWhenNamed() {
+    TestMachine mac;
+    mac.installTool("/usr/sbin/diskutil", "exit 1");
+    QvUninitLog();
+    QVERIFY(!runForDictionary(Runner::QvExec, QByteArray()));
+    // A line that ran is no failure to run, even when it printed nothing.
+    QVERIFY(!runForDictionary(Runner::QvExec, "diskutil list -plist", "diskutil list error"));
+    QVERIFY(!runForDictionary(Runner::QvExec, QByteArray(), "diskutil info disk4 error"));
+    QvUninitLog();
+    const QList<QByteArray> lines = mac.readFile("/tmp/Pellory.txt").split('\n');
+    QCOMPARE(lines.size(), 2);
+    QVERIFY2(lines[0].endsWith("  diskutil info disk4 error"), lines[0].constData());
 }

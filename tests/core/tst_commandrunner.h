@@ -13,4 +13,6 @@ private Q_SLOTS:
     void hostileNamesReachTheToolLiterally_data();
     void hostileNamesReachTheToolLiterally();
     void doCommandWritesWhereItIsTold();
+    void callersSharingARunnerReadTheirOwnAnswers();
+    void failureToRunIsLoggedOnlyWhenNamed();
 };
