@@ -6,7 +6,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/attr.h>
-#include <sys/stat.h>
 #include <sys/vnode.h>
 #include <unistd.h>
 
@@ -124,17 +123,4 @@ DirectoryBatchReader::ReadResult DirectoryBatchReader::readBatch(DirectoryBatch&
             ++batch.count;
     }
     return ReadResult::Success;
-}
-
-ItemInfo readItemInfo(const QString& hostPath, bool followLinks) {
-    ItemInfo info;
-    struct stat st;
-    const QByteArray path = QFile::encodeName(hostPath);
-    if ((followLinks ? ::stat(path.constData(), &st) : ::lstat(path.constData(), &st)) != 0)
-        return info;
-    info.exists = true;
-    info.isDirectory = S_ISDIR(st.st_mode);
-    info.isSymbolicLink = S_ISLNK(st.st_mode);
-    info.dataLength = (S_ISREG(st.st_mode) || S_ISLNK(st.st_mode)) ? std::uint64_t(st.st_size) : 0;
-    return info;
 }

@@ -92,16 +92,3 @@ DirectoryBatchReader::ReadResult DirectoryBatchReader::readBatch(DirectoryBatch&
     }
     return ReadResult::Success;
 }
-
-ItemInfo readItemInfo(const QString& hostPath, bool followLinks) {
-    ItemInfo info;
-    struct stat st;
-    const QByteArray path = QFile::encodeName(hostPath);
-    if ((followLinks ? ::stat(path.constData(), &st) : ::lstat(path.constData(), &st)) != 0)
-        return info;
-    info.exists = true;
-    info.isDirectory = S_ISDIR(st.st_mode);
-    info.isSymbolicLink = S_ISLNK(st.st_mode);
-    info.dataLength = (S_ISREG(st.st_mode) || S_ISLNK(st.st_mode)) ? std::uint64_t(st.st_size) : 0;
-    return info;
-}
