@@ -7,6 +7,9 @@
 #include <QMutexLocker>
 #include <QThreadPool>
 
+#include <algorithm>
+#include <iterator>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -20,13 +23,12 @@ struct ListedName {
     quint64 dataLength;
 };
 
-bool isSkipped(const std::string& name) {
-    static const std::string skipped[] = {".DS_Store",  ".Trashes",        ".Trash",   ".vol",
-                                          ".fseventsd", ".Spotlight-V100", ".Volumes", ".Volume"};
-    for (const std::string& s : skipped)
-        if (name == s)
-            return true;
-    return false;
+// Names dropped from the top level of a scan (exact, case-sensitive).
+constexpr std::string_view kSkippedNames[] = {".DS_Store",  ".Trashes",        ".Trash",   ".vol",
+                                              ".fseventsd", ".Spotlight-V100", ".Volumes", ".Volume"};
+
+bool isSkipped(std::string_view name) {
+    return std::find(std::begin(kSkippedNames), std::end(kSkippedNames), name) != std::end(kSkippedNames);
 }
 
 // The names directly inside a folder with their types and lengths, in the file system's order;
@@ -78,14 +80,28 @@ QString lastComponent(const QString& path) {
     return slash < 0 ? path : path.mid(slash + 1);
 }
 
+// The one node a file path gives where a folder would give its listing.
+FileNodeRef singleFileNode(const QString& path) {
+    return FileNode::initWithPath(path, lastComponent(path), false, nullptr);
+}
+
+// A file path given as the root: its node, sized without following a link, takes its place by
+// size in the top-level array.
+void addSingleFileRoot(const FileNodeArrayRef& array, const QString& path) {
+    FileNodeRef node = singleFileNode(path);
+    node->setSize(NodeTreeOperator::getOneFileSizeWithPath(path));
+    if (array->isEmpty())
+        array->append(node);
+    else
+        array->insertBySize(node);
+}
+
 } // namespace
 
 EumeRoot::~EumeRoot() = default;
 
 bool EumeRoot::isSkippedName(const QString& name) {
-    static const QStringList skipped = {".DS_Store",  ".Trashes",        ".Trash",   ".vol",
-                                        ".fseventsd", ".Spotlight-V100", ".Volumes", ".Volume"};
-    return skipped.contains(name);
+    return isSkipped(name.toStdString());
 }
 
 void EumeRoot::setEumeDelegate(EumeRootDelegate* delegate) {
@@ -140,12 +156,7 @@ void EumeRoot::eumeRootListNode(const QString& path) {
     if (!info.exists)
         return;
     if (!info.isDirectory) {
-        FileNodeRef node = FileNode::initWithPath(path, lastComponent(path), false, nullptr);
-        node->setSize(NodeTreeOperator::getOneFileSizeWithPath(path));
-        if (array->isEmpty())
-            array->append(node);
-        else
-            array->insertBySize(node);
+        addSingleFileRoot(array, path);
         return;
     }
 
@@ -216,8 +227,7 @@ void EumeRoot::getNodeListWithFaterNode(FileNode* node) {
         for (const FileNodeRef& child : std::as_const(children))
             node->children().append(child);
     } else {
-        node->children().append(
-            adopt(FileNode::initWithPath(path, lastComponent(path), false, nullptr), info.dataLength));
+        node->children().append(adopt(singleFileNode(path), info.dataLength));
     }
     sendEndEumeNode();
 }
@@ -241,12 +251,7 @@ void EumeRoot::getRootNodeListWithPath(const QString& path) {
         if (!info.exists)
             return;
         if (!info.isDirectory) {
-            FileNodeRef node = FileNode::initWithPath(path, lastComponent(path), false, nullptr);
-            node->setSize(NodeTreeOperator::getOneFileSizeWithPath(path));
-            if (array->isEmpty())
-                array->append(node);
-            else
-                self->insertFileInRootArrWithFile(node);
+            addSingleFileRoot(array, path);
             return;
         }
         const std::vector<ListedName> names = listFolder(path, false);
