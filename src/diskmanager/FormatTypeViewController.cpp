@@ -15,7 +15,7 @@ namespace {
 const char kTagProperty[] = "formatTypeTag";
 
 QColor rowText(bool lit) {
-    return lit ? QColor(255, 255, 255) : QColor(129, 129, 129);
+    return lit ? KitStyle::textLit() : KitStyle::heading();
 }
 
 } // namespace

@@ -24,7 +24,7 @@ namespace {
 
 // The type label's colours: grey when it can be changed, dimmed white when it cannot.
 QColor typeColour(bool locked) {
-    return locked ? QColor(255, 255, 255, 51) : QColor(129, 129, 129);
+    return locked ? KitStyle::textLocked() : KitStyle::heading();
 }
 
 QLabel* caption(const QString& text, QWidget* parent) {

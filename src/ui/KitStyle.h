@@ -40,6 +40,14 @@ inline QColor textSecondary() {
 inline QColor heading() {
     return QColor(129, 129, 129);
 }
+// Plain white: the lit row of a menu.
+inline QColor textLit() {
+    return QColor(255, 255, 255);
+}
+// Dimmed white: a value shown that cannot be changed.
+inline QColor textLocked() {
+    return QColor(255, 255, 255, 51);
+}
 
 inline QColor accent() {
     return QColor(58, 147, 252);
@@ -56,8 +64,24 @@ inline QColor link() {
 inline QColor error() {
     return QColor(229, 83, 75);
 }
+// The faint wash of the error colour behind a control in error.
+inline QColor errorTint() {
+    QColor tint = error();
+    tint.setAlpha(28);
+    return tint;
+}
 inline QColor trackBackground() {
     return QColor(62, 63, 68);
+}
+// The light bands moving over the filled part of a striped progress bar.
+inline QColor progressStripe() {
+    QColor stripe = textPrimary();
+    stripe.setAlpha(42);
+    return stripe;
+}
+// The shadow under the floating panels.
+inline QColor panelShadow() {
+    return QColor(0, 0, 0, 150);
 }
 
 // The system font at a point size, optionally bold.
@@ -78,7 +102,7 @@ inline void addPanelShadow(QWidget* panel) {
     auto* shadow = new QGraphicsDropShadowEffect(panel);
     shadow->setBlurRadius(24);
     shadow->setOffset(0, 4);
-    shadow->setColor(QColor(0, 0, 0, 150));
+    shadow->setColor(panelShadow());
     panel->setGraphicsEffect(shadow);
 }
 

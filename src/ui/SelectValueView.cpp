@@ -194,7 +194,7 @@ void SelectValueView::paintEvent(QPaintEvent*) {
     QColor border = KitStyle::panelBorder();
     Qt::PenStyle style = m_haveD ? Qt::SolidLine : Qt::DashLine;
     if (m_error) {
-        fill = QColor(KitStyle::error().red(), KitStyle::error().green(), KitStyle::error().blue(), 28);
+        fill = KitStyle::errorTint();
         border = KitStyle::error();
         style = Qt::SolidLine;
     } else if (m_dragVie->isDragHovering()) {

@@ -47,6 +47,14 @@ void StepIndicatorView::setLabelTexts(const QStringList& texts) {
         m_labels[i]->setText(texts.value(i));
 }
 
+QColor StepIndicatorView::currentColor() {
+    return KitStyle::accent();
+}
+
+QColor StepIndicatorView::otherColor() {
+    return KitStyle::stepInactive();
+}
+
 QLabel* StepIndicatorView::label(int n) const {
     return n >= 1 && n <= m_labels.size() ? m_labels[n - 1] : nullptr;
 }

@@ -18,8 +18,8 @@ public:
     StepIndicatorView(int stepCount, const QString& picturePrefix, const QStringList& labels,
                       QWidget* parent = nullptr);
 
-    static QColor currentColor() { return QColor(58, 147, 252); }
-    static QColor otherColor() { return QColor(99, 99, 99); }
+    static QColor currentColor();
+    static QColor otherColor();
 
     int stepCount() const { return m_labels.size(); }
     int currentStep() const { return m_step; }

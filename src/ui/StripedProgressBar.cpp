@@ -104,8 +104,7 @@ void StripedProgressBar::paintEvent(QPaintEvent*) {
 
     painter.save();
     painter.setClipPath(fillPath);
-    QColor stripe = KitStyle::textPrimary();
-    stripe.setAlpha(42);
+    const QColor stripe = KitStyle::progressStripe();
     const qreal h = track.height();
     const qreal width = kStripePeriod / 2.0;
     for (qreal x = fill.left() - 2 * h - kStripePeriod + m_phase; x < fill.right() + h; x += kStripePeriod) {

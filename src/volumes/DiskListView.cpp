@@ -1,5 +1,7 @@
 #include "volumes/DiskListView.h"
 
+#include "ui/KitStyle.h"
+
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -40,5 +42,5 @@ void DiskListView::paintEvent(QPaintEvent*) {
     painter.setRenderHint(QPainter::Antialiasing);
     QPainterPath plate;
     plate.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
-    painter.fillPath(plate, QColor(67, 67, 67));
+    painter.fillPath(plate, KitStyle::rowHover());
 }

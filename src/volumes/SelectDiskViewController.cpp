@@ -93,7 +93,7 @@ QLabel* SelectDiskViewController::addHeading(const QString& text, int y) {
     auto* heading = new QLabel(text, m_listContent);
     heading->setFont(KitStyle::font(13, true));
     heading->setStyleSheet(QStringLiteral("color: %1; background: transparent; border: none;")
-                               .arg(KitStyle::css(QColor(129, 129, 129))));
+                               .arg(KitStyle::css(KitStyle::heading())));
     heading->setTextInteractionFlags(Qt::NoTextInteraction);
     heading->setGeometry(16, y, kListWidth - 32, kHeadingHeight);
     heading->setAlignment(Qt::AlignLeft | Qt::AlignBottom);
