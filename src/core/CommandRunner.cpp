@@ -102,6 +102,14 @@ std::optional<QVariantMap> runForDictionary(Runner runner, const QByteArray& lin
     return PropertyList::readDictionary(path);
 }
 
+std::optional<QVariantMap> deviceInfo(Runner runner, const char* bsdName) {
+    if (!bsdName)
+        return std::nullopt;
+    return runForDictionary(runner,
+                            QvFormatCommand(64, "diskutil info -plist /dev/%s", {QByteArray(bsdName)}),
+                            "diskutil info " + QByteArray(bsdName) + " error");
+}
+
 void DoCommand(const QByteArray& line, const QString& outputMacPath) {
     if (line.isNull() || outputMacPath.isNull())
         return;

@@ -36,6 +36,11 @@ enum class Runner { Exec, QvExec, GetExec, EraserDisk, EraserExec, AepairExec, C
 std::optional<QVariantMap> runForDictionary(Runner runner, const QByteArray& line,
                                             const QByteArray& failure = QByteArray());
 
+// A device's information: "diskutil info -plist /dev/NAME" (64-byte buffer) through the runner,
+// read back with runForDictionary; "diskutil info NAME error" is logged when the line could not
+// be run. Nothing for a null name.
+std::optional<QVariantMap> deviceInfo(Runner runner, const char* bsdName);
+
 // Output into the given Mac path, with a 4096-byte line buffer; nothing when either is null.
 void DoCommand(const QByteArray& line, const QString& outputMacPath);
 

@@ -192,11 +192,7 @@ void QvUSBControl::QvDiskDisappearImp(const char* bsdName) {
 }
 
 std::optional<QVariantMap> QvUSBControl::QvGetDiskInfo(const char* bsdName) {
-    if (!bsdName)
-        return std::nullopt;
-    return runForDictionary(Runner::QvExec,
-                            QvFormatCommand(64, "diskutil info -plist /dev/%s", {QByteArray(bsdName)}),
-                            "diskutil info " + QByteArray(bsdName) + " error");
+    return deviceInfo(Runner::QvExec, bsdName);
 }
 
 bool QvUSBControl::QvCheckUSBObj(const QVariantMap* drive) const {

@@ -166,11 +166,7 @@ std::optional<QVariantMap> VolumeEnumerator::getDisjInfo(const char* name) {
 }
 
 std::optional<QVariantMap> VolumeEnumerator::QvGetDiskInfo(const char* name) {
-    if (!name)
-        return std::nullopt;
-    return runForDictionary(Runner::Exec,
-                            QvFormatCommand(64, "diskutil info -plist /dev/%s", {QByteArray(name)}),
-                            "diskutil info " + QByteArray(name) + " error");
+    return deviceInfo(Runner::Exec, name);
 }
 
 void VolumeEnumerator::doGetAllVolume() {
