@@ -96,6 +96,22 @@ void addSingleFileRoot(const FileNodeArrayRef& array, const QString& path) {
         array->insertBySize(node);
 }
 
+// The start both top-level listings share: true when path is a folder whose listing is to
+// follow. A file is placed in the array as its one node instead; a missing path, or no array,
+// gives nothing.
+bool beginRootListing(const FileNodeArrayRef& array, const QString& path) {
+    if (!array)
+        return false;
+    const ItemInfo info = readItemInfo(Machine::hostPath(path), true);
+    if (!info.exists)
+        return false;
+    if (!info.isDirectory) {
+        addSingleFileRoot(array, path);
+        return false;
+    }
+    return true;
+}
+
 } // namespace
 
 EumeRoot::~EumeRoot() = default;
@@ -150,15 +166,8 @@ void EumeRoot::eumeAllRootFileNodeWithRootArr(const FileNodeArrayRef& rootArr, c
 
 void EumeRoot::eumeRootListNode(const QString& path) {
     const FileNodeArrayRef array = rootNodeArr();
-    if (!array)
+    if (!beginRootListing(array, path))
         return;
-    const ItemInfo info = readItemInfo(Machine::hostPath(path), true);
-    if (!info.exists)
-        return;
-    if (!info.isDirectory) {
-        addSingleFileRoot(array, path);
-        return;
-    }
 
     const std::vector<ListedName> names = listFolder(path, true);
     m_allFileCount = int(names.size());
@@ -245,15 +254,8 @@ void EumeRoot::getRootNodeListWithPath(const QString& path) {
     std::shared_ptr<EumeRoot> self = shared_from_this();
     QThreadPool::globalInstance()->start([self, treeOperator, path] {
         const FileNodeArrayRef array = self->rootNodeArr();
-        if (!array)
+        if (!beginRootListing(array, path))
             return;
-        const ItemInfo info = readItemInfo(Machine::hostPath(path), true);
-        if (!info.exists)
-            return;
-        if (!info.isDirectory) {
-            addSingleFileRoot(array, path);
-            return;
-        }
         const std::vector<ListedName> names = listFolder(path, false);
         self->m_allFileCount = int(names.size());
         const std::string folder = path.toStdString();
