@@ -21,6 +21,13 @@ struct PlistDeleter {
 };
 using PlistPtr = std::unique_ptr<void, PlistDeleter>;
 
+// UTF-8 text libplist handed over in a buffer of its own, which is freed here.
+QString takeText(char* text) {
+    QString out = QString::fromUtf8(text);
+    free(text);
+    return out;
+}
+
 QVariant toVariant(plist_t node) {
     switch (plist_get_node_type(node)) {
     case PLIST_BOOLEAN: {
@@ -42,16 +49,12 @@ QVariant toVariant(plist_t node) {
     case PLIST_STRING: {
         char* s = nullptr;
         plist_get_string_val(node, &s);
-        QString text = QString::fromUtf8(s);
-        free(s);
-        return QVariant(text);
+        return QVariant(takeText(s));
     }
     case PLIST_KEY: {
         char* s = nullptr;
         plist_get_key_val(node, &s);
-        QString text = QString::fromUtf8(s);
-        free(s);
-        return QVariant(text);
+        return QVariant(takeText(s));
     }
     case PLIST_DATA: {
         char* d = nullptr;
@@ -91,8 +94,7 @@ QVariant toVariant(plist_t node) {
             plist_dict_next_item(node, it, &key, &value);
             if (!key)
                 break;
-            map.insert(QString::fromUtf8(key), toVariant(value));
-            free(key);
+            map.insert(takeText(key), toVariant(value));
         }
         free(it);
         return QVariant(map);
