@@ -54,24 +54,32 @@ bool statfsForDevice(const QString& device, struct statfs* out) {
     return false;
 }
 
-QString volumeNameFromDescription(const QString& mountPoint) {
-    QString name;
+// Hands the disk that holds the volume at path to `use`, when Disk Arbitration knows one; the
+// session, the URL and the disk are released afterwards.
+template <typename Use> void withDiskForVolumePath(const QString& path, Use use) {
     DASessionRef session = DASessionCreate(kCFAllocatorDefault);
     if (!session)
-        return name;
-    if (CFURLRef url = urlForPath(mountPoint)) {
+        return;
+    if (CFURLRef url = urlForPath(path)) {
         if (DADiskRef disk = DADiskCreateFromVolumePath(kCFAllocatorDefault, session, url)) {
-            if (CFDictionaryRef description = DADiskCopyDescription(disk)) {
-                const void* value = CFDictionaryGetValue(description, kDADiskDescriptionVolumeNameKey);
-                if (value && CFGetTypeID(value) == CFStringGetTypeID())
-                    name = fromCFString(static_cast<CFStringRef>(value));
-                CFRelease(description);
-            }
+            use(disk);
             CFRelease(disk);
         }
         CFRelease(url);
     }
     CFRelease(session);
+}
+
+QString volumeNameFromDescription(const QString& mountPoint) {
+    QString name;
+    withDiskForVolumePath(mountPoint, [&name](DADiskRef disk) {
+        if (CFDictionaryRef description = DADiskCopyDescription(disk)) {
+            const void* value = CFDictionaryGetValue(description, kDADiskDescriptionVolumeNameKey);
+            if (value && CFGetTypeID(value) == CFStringGetTypeID())
+                name = fromCFString(static_cast<CFStringRef>(value));
+            CFRelease(description);
+        }
+    });
     return name;
 }
 
@@ -95,18 +103,10 @@ namespace DiskArbitration {
 
 QString bsdNameForVolumePath(const QString& volumePath) {
     QString name;
-    DASessionRef session = DASessionCreate(kCFAllocatorDefault);
-    if (!session)
-        return name;
-    if (CFURLRef url = urlForPath(volumePath)) {
-        if (DADiskRef disk = DADiskCreateFromVolumePath(kCFAllocatorDefault, session, url)) {
-            if (const char* bsd = DADiskGetBSDName(disk))
-                name = QString::fromUtf8(bsd);
-            CFRelease(disk);
-        }
-        CFRelease(url);
-    }
-    CFRelease(session);
+    withDiskForVolumePath(volumePath, [&name](DADiskRef disk) {
+        if (const char* bsd = DADiskGetBSDName(disk))
+            name = QString::fromUtf8(bsd);
+    });
     return name;
 }
 

@@ -101,6 +101,17 @@ void keepOwner(int dirFd, const char* name, const struct stat& st) {
         (void)::fchownat(dirFd, name, st.st_uid, st.st_gid, AT_SYMLINK_NOFOLLOW);
 }
 
+// Gives a copied file or folder, open as fd, the owner, permissions and times of its source.
+void keepAttributes(int dirFd, const char* name, int fd, const struct stat& st, const std::string& where,
+                    Failure& failure) {
+    keepOwner(dirFd, name, st);
+    if (::fchmod(fd, st.st_mode & 07777) != 0)
+        failure.note(where, errno);
+    const struct timespec times[2] = {st.st_atim, st.st_mtim};
+    if (::futimens(fd, times) != 0)
+        failure.note(where, errno);
+}
+
 void copyEntry(int srcDir, const char* srcName, int dstDir, const char* dstName, const std::string& where,
                Failure& failure);
 
@@ -114,12 +125,7 @@ void copyFile(int srcDir, const char* srcName, int dstDir, const char* dstName, 
         return failure.note(where, errno);
     if (!copyData(in.get(), out.get()))
         return failure.note(where, errno);
-    keepOwner(dstDir, dstName, st);
-    if (::fchmod(out.get(), st.st_mode & 07777) != 0)
-        failure.note(where, errno);
-    const struct timespec times[2] = {st.st_atim, st.st_mtim};
-    if (::futimens(out.get(), times) != 0)
-        failure.note(where, errno);
+    keepAttributes(dstDir, dstName, out.get(), st, where, failure);
 }
 
 void copyLink(int srcDir, const char* srcName, int dstDir, const char* dstName, const struct stat& st,
@@ -163,12 +169,7 @@ void copyFolder(int srcDir, const char* srcName, int dstDir, const char* dstName
     ::closedir(listing);
     // The folder's own attributes go last: adding the entries changed its times, and a folder
     // without write permission could not have been filled.
-    keepOwner(dstDir, dstName, st);
-    if (::fchmod(dst.get(), st.st_mode & 07777) != 0)
-        failure.note(where, errno);
-    const struct timespec times[2] = {st.st_atim, st.st_mtim};
-    if (::futimens(dst.get(), times) != 0)
-        failure.note(where, errno);
+    keepAttributes(dstDir, dstName, dst.get(), st, where, failure);
 }
 
 void copyEntry(int srcDir, const char* srcName, int dstDir, const char* dstName, const std::string& where,
