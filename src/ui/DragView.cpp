@@ -31,6 +31,18 @@ QStringList fileNames(const QMimeData* data) {
     return paths;
 }
 
+// A drag is welcomed as a copy whatever it holds (what it holds is judged on the drop), when
+// the source allows a copy at all.
+bool welcomeAsCopy(QDragMoveEvent* event) {
+    if (!(event->possibleActions() & Qt::CopyAction)) {
+        event->ignore();
+        return false;
+    }
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+    return true;
+}
+
 } // namespace
 
 DragView::DragView(QWidget* parent) : QWidget(parent) {
@@ -39,23 +51,12 @@ DragView::DragView(QWidget* parent) : QWidget(parent) {
 }
 
 void DragView::dragEnterEvent(QDragEnterEvent* event) {
-    // Welcomed as a copy, whatever it holds: what it holds is judged on the drop.
-    if (!(event->possibleActions() & Qt::CopyAction)) {
-        event->ignore();
-        return;
-    }
-    event->setDropAction(Qt::CopyAction);
-    event->accept();
-    setHovering(true);
+    if (welcomeAsCopy(event))
+        setHovering(true);
 }
 
 void DragView::dragMoveEvent(QDragMoveEvent* event) {
-    if (!(event->possibleActions() & Qt::CopyAction)) {
-        event->ignore();
-        return;
-    }
-    event->setDropAction(Qt::CopyAction);
-    event->accept();
+    welcomeAsCopy(event);
 }
 
 void DragView::dragLeaveEvent(QDragLeaveEvent* event) {

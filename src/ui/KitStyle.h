@@ -9,6 +9,12 @@
 // their colours and fonts from here so that a change of look is made in one place.
 namespace KitStyle {
 
+// A colour made see-through: alpha from 0 (clear) to 255 (solid).
+inline QColor withAlpha(QColor colour, int alpha) {
+    colour.setAlpha(alpha);
+    return colour;
+}
+
 inline QColor windowBackground() {
     return QColor(38, 39, 43);
 }
@@ -46,7 +52,7 @@ inline QColor textLit() {
 }
 // Dimmed white: a value shown that cannot be changed.
 inline QColor textLocked() {
-    return QColor(255, 255, 255, 51);
+    return withAlpha(textLit(), 51);
 }
 
 inline QColor accent() {
@@ -66,18 +72,14 @@ inline QColor error() {
 }
 // The faint wash of the error colour behind a control in error.
 inline QColor errorTint() {
-    QColor tint = error();
-    tint.setAlpha(28);
-    return tint;
+    return withAlpha(error(), 28);
 }
 inline QColor trackBackground() {
     return QColor(62, 63, 68);
 }
 // The light bands moving over the filled part of a striped progress bar.
 inline QColor progressStripe() {
-    QColor stripe = textPrimary();
-    stripe.setAlpha(42);
-    return stripe;
+    return withAlpha(textPrimary(), 42);
 }
 // The shadow under the floating panels.
 inline QColor panelShadow() {
