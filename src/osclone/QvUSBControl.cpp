@@ -8,6 +8,7 @@
 #include "platform/DiskArbitration.h"
 #include "platform/Machine.h"
 #include "platform/Shell.h"
+#include "volumes/UsbWholeDisk.h"
 
 #include <QFileInfo>
 #include <QMutexLocker>
@@ -50,22 +51,10 @@ bool listHas(const QList<QVariantMap>& list, const QString& bsdName) {
     return false;
 }
 
-// The eligibility tests, in the order the disk tool's answer is examined.
+// A clone target: a USB whole disk of at least the minimum size.
 bool isCloneTarget(const QVariantMap& info) {
-    if (!info.value(QStringLiteral("WholeDisk")).toBool())
-        return false;
-    if (info.value(QStringLiteral("BusProtocol")).toString() != QLatin1String("USB"))
-        return false;
-    if (info.value(QStringLiteral("RAIDMaster")).toBool())
-        return false;
-    if (info.value(QStringLiteral("CoreStorageEncrypted")).toBool())
-        return false;
-    if (info.value(QStringLiteral("Content")).toString() == QLatin1String("Apple_HFSX"))
-        return false;
     const std::int64_t size = info.value(QStringLiteral("TotalSize")).toLongLong();
-    if ((size >> 8) < 9'765'625)
-        return false;
-    return info.value(QStringLiteral("VirtualOrPhysical")).toString() != QLatin1String("Virtual");
+    return isUsbWholeDisk(info) && (size >> 8) >= 9'765'625;
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "core/QvPublicUtilities.h"
 #include "platform/DiskArbitration.h"
 #include "platform/Machine.h"
+#include "volumes/UsbWholeDisk.h"
 
 #include <QDir>
 #include <QStringList>
@@ -137,10 +138,7 @@ void VolumeEnumerator::QvAddDiskToUSBObj(const char* bsdName) {
     const std::optional<QVariantMap> info = QvGetDiskInfo(bsdName);
     if (!info)
         return;
-    if (!flag(*info, "WholeDisk") || text(*info, "BusProtocol") != QLatin1String("USB") ||
-        flag(*info, "RAIDMaster") || flag(*info, "CoreStorageEncrypted") ||
-        text(*info, "Content") == QLatin1String("Apple_HFSX") ||
-        text(*info, "VirtualOrPhysical") == QLatin1String("Virtual"))
+    if (!isUsbWholeDisk(*info))
         return;
     auto disk = VolumeObjRef::create();
     const QString model = text(*info, "IORegistryEntryName");
