@@ -3,6 +3,7 @@
 // What the two halves of the emulated diskutil share: DiskutilOutput.cpp prints (list, info and
 // the error lines), DiskutilVerbs.cpp changes disks and runs every verb.
 
+#include "EmuFileSystems.h"
 #include "EmuTools.h"
 
 #include <QList>

@@ -31,44 +31,6 @@ bool validName(const QString& fs, const QString& name) {
     return name.toUtf8().size() <= 255 && !name.contains(QLatin1Char(':'));
 }
 
-struct Personality {
-    QString fs;
-    int fatBits = 32;
-    bool caseSensitive = false;
-    bool ok = false;
-};
-
-Personality parsePersonality(const QString& raw) {
-    const QString f = raw.toLower();
-    Personality p;
-    p.ok = true;
-    if (f == QLatin1String("jhfs+") || f == QLatin1String("hfs+") || f == QLatin1String("journaled hfs+"))
-        p.fs = QStringLiteral("hfs");
-    else if (f == QLatin1String("jhfsx") || f == QLatin1String("hfsx") ||
-             f == QLatin1String("case-sensitive journaled hfs+") ||
-             f == QLatin1String("case-sensitive hfs+")) {
-        p.fs = QStringLiteral("hfs");
-        p.caseSensitive = true;
-    } else if (f == QLatin1String("apfs") || f == QLatin1String("apfsi"))
-        p.fs = QStringLiteral("apfs");
-    else if (f == QLatin1String("apfsx") || f == QLatin1String("case-sensitive apfs")) {
-        p.fs = QStringLiteral("apfs");
-        p.caseSensitive = true;
-    } else if (f == QLatin1String("exfat"))
-        p.fs = QStringLiteral("exfat");
-    else if (f == QLatin1String("fat32") || f == QLatin1String("ms-dos fat32") ||
-             f == QLatin1String("ms-dos"))
-        p.fs = QStringLiteral("msdos");
-    else if (f == QLatin1String("ms-dos fat16")) {
-        p.fs = QStringLiteral("msdos");
-        p.fatBits = 16;
-    } else if (f == QLatin1String("free space") || f == QLatin1String("free"))
-        p.fs = QString();
-    else
-        p.ok = false;
-    return p;
-}
-
 // The formatter's own lines for a fresh file system.
 void formatterLines(Output& o, const Partition& p) {
     const QString raw = QStringLiteral("/dev/r") + p.id;
@@ -151,7 +113,7 @@ void makeApfs(MachineState& m, Disk& d, Partition& p, const QString& name, bool 
 }
 
 // Gives partition `p` a fresh, empty file system and mounts it.
-void formatPartition(MachineState& m, Disk& d, Partition& p, const Personality& per, const QString& name,
+void formatPartition(MachineState& m, Disk& d, Partition& p, const FileSystem& fs, const QString& name,
                      Output& o) {
     m.unmount(p);
     // The old content goes with the old file system.
@@ -159,14 +121,14 @@ void formatPartition(MachineState& m, Disk& d, Partition& p, const Personality& 
     if (Disk* old = m.containerOf(p))
         m.removeDisk(old->id);
     p.container.clear();
-    if (per.fs == QLatin1String("apfs") && d.container) {
+    if (fs.type == QLatin1String("apfs") && d.container) {
         // A volume of an APFS container is erased in its container: deleted and made anew under
         // the same identifier, with a new UUID.
         o.line(QStringLiteral("Erasing APFS Volume %1 by deleting and recreating").arg(p.id));
         o.line(QStringLiteral("Deleting APFS Volume from its APFS Container"));
         o.line(QStringLiteral("Creating APFS Volume"));
         p.fs = QStringLiteral("apfs");
-        p.caseSensitive = per.caseSensitive;
+        p.caseSensitive = fs.caseSensitive;
         p.name = name;
         p.uuid = m.newUUID();
         p.writable = true;
@@ -179,7 +141,7 @@ void formatPartition(MachineState& m, Disk& d, Partition& p, const Personality& 
         o.line(QStringLiteral("Finished APFS operation on %1").arg(p.id));
         return;
     }
-    if (per.fs == QLatin1String("apfs")) {
+    if (fs.type == QLatin1String("apfs")) {
         p.fs = QStringLiteral("hfs");
         p.name = name;
         p.totalSize = p.size;
@@ -187,35 +149,22 @@ void formatPartition(MachineState& m, Disk& d, Partition& p, const Personality& 
         formatterLines(o, p);
         Disk* holder = m.disk(d.id);
         Partition* store = m.partition(p.id);
-        makeApfs(m, *holder, *store, name, per.caseSensitive, o);
+        makeApfs(m, *holder, *store, name, fs.caseSensitive, o);
         return;
     }
-    p.fs = per.fs;
-    p.fatBits = per.fatBits;
-    p.caseSensitive = per.caseSensitive;
+    p.fs = fs.type;
+    p.fatBits = fs.fatBits;
+    p.caseSensitive = fs.caseSensitive;
     p.name = name;
     p.uuid = m.newUUID();
     p.writable = true;
-    p.totalSize = p.fs == QLatin1String("msdos") ? p.size - qMin<qint64>(p.size / 1000, 4 * 1048576) : p.size;
+    p.totalSize = freshCapacity(p);
     p.used = 0;
+    // Free space left by an erase keeps an Apple_HFS entry on MBR.
     if (!d.container)
-        p.content = [&] {
-            if (d.scheme == QLatin1String("MBR")) {
-                if (p.fs == QLatin1String("msdos"))
-                    return p.fatBits == 16 ? QStringLiteral("DOS_FAT_16") : QStringLiteral("DOS_FAT_32");
-                if (p.fs == QLatin1String("exfat"))
-                    return QStringLiteral("Windows_NTFS");
-                return QStringLiteral("Apple_HFS");
-            }
-            if (p.fs == QLatin1String("hfs"))
-                return QStringLiteral("Apple_HFS");
-            return QStringLiteral("Microsoft Basic Data");
-        }();
-    o.line(QStringLiteral("Formatting %1 as %2 with name %3")
-               .arg(p.id,
-                    p.fs == QLatin1String("msdos") && per.fatBits == 32 ? QStringLiteral("MS-DOS (FAT32)")
-                                                                        : personalityName(p),
-                    name));
+        p.content = p.hasVolume() || d.scheme != QLatin1String("MBR") ? partitionContent(d.scheme, p)
+                                                                      : QStringLiteral("Apple_HFS");
+    o.line(QStringLiteral("Formatting %1 as %2 with name %3").arg(p.id, personalityName(p), name));
     formatterLines(o, p);
     QDir().mkpath(m.contentFolder(p));
     m.mount(p);
@@ -295,23 +244,21 @@ int doEraseVolume(MachineState& m, const QStringList& args, Output& o, bool refo
     Partition& p = *l.part;
     if (p.mounted && p.mountPoint == QLatin1String("/"))
         return fail(o, QStringLiteral("Error: -69888: Couldn't unmount disk"));
-    Personality per;
+    FileSystem fs;
     if (reformat) {
         if (!p.hasVolume())
             return fail(o, QStringLiteral("Error: -69846: The volume does not have a file system"));
-        per.fs = p.fs;
-        per.fatBits = p.fatBits;
-        per.caseSensitive = p.caseSensitive;
-        per.ok = true;
+        fs = FileSystem{p.fs, p.fatBits, p.caseSensitive};
         name = p.name;
     } else {
-        per = parsePersonality(fsArg);
-        if (!per.ok)
+        const std::optional<FileSystem> named = formatFileSystem(fsArg);
+        if (!named)
             return fail(o, QStringLiteral("%1 does not appear to be a valid file system format").arg(fsArg));
+        fs = *named;
     }
-    if (per.fs == QLatin1String("msdos") && name.isEmpty())
+    if (fs.type == QLatin1String("msdos") && name.isEmpty())
         name = QStringLiteral("UNTITLED");
-    if (!validName(per.fs, name))
+    if (!validName(fs.type, name))
         return fail(
             o, QStringLiteral("%1 does not appear to be a valid volume name for its file system").arg(name));
     const QString oldName = p.name;
@@ -320,7 +267,7 @@ int doEraseVolume(MachineState& m, const QStringList& args, Output& o, bool refo
     o.line(QStringLiteral("Unmounting disk"));
     o.line(QStringLiteral("Erasing"));
     const QString id = p.id;
-    formatPartition(m, *l.disk, p, per, name, o);
+    formatPartition(m, *l.disk, p, fs, name, o);
     o.line(QStringLiteral("Mounting disk"));
     o.line(QStringLiteral("Finished erase on %1 %2").arg(id, name));
     return 0;
@@ -353,10 +300,10 @@ int doEraseDisk(MachineState& m, const QStringList& args, Output& o) {
         // A volume names its whole disk.
     }
     const bool noformat = name == QLatin1String("%noformat%");
-    Personality per = parsePersonality(args.at(1));
-    if (!per.ok)
+    const std::optional<FileSystem> fs = formatFileSystem(args.at(1));
+    if (!fs)
         return fail(o, QStringLiteral("%1 does not appear to be a valid file system format").arg(args.at(1)));
-    if (!noformat && !validName(per.fs, name))
+    if (!noformat && !validName(fs->type, name))
         return fail(
             o, QStringLiteral("%1 does not appear to be a valid volume name for its file system").arg(name));
     if (isBootDisk(m, *d) || d->container)
@@ -406,7 +353,7 @@ int doEraseDisk(MachineState& m, const QStringList& args, Output& o) {
     d->partitions << data;
     if (!noformat) {
         Partition& p = d->partitions.last();
-        formatPartition(m, *d, p, per, name, o);
+        formatPartition(m, *d, p, *fs, name, o);
         o.line(QStringLiteral("Mounting disk"));
     }
     o.line(QStringLiteral("Finished erase on ") + diskId);
@@ -543,17 +490,17 @@ int doResizeVolume(MachineState& m, const QStringList& args, Output& o) {
         return fail(o,
                     QStringLiteral("Error: -69850: The chosen size is not valid for the chosen file system"));
     struct NewPart {
-        Personality per;
+        std::optional<FileSystem> fs;
         QString name;
         qint64 size;
     };
     QList<NewPart> extra;
     for (int i = 3; i + 2 < args.size(); i += 3) {
-        NewPart n{parsePersonality(args.at(i)), args.at(i + 1), parseDiskutilSize(args.at(i + 2))};
-        if (!n.per.ok || n.size <= 0)
+        NewPart n{formatFileSystem(args.at(i)), args.at(i + 1), parseDiskutilSize(args.at(i + 2))};
+        if (!n.fs || n.size <= 0)
             return fail(
                 o, QStringLiteral("Error: -69850: The chosen size is not valid for the chosen file system"));
-        if (!validName(n.per.fs, n.name))
+        if (!validName(n.fs->type, n.name))
             return fail(o, QStringLiteral("%1 does not appear to be a valid volume name for its file system")
                                .arg(n.name));
         extra << n;
@@ -606,7 +553,7 @@ int doResizeVolume(MachineState& m, const QStringList& args, Output& o) {
             np.diskUUID = m.newUUID();
         d->partitions.insert(++index, np);
         Partition& added = d->partitions[index];
-        formatPartition(m, *d, added, n.per, n.name, o);
+        formatPartition(m, *d, added, *n.fs, n.name, o);
         d = m.disk(diskId);
     }
     o.line(QStringLiteral("Mounting disk"));

@@ -1,5 +1,7 @@
 #include "EmuMachine.h"
 
+#include "EmuFileSystems.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -143,58 +145,6 @@ qint64 parseSize(const QJsonValue& v) {
     return qint64(s.toDouble() * double(factor));
 }
 
-QString normaliseFs(const QString& fs, int* fatBits, bool* caseSensitive) {
-    const QString f = fs.toLower();
-    if (f == QLatin1String("fat32") || f == QLatin1String("ms-dos fat32") || f == QLatin1String("ms-dos") ||
-        f == QLatin1String("msdos")) {
-        *fatBits = 32;
-        return QStringLiteral("msdos");
-    }
-    if (f == QLatin1String("fat16") || f == QLatin1String("ms-dos fat16")) {
-        *fatBits = 16;
-        return QStringLiteral("msdos");
-    }
-    if (f == QLatin1String("exfat"))
-        return QStringLiteral("exfat");
-    if (f == QLatin1String("ntfs"))
-        return QStringLiteral("ntfs");
-    if (f == QLatin1String("apfs") || f == QLatin1String("apfsi"))
-        return QStringLiteral("apfs");
-    if (f == QLatin1String("apfsx") || f == QLatin1String("case-sensitive apfs")) {
-        *caseSensitive = true;
-        return QStringLiteral("apfs");
-    }
-    if (f == QLatin1String("hfsx") || f == QLatin1String("jhfsx") ||
-        f == QLatin1String("case-sensitive hfs+") || f == QLatin1String("case-sensitive journaled hfs+")) {
-        *caseSensitive = true;
-        return QStringLiteral("hfs");
-    }
-    if (f.contains(QLatin1String("hfs")))
-        return QStringLiteral("hfs");
-    return QString();
-}
-
-QString defaultContent(const QString& scheme, const Partition& p) {
-    if (p.fs == QLatin1String("apfs") && !p.role.isEmpty())
-        return QString::fromLatin1(kApfsVolumeGUID);
-    if (scheme == QLatin1String("MBR")) {
-        if (p.fs == QLatin1String("msdos"))
-            return p.fatBits == 16 ? QStringLiteral("DOS_FAT_16") : QStringLiteral("DOS_FAT_32");
-        if (p.fs == QLatin1String("exfat") || p.fs == QLatin1String("ntfs"))
-            return QStringLiteral("Windows_NTFS");
-        if (p.fs == QLatin1String("hfs"))
-            return QStringLiteral("Apple_HFS");
-        return QStringLiteral("DOS_FAT_32");
-    }
-    if (p.fs == QLatin1String("msdos") || p.fs == QLatin1String("exfat") || p.fs == QLatin1String("ntfs"))
-        return QStringLiteral("Microsoft Basic Data");
-    if (p.fs == QLatin1String("apfs"))
-        return QStringLiteral("Apple_APFS");
-    if (p.fs == QLatin1String("hfs"))
-        return QStringLiteral("Apple_HFS");
-    return QStringLiteral("Microsoft Basic Data");
-}
-
 Partition partitionFromJson(const QJsonObject& o) {
     Partition p;
     p.id = o.value(QStringLiteral("id")).toString();
@@ -204,7 +154,12 @@ Partition partitionFromJson(const QJsonObject& o) {
     p.diskUUID = o.value(QStringLiteral("diskUUID")).toString();
     p.fatBits = o.value(QStringLiteral("fatBits")).toInt(32);
     p.caseSensitive = o.value(QStringLiteral("caseSensitive")).toBool(false);
-    p.fs = normaliseFs(o.value(QStringLiteral("fs")).toString(), &p.fatBits, &p.caseSensitive);
+    // The name sets a FAT's width, and may make the volume case-sensitive.
+    const FileSystem fs = scenarioFileSystem(o.value(QStringLiteral("fs")).toString());
+    p.fs = fs.type;
+    if (p.fs == QLatin1String("msdos"))
+        p.fatBits = fs.fatBits;
+    p.caseSensitive = p.caseSensitive || fs.caseSensitive;
     p.name = o.value(QStringLiteral("name")).toString();
     p.uuid = o.value(QStringLiteral("uuid")).toString();
     p.role = o.value(QStringLiteral("role")).toString();
@@ -697,14 +652,13 @@ Disk& MachineState::addDisk(const QJsonObject& description) {
         offset += p.size;
         if (p.content.isEmpty())
             p.content = pj.contains(QStringLiteral("volumes")) ? QStringLiteral("Apple_APFS")
-                                                               : defaultContent(d.scheme, p);
+                                                               : partitionContent(d.scheme, p);
         if (gpt && p.diskUUID.isEmpty())
             p.diskUUID = newUUID();
         if (p.hasVolume() && p.uuid.isEmpty())
             p.uuid = newUUID();
         if (p.totalSize <= 0 && p.hasVolume())
-            p.totalSize =
-                p.fs == QLatin1String("msdos") ? p.size - qMin<qint64>(p.size / 1000, 4 * 1048576) : p.size;
+            p.totalSize = freshCapacity(p);
         if (p.content == QLatin1String("EFI"))
             p.name = QStringLiteral("EFI");
         if (pj.contains(QStringLiteral("volumes"))) {
@@ -880,40 +834,6 @@ qint64 folderBytes(const QString& hostFolder, const QStringList& skip) {
     for (const QString& s : skip)
         skipBytes << QFile::encodeName(s);
     return walkBytes(QFile::encodeName(hostFolder), skipBytes);
-}
-
-QString personalityName(const Partition& p) {
-    if (p.fs == QLatin1String("msdos"))
-        return QStringLiteral("MS-DOS (FAT%1)").arg(p.fatBits);
-    if (p.fs == QLatin1String("exfat"))
-        return QStringLiteral("ExFAT");
-    if (p.fs == QLatin1String("ntfs"))
-        return QStringLiteral("Windows NT File System (NTFS)");
-    if (p.fs == QLatin1String("apfs"))
-        return p.caseSensitive ? QStringLiteral("APFS (Case-sensitive)") : QStringLiteral("APFS");
-    if (p.fs == QLatin1String("hfs"))
-        return p.caseSensitive ? QStringLiteral("Mac OS Extended (Case-sensitive, Journaled)")
-                               : QStringLiteral("Mac OS Extended (Journaled)");
-    return QString();
-}
-
-QString filesystemName(const Partition& p) {
-    if (p.fs == QLatin1String("msdos"))
-        return QStringLiteral("MS-DOS FAT%1").arg(p.fatBits);
-    if (p.fs == QLatin1String("exfat"))
-        return QStringLiteral("ExFAT");
-    if (p.fs == QLatin1String("ntfs"))
-        return QStringLiteral("NTFS");
-    if (p.fs == QLatin1String("apfs"))
-        return p.caseSensitive ? QStringLiteral("Case-sensitive APFS") : QStringLiteral("APFS");
-    if (p.fs == QLatin1String("hfs"))
-        return p.caseSensitive ? QStringLiteral("Case-sensitive Journaled HFS+")
-                               : QStringLiteral("Journaled HFS+");
-    return QString();
-}
-
-QString filesystemType(const Partition& p) {
-    return p.fs;
 }
 
 } // namespace emu

@@ -180,10 +180,6 @@ void seedFolder(const QString& hostFolder, const QJsonObject& seed);
 // `skip` (absolute host paths) are left out.
 qint64 folderBytes(const QString& hostFolder, const QStringList& skip = {});
 
-QString personalityName(const Partition& p); // "Mac OS Extended (Journaled)", "MS-DOS (FAT32)", ...
-QString filesystemName(const Partition& p);  // "Journaled HFS+", "MS-DOS FAT32", "APFS", ...
-QString filesystemType(const Partition& p);  // "hfs", "msdos", ...
-
 constexpr const char* kApfsVolumeGUID = "41504653-0000-11AA-AA11-00306543ECAC";
 constexpr const char* kApfsContainerGUID = "EF57347C-0000-11AA-AA11-00306543ECAC";
 constexpr qint64 kEfiSize = 209715200;

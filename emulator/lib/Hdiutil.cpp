@@ -1,5 +1,6 @@
 // The emulated hdiutil: create, attach/mount, detach/eject and resize of disk images.
 
+#include "EmuFileSystems.h"
 #include "EmuPlist.h"
 #include "EmuTools.h"
 
@@ -33,17 +34,6 @@ QStringList positional(const QStringList& args, const QStringList& valued) {
         out << a;
     }
     return out;
-}
-
-QString imageFs(const QString& raw) {
-    const QString f = raw.toUpper();
-    if (f.isEmpty() || f.contains(QLatin1String("APFS")))
-        return QStringLiteral("apfs");
-    if (f.contains(QLatin1String("FAT")))
-        return QStringLiteral("msdos");
-    if (f == QLatin1String("EXFAT"))
-        return QStringLiteral("exfat");
-    return QStringLiteral("hfs");
 }
 
 // The mounted volume that holds a Mac path: the longest mount point that prefixes it.
@@ -153,7 +143,7 @@ int doCreate(MachineState& m, const QStringList& args, Output& o) {
     }
     ImageHeader header;
     header.volumeName = volname;
-    header.fs = imageFs(option(args, QStringLiteral("-fs")));
+    header.fs = imageFileSystem(option(args, QStringLiteral("-fs")));
     header.capacity = capacity;
     header.format = option(args, QStringLiteral("-format")).isEmpty()
                         ? QStringLiteral("UDRW")
@@ -263,8 +253,7 @@ int doAttach(MachineState& m, const QStringList& args, Output& o) {
         vol.insert(QStringLiteral("writable"), !readOnly);
         part.insert(QStringLiteral("volumes"), QJsonArray{vol});
     } else {
-        part.insert(QStringLiteral("fs"),
-                    header.fs == QLatin1String("hfs") ? QStringLiteral("JHFS+") : header.fs);
+        part.insert(QStringLiteral("fs"), header.fs);
         part.insert(QStringLiteral("name"), header.volumeName);
         part.insert(QStringLiteral("mounted"), false);
         part.insert(QStringLiteral("writable"), !readOnly);
