@@ -6,7 +6,6 @@
 
 #include <QDir>
 #include <QJsonArray>
-#include <QRegularExpression>
 
 namespace emu {
 
@@ -485,7 +484,7 @@ int doResizeVolume(MachineState& m, const QStringList& args, Output& o) {
     Located l = m.locate(args.at(1));
     if (!l.part || l.disk->container)
         return cannotFind(o, args.at(1));
-    const qint64 newSize = parseDiskutilSize(args.at(2));
+    const qint64 newSize = parseSize(args.at(2), SizeUnits::Diskutil);
     if (newSize <= 0)
         return fail(o,
                     QStringLiteral("Error: -69850: The chosen size is not valid for the chosen file system"));
@@ -496,7 +495,8 @@ int doResizeVolume(MachineState& m, const QStringList& args, Output& o) {
     };
     QList<NewPart> extra;
     for (int i = 3; i + 2 < args.size(); i += 3) {
-        NewPart n{formatFileSystem(args.at(i)), args.at(i + 1), parseDiskutilSize(args.at(i + 2))};
+        NewPart n{formatFileSystem(args.at(i)), args.at(i + 1),
+                  parseSize(args.at(i + 2), SizeUnits::Diskutil)};
         if (!n.fs || n.size <= 0)
             return fail(
                 o, QStringLiteral("Error: -69850: The chosen size is not valid for the chosen file system"));
@@ -563,28 +563,6 @@ int doResizeVolume(MachineState& m, const QStringList& args, Output& o) {
 
 } // namespace
 } // namespace diskutil
-
-qint64 parseDiskutilSize(const QString& raw) {
-    QString s = raw.trimmed().toUpper();
-    static const QRegularExpression re(QStringLiteral("^([0-9]+(?:\\.[0-9]+)?)([BKMGTPE]?)$"));
-    const auto match = re.match(s);
-    if (!match.hasMatch())
-        return -1;
-    const double number = match.captured(1).toDouble();
-    const QString unit = match.captured(2);
-    double factor = 1;
-    if (unit == QLatin1String("K"))
-        factor = 1e3;
-    else if (unit == QLatin1String("M"))
-        factor = 1e6;
-    else if (unit == QLatin1String("G"))
-        factor = 1e9;
-    else if (unit == QLatin1String("T"))
-        factor = 1e12;
-    else if (unit == QLatin1String("P"))
-        factor = 1e15;
-    return qint64(number * factor);
-}
 
 int diskutilMain(MachineState& m, const QStringList& args, Output& o) {
     using namespace diskutil;

@@ -8,6 +8,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QUuid>
 
@@ -17,6 +18,8 @@
 #include <unistd.h>
 
 #include <dirent.h>
+
+#include <cstring>
 #include <filesystem>
 
 namespace emu {
@@ -122,34 +125,16 @@ void seedTree(const QString& folder, const QJsonObject& seed, int level, Lcg& rn
     }
 }
 
-qint64 parseSize(const QJsonValue& v) {
-    if (v.isDouble())
-        return v.toInteger();
-    QString s = v.toString().trimmed().toUpper();
-    if (s.isEmpty())
-        return 0;
-    qint64 factor = 1;
-    if (s.endsWith(QLatin1String("B")))
-        s.chop(1);
-    const QChar unit = s.isEmpty() ? QChar() : s.back();
-    if (unit == QLatin1Char('K'))
-        factor = 1000;
-    else if (unit == QLatin1Char('M'))
-        factor = 1000 * 1000;
-    else if (unit == QLatin1Char('G'))
-        factor = 1000LL * 1000 * 1000;
-    else if (unit == QLatin1Char('T'))
-        factor = 1000LL * 1000 * 1000 * 1000;
-    if (factor != 1)
-        s.chop(1);
-    return qint64(s.toDouble() * double(factor));
+// A size in a scenario: a number of bytes, or text.
+qint64 sizeValue(const QJsonValue& v) {
+    return v.isDouble() ? v.toInteger() : parseSize(v.toString(), SizeUnits::Scenario);
 }
 
 Partition partitionFromJson(const QJsonObject& o) {
     Partition p;
     p.id = o.value(QStringLiteral("id")).toString();
     p.content = o.value(QStringLiteral("content")).toString();
-    p.size = parseSize(o.value(QStringLiteral("size")));
+    p.size = sizeValue(o.value(QStringLiteral("size")));
     p.offset = o.value(QStringLiteral("offset")).toInteger();
     p.diskUUID = o.value(QStringLiteral("diskUUID")).toString();
     p.fatBits = o.value(QStringLiteral("fatBits")).toInt(32);
@@ -167,14 +152,14 @@ Partition partitionFromJson(const QJsonObject& o) {
                            p.role == QLatin1String("Recovery") || p.role == QLatin1String("VM");
     p.mounted = o.value(QStringLiteral("mounted")).toBool(!p.fs.isEmpty() && !auxiliary);
     p.mountPoint = o.value(QStringLiteral("mountPoint")).toString();
-    p.totalSize = parseSize(o.value(QStringLiteral("totalSize")));
+    p.totalSize = sizeValue(o.value(QStringLiteral("totalSize")));
     p.writable = o.value(QStringLiteral("writable")).toBool(p.fs != QLatin1String("ntfs"));
     p.container = o.value(QStringLiteral("container")).toString();
     p.snapshot = o.value(QStringLiteral("snapshot")).toString();
     p.snapshotUUID = o.value(QStringLiteral("snapshotUUID")).toString();
     p.groupId = o.value(QStringLiteral("groupId")).toString();
     p.seed = o.value(QStringLiteral("seed")).toObject();
-    p.used = parseSize(o.value(QStringLiteral("used")));
+    p.used = sizeValue(o.value(QStringLiteral("used")));
     return p;
 }
 
@@ -318,7 +303,7 @@ Disk MachineState::diskFromJson(const QJsonObject& o) {
     d.registryName = o.contains(QStringLiteral("registryName"))
                          ? o.value(QStringLiteral("registryName")).toString()
                          : (d.mediaName.isEmpty() ? QString() : d.mediaName + QStringLiteral(" Media"));
-    d.size = parseSize(o.value(QStringLiteral("size")));
+    d.size = sizeValue(o.value(QStringLiteral("size")));
     d.scheme = o.value(QStringLiteral("scheme")).toString();
     d.content = o.value(QStringLiteral("content")).toString();
     d.container = o.value(QStringLiteral("container")).toBool(false);
@@ -772,7 +757,7 @@ void seedFolder(const QString& folder, const QJsonObject& seed) {
             if (f.open(QIODevice::WriteOnly))
                 f.write(e.value(QStringLiteral("text")).toString().toUtf8());
         } else {
-            writeBytes(path, parseSize(e.value(QStringLiteral("size"))), rng);
+            writeBytes(path, sizeValue(e.value(QStringLiteral("size"))), rng);
         }
     }
 }
@@ -827,6 +812,61 @@ void logInvocation(const QString& root, const QString& tool, const QStringList& 
         Q_UNUSED(written);
         ::close(fd);
     }
+}
+
+namespace {
+
+// How one kind of size text is read: a number, then a unit letter (K, M, G, ... each `base`
+// times the one before), or a lone B.
+struct SizeGrammar {
+    double base;
+    const char* units;
+    const char* unscaled; // letters taken as a unit but counted as bytes
+    double loneB;         // bytes, or 512-byte sectors
+    bool unitThenB;       // "16GB": a B may follow the unit
+    bool plainNumber;     // digits with an optional fraction; else any number toDouble reads
+    qint64 refused;       // the answer for text that is no size
+};
+
+constexpr SizeGrammar kScenarioSizes{1000, "KMGT", "", 1, true, false, 0};
+constexpr SizeGrammar kDiskutilSizes{1000, "KMGTP", "E", 1, false, true, -1};
+constexpr SizeGrammar kHdiutilSizes{1024, "KMGT", "PE", 512, false, true, -1};
+
+// Takes the text's last character off when it is one of `letters`; answers its place there.
+int takeLetter(QString& text, const char* letters) {
+    if (text.isEmpty() || text.back().unicode() > 0x7f || text.back().isNull())
+        return -1;
+    const char* hit = std::strchr(letters, text.back().toLatin1());
+    if (!hit)
+        return -1;
+    text.chop(1);
+    return int(hit - letters);
+}
+
+} // namespace
+
+qint64 parseSize(const QString& text, SizeUnits units) {
+    const SizeGrammar& g = units == SizeUnits::Diskutil  ? kDiskutilSizes
+                           : units == SizeUnits::Hdiutil ? kHdiutilSizes
+                                                         : kScenarioSizes;
+    QString number = text.trimmed().toUpper();
+    double factor = 1;
+    const bool b = takeLetter(number, "B") == 0;
+    if (b)
+        factor = g.loneB;
+    if (!b || g.unitThenB) {
+        const int unit = takeLetter(number, g.units);
+        for (int i = 0; i <= unit; ++i)
+            factor *= g.base;
+        if (unit < 0 && !b)
+            takeLetter(number, g.unscaled);
+    }
+    static const QRegularExpression plain(QStringLiteral("^[0-9]+(\\.[0-9]+)?$"));
+    bool ok = false;
+    const double value = number.toDouble(&ok);
+    if (!ok || (g.plainNumber && !plain.match(number).hasMatch()))
+        return g.refused;
+    return qint64(value * factor);
 }
 
 qint64 folderBytes(const QString& hostFolder, const QStringList& skip) {

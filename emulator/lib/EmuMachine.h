@@ -180,6 +180,14 @@ void seedFolder(const QString& hostFolder, const QJsonObject& seed);
 // `skip` (absolute host paths) are left out.
 qint64 folderBytes(const QString& hostFolder, const QStringList& skip = {});
 
+// Who reads a size, and so how it is written:
+//   Scenario  bytes, or decimal units with an optional B: "16GB", "500.28GB", "200m", "1000B";
+//   Diskutil  decimal units, B for bytes: "400G", "2500000000B", "16m";
+//   Hdiutil   binary units, b for 512-byte sectors: "200m" (MiB), "1g" (GiB), "2048b".
+// Case does not matter. Text that is no size reads as 0 in a scenario and -1 for the tools.
+enum class SizeUnits { Scenario, Diskutil, Hdiutil };
+qint64 parseSize(const QString& text, SizeUnits units);
+
 constexpr const char* kApfsVolumeGUID = "41504653-0000-11AA-AA11-00306543ECAC";
 constexpr const char* kApfsContainerGUID = "EF57347C-0000-11AA-AA11-00306543ECAC";
 constexpr qint64 kEfiSize = 209715200;

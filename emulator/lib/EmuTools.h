@@ -31,11 +31,6 @@ int mkmachineMain(const QStringList& args);
 // `root`: logs the call, applies fault knobs, and answers the exit status.
 int dispatchTool(const QString& root, const QString& tool, const QStringList& args);
 
-// diskutil's size arguments: "2500000000B", "400G", "16m" (decimal units, as diskutil uses).
-qint64 parseDiskutilSize(const QString& s);
-// hdiutil's: plain bytes, or b (512-byte sectors), k, m, g, t (binary units).
-qint64 parseHdiutilSize(const QString& s);
-
 // Disk images: the image file holds a header and an archive of the volume's files, padded to
 // the image's capacity as a sparse file.
 struct ImageHeader {

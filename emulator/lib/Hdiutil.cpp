@@ -8,7 +8,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
-#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -112,7 +111,8 @@ int doCreate(MachineState& m, const QStringList& args, Output& o) {
         srcBytes = folderBytes(hostSrc);
     }
     const QString sizeArg = option(args, QStringLiteral("-size"));
-    qint64 capacity = sizeArg.isEmpty() ? srcBytes + srcBytes / 5 + 4 * 1048576 : parseHdiutilSize(sizeArg);
+    qint64 capacity =
+        sizeArg.isEmpty() ? srcBytes + srcBytes / 5 + 4 * 1048576 : parseSize(sizeArg, SizeUnits::Hdiutil);
     if (capacity <= 0) {
         o.error(QStringLiteral("hdiutil: create: Invalid size specification: ") + sizeArg);
         o.code = 1;
@@ -345,7 +345,7 @@ int doResize(MachineState& m, const QStringList& args, Output& o) {
             return 35;
         }
     }
-    const qint64 size = parseHdiutilSize(option(args, QStringLiteral("-size")));
+    const qint64 size = parseSize(option(args, QStringLiteral("-size")), SizeUnits::Hdiutil);
     if (size <= 0) {
         o.error(QStringLiteral("hdiutil: resize: failed. Invalid argument (22)"));
         o.code = 1;
@@ -373,28 +373,6 @@ int doResize(MachineState& m, const QStringList& args, Output& o) {
 }
 
 } // namespace
-
-qint64 parseHdiutilSize(const QString& raw) {
-    static const QRegularExpression re(QStringLiteral("^([0-9]+(?:\\.[0-9]+)?)([bkmgtpe]?)$"),
-                                       QRegularExpression::CaseInsensitiveOption);
-    const auto match = re.match(raw.trimmed());
-    if (!match.hasMatch())
-        return -1;
-    const double number = match.captured(1).toDouble();
-    const QChar unit = match.captured(2).isEmpty() ? QChar() : match.captured(2).at(0).toLower();
-    double factor = 1;
-    if (unit == QLatin1Char('b'))
-        factor = 512;
-    else if (unit == QLatin1Char('k'))
-        factor = 1024.0;
-    else if (unit == QLatin1Char('m'))
-        factor = 1024.0 * 1024;
-    else if (unit == QLatin1Char('g'))
-        factor = 1024.0 * 1024 * 1024;
-    else if (unit == QLatin1Char('t'))
-        factor = 1024.0 * 1024 * 1024 * 1024;
-    return qint64(number * factor);
-}
 
 int hdiutilMain(MachineState& m, const QStringList& args, Output& o) {
     if (args.isEmpty()) {

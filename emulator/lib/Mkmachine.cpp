@@ -261,8 +261,8 @@ int mkmachineMain(const QStringList& args) {
         QDir().mkpath(staging);
         ImageHeader header;
         header.volumeName = image.value(QStringLiteral("volname")).toString(QStringLiteral("untitled"));
-        header.capacity =
-            parseHdiutilSize(image.value(QStringLiteral("size")).toString(QStringLiteral("100m")));
+        header.capacity = parseSize(image.value(QStringLiteral("size")).toString(QStringLiteral("100m")),
+                                    SizeUnits::Hdiutil);
         header.fs = image.value(QStringLiteral("fs")).toString(QStringLiteral("hfs"));
         QString error;
         QDir().mkpath(QFileInfo(m.host(path)).absolutePath());
