@@ -131,7 +131,7 @@ int failLine(Delivery& out, const QString& text) {
 } // namespace
 
 int asrMain(MachineState& m, const QStringList& args) {
-    m.lock();
+    StateLock lock(m);
     m.load();
     const QJsonObject knobs = m.asr;
     Delivery out(knobs.value(QStringLiteral("delivery")).toString(QStringLiteral("token")),
@@ -140,28 +140,18 @@ int asrMain(MachineState& m, const QStringList& args) {
     const int failAt = knobs.value(QStringLiteral("failAt")).toInt(-1);
     const int failPass = knobs.value(QStringLiteral("failPass")).toInt(1);
 
-    if (args.isEmpty() || args.first() != QLatin1String("restore")) {
-        m.unlock();
-        return failLine(
-            out, QStringLiteral("Usage: asr restore --source <source> --target <target> --erase [options]"));
-    }
     const QString source = option(args, QStringLiteral("--source"));
     const QString target = option(args, QStringLiteral("--target"));
-    if (source.isEmpty() || target.isEmpty()) {
-        m.unlock();
+    if (args.value(0) != QLatin1String("restore") || source.isEmpty() || target.isEmpty())
         return failLine(
             out, QStringLiteral("Usage: asr restore --source <source> --target <target> --erase [options]"));
-    }
-    if (!args.contains(QStringLiteral("--erase"))) {
-        m.unlock();
+    if (!args.contains(QStringLiteral("--erase")))
         return failLine(
             out, QStringLiteral("Could not restore - asr no longer supports file copying; use --erase"));
-    }
 
     out.piece("\tValidating target...");
     Located tgt = m.locate(target);
     if (!tgt.part || !tgt.part->mounted || !tgt.part->hasVolume()) {
-        m.unlock();
         out.piece("\n");
         return failLine(out, QStringLiteral("Could not validate target - No such file or directory"));
     }
@@ -169,12 +159,10 @@ int asrMain(MachineState& m, const QStringList& args) {
     out.piece("\tValidating source...");
     Located src = m.locate(source);
     if (!src.part || !src.part->mounted) {
-        m.unlock();
         out.piece("\n");
         return failLine(out, QStringLiteral("Could not validate source - No such file or directory"));
     }
     if (src.part == tgt.part) {
-        m.unlock();
         out.piece("\n");
         return failLine(out, QStringLiteral("Could not validate source - Invalid argument"));
     }
@@ -186,7 +174,7 @@ int asrMain(MachineState& m, const QStringList& args) {
     const QString hostSource = m.contentFolder(*src.part);
     const bool sourceIsRoot = src.part->mountPoint == QLatin1String("/");
     const QString shape = m.shape;
-    m.unlock();
+    lock.unlock();
 
     if (!args.contains(QStringLiteral("--noprompt"))) {
         out.piece(

@@ -156,16 +156,23 @@ private:
     quint64 m_uuidCounter = 0;
 };
 
-// Holds the state lock for a scope.
+// Holds the state lock for a scope, or until unlock().
 class StateLock {
 public:
-    explicit StateLock(MachineState& s) : m_s(s) { m_s.lock(); }
-    ~StateLock() { m_s.unlock(); }
+    explicit StateLock(MachineState& s) : m_s(&s) { m_s->lock(); }
+    ~StateLock() { unlock(); }
     StateLock(const StateLock&) = delete;
     StateLock& operator=(const StateLock&) = delete;
 
+    // Gives the lock up before the scope ends (before a tool waits on a person, say).
+    void unlock() {
+        if (m_s)
+            m_s->unlock();
+        m_s = nullptr;
+    }
+
 private:
-    MachineState& m_s;
+    MachineState* m_s;
 };
 
 // The root of the machine a tool binary lives in (<root>/usr/sbin/diskutil -> <root>).
