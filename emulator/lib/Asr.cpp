@@ -47,24 +47,11 @@ public:
     }
 
 private:
-    static void send(const QByteArray& b) {
-        qsizetype done = 0;
-        while (done < b.size()) {
-            const ssize_t n = ::write(STDOUT_FILENO, b.constData() + done, size_t(b.size() - done));
-            if (n <= 0)
-                return;
-            done += n;
-        }
-    }
+    static void send(const QByteArray& b) { writeAll(STDOUT_FILENO, b); }
     QString m_mode;
     int m_delay;
     QByteArray m_pending;
 };
-
-QString option(const QStringList& args, const QString& name) {
-    const qsizetype i = args.indexOf(name);
-    return i >= 0 && i + 1 < args.size() ? args.at(i + 1) : QString();
-}
 
 // The files of the source in a stable order, as paths relative to the source folder.
 QStringList sourceEntries(const QString& hostSource, const QStringList& topLevel) {

@@ -20,7 +20,6 @@ QString sizeWords(qint64 bytes);
 // Error lines on standard error; each answers the exit status 1.
 int usage(Output& o, const QString& verb, const QString& text);
 int cannotFind(Output& o, const QString& arg);
-int fail(Output& o, const QString& text);
 
 // diskutil list [-plist] [filters], diskutil info [-plist] DEVICE.
 int doList(MachineState& m, const QStringList& args, Output& o);

@@ -29,21 +29,11 @@ QString sizeWords(qint64 bytes) {
 }
 
 int usage(Output& o, const QString& verb, const QString& text) {
-    o.error(QStringLiteral("Usage:  diskutil %1 %2").arg(verb, text));
-    o.code = 1;
-    return 1;
+    return o.fail(QStringLiteral("Usage:  diskutil %1 %2").arg(verb, text));
 }
 
 int cannotFind(Output& o, const QString& arg) {
-    o.error(QStringLiteral("Could not find disk: ") + arg);
-    o.code = 1;
-    return 1;
-}
-
-int fail(Output& o, const QString& text) {
-    o.error(text);
-    o.code = 1;
-    return 1;
+    return o.fail(QStringLiteral("Could not find disk: ") + arg);
 }
 
 namespace {
@@ -344,7 +334,7 @@ QVariantMap listPlist(MachineState& m, const QStringList& filters) {
 
 int doList(MachineState& m, const QStringList& args, Output& o) {
     if (args.size() >= 2 && args.at(1) != QLatin1String("-plist") && args.contains(QStringLiteral("-plist")))
-        return fail(o, QStringLiteral("Could not find disk for -plist"));
+        return o.fail(QStringLiteral("Could not find disk for -plist"));
     if (args.size() >= 2 && args.at(1) == QLatin1String("-plist")) {
         o.write(writePlist(listPlist(m, args.mid(2))));
         return 0;

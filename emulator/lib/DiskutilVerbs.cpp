@@ -30,6 +30,19 @@ bool validName(const QString& fs, const QString& name) {
     return name.toUtf8().size() <= 255 && !name.contains(QLatin1Char(':'));
 }
 
+int invalidName(Output& o, const QString& name) {
+    return o.fail(
+        QStringLiteral("%1 does not appear to be a valid volume name for its file system").arg(name));
+}
+
+int invalidFormat(Output& o, const QString& format) {
+    return o.fail(QStringLiteral("%1 does not appear to be a valid file system format").arg(format));
+}
+
+int invalidSize(Output& o) {
+    return o.fail(QStringLiteral("Error: -69850: The chosen size is not valid for the chosen file system"));
+}
+
 // The formatter's own lines for a fresh file system.
 void formatterLines(Output& o, const Partition& p) {
     const QString raw = QStringLiteral("/dev/r") + p.id;
@@ -196,10 +209,9 @@ int doRename(MachineState& m, const QStringList& args, Output& o) {
     Partition& p = *l.part;
     const QString name = args.at(2);
     if (!validName(p.fs, name) || name.isEmpty())
-        return fail(
-            o, QStringLiteral("%1 does not appear to be a valid volume name for its file system").arg(name));
+        return invalidName(o, name);
     if (p.mounted && !p.writable && p.mountPoint != QLatin1String("/"))
-        return fail(o, QStringLiteral("Error: -69808: Resource busy"));
+        return o.fail(QStringLiteral("Error: -69808: Resource busy"));
     p.name = name;
     if (p.mounted && p.mountPoint != QLatin1String("/") &&
         !p.mountPoint.startsWith(QLatin1String("/System/"))) {
@@ -238,28 +250,27 @@ int doEraseVolume(MachineState& m, const QStringList& args, Output& o, bool refo
         return cannotFind(o, dev);
     if (!l.part) {
         // A whole device without partitions is formatted as it stands.
-        return fail(o, QStringLiteral("Error: -69877: Couldn't open device"));
+        return o.fail(QStringLiteral("Error: -69877: Couldn't open device"));
     }
     Partition& p = *l.part;
     if (p.mounted && p.mountPoint == QLatin1String("/"))
-        return fail(o, QStringLiteral("Error: -69888: Couldn't unmount disk"));
+        return o.fail(QStringLiteral("Error: -69888: Couldn't unmount disk"));
     FileSystem fs;
     if (reformat) {
         if (!p.hasVolume())
-            return fail(o, QStringLiteral("Error: -69846: The volume does not have a file system"));
+            return o.fail(QStringLiteral("Error: -69846: The volume does not have a file system"));
         fs = FileSystem{p.fs, p.fatBits, p.caseSensitive};
         name = p.name;
     } else {
         const std::optional<FileSystem> named = formatFileSystem(fsArg);
         if (!named)
-            return fail(o, QStringLiteral("%1 does not appear to be a valid file system format").arg(fsArg));
+            return invalidFormat(o, fsArg);
         fs = *named;
     }
     if (fs.type == QLatin1String("msdos") && name.isEmpty())
         name = QStringLiteral("UNTITLED");
     if (!validName(fs.type, name))
-        return fail(
-            o, QStringLiteral("%1 does not appear to be a valid volume name for its file system").arg(name));
+        return invalidName(o, name);
     const QString oldName = p.name;
     o.line(QStringLiteral("Started erase on %1%2")
                .arg(p.id, oldName.isEmpty() ? QString() : QLatin1Char(' ') + oldName));
@@ -293,20 +304,17 @@ int doEraseDisk(MachineState& m, const QStringList& args, Output& o) {
     const QString name = args.at(2);
     Located l = m.locate(dev);
     if (!l.disk)
-        return fail(o, QStringLiteral("Unable to find disk for ") + dev);
+        return o.fail(QStringLiteral("Unable to find disk for ") + dev);
+    // A volume names its whole disk.
     Disk* d = m.physicalDiskOf(l.disk);
-    if (l.part && !l.disk->container) {
-        // A volume names its whole disk.
-    }
     const bool noformat = name == QLatin1String("%noformat%");
     const std::optional<FileSystem> fs = formatFileSystem(args.at(1));
     if (!fs)
-        return fail(o, QStringLiteral("%1 does not appear to be a valid file system format").arg(args.at(1)));
+        return invalidFormat(o, args.at(1));
     if (!noformat && !validName(fs->type, name))
-        return fail(
-            o, QStringLiteral("%1 does not appear to be a valid volume name for its file system").arg(name));
+        return invalidName(o, name);
     if (isBootDisk(m, *d) || d->container)
-        return fail(o, QStringLiteral("Error: -69888: Couldn't unmount disk"));
+        return o.fail(QStringLiteral("Error: -69888: Couldn't unmount disk"));
     const QString diskId = d->id;
     o.line(QStringLiteral("Started erase on ") + diskId);
     o.line(QStringLiteral("Unmounting disk"));
@@ -326,13 +334,8 @@ int doEraseDisk(MachineState& m, const QStringList& args, Output& o) {
     qint64 offset = 0;
     int slice = 1;
     if (scheme == QLatin1String("GPT")) {
-        Partition efi;
+        Partition efi = MachineState::efiPartition();
         efi.id = diskId + QStringLiteral("s1");
-        efi.content = QStringLiteral("EFI");
-        efi.fs = QStringLiteral("msdos");
-        efi.name = QStringLiteral("EFI");
-        efi.size = kEfiSize;
-        efi.totalSize = kEfiSize;
         efi.offset = 20480;
         efi.diskUUID = m.newUUID();
         efi.uuid = m.newUUID();
@@ -359,38 +362,38 @@ int doEraseDisk(MachineState& m, const QStringList& args, Output& o) {
     return 0;
 }
 
-QList<Partition*> volumesOfDisk(MachineState& m, Disk* d) {
-    QList<Partition*> out;
-    for (Partition& p : d->partitions) {
-        out << &p;
-        if (Disk* c = m.containerOf(p)) {
-            for (Partition& v : c->partitions)
-                out << &v;
-        }
+// Unmounts every volume on `d`; on the boot disk says why it cannot and answers false.
+bool unmountAll(MachineState& m, Disk* d, Output& o) {
+    if (isBootDisk(m, *m.physicalDiskOf(d))) {
+        o.line(QStringLiteral("Unmount of %1 failed: at least one volume could not be unmounted").arg(d->id));
+        o.line(QStringLiteral("Unmount was dissented by PID 1 (/sbin/launchd)"));
+        o.code = 1;
+        return false;
     }
-    return out;
+    for (Partition* p : m.volumesOn(d))
+        m.unmount(*p);
+    return true;
 }
 
-int doUnmountDisk(MachineState& m, const QStringList& args, Output& o) {
+// The arguments after the verb, without a leading "force".
+QStringList withoutForce(const QStringList& args) {
     QStringList rest = args.mid(1);
     if (!rest.isEmpty() && rest.first().toLower() == QLatin1String("force"))
         rest.removeFirst();
+    return rest;
+}
+
+int doUnmountDisk(MachineState& m, const QStringList& args, Output& o) {
+    const QStringList rest = withoutForce(args);
     if (rest.isEmpty())
         return usage(o, QStringLiteral("unmountDisk"),
                      QStringLiteral("[force] MountPoint|DiskIdentifier|DeviceNode"));
     Located l = m.locate(rest.first());
     if (!l.disk)
-        return fail(o, QStringLiteral("Unable to find disk for ") + rest.first());
-    Disk* d = l.disk->container ? l.disk : l.disk;
-    if (isBootDisk(m, *m.physicalDiskOf(d))) {
-        o.line(QStringLiteral("Unmount of %1 failed: at least one volume could not be unmounted").arg(d->id));
-        o.line(QStringLiteral("Unmount was dissented by PID 1 (/sbin/launchd)"));
-        o.code = 1;
+        return o.fail(QStringLiteral("Unable to find disk for ") + rest.first());
+    if (!unmountAll(m, l.disk, o))
         return 1;
-    }
-    for (Partition* p : volumesOfDisk(m, d))
-        m.unmount(*p);
-    o.line(QStringLiteral("Unmount of all volumes on %1 was successful").arg(d->id));
+    o.line(QStringLiteral("Unmount of all volumes on %1 was successful").arg(l.disk->id));
     return 0;
 }
 
@@ -399,11 +402,9 @@ int doMountDisk(MachineState& m, const QStringList& args, Output& o) {
         return usage(o, QStringLiteral("mountDisk"), QStringLiteral("MountPoint|DiskIdentifier|DeviceNode"));
     Located l = m.locate(args.at(1));
     if (!l.disk)
-        return fail(o, QStringLiteral("Unable to find disk for ") + args.at(1));
-    for (Partition* p : volumesOfDisk(m, l.disk)) {
-        const bool auxiliary = p->content == QLatin1String("EFI") || p->role == QLatin1String("Preboot") ||
-                               p->role == QLatin1String("Recovery") || p->role == QLatin1String("VM");
-        if (p->hasVolume() && !auxiliary)
+        return o.fail(QStringLiteral("Unable to find disk for ") + args.at(1));
+    for (Partition* p : m.volumesOn(l.disk)) {
+        if (p->mountsByDefault())
             m.mount(*p);
     }
     o.line(QStringLiteral("Volume(s) mounted successfully"));
@@ -411,16 +412,14 @@ int doMountDisk(MachineState& m, const QStringList& args, Output& o) {
 }
 
 int doUnmount(MachineState& m, const QStringList& args, Output& o) {
-    QStringList rest = args.mid(1);
-    if (!rest.isEmpty() && rest.first().toLower() == QLatin1String("force"))
-        rest.removeFirst();
+    const QStringList rest = withoutForce(args);
     if (rest.isEmpty())
         return usage(o, QStringLiteral("unmount"),
                      QStringLiteral("[force] MountPoint|DiskIdentifier|DeviceNode"));
     Located l = m.locate(rest.first());
     if (!l.part || !l.part->mounted)
-        return fail(o, QStringLiteral("Volume ") + rest.first() +
-                           QStringLiteral(" does not appear to be mounted"));
+        return o.fail(QStringLiteral("Volume ") + rest.first() +
+                      QStringLiteral(" does not appear to be mounted"));
     if (l.part->mountPoint == QLatin1String("/")) {
         o.line(QStringLiteral("Volume %1 on %2 failed to unmount: dissented by PID 1 (/sbin/launchd)")
                    .arg(l.part->name, l.part->id));
@@ -441,10 +440,8 @@ int doMount(MachineState& m, const QStringList& args, Output& o) {
         o.error(QStringLiteral("Volume on %1 failed to mount").arg(args.last()));
         o.error(QStringLiteral("Perhaps the operation is not supported (kDAReturnUnsupported)"));
         o.error(QStringLiteral("If it has a partitioning scheme, use \"diskutil mountDisk\""));
-        o.error(
+        return o.fail(
             QStringLiteral("If you think the volume is supported but damaged, try the \"readOnly\" option"));
-        o.code = 1;
-        return 1;
     }
     m.mount(*l.part);
     o.line(QStringLiteral("Volume %1 on %2 mounted").arg(l.part->name, args.last()));
@@ -457,16 +454,10 @@ int doEject(MachineState& m, const QStringList& args, Output& o) {
     const QString arg = args.at(1);
     Located l = m.locate(arg);
     if (!l.disk)
-        return fail(o, QStringLiteral("Unable to find disk for ") + arg);
+        return o.fail(QStringLiteral("Unable to find disk for ") + arg);
     Disk* d = m.physicalDiskOf(l.disk);
-    if (isBootDisk(m, *d)) {
-        o.line(QStringLiteral("Unmount of %1 failed: at least one volume could not be unmounted").arg(d->id));
-        o.line(QStringLiteral("Unmount was dissented by PID 1 (/sbin/launchd)"));
-        o.code = 1;
+    if (!unmountAll(m, d, o))
         return 1;
-    }
-    for (Partition* p : volumesOfDisk(m, d))
-        m.unmount(*p);
     if (d->ejectable) {
         saveImageContent(m, *d);
         m.removeDisk(d->id);
@@ -486,8 +477,7 @@ int doResizeVolume(MachineState& m, const QStringList& args, Output& o) {
         return cannotFind(o, args.at(1));
     const qint64 newSize = parseSize(args.at(2), SizeUnits::Diskutil);
     if (newSize <= 0)
-        return fail(o,
-                    QStringLiteral("Error: -69850: The chosen size is not valid for the chosen file system"));
+        return invalidSize(o);
     struct NewPart {
         std::optional<FileSystem> fs;
         QString name;
@@ -498,11 +488,9 @@ int doResizeVolume(MachineState& m, const QStringList& args, Output& o) {
         NewPart n{formatFileSystem(args.at(i)), args.at(i + 1),
                   parseSize(args.at(i + 2), SizeUnits::Diskutil)};
         if (!n.fs || n.size <= 0)
-            return fail(
-                o, QStringLiteral("Error: -69850: The chosen size is not valid for the chosen file system"));
+            return invalidSize(o);
         if (!validName(n.fs->type, n.name))
-            return fail(o, QStringLiteral("%1 does not appear to be a valid volume name for its file system")
-                               .arg(n.name));
+            return invalidName(o, n.name);
         extra << n;
     }
     if ((args.size() - 3) % 3 != 0)
@@ -516,9 +504,9 @@ int doResizeVolume(MachineState& m, const QStringList& args, Output& o) {
         extraTotal += n.size;
     const qint64 used = m.usedBytes(p);
     if (newSize < used || newSize + extraTotal > p.size)
-        return fail(
-            o, QStringLiteral("Error: -69787: The partition cannot be resized; try reducing the amount of "
-                              "change in the size of the partition"));
+        return o.fail(
+            QStringLiteral("Error: -69787: The partition cannot be resized; try reducing the amount of "
+                           "change in the size of the partition"));
     o.line(QStringLiteral("Resizing to %1 bytes").arg(newSize) +
            (extra.isEmpty() ? QString() : QStringLiteral(" and adding %1 partition").arg(extra.size())));
     o.line(QStringLiteral("Started partitioning on %1 %2").arg(partId, p.name));
@@ -528,11 +516,9 @@ int doResizeVolume(MachineState& m, const QStringList& args, Output& o) {
     o.line(QStringLiteral("Resizing"));
     o.line(QStringLiteral("Shrinking file system"));
     o.line(QStringLiteral("Modifying partition map"));
-    const qint64 freed = p.size - newSize;
     p.size = newSize;
     p.totalSize = newSize;
     qint64 offset = p.offset + newSize;
-    Q_UNUSED(freed);
     Disk* d = m.disk(diskId);
     int index = 0;
     for (int i = 0; i < d->partitions.size(); ++i) {
@@ -569,17 +555,10 @@ int diskutilMain(MachineState& m, const QStringList& args, Output& o) {
     if (args.isEmpty()) {
         o.error(QStringLiteral("Disk Utility Tool"));
         o.error(QStringLiteral("Utility to manage local disks and volumes"));
-        o.error(QStringLiteral("Usage:  diskutil [quiet] <verb> <options>, where <verb> is as follows:"));
-        o.code = 1;
-        return 1;
+        return o.fail(
+            QStringLiteral("Usage:  diskutil [quiet] <verb> <options>, where <verb> is as follows:"));
     }
     const QString verb = args.first().toLower();
-    if (verb.startsWith(QLatin1Char('-'))) {
-        o.error(QStringLiteral("diskutil: did not recognize verb \"%1\"; type \"diskutil\" for a list")
-                    .arg(args.first()));
-        o.code = 1;
-        return 1;
-    }
     StateLock lock(m);
     m.load();
     int rc = 0;
@@ -611,10 +590,8 @@ int diskutilMain(MachineState& m, const QStringList& args, Output& o) {
     } else if (verb == QLatin1String("resizevolume")) {
         rc = doResizeVolume(m, args, o);
     } else {
-        o.error(QStringLiteral("diskutil: did not recognize verb \"%1\"; type \"diskutil\" for a list")
-                    .arg(args.first()));
-        o.code = 1;
-        return 1;
+        return o.fail(QStringLiteral("diskutil: did not recognize verb \"%1\"; type \"diskutil\" for a list")
+                          .arg(args.first()));
     }
     if (changes && rc == 0)
         m.save();

@@ -13,8 +13,6 @@
 
 namespace emu {
 
-namespace {
-
 void writeAll(int fd, const QByteArray& b) {
     qsizetype done = 0;
     while (done < b.size()) {
@@ -24,6 +22,13 @@ void writeAll(int fd, const QByteArray& b) {
         done += n;
     }
 }
+
+QString option(const QStringList& args, const QString& name) {
+    const qsizetype i = args.indexOf(name);
+    return i >= 0 && i + 1 < args.size() ? args.at(i + 1) : QString();
+}
+
+namespace {
 
 bool argNames(const QStringList& args, const QString& device) {
     for (const QString& a : args) {
@@ -132,8 +137,7 @@ int swVersMain(MachineState& m, const QStringList& args, Output& o) {
     } else if (arg == QLatin1String("-productName")) {
         o.line(productName(m.version));
     } else if (!arg.isEmpty()) {
-        o.error(QStringLiteral("usage: sw_vers [-productName|-productVersion|-buildVersion]"));
-        o.code = 1;
+        o.fail(QStringLiteral("usage: sw_vers [-productName|-productVersion|-buildVersion]"));
     } else if (productName(m.version) == QLatin1String("macOS")) {
         o.line(QStringLiteral("ProductName:\t\tmacOS"));
         o.line(QStringLiteral("ProductVersion:\t\t") + m.version);
@@ -154,12 +158,10 @@ int killallMain(MachineState& m, const QStringList& args, Output& o) {
             found = true;
     }
     if (args.isEmpty()) {
-        o.error(QStringLiteral(
+        o.fail(QStringLiteral(
             "usage: killall [-delmsvqz] [-help] [-I] [-u user] [-t tty] [-c cmd] [-SIGNAL] [cmd]..."));
-        o.code = 1;
     } else if (!found) {
-        o.error(QStringLiteral("No matching processes belonging to you were found"));
-        o.code = 1;
+        o.fail(QStringLiteral("No matching processes belonging to you were found"));
     }
     return o.code;
 }
@@ -207,8 +209,7 @@ int dispatchTool(const QString& root, const QString& tool, const QStringList& ar
     else if (tool == QLatin1String("killall"))
         killallMain(m, args, o);
     else {
-        o.error(tool + QStringLiteral(": not an emulated tool"));
-        o.code = 127;
+        o.fail(tool + QStringLiteral(": not an emulated tool"), 127);
     }
     if (truncate) {
         o.out.truncate(o.out.size() / 2);

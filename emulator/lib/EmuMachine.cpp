@@ -148,9 +148,7 @@ Partition partitionFromJson(const QJsonObject& o) {
     p.name = o.value(QStringLiteral("name")).toString();
     p.uuid = o.value(QStringLiteral("uuid")).toString();
     p.role = o.value(QStringLiteral("role")).toString();
-    const bool auxiliary = p.content == QLatin1String("EFI") || p.role == QLatin1String("Preboot") ||
-                           p.role == QLatin1String("Recovery") || p.role == QLatin1String("VM");
-    p.mounted = o.value(QStringLiteral("mounted")).toBool(!p.fs.isEmpty() && !auxiliary);
+    p.mounted = o.value(QStringLiteral("mounted")).toBool(p.mountsByDefault());
     p.mountPoint = o.value(QStringLiteral("mountPoint")).toString();
     p.totalSize = sizeValue(o.value(QStringLiteral("totalSize")));
     p.writable = o.value(QStringLiteral("writable")).toBool(p.fs != QLatin1String("ntfs"));
@@ -392,9 +390,31 @@ Disk* MachineState::containerOf(const Partition& store) {
     return store.container.isEmpty() ? nullptr : disk(store.container);
 }
 
+QList<Partition*> MachineState::volumesOn(Disk* d) {
+    QList<Partition*> out;
+    for (Partition& p : d->partitions) {
+        out << &p;
+        if (Disk* c = containerOf(p)) {
+            for (Partition& v : c->partitions)
+                out << &v;
+        }
+    }
+    return out;
+}
+
 Partition* MachineState::volumeCarriedBy(Partition& p) {
     Disk* c = containerOf(p);
     return c && !c->partitions.isEmpty() ? &c->partitions.first() : &p;
+}
+
+Partition MachineState::efiPartition() {
+    Partition efi;
+    efi.content = QStringLiteral("EFI");
+    efi.fs = QStringLiteral("msdos");
+    efi.name = QStringLiteral("EFI");
+    efi.size = kEfiSize;
+    efi.totalSize = kEfiSize;
+    return efi;
 }
 
 QJsonObject MachineState::containerDescription(const Disk& d, const QString& storeId, qint64 size) {
@@ -611,13 +631,7 @@ Disk& MachineState::addDisk(const QJsonObject& description) {
     d.partitions.clear();
     qint64 offset = gpt ? 20480 : 1048576;
     if (autoEfi && (parts.isEmpty() || parts.first().content != QLatin1String("EFI"))) {
-        Partition efi;
-        efi.content = QStringLiteral("EFI");
-        efi.fs = QStringLiteral("msdos");
-        efi.name = QStringLiteral("EFI");
-        efi.size = kEfiSize;
-        efi.totalSize = kEfiSize;
-        parts.prepend(efi);
+        parts.prepend(efiPartition());
     }
     QList<QPair<Partition, QJsonArray>> pending;
     int slice = 1;

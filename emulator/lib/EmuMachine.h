@@ -36,6 +36,12 @@ struct Partition {
     QJsonObject seed; // generated files for a fresh volume (see README)
 
     bool hasVolume() const { return !fs.isEmpty(); }
+    // Whether the volume mounts with its disk: EFI and the APFS Preboot, Recovery and VM
+    // volumes mount only when named.
+    bool mountsByDefault() const {
+        return hasVolume() && content != QLatin1String("EFI") && role != QLatin1String("Preboot") &&
+               role != QLatin1String("Recovery") && role != QLatin1String("VM");
+    }
     // Where the content of the volume lives on the host while it is unmounted.
     QString storeKey() const { return uuid.isEmpty() ? id : uuid; }
 };
@@ -115,6 +121,8 @@ public:
     Disk* disk(const QString& id);
     Partition* partition(const QString& id);
     Disk* containerOf(const Partition& store);
+    // Every partition of a disk, each followed by the volumes of the APFS container it holds.
+    QList<Partition*> volumesOn(Disk* d);
     // The volume a partition carries: itself, or the first volume of the APFS container it holds.
     Partition* volumeCarriedBy(Partition& p);
     Disk* physicalDiskOf(Disk* d); // for a container, the disk holding its store
@@ -132,6 +140,8 @@ public:
 
     // Plug and unplug as a person does with a USB disk.
     Disk& addDisk(const QJsonObject& description);
+    // The EFI system partition a GPT disk starts with; its place and identifiers are still to set.
+    static Partition efiPartition();
     // The description of an APFS container on store `storeId` of disk `d` (volumes not included).
     static QJsonObject containerDescription(const Disk& d, const QString& storeId, qint64 size);
     void removeDisk(const QString& id); // unmounts its volumes, removes its containers too

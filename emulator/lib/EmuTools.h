@@ -16,7 +16,18 @@ struct Output {
     void line(const QString& s) { out += s.toUtf8() + '\n'; }
     void error(const QString& s) { err += s.toUtf8() + '\n'; }
     void write(const QByteArray& b) { out += b; }
+    // A line on standard error, ending the tool with `status`; answers the status.
+    int fail(const QString& s, int status = 1) {
+        error(s);
+        code = status;
+        return status;
+    }
 };
+
+// Writes all of `bytes` to a file descriptor (a pipe may take them in pieces).
+void writeAll(int fd, const QByteArray& bytes);
+// The value that follows option `name` in `args` ("-size", "2g"); empty when there is none.
+QString option(const QStringList& args, const QString& name);
 
 int diskutilMain(MachineState& m, const QStringList& args, Output& o);
 int hdiutilMain(MachineState& m, const QStringList& args, Output& o);

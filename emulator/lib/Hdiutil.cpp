@@ -15,11 +15,6 @@ namespace emu {
 
 namespace {
 
-QString option(const QStringList& args, const QString& name) {
-    const qsizetype i = args.indexOf(name);
-    return i >= 0 && i + 1 < args.size() ? args.at(i + 1) : QString();
-}
-
 // The positional arguments of a verb: everything that is neither an option nor its value.
 QStringList positional(const QStringList& args, const QStringList& valued) {
     QStringList out;
@@ -33,6 +28,11 @@ QStringList positional(const QStringList& args, const QStringList& valued) {
         out << a;
     }
     return out;
+}
+
+// A path argument as an absolute Mac path; a relative one is taken from "/".
+QString absolutePath(const QString& arg) {
+    return arg.startsWith(QLatin1Char('/')) ? arg : QStringLiteral("/") + arg;
 }
 
 // The mounted volume that holds a Mac path: the longest mount point that prefixes it.
@@ -67,9 +67,7 @@ QString deviceLine(const QString& dev, const QString& hint, const QString& mount
 }
 
 int createFailed(Output& o, const QString& reason) {
-    o.error(QStringLiteral("hdiutil: create failed - ") + reason);
-    o.code = 1;
-    return 1;
+    return o.fail(QStringLiteral("hdiutil: create failed - ") + reason);
 }
 
 int doCreate(MachineState& m, const QStringList& args, Output& o) {
@@ -84,17 +82,14 @@ int doCreate(MachineState& m, const QStringList& args, Output& o) {
         path = pos.first();
     if (path.isEmpty()) {
         o.error(QStringLiteral("hdiutil: create: Only one image can be created at a time."));
-        o.error(QStringLiteral("Usage:\thdiutil create <sizespec> <imagepath>"));
-        o.code = 1;
-        return 1;
+        return o.fail(QStringLiteral("Usage:\thdiutil create <sizespec> <imagepath>"));
     }
     const QString type = option(args, QStringLiteral("-type")).toUpper();
     if (QFileInfo(path).suffix().isEmpty())
         path += type == QLatin1String("SPARSEBUNDLE") ? QStringLiteral(".sparsebundle")
                 : type == QLatin1String("SPARSE")     ? QStringLiteral(".sparseimage")
                                                       : QStringLiteral(".dmg");
-    if (!path.startsWith(QLatin1Char('/')))
-        path = QStringLiteral("/") + path;
+    path = absolutePath(path);
     const QString hostImage = m.host(path);
     const bool overwrite = args.contains(QStringLiteral("-ov"));
     if (QFileInfo::exists(hostImage) && !overwrite)
@@ -105,7 +100,7 @@ int doCreate(MachineState& m, const QStringList& args, Output& o) {
     QString hostSrc;
     qint64 srcBytes = 0;
     if (!src.isEmpty()) {
-        hostSrc = m.host(src.startsWith(QLatin1Char('/')) ? src : QStringLiteral("/") + src);
+        hostSrc = m.host(absolutePath(src));
         if (!QFileInfo(hostSrc).isDir())
             return createFailed(o, QStringLiteral("No such file or directory"));
         srcBytes = folderBytes(hostSrc);
@@ -113,11 +108,8 @@ int doCreate(MachineState& m, const QStringList& args, Output& o) {
     const QString sizeArg = option(args, QStringLiteral("-size"));
     qint64 capacity =
         sizeArg.isEmpty() ? srcBytes + srcBytes / 5 + 4 * 1048576 : parseSize(sizeArg, SizeUnits::Hdiutil);
-    if (capacity <= 0) {
-        o.error(QStringLiteral("hdiutil: create: Invalid size specification: ") + sizeArg);
-        o.code = 1;
-        return 1;
-    }
+    if (capacity <= 0)
+        return o.fail(QStringLiteral("hdiutil: create: Invalid size specification: ") + sizeArg);
     Disk* holderDisk = nullptr;
     if (Partition* holder = volumeHolding(m, path, &holderDisk)) {
         const qint64 free = holder->fs == QLatin1String("apfs") && holderDisk->container
@@ -163,9 +155,7 @@ int doCreate(MachineState& m, const QStringList& args, Output& o) {
 }
 
 int attachFailed(Output& o, const QString& reason) {
-    o.error(QStringLiteral("hdiutil: attach failed - ") + reason);
-    o.code = 1;
-    return 1;
+    return o.fail(QStringLiteral("hdiutil: attach failed - ") + reason);
 }
 
 QVariantMap entity(const QString& dev, const QString& hint, const QString& mountPoint) {
@@ -205,14 +195,9 @@ int doAttach(MachineState& m, const QStringList& args, Output& o) {
     static const QStringList valued = {QStringLiteral("-mountpoint"), QStringLiteral("-mountroot"),
                                        QStringLiteral("-shadow"), QStringLiteral("-section")};
     const QStringList pos = positional(args, valued);
-    if (pos.isEmpty()) {
-        o.error(QStringLiteral("Usage:\thdiutil attach [options] <image>"));
-        o.code = 1;
-        return 1;
-    }
-    QString path = pos.first();
-    if (!path.startsWith(QLatin1Char('/')))
-        path = QStringLiteral("/") + path;
+    if (pos.isEmpty())
+        return o.fail(QStringLiteral("Usage:\thdiutil attach [options] <image>"));
+    const QString path = absolutePath(pos.first());
     const QString hostImage = m.host(path);
     if (!QFileInfo::exists(hostImage))
         return attachFailed(o, QStringLiteral("No such file or directory"));
@@ -283,31 +268,17 @@ int doAttach(MachineState& m, const QStringList& args, Output& o) {
 
 int doDetach(MachineState& m, const QStringList& args, Output& o) {
     const QStringList pos = positional(args, {});
-    if (pos.isEmpty()) {
-        o.error(QStringLiteral("Usage:\thdiutil detach [options] <devname>"));
-        o.code = 1;
-        return 1;
-    }
+    if (pos.isEmpty())
+        return o.fail(QStringLiteral("Usage:\thdiutil detach [options] <devname>"));
     Located l = m.locate(pos.first());
-    if (!l.disk) {
-        o.error(QStringLiteral("hdiutil: detach failed - No such file or directory"));
-        o.code = 1;
-        return 1;
-    }
+    if (!l.disk)
+        return o.fail(QStringLiteral("hdiutil: detach failed - No such file or directory"));
     Disk* d = m.physicalDiskOf(l.disk);
-    if (d->internal) {
-        o.error(QStringLiteral("hdiutil: couldn't eject \"%1\" - Resource busy").arg(d->id));
-        o.code = 16;
-        return 16;
-    }
+    if (d->internal)
+        return o.fail(QStringLiteral("hdiutil: couldn't eject \"%1\" - Resource busy").arg(d->id), 16);
     const QString id = d->id;
-    for (Partition& p : d->partitions) {
-        if (Disk* c = m.containerOf(p)) {
-            for (Partition& v : c->partitions)
-                m.unmount(v);
-        }
-        m.unmount(p);
-    }
+    for (Partition* p : m.volumesOn(d))
+        m.unmount(*p);
     saveImageContent(m, *d);
     m.removeDisk(id);
     o.line(QStringLiteral("\"%1\" ejected.").arg(id));
@@ -316,20 +287,12 @@ int doDetach(MachineState& m, const QStringList& args, Output& o) {
 
 int doResize(MachineState& m, const QStringList& args, Output& o) {
     const QStringList pos = positional(args, {QStringLiteral("-size"), QStringLiteral("-sectors")});
-    if (pos.isEmpty()) {
-        o.error(QStringLiteral("Usage:\thdiutil resize <sizespec> <image>"));
-        o.code = 1;
-        return 1;
-    }
-    QString path = pos.last();
-    if (!path.startsWith(QLatin1Char('/')))
-        path = QStringLiteral("/") + path;
+    if (pos.isEmpty())
+        return o.fail(QStringLiteral("Usage:\thdiutil resize <sizespec> <image>"));
+    const QString path = absolutePath(pos.last());
     ImageHeader header;
-    if (!readImageHeader(m.host(path), &header)) {
-        o.error(QStringLiteral("hdiutil: resize: failed. No such file or directory (2)"));
-        o.code = 1;
-        return 1;
-    }
+    if (!readImageHeader(m.host(path), &header))
+        return o.fail(QStringLiteral("hdiutil: resize: failed. No such file or directory (2)"));
     const qint64 used = QFileInfo(m.host(path)).size();
     if (args.contains(QStringLiteral("-limits"))) {
         o.line(QStringLiteral("%1\t%2\t%3")
@@ -339,32 +302,22 @@ int doResize(MachineState& m, const QStringList& args, Output& o) {
         return 0;
     }
     for (const Disk& d : m.disks) {
-        if (d.image == path) {
-            o.error(QStringLiteral("hdiutil: resize: failed. Resource temporarily unavailable (35)"));
-            o.code = 35;
-            return 35;
-        }
+        if (d.image == path)
+            return o.fail(QStringLiteral("hdiutil: resize: failed. Resource temporarily unavailable (35)"),
+                          35);
     }
     const qint64 size = parseSize(option(args, QStringLiteral("-size")), SizeUnits::Hdiutil);
-    if (size <= 0) {
-        o.error(QStringLiteral("hdiutil: resize: failed. Invalid argument (22)"));
-        o.code = 1;
-        return 1;
-    }
+    if (size <= 0)
+        return o.fail(QStringLiteral("hdiutil: resize: failed. Invalid argument (22)"));
     // Extract, then write back with the new capacity.
     const QString temp =
         m.root() + QStringLiteral("/var/emulator/resize-") + QString::number(qint64(getpid()));
     QString error;
-    if (!extractImage(m.host(path), temp, &error)) {
-        o.error(QStringLiteral("hdiutil: resize: failed. ") + error);
-        o.code = 1;
-        return 1;
-    }
+    if (!extractImage(m.host(path), temp, &error))
+        return o.fail(QStringLiteral("hdiutil: resize: failed. ") + error);
     if (folderBytes(temp) > size) {
         QDir(temp).removeRecursively();
-        o.error(QStringLiteral("hdiutil: resize: failed. Invalid argument (22)"));
-        o.code = 1;
-        return 1;
+        return o.fail(QStringLiteral("hdiutil: resize: failed. Invalid argument (22)"));
     }
     header.capacity = size;
     writeImage(m.host(path), header, temp, &error);
@@ -375,11 +328,8 @@ int doResize(MachineState& m, const QStringList& args, Output& o) {
 } // namespace
 
 int hdiutilMain(MachineState& m, const QStringList& args, Output& o) {
-    if (args.isEmpty()) {
-        o.error(QStringLiteral("Usage: hdiutil <verb> <options>"));
-        o.code = 1;
-        return 1;
-    }
+    if (args.isEmpty())
+        return o.fail(QStringLiteral("Usage: hdiutil <verb> <options>"));
     const QString verb = args.first().toLower();
     StateLock lock(m);
     m.load();
@@ -393,9 +343,7 @@ int hdiutilMain(MachineState& m, const QStringList& args, Output& o) {
     else if (verb == QLatin1String("resize"))
         rc = doResize(m, args, o);
     else {
-        o.error(QStringLiteral("hdiutil: unknown verb \"%1\"").arg(args.first()));
-        o.code = 1;
-        return 1;
+        return o.fail(QStringLiteral("hdiutil: unknown verb \"%1\"").arg(args.first()));
     }
     if (rc == 0 && verb != QLatin1String("create") && verb != QLatin1String("resize"))
         m.save();

@@ -101,27 +101,26 @@ QJsonObject systemDisk(const QJsonObject& system, const QString& shape, MachineS
     } else {
         const QString group = m.newUUID();
         QJsonArray volumes;
+        // Every system container has the helper volumes; 10.15 and later a data volume too.
+        const auto addHelpers = [&] {
+            for (const QString& role :
+                 {QStringLiteral("Preboot"), QStringLiteral("Recovery"), QStringLiteral("VM")})
+                volumes << apfsVolume(role, role, QString(), true, QString());
+        };
+        const QJsonObject data = apfsVolume(name + QStringLiteral(" - Data"), QStringLiteral("Data"),
+                                            QStringLiteral("/System/Volumes/Data"), true, group);
         if (shape == QLatin1String("apfs")) {
             QJsonObject sys =
                 apfsVolume(name, QStringLiteral("System"), QStringLiteral("/"), true, QString());
             sys.insert(QStringLiteral("used"), used);
-            volumes << sys
-                    << apfsVolume(QStringLiteral("Preboot"), QStringLiteral("Preboot"), QString(), true,
-                                  QString())
-                    << apfsVolume(QStringLiteral("Recovery"), QStringLiteral("Recovery"), QString(), true,
-                                  QString())
-                    << apfsVolume(QStringLiteral("VM"), QStringLiteral("VM"), QString(), true, QString());
+            volumes << sys;
+            addHelpers();
         } else if (shape == QLatin1String("catalina")) {
             QJsonObject sys = apfsVolume(name, QStringLiteral("System"), QStringLiteral("/"), false, group);
             sys.insert(QStringLiteral("used"), used);
-            volumes << apfsVolume(name + QStringLiteral(" - Data"), QStringLiteral("Data"),
-                                  QStringLiteral("/System/Volumes/Data"), true, group)
-                    << apfsVolume(QStringLiteral("Preboot"), QStringLiteral("Preboot"), QString(), true,
-                                  QString())
-                    << apfsVolume(QStringLiteral("Recovery"), QStringLiteral("Recovery"), QString(), true,
-                                  QString())
-                    << apfsVolume(QStringLiteral("VM"), QStringLiteral("VM"), QString(), true, QString())
-                    << sys;
+            volumes << data;
+            addHelpers();
+            volumes << sys;
         } else {
             QJsonObject sys = apfsVolume(name, QStringLiteral("System"), QStringLiteral("/"), false, group);
             sys.insert(QStringLiteral("used"), used);
@@ -130,14 +129,8 @@ QJsonObject systemDisk(const QJsonObject& system, const QString& shape, MachineS
                 hex += m.newUUID().remove(QLatin1Char('-'));
             sys.insert(QStringLiteral("snapshot"), QStringLiteral("com.apple.os.update-") + hex.left(64));
             sys.insert(QStringLiteral("snapshotUUID"), m.newUUID());
-            volumes << sys
-                    << apfsVolume(name + QStringLiteral(" - Data"), QStringLiteral("Data"),
-                                  QStringLiteral("/System/Volumes/Data"), true, group)
-                    << apfsVolume(QStringLiteral("Preboot"), QStringLiteral("Preboot"), QString(), true,
-                                  QString())
-                    << apfsVolume(QStringLiteral("Recovery"), QStringLiteral("Recovery"), QString(), true,
-                                  QString())
-                    << apfsVolume(QStringLiteral("VM"), QStringLiteral("VM"), QString(), true, QString());
+            volumes << sys << data;
+            addHelpers();
         }
         QJsonObject store;
         store.insert(QStringLiteral("volumes"), volumes);
