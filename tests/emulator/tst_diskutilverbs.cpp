@@ -156,6 +156,68 @@ void TestDiskutilVerbs::eraseVolumeEmptiesAndReformats() {
              QStringLiteral("CLEAN"));
 }
 
+void TestDiskutilVerbs::eraseVolumeTakesEachFormatName() {
+    auto mac = EmulatedMac::fromJson(scenarioJson(
+        QStringLiteral("10.15.7"),
+        R"([{"size": "16GB", "scheme": "GPT", "partitions": [{"fs": "JHFS+", "name": "DATA"}]}])"));
+    QVERIFY(mac->isValid());
+    const QString device = QStringLiteral("disk2s2");
+    struct Name {
+        const char* format;
+        const char* filesystem;  // FilesystemName
+        const char* personality; // FilesystemUserVisibleName
+    };
+    // Every personality and alias diskutil takes, in the cases people write them.
+    const Name accepted[] = {
+        {"JHFS+", "Journaled HFS+", "Mac OS Extended (Journaled)"},
+        {"hfs+", "Journaled HFS+", "Mac OS Extended (Journaled)"},
+        {"Journaled HFS+", "Journaled HFS+", "Mac OS Extended (Journaled)"},
+        {"JHFSX", "Case-sensitive Journaled HFS+", "Mac OS Extended (Case-sensitive, Journaled)"},
+        {"hfsx", "Case-sensitive Journaled HFS+", "Mac OS Extended (Case-sensitive, Journaled)"},
+        {"Case-sensitive Journaled HFS+", "Case-sensitive Journaled HFS+",
+         "Mac OS Extended (Case-sensitive, Journaled)"},
+        {"Case-sensitive HFS+", "Case-sensitive Journaled HFS+",
+         "Mac OS Extended (Case-sensitive, Journaled)"},
+        {"APFS", "APFS", "APFS"},
+        {"apfsi", "APFS", "APFS"},
+        {"APFSX", "Case-sensitive APFS", "APFS (Case-sensitive)"},
+        {"Case-sensitive APFS", "Case-sensitive APFS", "APFS (Case-sensitive)"},
+        {"ExFAT", "ExFAT", "ExFAT"},
+        {"FAT32", "MS-DOS FAT32", "MS-DOS (FAT32)"},
+        {"MS-DOS FAT32", "MS-DOS FAT32", "MS-DOS (FAT32)"},
+        {"ms-dos", "MS-DOS FAT32", "MS-DOS (FAT32)"},
+        {"MS-DOS FAT16", "MS-DOS FAT16", "MS-DOS (FAT16)"},
+    };
+    for (const Name& n : accepted) {
+        const EmulatedMac::Run r = diskutil(*mac, {"eraseVolume", n.format, "NEW", device});
+        QVERIFY2(r.code == 0, n.format);
+        const QString personality = QString::fromLatin1(n.personality);
+        // APFS first formats the partition as HFS+, then turns it into a container.
+        if (!personality.startsWith(QLatin1String("APFS")))
+            QVERIFY2(
+                r.out.contains(
+                    QStringLiteral("Formatting %1 as %2 with name NEW\n").arg(device, personality).toUtf8()),
+                r.out.constData());
+        const QVariantMap info = diskInfo(*mac, QStringLiteral("/Volumes/NEW"));
+        if (qstrcmp(n.format, "MS-DOS FAT16") == 0)
+            QEXPECT_FAIL("", "the saved state's \"msdos\" reads back as FAT32", Continue);
+        QCOMPARE(info.value(QStringLiteral("FilesystemName")).toString() + QStringLiteral(" / ") +
+                     info.value(QStringLiteral("FilesystemUserVisibleName")).toString(),
+                 QString::fromLatin1(n.filesystem) + QStringLiteral(" / ") + personality);
+    }
+    // Short forms that scenarios take are not diskutil's.
+    for (const char* refused : {"msdos", "FAT16", "NTFS", "hfs", "UDF", ""}) {
+        const EmulatedMac::Run r = diskutil(*mac, {"eraseVolume", refused, "NEW", device});
+        QCOMPARE(r.code, 1);
+        QCOMPARE(r.err, QByteArray(refused) + " does not appear to be a valid file system format\n");
+    }
+    // Free space leaves the partition without a file system.
+    for (const char* free : {"Free Space", "FREE"}) {
+        QCOMPARE(diskutil(*mac, {"eraseVolume", free, "NEW", device}).code, 0);
+        QVERIFY(!diskInfo(*mac, device).contains(QStringLiteral("FilesystemName")));
+    }
+}
+
 void TestDiskutilVerbs::anApfsVolumeIsErasedInItsContainer() {
     auto mac = EmulatedMac::fromJson(R"({"disks": [{"name": "t5", "size": "500GB", "scheme": "GPT",
         "partitions": [{"fs": "APFS", "volumes": [{"name": "Projects", "used": "12GB"}]}]}]})");

@@ -10,6 +10,7 @@ private Q_SLOTS:
     void aTakenNameMountsWithANumber();
     void hostileNamesAreStoredLiterally();
     void eraseVolumeEmptiesAndReformats();
+    void eraseVolumeTakesEachFormatName();
     void anApfsVolumeIsErasedInItsContainer();
     void eraseDiskLaysOutTheScheme_data();
     void eraseDiskLaysOutTheScheme();

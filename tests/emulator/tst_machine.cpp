@@ -11,6 +11,8 @@
 #include <QProcess>
 #include <QTest>
 
+#include <iterator>
+
 void TestEmulatedMachine::swVersByVersion_data() {
     QTest::addColumn<QString>("version");
     QTest::addColumn<QByteArray>("full");
@@ -89,6 +91,90 @@ void TestEmulatedMachine::plugAndUnplugShowAtOnce() {
     QVERIFY(!mac->unplug(QStringLiteral("kingston")));
     // Plugged again, the disk comes back with a fresh number.
     QCOMPARE(mac->plug(disk), QStringLiteral("disk9"));
+}
+
+void TestEmulatedMachine::scenarioFileSystemNames() {
+    struct Name {
+        const char* fs;
+        const char* filesystem; // FilesystemName; "" for none
+        const char* gpt;        // Content on GPT
+        const char* mbr;        // Content on MBR
+    };
+    const Name names[] = {
+        {"JHFS+", "Journaled HFS+", "Apple_HFS", "Apple_HFS"},
+        {"hfs", "Journaled HFS+", "Apple_HFS", "Apple_HFS"},
+        {"jhfs", "Journaled HFS+", "Apple_HFS", "Apple_HFS"},
+        {"HFSX", "Case-sensitive Journaled HFS+", "Apple_HFS", "Apple_HFS"},
+        {"FAT32", "MS-DOS FAT32", "Microsoft Basic Data", "DOS_FAT_32"},
+        {"msdos", "MS-DOS FAT32", "Microsoft Basic Data", "DOS_FAT_32"},
+        {"MS-DOS", "MS-DOS FAT32", "Microsoft Basic Data", "DOS_FAT_32"},
+        {"FAT16", "MS-DOS FAT16", "Microsoft Basic Data", "DOS_FAT_16"},
+        {"ExFAT", "ExFAT", "Microsoft Basic Data", "Windows_NTFS"},
+        {"NTFS", "NTFS", "Microsoft Basic Data", "Windows_NTFS"},
+        {"bogus", "", "Microsoft Basic Data", "DOS_FAT_32"},
+    };
+    QByteArray partitions;
+    for (const Name& n : names)
+        partitions +=
+            QByteArray(partitions.isEmpty() ? "" : ",") + R"({"size": "1GB", "fs": ")" + n.fs + "\"}";
+    const auto disk = [&](const char* scheme) {
+        return R"({"size": "16GB", "scheme": ")" + QByteArray(scheme) + R"(", "partitions": [)" + partitions +
+               "]}";
+    };
+    auto mac = EmulatedMac::fromJson(
+        scenarioJson(QStringLiteral("10.15.7"), "[" + disk("GPT") + "," + disk("MBR") + "]"));
+    QVERIFY(mac->isValid());
+    // disk2 is GPT (its EFI partition first), disk3 MBR.
+    for (qsizetype i = 0; i < qsizetype(std::size(names)); ++i) {
+        const Name& n = names[i];
+        for (const QString& device :
+             {QStringLiteral("disk2s%1").arg(i + 2), QStringLiteral("disk3s%1").arg(i + 1)}) {
+            const QVariantMap info = diskInfo(*mac, device);
+            QCOMPARE(info.value(QStringLiteral("Content")).toString(),
+                     QString::fromLatin1(device.startsWith(QLatin1String("disk2")) ? n.gpt : n.mbr));
+            if (qstrcmp(n.fs, "FAT16") == 0)
+                QEXPECT_FAIL("", "the saved state's \"msdos\" reads back as FAT32", Continue);
+            QCOMPARE(info.value(QStringLiteral("FilesystemName")).toString(),
+                     QString::fromLatin1(n.filesystem));
+        }
+    }
+}
+
+void TestEmulatedMachine::sizesInEachToolsUnits() {
+    // Scenarios: decimal units with or without B, or bytes.
+    const QList<QPair<QByteArray, qint64>> scenarioSizes = {
+        {"\"16GB\"", 16000000000LL}, {"\"16g\"", 16000000000LL}, {"\"1.5TB\"", 1500000000000LL},
+        {"\"500MB\"", 500000000LL},  {"\"2048B\"", 2048},        {"123456789", 123456789}};
+    QByteArray disks;
+    for (const auto& [size, bytes] : scenarioSizes)
+        disks += QByteArray(disks.isEmpty() ? "" : ",") + R"({"scheme": "", "size": )" + size + "}";
+    disks += R"(, {"size": "16GB", "scheme": "MBR", "partitions": [{"fs": "JHFS+", "name": "DATA"}]}])";
+    auto mac = EmulatedMac::fromJson(scenarioJson(QStringLiteral("10.15.7"), "[" + disks));
+    QVERIFY(mac->isValid());
+    for (qsizetype i = 0; i < scenarioSizes.size(); ++i)
+        QCOMPARE(
+            diskInfo(*mac, QStringLiteral("disk%1").arg(i + 2)).value(QStringLiteral("Size")).toLongLong(),
+            scenarioSizes.at(i).second);
+
+    // diskutil: decimal units, and B (either case) for bytes.
+    for (const char* size : {"8000M", "8000000K", "8000000000b"}) {
+        QCOMPARE(mac->run(QStringLiteral("diskutil"), {"resizeVolume", "/Volumes/DATA", size}).code, 0);
+        QCOMPARE(
+            diskInfo(*mac, QStringLiteral("/Volumes/DATA")).value(QStringLiteral("TotalSize")).toLongLong(),
+            8000000000LL);
+    }
+
+    // hdiutil: binary units, b for 512-byte sectors; resize -limits prints the capacity in sectors.
+    const QList<QPair<const char*, QByteArray>> imageSizes = {
+        {"2048b", "2048"}, {"1m", "2048"}, {"1M", "2048"}, {"1g", "2097152"}, {"1000000", "1953"}};
+    for (const auto& [size, sectors] : imageSizes) {
+        QCOMPARE(mac->run(QStringLiteral("hdiutil"), {"create", "/tmp/s.dmg", "-ov", "-size", size}).code, 0);
+        const QList<QByteArray> limits =
+            mac->run(QStringLiteral("hdiutil"), {"resize", "-limits", "/tmp/s.dmg"})
+                .out.trimmed()
+                .split('\t');
+        QCOMPARE(limits.value(1), sectors);
+    }
 }
 
 void TestEmulatedMachine::faultKnobs() {

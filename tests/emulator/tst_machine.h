@@ -8,6 +8,8 @@ private Q_SLOTS:
     void swVersByVersion();
     void killallAndTheHostToolWrappers();
     void plugAndUnplugShowAtOnce();
+    void scenarioFileSystemNames();
+    void sizesInEachToolsUnits();
     void faultKnobs();
     void concurrentCallsKeepTheStateWhole();
     void everyCallIsLoggedWithItsArgv();
