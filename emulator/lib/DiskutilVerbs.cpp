@@ -13,7 +13,7 @@ namespace diskutil {
 
 namespace {
 
-// The name rules of each file system; an empty answer means the name is fine.
+// Whether `name` keeps to the volume-name rules of file system `fs`.
 bool validName(const QString& fs, const QString& name) {
     if (fs == QLatin1String("msdos")) {
         static const QString forbidden = QStringLiteral("\"*+,./:;<=>?[\\]|");
