@@ -142,7 +142,8 @@ Partition partitionFromJson(const QJsonObject& o) {
     // The name sets a FAT's width, and may make the volume case-sensitive.
     const FileSystem fs = scenarioFileSystem(o.value(QStringLiteral("fs")).toString());
     p.fs = fs.type;
-    if (p.fs == QLatin1String("msdos"))
+    // A saved state writes "msdos" with its width apart; a scenario's name ("FAT16") carries it.
+    if (p.fs == QLatin1String("msdos") && !o.contains(QStringLiteral("fatBits")))
         p.fatBits = fs.fatBits;
     p.caseSensitive = p.caseSensitive || fs.caseSensitive;
     p.name = o.value(QStringLiteral("name")).toString();

@@ -199,8 +199,6 @@ void TestDiskutilVerbs::eraseVolumeTakesEachFormatName() {
                     QStringLiteral("Formatting %1 as %2 with name NEW\n").arg(device, personality).toUtf8()),
                 r.out.constData());
         const QVariantMap info = diskInfo(*mac, QStringLiteral("/Volumes/NEW"));
-        if (qstrcmp(n.format, "MS-DOS FAT16") == 0)
-            QEXPECT_FAIL("", "the saved state's \"msdos\" reads back as FAT32", Continue);
         QCOMPARE(info.value(QStringLiteral("FilesystemName")).toString() + QStringLiteral(" / ") +
                      info.value(QStringLiteral("FilesystemUserVisibleName")).toString(),
                  QString::fromLatin1(n.filesystem) + QStringLiteral(" / ") + personality);

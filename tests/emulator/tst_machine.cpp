@@ -132,8 +132,6 @@ void TestEmulatedMachine::scenarioFileSystemNames() {
             const QVariantMap info = diskInfo(*mac, device);
             QCOMPARE(info.value(QStringLiteral("Content")).toString(),
                      QString::fromLatin1(device.startsWith(QLatin1String("disk2")) ? n.gpt : n.mbr));
-            if (qstrcmp(n.fs, "FAT16") == 0)
-                QEXPECT_FAIL("", "the saved state's \"msdos\" reads back as FAT32", Continue);
             QCOMPARE(info.value(QStringLiteral("FilesystemName")).toString(),
                      QString::fromLatin1(n.filesystem));
         }
