@@ -1,6 +1,7 @@
 #include "tst_launch.h"
 
 #include "EmulatedMac.h"
+#include "Screenshot.h"
 #include "app/AboutWindow.h"
 #include "app/AppDelegate.h"
 #include "app/MainWindowController.h"
@@ -122,7 +123,7 @@ void TestLaunch::leftoverSocketOfACrashedCopyIsReclaimed() {
 void TestLaunch::screenshotRunSavesEveryTabAndEndsWithStatusZero() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    const QString folder = qEnvironmentVariable("TAVRILL_BINARY_DIR") + QStringLiteral("/screenshots/app");
+    const QString folder = screenshotFolder(QStringLiteral("app"));
     QDir(folder).removeRecursively();
 
     QProcess app;
@@ -179,10 +180,8 @@ void TestLaunch::menuOpensLinksAndWindows() {
         if (auto* about = qobject_cast<AboutWindow*>(window))
             shownVersion = about->versionLabel()->text();
         QTimer::singleShot(0, window, [window] {
-            const QString folder =
-                qEnvironmentVariable("TAVRILL_BINARY_DIR") + QStringLiteral("/screenshots/app");
-            if (qobject_cast<AboutWindow*>(window) && QDir().mkpath(folder))
-                window->grab().save(folder + QStringLiteral("/about.png"));
+            if (qobject_cast<AboutWindow*>(window))
+                saveScreenshot(window, QStringLiteral("app"), QStringLiteral("about"));
             window->accept();
         });
     });

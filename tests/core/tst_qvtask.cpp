@@ -3,6 +3,7 @@
 #include "MessageCapture.h"
 #include "TaskRun.h"
 #include "TestMachine.h"
+#include "Wait.h"
 #include "core/QvTask.h"
 
 #include <QElapsedTimer>
@@ -37,7 +38,7 @@ void TestQvTask::stopKillsTheToolWithinASecondOrSo() {
     qint64 stoppedAfter = 0;
     QElapsedTimer sinceStop;
     const qint64 total = runTask("/usr/sbin/slow", {}, 600, 10000, [&] {
-        QVERIFY(QTest::qWaitFor([&] { return !mac.readFile("/tmp/pid").isEmpty(); }, 5000));
+        QVERIFY(waitUntil([&] { return !mac.readFile("/tmp/pid").isEmpty(); }, 5000));
         QTest::qWait(200);
         sinceStop.start();
         QvTask::QvShareInstance()->QvStopTask();
@@ -45,7 +46,7 @@ void TestQvTask::stopKillsTheToolWithinASecondOrSo() {
     stoppedAfter = sinceStop.elapsed();
     QVERIFY2(total >= 0, "QvStartTask did not return after QvStopTask");
     QVERIFY2(stoppedAfter < 2500, qPrintable(QString::number(stoppedAfter)));
-    QVERIFY(QTest::qWaitFor([&] { return !processAlive(mac.readFile("/tmp/pid")); }, 2000));
+    QVERIFY(waitUntil([&] { return !processAlive(mac.readFile("/tmp/pid")); }, 2000));
     const QStringList said = messages.lines();
     QVERIFY(said.contains("QvStartTask return"));
     QVERIFY(!said.contains("task timeout"));

@@ -3,6 +3,7 @@
 #include "MessageCapture.h"
 #include "TaskRun.h"
 #include "TestMachine.h"
+#include "Wait.h"
 #include "core/QvTask.h"
 
 #include <QTest>
@@ -15,5 +16,5 @@ void TestQvTaskTimeout::timeLimitKillsTheToolAndSaysSo() {
     QVERIFY(elapsed >= 59000 && elapsed < 65000);
     QVERIFY(QvTask::QvShareInstance()->timedOut());
     QCOMPARE(messages.lines().filter("task timeout").size(), 1);
-    QVERIFY(QTest::qWaitFor([&] { return !processAlive(mac.readFile("/tmp/pid")); }, 2000));
+    QVERIFY(waitUntil([&] { return !processAlive(mac.readFile("/tmp/pid")); }, 2000));
 }

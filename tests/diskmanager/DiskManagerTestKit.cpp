@@ -2,12 +2,6 @@
 
 #include "core/PropertyList.h"
 
-#include <QDir>
-#include <QElapsedTimer>
-#include <QPixmap>
-#include <QTest>
-#include <QWidget>
-
 namespace DiskManagerTestKit {
 
 std::unique_ptr<EmulatedMac> managerMachine() {
@@ -67,24 +61,6 @@ QStringList namesOf(const VolumeObjList& list) {
     for (const VolumeObjRef& v : list)
         names << v->volumeName();
     return names;
-}
-
-bool waitUntil(const std::function<bool()>& done, int ms) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!done() && clock.elapsed() < ms)
-        QTest::qWait(10);
-    return done();
-}
-
-QString saveScreenshot(QWidget* widget, const QString& name) {
-    const QString folder =
-        qEnvironmentVariable("TAVRILL_BINARY_DIR", QDir::currentPath()) + QStringLiteral("/screenshots");
-    QDir().mkpath(folder);
-    const QString path = folder + QStringLiteral("/diskmanager-") + name + QStringLiteral(".png");
-    QTest::qWait(50); // let pending layouts settle first
-    widget->grab().save(path);
-    return path;
 }
 
 } // namespace DiskManagerTestKit

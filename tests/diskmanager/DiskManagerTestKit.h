@@ -8,10 +8,7 @@
 #include <QStringList>
 #include <QVariantMap>
 
-#include <functional>
 #include <memory>
-
-class QWidget;
 
 // The machine and helpers the Disk Manager tests share.
 namespace DiskManagerTestKit {
@@ -31,12 +28,6 @@ QVariantMap toolInfo(const EmulatedMac& mac, const QString& volume);
 // The record with a name, or null.
 VolumeObjRef volumeNamed(const VolumeObjList& list, const QString& name);
 QStringList namesOf(const VolumeObjList& list);
-
-// Runs the event loop until `done` holds or `ms` pass; answers `done()`.
-bool waitUntil(const std::function<bool()>& done, int ms);
-
-// Saves a picture of a widget under <build>/screenshots/diskmanager-<name>.png; answers the path.
-QString saveScreenshot(QWidget* widget, const QString& name);
 
 } // namespace DiskManagerTestKit
 

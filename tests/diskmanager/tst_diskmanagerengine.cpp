@@ -1,6 +1,7 @@
 #include "tst_diskmanagerengine.h"
 
 #include "DiskManagerTestKit.h"
+#include "Wait.h"
 #include "core/CommandRunner.h"
 #include "core/QvLog.h"
 #include "core/QvPublicUtilities.h"

@@ -1,6 +1,8 @@
 #include "tst_diskmanagerworkflow.h"
 
 #include "DiskManagerTestKit.h"
+#include "Screenshot.h"
+#include "Wait.h"
 #include "core/QvPublicUtilities.h"
 #include "diskmanager/DiskManagerCell.h"
 #include "diskmanager/DiskManagerEngine.h"
@@ -153,7 +155,7 @@ void TestDiskManagerWorkflow::tabListsVolumesWithTheirButtons() {
     QVERIFY(stick->isSelected());
     QVERIFY(!tab->cellAt(0)->isSelected() || rowOf(*tab, QStringLiteral("STICK")) == 0);
     QCOMPARE(stick->findChild<ImageView*>(QStringLiteral("icon"))->imageName(), QStringLiteral("ic_usb_sel"));
-    saveScreenshot(tab.get(), QStringLiteral("tab"));
+    saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("tab"));
 
     // The help button opens the support team's page.
     UrlCatcher catcher;
@@ -191,7 +193,7 @@ void TestDiskManagerWorkflow::renameFromTheRow() {
     }
     retype(stick->nameField(), QStringLiteral("my backup disk"));
     QCOMPARE(tab->editStr(), QStringLiteral("my backup disk"));
-    saveScreenshot(tab.get(), QStringLiteral("rename-editing"));
+    saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("rename-editing"));
 
     qsizetype listings = listed.size();
     click(button(stick, "save"));
@@ -276,7 +278,7 @@ void TestDiskManagerWorkflow::formatNtfsThroughThePopups() {
     QVERIFY(confirm->nameTextFiled->isReadOnly());
     QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
     retype(confirm->nameTextFiled, QStringLiteral("Data"));
-    saveScreenshot(tab.get(), QStringLiteral("confirm-type-locked"));
+    saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("confirm-type-locked"));
 
     // The erase takes a while: the progress popup shows meanwhile, placed like the others.
     QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "eraseVolume", "mode": "hang", "seconds": 1})"));
@@ -287,7 +289,7 @@ void TestDiskManagerWorkflow::formatNtfsThroughThePopups() {
     QWidget* progress = tab->formatingViewController()->parentWidget();
     QVERIFY(progress->isVisible());
     QCOMPARE(progress->y(), 5);
-    saveScreenshot(tab.get(), QStringLiteral("formatting"));
+    saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("formatting"));
     QVERIFY(tab->formatEndViewController() == nullptr);
     QVERIFY(waitUntil([&] { return tab->formatEndViewController() != nullptr; }, 20000));
     QVERIFY(tab->formatingViewController() == nullptr);
@@ -299,7 +301,7 @@ void TestDiskManagerWorkflow::formatNtfsThroughThePopups() {
     QCOMPARE(rowOf(*tab, QStringLiteral("WINDOWS")), -1);
     QCOMPARE(tab->allVolumeArr().at(rowOf(*tab, QStringLiteral("NEW")))->diskType(),
              QStringLiteral("MS-DOS FAT32"));
-    saveScreenshot(tab.get(), QStringLiteral("format-end"));
+    saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("format-end"));
 
     FormatEndViewController* end = tab->formatEndViewController();
     QCOMPARE(end->okButton()->text(), QStringLiteral("OK"));
@@ -323,7 +325,7 @@ void TestDiskManagerWorkflow::formatWithTheTypeMenu() {
     QVERIFY(confirm->openImageV->isVisible());
     QVERIFY(confirm->typeLabel->styleSheet().contains(QStringLiteral("#818181")));
     QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
-    saveScreenshot(tab.get(), QStringLiteral("confirm"));
+    saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("confirm"));
 
     // The menu: one at a time; it closes when the pointer leaves it and after 3 seconds.
     click(confirm->typeSelectBut);
@@ -337,7 +339,7 @@ void TestDiskManagerWorkflow::formatWithTheTypeMenu() {
     QEvent enter(QEvent::Enter);
     QCoreApplication::sendEvent(menu->view_4, &enter);
     QVERIFY(menu->label_3->styleSheet().contains(QStringLiteral("#ffffff")));
-    saveScreenshot(tab.get(), QStringLiteral("type-menu"));
+    saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("type-menu"));
     QEvent leave(QEvent::Leave);
     QCoreApplication::sendEvent(menu, &leave);
     QVERIFY(waitUntil([&] { return menu.isNull(); }, 1000));

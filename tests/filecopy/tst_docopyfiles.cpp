@@ -4,6 +4,7 @@
 #include "MessageCapture.h"
 #include "TestMachine.h"
 #include "TreeCompare.h"
+#include "Wait.h"
 #include "core/MainThread.h"
 #include "filecopy/DoCopyFiles.h"
 #include "platform/Machine.h"
@@ -46,7 +47,7 @@ struct CopyRecorder : DoCopyFilesDelegate {
 // Starts a run and waits on the main loop until it and every run it started have ended.
 void copyAndWait(const std::shared_ptr<DoCopyFiles>& copier, const FileNodeList& nodes, const QString& to) {
     copier->doCopyFilesWithArr(nodes, to);
-    QVERIFY(QTest::qWaitFor([&] { return copier->activeRuns() == 0; }, 60000));
+    QVERIFY(waitUntil([&] { return copier->activeRuns() == 0; }, 60000));
 }
 
 FileNodeList selectedFiles(TestMachine& mac, const QString& folder, int count, int length = 3) {
@@ -208,12 +209,12 @@ void TestDoCopyFiles::cancelDuringALargeItemFinishesItAndStartsNoOther() {
     copier->setDelegate(&recorder);
     copier->doCopyFilesWithArr(nodes, "/Volumes/Dest/out");
     // The lease is being broken once the copy tries to open the held file.
-    QVERIFY(QTest::qWaitFor([&] { return ::fcntl(held, F_GETLEASE) != F_WRLCK; }, 20000));
+    QVERIFY(waitUntil([&] { return ::fcntl(held, F_GETLEASE) != F_WRLCK; }, 20000));
     QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out")), QStringList{"bundle"});
     QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out/bundle")).size(), order.size() - 1);
     copier->setIsCancel(true);
     QCOMPARE(::fcntl(held, F_SETLEASE, F_UNLCK), 0);
-    QVERIFY(QTest::qWaitFor([&] { return copier->activeRuns() == 0; }, 60000));
+    QVERIFY(waitUntil([&] { return copier->activeRuns() == 0; }, 60000));
 
     // The folder was copied to its end, with everything in it; the items after it never started.
     const QStringList differences =

@@ -3,6 +3,7 @@
 #include "Fixtures.h"
 #include "TestMachine.h"
 #include "TreeCompare.h"
+#include "Wait.h"
 #include "filecopy/Controller.h"
 #include "filecopy/EumeRoot.h"
 
@@ -40,7 +41,7 @@ FileNodeList listTopLevel(const QString& path, EndRecorder* ends = nullptr) {
     FileNodeArrayRef array = makeFileNodeArray();
     const int before = recorder->ends;
     root->eumeAllRootFileNodeWithRootArr(array, path);
-    if (!QTest::qWaitFor([&] { return recorder->ends > before; }, 20000))
+    if (!waitUntil([&] { return recorder->ends > before; }, 20000))
         qWarning("listing did not end");
     root->setEumeDelegate(nullptr);
     return array->toList();
@@ -234,7 +235,7 @@ void TestEumeRoot::controllerTurnsEndScanIntoTheScreensCallback() {
         FileNodeArrayRef array = makeFileNodeArray();
         controller.eumeAllRootFileNodeWithRootArr(array, "/Volumes/Data", c.copyAll, c.copyFiles);
         QCOMPARE(controller.aRootArr(), array);
-        QVERIFY(QTest::qWaitFor([&] { return controller.getProgress() >= 100.0f; }, 10000));
+        QVERIFY(waitUntil([&] { return controller.getProgress() >= 100.0f; }, 10000));
         QTest::qWait(50);
         copyScans += c.copyScans;
         imageScans += c.imageScans;
@@ -258,7 +259,7 @@ void TestEumeRoot::fullTreeListingMeasuresAndReportsOncePerProcess() {
     FileNodeArrayRef array = makeFileNodeArray();
     root->setRootNodeArr(array);
     root->getRootNodeListWithPath("/Volumes/Data");
-    QVERIFY(QTest::qWaitFor([&] { return root->getProgress() >= 100.0f; }, 10000));
+    QVERIFY(waitUntil([&] { return root->getProgress() >= 100.0f; }, 10000));
     QCOMPARE(describe(array->toList()), (QStringList{"media:100", "docs:42", "small:5", ".fseventsd:1"}));
     QCOMPARE(describe(array->at(1)->children().toList()), (QStringList{"x:40", "y:2"}));
     QCOMPARE(ends.ends.load(), 1);
@@ -270,7 +271,7 @@ void TestEumeRoot::fullTreeListingMeasuresAndReportsOncePerProcess() {
     second->setEumeDelegate(&ends);
     second->setRootNodeArr(again);
     second->getRootNodeListWithPath("/Volumes/Data");
-    QVERIFY(QTest::qWaitFor([&] { return second->getProgress() >= 100.0f; }, 10000));
+    QVERIFY(waitUntil([&] { return second->getProgress() >= 100.0f; }, 10000));
     QTest::qWait(50);
     QCOMPARE(again->count(), 4);
     QCOMPARE(ends.ends.load(), 1);
@@ -325,6 +326,6 @@ void TestEumeRoot::listsWhileTheListReadsAndAfterBeingReplaced() {
     QVERIFY(looks > 0);
     QCOMPARE(first->getProgress(), 100.0f);
     QCOMPARE(big->count(), 2000);
-    QVERIFY(QTest::qWaitFor([&] { return controller.getProgress() >= 100.0f; }, 10000));
+    QVERIFY(waitUntil([&] { return controller.getProgress() >= 100.0f; }, 10000));
     QCOMPARE(describe(small->toList()), QStringList{"one:1"});
 }

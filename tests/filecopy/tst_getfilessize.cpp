@@ -3,6 +3,7 @@
 #include "Fixtures.h"
 #include "TestMachine.h"
 #include "TreeCompare.h"
+#include "Wait.h"
 #include "core/MainThread.h"
 #include "filecopy/GetFilesSize.h"
 
@@ -40,7 +41,7 @@ QList<qint64> measure(const FileNodeList& nodes, int expectedReports, bool cance
     if (cancelFirst)
         sizer->setIsCancel(true); // read by nobody: the pass still reports
     sizer->getAllFilesSizeWithArr(nodes);
-    if (!QTest::qWaitFor([&] { return recorder.taken().size() >= expectedReports; }, 20000))
+    if (!waitUntil([&] { return recorder.taken().size() >= expectedReports; }, 20000))
         return {-1};
     QTest::qWait(100);
     Q_ASSERT(!recorder.onMain);

@@ -3,6 +3,7 @@
 #include "Fixtures.h"
 #include "TestMachine.h"
 #include "TreeCompare.h"
+#include "Wait.h"
 #include "core/MainThread.h"
 #include "filecopy/Controller.h"
 #include "filecopy/NodeTreeOperator.h"
@@ -38,7 +39,7 @@ quint64 walkInBackground(NodeTreeOperator& op, const QString& path, FileNode* ro
         result = op.getFileSizeWithPat(path, root, 0);
         done = true;
     });
-    if (!QTest::qWaitFor([&] { return done.load(); }, 20000))
+    if (!waitUntil([&] { return done.load(); }, 20000))
         qFatal("walk did not end");
     return result;
 }

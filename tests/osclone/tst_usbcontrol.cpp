@@ -1,6 +1,7 @@
 #include "tst_usbcontrol.h"
 
 #include "VolumesTestKit.h"
+#include "Wait.h"
 #include "core/PropertyList.h"
 #include "osclone/QvUSBControl.h"
 

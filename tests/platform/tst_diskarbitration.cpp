@@ -1,6 +1,7 @@
 #include "tst_diskarbitration.h"
 
 #include "VolumesTestKit.h"
+#include "Wait.h"
 #include "core/PropertyList.h"
 #include "platform/DiskArbitration.h"
 

@@ -1,5 +1,6 @@
 #include "TaskRun.h"
 
+#include "Wait.h"
 #include "core/QvTask.h"
 
 #include <QElapsedTimer>
@@ -24,7 +25,7 @@ qint64 runTask(const QString& tool, const QStringList& args, double limit, int w
     });
     if (whileRunning)
         whileRunning();
-    if (!QTest::qWaitFor([&] { return done.load(); }, waitMs))
+    if (!waitUntil([&] { return done.load(); }, waitMs))
         return -1;
     return clock.elapsed();
 }

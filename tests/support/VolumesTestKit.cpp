@@ -1,10 +1,7 @@
 #include "VolumesTestKit.h"
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
-#include <QThread>
 
 namespace VolumesTestKit {
 
@@ -46,17 +43,6 @@ QStringList infoCalls(const EmulatedMac& mac) {
             lines << line;
     }
     return lines;
-}
-
-bool waitUntil(const std::function<bool()>& done, int ms) {
-    QDeadlineTimer deadline(ms);
-    while (!done()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        QThread::msleep(5);
-    }
-    return true;
 }
 
 } // namespace VolumesTestKit

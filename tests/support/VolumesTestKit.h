@@ -6,7 +6,6 @@
 #include <QString>
 #include <QStringList>
 
-#include <functional>
 #include <memory>
 
 // Scenario pieces and helpers shared by the volume tests.
@@ -27,8 +26,5 @@ QString deviceOf(const EmulatedMac& mac, const QString& mountPoint);
 
 // Lines of the disk tool's log that are "diskutil info ..." calls.
 QStringList infoCalls(const EmulatedMac& mac);
-
-// Runs the event loop until `done` holds or `ms` pass; answers `done()`.
-bool waitUntil(const std::function<bool()>& done, int ms);
 
 } // namespace VolumesTestKit

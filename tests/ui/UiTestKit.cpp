@@ -1,29 +1,12 @@
 #include "UiTestKit.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QImage>
-#include <QPixmap>
 #include <QWidget>
 
 #include "ui/KitStyle.h"
 
 namespace UiTestKit {
-
-QString screenshotDir() {
-    QString base = qEnvironmentVariable("TAVRILL_BINARY_DIR");
-    if (base.isEmpty())
-        base = QDir::currentPath();
-    const QString dir = base + QStringLiteral("/screenshots");
-    QDir().mkpath(dir);
-    return dir;
-}
-
-QString saveShot(QWidget* widget, const QString& name) {
-    const QString path = screenshotDir() + QLatin1Char('/') + name + QStringLiteral(".png");
-    widget->grab().save(path);
-    return path;
-}
 
 QStringList artworkNames() {
     QStringList names = {

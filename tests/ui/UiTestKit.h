@@ -8,9 +8,6 @@ class QWidget;
 
 namespace UiTestKit {
 
-// Saves a picture of the widget as <binary dir>/screenshots/<name>.png and answers the path.
-QString saveShot(QWidget* widget, const QString& name);
-QString screenshotDir();
 // Every picture the screens ask for by name.
 QStringList artworkNames();
 // Number of pixels that are not fully transparent.

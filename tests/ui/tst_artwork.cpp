@@ -1,5 +1,6 @@
 #include "tst_artwork.h"
 
+#include "Screenshot.h"
 #include "UiTestKit.h"
 #include "ui/Artwork.h"
 #include "ui/KitStyle.h"
@@ -78,7 +79,7 @@ void TestArtwork::contactSheet() {
         painter.drawText(QRect(box.x(), art.bottom() + 6, cell.width(), 16), Qt::AlignCenter, names[i]);
     }
     painter.end();
-    const QString path = UiTestKit::screenshotDir() + QStringLiteral("/ui_artwork.png");
+    const QString path = screenshotFolder(QStringLiteral("ui")) + QStringLiteral("/artwork.png");
     QVERIFY(sheet.save(path));
 
     // The banner with a tab bar under it, the first tab chosen, as the window puts them.
@@ -106,5 +107,5 @@ void TestArtwork::contactSheet() {
         p.drawText(row.adjusted(62, 0, 0, 0), Qt::AlignVCenter | Qt::AlignLeft, QLatin1String(tabs[i][0]));
     }
     p.end();
-    QVERIFY(window.save(UiTestKit::screenshotDir() + QStringLiteral("/ui_banner_tabs.png")));
+    QVERIFY(window.save(screenshotFolder(QStringLiteral("ui")) + QStringLiteral("/banner-tabs.png")));
 }

@@ -1,5 +1,6 @@
 #include "tst_attachedwindow.h"
 
+#include "Screenshot.h"
 #include "UiTestKit.h"
 #include "ui/AttachedWindow.h"
 #include "ui/FlatButton.h"
@@ -50,7 +51,7 @@ void TestAttachedWindow::placedCentredUnderThePoint() {
     other->close();
     auto* shown = new AttachedWindow(form, point, &host);
     UiTestKit::paintAsWindow(&host);
-    UiTestKit::saveShot(&host, QStringLiteral("ui_attached_window"));
+    saveScreenshot(&host, QStringLiteral("ui"), QStringLiteral("attached-window"));
     QVERIFY(shown->width() > 0);
 }
 

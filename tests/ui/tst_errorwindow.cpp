@@ -1,5 +1,6 @@
 #include "tst_errorwindow.h"
 
+#include "Screenshot.h"
 #include "UiTestKit.h"
 #include "ui/AttachedWindow.h"
 #include "ui/ErrorWindowController.h"
@@ -37,7 +38,7 @@ void TestErrorWindow::showsTheTextAsGivenAtTheTopMiddle() {
     // The whole message is visible: nothing cut at the label's edge.
     QVERIFY(popup->errorLabel()->height() >=
             popup->errorLabel()->heightForWidth(popup->errorLabel()->width()));
-    UiTestKit::saveShot(&main, QStringLiteral("ui_error_window"));
+    saveScreenshot(&main, QStringLiteral("ui"), QStringLiteral("error-window"));
 
     popup->changeErrorLabelStr(QStringLiteral("No file/disk has been selected\u2026"));
     QCOMPARE(popup->errorText(), QStringLiteral("No file/disk has been selected\u2026"));

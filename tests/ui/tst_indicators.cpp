@@ -1,5 +1,6 @@
 #include "tst_indicators.h"
 
+#include "Screenshot.h"
 #include "UiTestKit.h"
 #include "ui/Artwork.h"
 #include "ui/ImageButton.h"
@@ -88,7 +89,7 @@ void TestIndicators::labelsSitUnderTheirMarks() {
             QVERIFY(view->label(i)->geometry().top() >= picture.bottom());
         }
     }
-    UiTestKit::saveShot(&page, QStringLiteral("ui_step_indicators"));
+    saveScreenshot(&page, QStringLiteral("ui"), QStringLiteral("step-indicators"));
 }
 
 void TestIndicators::barGlidesClampsAndStripesOnlyWhileWorking() {
@@ -107,7 +108,7 @@ void TestIndicators::barGlidesClampsAndStripesOnlyWhileWorking() {
     QTRY_COMPARE(bar->displayedValue(), 0.6);
     const int phase = bar->stripePhase();
     QTRY_VERIFY(bar->stripePhase() != phase);
-    UiTestKit::saveShot(&page, QStringLiteral("ui_progress_bar"));
+    saveScreenshot(&page, QStringLiteral("ui"), QStringLiteral("progress-bar"));
 
     // A new run starts from an empty bar at once.
     bar->setDoubleValue(0.0);

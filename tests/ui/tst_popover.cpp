@@ -1,5 +1,6 @@
 #include "tst_popover.h"
 
+#include "Screenshot.h"
 #include "UiTestKit.h"
 #include "ui/Popover.h"
 
@@ -51,7 +52,7 @@ void TestPopover::shownUnderTheAnchorWithItsArrow() {
     QCOMPARE(popover.y(), s.anchor->geometry().bottom() + 1);
     QVERIFY(qAbs(popover.geometry().center().x() - s.anchor->geometry().center().x()) <= 1);
     QVERIFY(c->geometry().top() >= Popover::kArrowDepth);
-    UiTestKit::saveShot(&s.window, QStringLiteral("ui_popover"));
+    saveScreenshot(&s.window, QStringLiteral("ui"), QStringLiteral("popover"));
 }
 
 void TestPopover::sideTwoGoesRightOrFlipsWhenThereIsNoRoom() {

@@ -1,5 +1,6 @@
 #include "tst_slot.h"
 
+#include "Screenshot.h"
 #include "UiTestKit.h"
 #include "ui/DragView.h"
 #include "ui/ImageButton.h"
@@ -132,7 +133,7 @@ void TestSlot::otherDropsAreRefusedWithTheirLogLines() {
     QVERIFY(enter.isAccepted());
     QCOMPARE(enter.dropAction(), Qt::CopyAction);
     QVERIFY(slot.dragVie()->isDragHovering());
-    UiTestKit::saveShot(&slot, QStringLiteral("ui_slot_drag_over"));
+    saveScreenshot(&slot, QStringLiteral("ui"), QStringLiteral("slot-drag-over"));
     QDragLeaveEvent leave;
     QCoreApplication::sendEvent(slot.dragVie(), &leave);
     QVERIFY(!slot.dragVie()->isDragHovering());
@@ -207,12 +208,12 @@ void TestSlot::showsWhatItIsGiven() {
     QLabel* hint = target->nodeSelectLabel();
     QVERIFY(hint->geometry().right() < target->width());
     QVERIFY(hint->height() >= hint->heightForWidth(hint->width()));
-    UiTestKit::saveShot(&pair, QStringLiteral("ui_slots"));
+    saveScreenshot(&pair, QStringLiteral("ui"), QStringLiteral("slots"));
 
     target->setImage(QStringLiteral("add"));
     target->setErrorBackground(true);
     QVERIFY(target->hasErrorBackground());
-    UiTestKit::saveShot(&pair, QStringLiteral("ui_slots_error"));
+    saveScreenshot(&pair, QStringLiteral("ui"), QStringLiteral("slots-error"));
     target->showEmpty(QStringLiteral("Click here to select a destination drive."));
     QVERIFY(!target->hasErrorBackground());
 }

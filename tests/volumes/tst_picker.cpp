@@ -1,6 +1,7 @@
 #include "tst_picker.h"
 
 #include "EmulatedMac.h"
+#include "Screenshot.h"
 #include "core/QvPublicUtilities.h"
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"
@@ -48,10 +49,6 @@ QStringList rowNames(const SelectDiskViewController& p) {
 bool waitForList(SelectDiskViewController& p) {
     QSignalSpy shown(&p, &SelectDiskViewController::listShown);
     return shown.count() > 0 || shown.wait(kScanTimeoutMs);
-}
-
-QString screenshotFolder() {
-    return qEnvironmentVariable("TAVRILL_BINARY_DIR") + QStringLiteral("/screenshots/picker");
 }
 
 } // namespace
@@ -245,7 +242,6 @@ void TestPicker::pickerGoneBeforeItsScanEnds() {
 void TestPicker::screenshotsInAPopover() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    QDir().mkpath(screenshotFolder());
 
     for (bool wholeDisks : {false, true}) {
         QWidget host;
@@ -267,10 +263,9 @@ void TestPicker::screenshotsInAPopover() {
         QWidget* first = picker->rows().first()->aView();
         QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), first->mapToGlobal(QPointF(5, 5)));
         QCoreApplication::sendEvent(first, &enter);
-        const QString file = QDir(screenshotFolder())
-                                 .filePath(wholeDisks ? QStringLiteral("picker-os-clone.png")
-                                                      : QStringLiteral("picker-volumes.png"));
-        QVERIFY(host.grab().save(file));
+        QVERIFY(saveScreenshot(&host, QStringLiteral("volumes"),
+                               wholeDisks ? QStringLiteral("picker-os-clone")
+                                          : QStringLiteral("picker-volumes")));
 
         // Closed by its owner, the popover goes and takes the picker with it.
         QPointer<SelectDiskViewController> gone(picker);

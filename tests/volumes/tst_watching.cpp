@@ -1,6 +1,7 @@
 #include "tst_watching.h"
 
 #include "VolumesTestKit.h"
+#include "Wait.h"
 #include "volumes/NotificationCenter.h"
 #include "volumes/WatchMountUnmount.h"
 

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+
+class QWidget;
+
+// Pictures of the screens for people to look at. Each goes to
+// <build>/screenshots/<folder>/<name>.png, where folder is the test folder that takes it
+// ("ui", "volumes", "diskmanager", "app"); scripts/screenshots lists them all.
+
+// The folder for a test folder's pictures, created if need be.
+QString screenshotFolder(const QString& folder);
+// Lets pending layouts settle, then saves a picture of the widget; answers whether it was saved.
+bool saveScreenshot(QWidget* widget, const QString& folder, const QString& name);

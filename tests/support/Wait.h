@@ -1,0 +1,7 @@
+#pragma once
+
+#include <functional>
+
+// Runs the event loop until `done` holds or `ms` pass; answers `done()`. Every test that waits
+// for something to happen waits through this.
+bool waitUntil(const std::function<bool()>& done, int ms);
