@@ -1,7 +1,5 @@
 #include "DiskManagerTestKit.h"
 
-#include "core/PropertyList.h"
-
 namespace DiskManagerTestKit {
 
 std::unique_ptr<EmulatedMac> managerMachine() {
@@ -40,27 +38,6 @@ QList<QStringList> changingCalls(const EmulatedMac& mac) {
             calls << call;
     }
     return calls;
-}
-
-QVariantMap toolInfo(const EmulatedMac& mac, const QString& volume) {
-    const EmulatedMac::Run run =
-        mac.run(QStringLiteral("diskutil"), {QStringLiteral("info"), QStringLiteral("-plist"), volume});
-    return PropertyList::dictionaryFromBytes(run.out).value_or(QVariantMap());
-}
-
-VolumeObjRef volumeNamed(const VolumeObjList& list, const QString& name) {
-    for (const VolumeObjRef& v : list) {
-        if (v->volumeName() == name)
-            return v;
-    }
-    return VolumeObjRef();
-}
-
-QStringList namesOf(const VolumeObjList& list) {
-    QStringList names;
-    for (const VolumeObjRef& v : list)
-        names << v->volumeName();
-    return names;
 }
 
 } // namespace DiskManagerTestKit

@@ -22,13 +22,6 @@ QList<QStringList> diskutilCalls(const EmulatedMac& mac);
 // The same, leaving out the "info" lookups of listings.
 QList<QStringList> changingCalls(const EmulatedMac& mac);
 
-// What the disk tool says of a volume (device node, mount point or UUID) right now.
-QVariantMap toolInfo(const EmulatedMac& mac, const QString& volume);
-
-// The record with a name, or null.
-VolumeObjRef volumeNamed(const VolumeObjList& list, const QString& name);
-QStringList namesOf(const VolumeObjList& list);
-
 } // namespace DiskManagerTestKit
 
 #include <QObject>

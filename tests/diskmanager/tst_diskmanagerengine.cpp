@@ -1,6 +1,7 @@
 #include "tst_diskmanagerengine.h"
 
 #include "DiskManagerTestKit.h"
+#include "VolumesTestKit.h"
 #include "Wait.h"
 #include "core/CommandRunner.h"
 #include "core/QvLog.h"
@@ -16,6 +17,7 @@
 #include <QTest>
 
 using namespace DiskManagerTestKit;
+using namespace VolumesTestKit;
 
 namespace {
 
@@ -61,7 +63,7 @@ QStringList othersAsTheToolSeesThem(const EmulatedMac& mac, const QString& excep
     for (const VolumeObjRef& v : DiskManagerEngine::listVolumes()) {
         if (v->diskUUID() == exceptUuid)
             continue;
-        const QVariantMap info = toolInfo(mac, v->volRootDir());
+        const QVariantMap info = mac.diskInfo(v->volRootDir());
         seen << str(info, "VolumeName") + QLatin1Char('|') + str(info, "FilesystemName") + QLatin1Char('|') +
                     str(info, "MountPoint");
     }
@@ -104,7 +106,7 @@ void TestDiskManagerEngine::recordsFollowTheToolsAnswer() {
     const VolumeObjList list = DiskManagerEngine::listVolumes();
     QVERIFY(!list.isEmpty());
     for (const VolumeObjRef& v : list) {
-        const QVariantMap info = toolInfo(*mac, v->volRootDir());
+        const QVariantMap info = mac->diskInfo(v->volRootDir());
         QVERIFY2(!info.isEmpty(), qPrintable(v->volumeName()));
         QCOMPARE(v->volumeName(), str(info, "VolumeName"));
         QCOMPARE(v->volRootDir(), str(info, "DeviceNode"));
@@ -122,7 +124,7 @@ void TestDiskManagerEngine::recordsFollowTheToolsAnswer() {
     // An APFS volume reports no free bytes of its own: the container's are shown.
     const VolumeObjRef projects = volumeNamed(list, QStringLiteral("Projects"));
     QVERIFY(projects);
-    const QVariantMap apfs = toolInfo(*mac, projects->volRootDir());
+    const QVariantMap apfs = mac->diskInfo(projects->volRootDir());
     QCOMPARE(num(apfs, "FreeSpace"), 0);
     QVERIFY(num(apfs, "APFSContainerFree") > 0);
     QCOMPARE(projects->volumeFreeSizeNum(), num(apfs, "APFSContainerFree"));
@@ -176,7 +178,7 @@ void TestDiskManagerEngine::lookupSkipsKnownAndNamelessVolumes() {
     // A device the tool does not know, a partition without a file system and "EFI".
     list.clear();
     DiskManagerEngine::getVolumeAllObjWithVolumeName(QStringLiteral("disk77s3"), list);
-    const QVariantMap efiInfo = toolInfo(*mac, QStringLiteral("/Volumes/EFI"));
+    const QVariantMap efiInfo = mac->diskInfo(QStringLiteral("/Volumes/EFI"));
     QCOMPARE(str(efiInfo, "VolumeName"), QStringLiteral("EFI"));
     DiskManagerEngine::getVolumeAllObjWithVolumeName(str(efiInfo, "DeviceIdentifier"), list);
     QVERIFY(list.isEmpty());
@@ -253,14 +255,14 @@ void TestDiskManagerEngine::renameRunsOneLineAndKeepsTheName() {
     QVERIFY(fileText(runnerFile).contains("renamed to MY BACKUP D"));
     QCOMPARE(logLines(*mac), QStringList({QStringLiteral(" rename : %1 ").arg(runnerFile)}));
     QCOMPARE(stick->volumeName(), QStringLiteral("MY BACKUP D"));
-    QCOMPARE(str(toolInfo(*mac, stick->diskUUID()), "VolumeName"), QStringLiteral("MY BACKUP D"));
+    QCOMPARE(str(mac->diskInfo(stick->diskUUID()), "VolumeName"), QStringLiteral("MY BACKUP D"));
 
     // A name the tool refuses still shows on the record until the next listing tells the truth.
     mac->clearLog();
     QVERIFY(VolumeOperations::renameVolume(*data, QStringLiteral("a:b")));
     QCOMPARE(changingCalls(*mac).size(), 1);
     QCOMPARE(data->volumeName(), QStringLiteral("a:b"));
-    QCOMPARE(str(toolInfo(*mac, data->diskUUID()), "VolumeName"), QStringLiteral("Data"));
+    QCOMPARE(str(mac->diskInfo(data->diskUUID()), "VolumeName"), QStringLiteral("Data"));
     QVERIFY(volumeNamed(DiskManagerEngine::listVolumes(), QStringLiteral("Data")));
 }
 
@@ -280,7 +282,7 @@ void TestDiskManagerEngine::formatRunsTheBranchLines() {
     QCOMPARE(changingCalls(*mac),
              QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("MS-DOS FAT32"),
                                   QStringLiteral("MY BACKUP D"), stick->volRootDir()}}));
-    QCOMPARE(str(toolInfo(*mac, stick->volRootDir()), "VolumeName"), QStringLiteral("MY BACKUP D"));
+    QCOMPARE(str(mac->diskInfo(stick->volRootDir()), "VolumeName"), QStringLiteral("MY BACKUP D"));
     const QString eraseFile = runnerOutputPath(QStringLiteral("eraserVolumeTemp.plist"));
     QVERIFY(fileText(eraseFile).contains("Finished erase on"));
     QCOMPARE(logLines(*mac),
@@ -297,7 +299,7 @@ void TestDiskManagerEngine::formatRunsTheBranchLines() {
     QCOMPARE(changingCalls(*mac),
              QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("MS-DOS FAT32"),
                                   QStringLiteral("NEW"), windows->volRootDir()}}));
-    QCOMPARE(str(toolInfo(*mac, windows->volRootDir()), "FilesystemName"), QStringLiteral("MS-DOS FAT32"));
+    QCOMPARE(str(mac->diskInfo(windows->volRootDir()), "FilesystemName"), QStringLiteral("MS-DOS FAT32"));
     QCOMPARE(logLines(*mac).mid(3, 1), QStringList({QStringLiteral(" 2 ")}));
 }
 
@@ -319,7 +321,7 @@ void TestDiskManagerEngine::apfsFormatRenamesThenReformats() {
     QVariantMap info;
     QVERIFY(waitUntil(
         [&] {
-            info = toolInfo(*mac, projects->volRootDir());
+            info = mac->diskInfo(projects->volRootDir());
             return str(info, "MountPoint") == QLatin1String("/Volumes/Work 2026");
         },
         20000));
@@ -349,7 +351,7 @@ void TestDiskManagerEngine::hostileNamesReachTheToolLiterally() {
         VolumeObj volume = *data;
         QVERIFY2(VolumeOperations::renameVolume(volume, name), qPrintable(name));
         QCOMPARE(diskutilCalls(*mac), QList<QStringList>({{QStringLiteral("rename"), uuid, name}}));
-        const QVariantMap info = toolInfo(*mac, uuid);
+        const QVariantMap info = mac->diskInfo(uuid);
         QCOMPARE(str(info, "VolumeName"), name);
         QCOMPARE(str(info, "MountPoint"), QStringLiteral("/Volumes/") + name);
         QVERIFY2(QDir(mac->host(QStringLiteral("/Volumes/") + name)).exists(), qPrintable(name));
@@ -363,9 +365,9 @@ void TestDiskManagerEngine::hostileNamesReachTheToolLiterally() {
         QCOMPARE(diskutilCalls(*mac),
                  QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("Journaled HFS+"), name,
                                       data->volRootDir()}}));
-        QCOMPARE(str(toolInfo(*mac, data->volRootDir()), "VolumeName"), name);
+        QCOMPARE(str(mac->diskInfo(data->volRootDir()), "VolumeName"), name);
     }
     QCOMPARE(strayFiles(*mac), QStringList());
-    QCOMPARE(othersAsTheToolSeesThem(*mac, str(toolInfo(*mac, data->volRootDir()), "VolumeUUID")),
+    QCOMPARE(othersAsTheToolSeesThem(*mac, str(mac->diskInfo(data->volRootDir()), "VolumeUUID")),
              othersBefore);
 }

@@ -2,6 +2,7 @@
 
 #include "DiskManagerTestKit.h"
 #include "Screenshot.h"
+#include "VolumesTestKit.h"
 #include "Wait.h"
 #include "core/QvPublicUtilities.h"
 #include "diskmanager/DiskManagerCell.h"
@@ -30,6 +31,7 @@
 #include <QTest>
 
 using namespace DiskManagerTestKit;
+using namespace VolumesTestKit;
 
 namespace {
 
@@ -203,7 +205,7 @@ void TestDiskManagerWorkflow::renameFromTheRow() {
     QCOMPARE(shownName(stick), QStringLiteral("MY BACKUP D")); // at once, before any listing
     // The tool moved the mount point; the notices bring a listing with the tool's own name.
     QVERIFY(waitForRow(*tab, listed, listings, QStringLiteral("MY BACKUP D"), true));
-    QCOMPARE(toolInfo(*mac, uuid).value(QStringLiteral("VolumeName")).toString(),
+    QCOMPARE(mac->diskInfo(uuid).value(QStringLiteral("VolumeName")).toString(),
              QStringLiteral("MY BACKUP D"));
 
     struct Case {
@@ -402,7 +404,7 @@ void TestDiskManagerWorkflow::formatApfsRenamesThenReformats() {
     // the volume is back, the next listing shows it under its new name, still APFS.
     QVERIFY(waitUntil(
         [&] {
-            return toolInfo(*mac, projects->volRootDir()).value(QStringLiteral("MountPoint")).toString() ==
+            return mac->diskInfo(projects->volRootDir()).value(QStringLiteral("MountPoint")).toString() ==
                    QLatin1String("/Volumes/Work");
         },
         20000));

@@ -1,23 +1,5 @@
 #include "EmulatorTestKit.h"
 
-#include "core/PropertyList.h"
-
-QVariantMap diskInfo(const EmulatedMac& mac, const QString& arg) {
-    const EmulatedMac::Run r =
-        mac.run(QStringLiteral("diskutil"), {QStringLiteral("info"), QStringLiteral("-plist"), arg});
-    return PropertyList::dictionaryFromBytes(r.out).value_or(QVariantMap());
-}
-
-QVariantMap diskList(const EmulatedMac& mac, const QStringList& filters) {
-    const EmulatedMac::Run r = mac.run(
-        QStringLiteral("diskutil"), QStringList{QStringLiteral("list"), QStringLiteral("-plist")} + filters);
-    return PropertyList::dictionaryFromBytes(r.out).value_or(QVariantMap());
-}
-
-QByteArray scenarioJson(const QString& version, const QByteArray& disks) {
-    return "{\"version\":\"" + version.toUtf8() + "\",\"user\":\"alex\",\"disks\":" + disks + "}";
-}
-
 bool keysInByteOrder(const QByteArray& xml) {
     QList<QByteArray> lastKey; // one entry per open <dict>
     for (const QByteArray& raw : xml.split('\n')) {

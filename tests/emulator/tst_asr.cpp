@@ -73,7 +73,7 @@ void TestAsr::restoresInEachDelivery() {
     QVERIFY(mac->setAsr(QStringLiteral("pieceDelayMs"), QStringLiteral("25")));
     QVERIFY(mac->setAsr(QStringLiteral("stepDelayMs"), QStringLiteral("0")));
     const QString device =
-        diskInfo(*mac, QStringLiteral("/Volumes/Backup")).value(QStringLiteral("DeviceNode")).toString();
+        mac->diskInfo(QStringLiteral("/Volumes/Backup")).value(QStringLiteral("DeviceNode")).toString();
 
     const AsrRun r = runAsr(*mac, QStringLiteral("/Volumes/Backup"));
     QCOMPARE(r.code, 0);
@@ -100,8 +100,8 @@ void TestAsr::restoresInEachDelivery() {
     }
     // The system's files are on the target, which now carries the system's name.
     const QString clone = QStringLiteral("/Volumes/Macintosh HD 1");
-    QCOMPARE(diskInfo(*mac, device).value(QStringLiteral("MountPoint")).toString(), clone);
-    QCOMPARE(diskInfo(*mac, device).value(QStringLiteral("VolumeName")).toString(),
+    QCOMPARE(mac->diskInfo(device).value(QStringLiteral("MountPoint")).toString(), clone);
+    QCOMPARE(mac->diskInfo(device).value(QStringLiteral("VolumeName")).toString(),
              QStringLiteral("Macintosh HD"));
     QFile source(mac->host(QStringLiteral("/Applications/TextEdit.app/Contents/Info.plist")));
     QFile copy(mac->host(clone + QStringLiteral("/Applications/TextEdit.app/Contents/Info.plist")));
@@ -160,6 +160,8 @@ void TestAsr::pullingTheTargetFailsTheRun() {
     QVERIFY(pulled);
     QCOMPARE(r.code, 1);
     QVERIFY2(r.text.endsWith("\nVolume replication failed - Device not configured\n"), r.text.constData());
-    QVERIFY(
-        !diskList(*mac).value(QStringLiteral("WholeDisks")).toStringList().contains(QStringLiteral("disk4")));
+    QVERIFY(!mac->diskList()
+                 .value(QStringLiteral("WholeDisks"))
+                 .toStringList()
+                 .contains(QStringLiteral("disk4")));
 }

@@ -1,6 +1,7 @@
 #include "tst_diskutiloutput.h"
 
 #include "EmulatorTestKit.h"
+#include "VolumesTestKit.h"
 
 #include <QDir>
 #include <QFile>
@@ -44,10 +45,10 @@ void TestDiskutilOutput::systemVolumeFollowsTheVersion() {
     QFETCH(QString, device);
     QFETCH(QString, filesystem);
     QFETCH(bool, writable);
-    auto mac = EmulatedMac::fromJson(scenarioJson(version));
+    auto mac = VolumesTestKit::machine(version.toUtf8());
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
 
-    const QVariantMap root = diskInfo(*mac, QStringLiteral("/"));
+    const QVariantMap root = mac->diskInfo(QStringLiteral("/"));
     QCOMPARE(root.value(QStringLiteral("DeviceIdentifier")).toString(), device);
     QCOMPARE(root.value(QStringLiteral("MountPoint")).toString(), QStringLiteral("/"));
     QCOMPARE(root.value(QStringLiteral("VolumeName")).toString(), QStringLiteral("Macintosh HD"));
@@ -73,13 +74,13 @@ void TestDiskutilOutput::systemVolumeFollowsTheVersion() {
         QVERIFY(root.value(QStringLiteral("FreeSpace")).toLongLong() > 0);
         QCOMPARE(root.value(QStringLiteral("Content")).toString(), QStringLiteral("Apple_HFS"));
     }
-    const QVariantMap list = diskList(*mac);
+    const QVariantMap list = mac->diskList();
     QVERIFY(list.value(QStringLiteral("VolumesFromDisks"))
                 .toStringList()
                 .contains(QStringLiteral("Macintosh HD")));
     QVERIFY(list.value(QStringLiteral("WholeDisks")).toStringList().contains(QStringLiteral("disk0")));
     if (version.startsWith(QLatin1String("10.15")) || !version.startsWith(QLatin1String("10."))) {
-        const QVariantMap data = diskInfo(*mac, QStringLiteral("/System/Volumes/Data"));
+        const QVariantMap data = mac->diskInfo(QStringLiteral("/System/Volumes/Data"));
         QCOMPARE(data.value(QStringLiteral("VolumeName")).toString(), QStringLiteral("Macintosh HD - Data"));
         QCOMPARE(data.value(QStringLiteral("APFSVolumeGroupID")),
                  root.value(QStringLiteral("APFSVolumeGroupID")));
@@ -137,7 +138,7 @@ void TestDiskutilOutput::volumeKindsReportTheirFileSystems() {
                             Expect{"/Volumes/Backup", "exfat", "ExFAT", "Microsoft Basic Data", true},
                             Expect{"/Volumes/WINDOWS", "ntfs", "NTFS", "Windows_NTFS", false},
                             Expect{"/Volumes/Data", "hfs", "Journaled HFS+", "Apple_HFS", true}}) {
-        const QVariantMap i = diskInfo(*mac, QLatin1String(e.volume));
+        const QVariantMap i = mac->diskInfo(QLatin1String(e.volume));
         QCOMPARE(i.value(QStringLiteral("FilesystemType")).toString(), QLatin1String(e.type));
         QCOMPARE(i.value(QStringLiteral("FilesystemName")).toString(), QLatin1String(e.name));
         QCOMPARE(i.value(QStringLiteral("Content")).toString(), QLatin1String(e.content));
@@ -146,7 +147,7 @@ void TestDiskutilOutput::volumeKindsReportTheirFileSystems() {
         QVERIFY(i.value(QStringLiteral("FreeSpace")).toLongLong() > 0);
     }
     // A whole USB stick.
-    const QVariantMap stick = diskInfo(*mac, QStringLiteral("disk3"));
+    const QVariantMap stick = mac->diskInfo(QStringLiteral("disk3"));
     QVERIFY(stick.value(QStringLiteral("WholeDisk")).toBool());
     QCOMPARE(stick.value(QStringLiteral("BusProtocol")).toString(), QStringLiteral("USB"));
     QCOMPARE(stick.value(QStringLiteral("IORegistryEntryName")).toString(),
@@ -157,22 +158,22 @@ void TestDiskutilOutput::volumeKindsReportTheirFileSystems() {
     QVERIFY(stick.value(QStringLiteral("RemovableMediaOrExternalDevice")).toBool());
     QCOMPARE(stick.value(QStringLiteral("MountPoint")).toString(), QString());
     // The USB SSD is fixed media but external; its GPT has the EFI partition first.
-    const QVariantMap ssd = diskInfo(*mac, QStringLiteral("disk4"));
+    const QVariantMap ssd = mac->diskInfo(QStringLiteral("disk4"));
     QVERIFY(!ssd.value(QStringLiteral("RemovableMedia")).toBool());
     QVERIFY(ssd.value(QStringLiteral("RemovableMediaOrExternalDevice")).toBool());
-    const QVariantMap efi = partitionsOf(diskList(*mac), QStringLiteral("disk4")).value(0).toMap();
+    const QVariantMap efi = partitionsOf(mac->diskList(), QStringLiteral("disk4")).value(0).toMap();
     QCOMPARE(efi.value(QStringLiteral("Content")).toString(), QStringLiteral("EFI"));
     QCOMPARE(efi.value(QStringLiteral("Size")).toLongLong(), 209715200);
     QVERIFY(!efi.contains(QStringLiteral("MountPoint")));
     // The mounted image is a virtual disk.
-    const QVariantMap image = diskInfo(*mac, QStringLiteral("/Volumes/Archive"));
+    const QVariantMap image = mac->diskInfo(QStringLiteral("/Volumes/Archive"));
     QCOMPARE(image.value(QStringLiteral("BusProtocol")).toString(), QStringLiteral("Disk Image"));
-    QCOMPARE(diskInfo(*mac, image.value(QStringLiteral("ParentWholeDisk")).toString())
+    QCOMPARE(mac->diskInfo(image.value(QStringLiteral("ParentWholeDisk")).toString())
                  .value(QStringLiteral("VirtualOrPhysical"))
                  .toString(),
              QStringLiteral("Virtual"));
     // The unformatted partition has no volume name at all.
-    const QVariantMap raw = diskInfo(*mac, QStringLiteral("disk6s2"));
+    const QVariantMap raw = mac->diskInfo(QStringLiteral("disk6s2"));
     QCOMPARE(raw.value(QStringLiteral("DeviceIdentifier")).toString(), QStringLiteral("disk6s2"));
     QVERIFY(!raw.contains(QStringLiteral("VolumeName")));
     QVERIFY(!raw.contains(QStringLiteral("FilesystemName")));
@@ -181,19 +182,18 @@ void TestDiskutilOutput::volumeKindsReportTheirFileSystems() {
 void TestDiskutilOutput::everyLookupFormFindsTheSameVolume() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    const QVariantMap byId = diskInfo(*mac, QStringLiteral("disk3s1"));
+    const QVariantMap byId = mac->diskInfo(QStringLiteral("disk3s1"));
     QCOMPARE(byId.value(QStringLiteral("VolumeName")).toString(), QStringLiteral("STICK"));
     const QString uuid = byId.value(QStringLiteral("VolumeUUID")).toString();
     QVERIFY(!uuid.isEmpty());
     for (const QString& arg : {QStringLiteral("/dev/disk3s1"), QStringLiteral("/Volumes/STICK"),
                                QStringLiteral("STICK"), uuid, uuid.toLower()})
-        QCOMPARE(diskInfo(*mac, arg).value(QStringLiteral("DeviceIdentifier")).toString(),
+        QCOMPARE(mac->diskInfo(arg).value(QStringLiteral("DeviceIdentifier")).toString(),
                  QStringLiteral("disk3s1"));
     // The system volume by its /Volumes name too.
-    QCOMPARE(diskInfo(*mac, QStringLiteral("/Volumes/Macintosh HD"))
-                 .value(QStringLiteral("MountPoint"))
-                 .toString(),
-             QStringLiteral("/"));
+    QCOMPARE(
+        mac->diskInfo(QStringLiteral("/Volumes/Macintosh HD")).value(QStringLiteral("MountPoint")).toString(),
+        QStringLiteral("/"));
 }
 
 void TestDiskutilOutput::unknownDeviceGivesTheErrorPlist() {
@@ -201,7 +201,7 @@ void TestDiskutilOutput::unknownDeviceGivesTheErrorPlist() {
     QVERIFY(mac->isValid());
     const EmulatedMac::Run r = mac->run(QStringLiteral("diskutil"), {"info", "-plist", "disk99"});
     QCOMPARE(r.code, 1);
-    const QVariantMap error = diskInfo(*mac, QStringLiteral("disk99"));
+    const QVariantMap error = mac->diskInfo(QStringLiteral("disk99"));
     QCOMPARE(error.value(QStringLiteral("Error")), QVariant(true));
     QCOMPARE(error.value(QStringLiteral("ErrorMessage")).toString(),
              QStringLiteral("Could not find disk: disk99"));
@@ -218,16 +218,16 @@ void TestDiskutilOutput::freeSpaceFollowsStoredBytes() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
     const qint64 before =
-        diskInfo(*mac, QStringLiteral("/Volumes/STICK")).value(QStringLiteral("FreeSpace")).toLongLong();
+        mac->diskInfo(QStringLiteral("/Volumes/STICK")).value(QStringLiteral("FreeSpace")).toLongLong();
     writeBytes(mac->host(QStringLiteral("/Volumes/STICK/new/big.bin")), 1000000);
     const qint64 after =
-        diskInfo(*mac, QStringLiteral("/Volumes/STICK")).value(QStringLiteral("FreeSpace")).toLongLong();
+        mac->diskInfo(QStringLiteral("/Volumes/STICK")).value(QStringLiteral("FreeSpace")).toLongLong();
     QCOMPARE(before - after, 1000000);
 
     const qint64 containerBefore =
-        diskInfo(*mac, QStringLiteral("/")).value(QStringLiteral("APFSContainerFree")).toLongLong();
+        mac->diskInfo(QStringLiteral("/")).value(QStringLiteral("APFSContainerFree")).toLongLong();
     writeBytes(mac->host(QStringLiteral("/System/Volumes/Data/blob")), 300000);
     const qint64 containerAfter =
-        diskInfo(*mac, QStringLiteral("/")).value(QStringLiteral("APFSContainerFree")).toLongLong();
+        mac->diskInfo(QStringLiteral("/")).value(QStringLiteral("APFSContainerFree")).toLongLong();
     QCOMPARE(containerBefore - containerAfter, 300000);
 }

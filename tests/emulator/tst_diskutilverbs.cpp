@@ -1,6 +1,7 @@
 #include "tst_diskutilverbs.h"
 
 #include "EmulatorTestKit.h"
+#include "VolumesTestKit.h"
 
 #include <QDir>
 #include <QFile>
@@ -29,9 +30,9 @@ void TestDiskutilVerbs::renameMovesTheMountFolder() {
                  .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
              before);
     QVERIFY(mac->mountTable().contains("/dev/disk3s1 /Volumes/NEW\\040STICK msdos rw,"));
-    QCOMPARE(diskInfo(*mac, QStringLiteral("disk3s1")).value(QStringLiteral("MountPoint")).toString(),
+    QCOMPARE(mac->diskInfo(QStringLiteral("disk3s1")).value(QStringLiteral("MountPoint")).toString(),
              QStringLiteral("/Volumes/NEW STICK"));
-    QVERIFY(diskList(*mac)
+    QVERIFY(mac->diskList()
                 .value(QStringLiteral("VolumesFromDisks"))
                 .toStringList()
                 .contains(QStringLiteral("NEW STICK")));
@@ -64,7 +65,7 @@ void TestDiskutilVerbs::nameRulesOfEachFileSystem() {
     QFETCH(bool, accepted);
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    const QString oldName = diskInfo(*mac, volume).value(QStringLiteral("VolumeName")).toString();
+    const QString oldName = mac->diskInfo(volume).value(QStringLiteral("VolumeName")).toString();
     const EmulatedMac::Run r = diskutil(*mac, {"rename", volume, name});
     QCOMPARE(r.code, accepted ? 0 : 1);
     if (accepted) {
@@ -72,7 +73,7 @@ void TestDiskutilVerbs::nameRulesOfEachFileSystem() {
     } else {
         QCOMPARE(QString::fromUtf8(r.err),
                  name + QStringLiteral(" does not appear to be a valid volume name for its file system\n"));
-        QCOMPARE(diskInfo(*mac, volume).value(QStringLiteral("VolumeName")).toString(), oldName);
+        QCOMPARE(mac->diskInfo(volume).value(QStringLiteral("VolumeName")).toString(), oldName);
     }
 }
 
@@ -80,15 +81,14 @@ void TestDiskutilVerbs::aTakenNameMountsWithANumber() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
     QCOMPARE(diskutil(*mac, {"rename", "/Volumes/Backup", "STICK"}).code, 0);
-    QCOMPARE(diskInfo(*mac, QStringLiteral("disk4s2")).value(QStringLiteral("MountPoint")).toString(),
+    QCOMPARE(mac->diskInfo(QStringLiteral("disk4s2")).value(QStringLiteral("MountPoint")).toString(),
              QStringLiteral("/Volumes/STICK 1"));
     QCOMPARE(
-        diskInfo(*mac, QStringLiteral("/Volumes/STICK")).value(QStringLiteral("DeviceIdentifier")).toString(),
+        mac->diskInfo(QStringLiteral("/Volumes/STICK")).value(QStringLiteral("DeviceIdentifier")).toString(),
         QStringLiteral("disk3s1"));
     // The name alone now names the first volume that has it.
-    QCOMPARE(
-        diskInfo(*mac, QStringLiteral("/Volumes/STICK 1")).value(QStringLiteral("VolumeName")).toString(),
-        QStringLiteral("STICK"));
+    QCOMPARE(mac->diskInfo(QStringLiteral("/Volumes/STICK 1")).value(QStringLiteral("VolumeName")).toString(),
+             QStringLiteral("STICK"));
 }
 
 void TestDiskutilVerbs::hostileNamesAreStoredLiterally() {
@@ -109,7 +109,7 @@ void TestDiskutilVerbs::hostileNamesAreStoredLiterally() {
         QCOMPARE(r.code, 0);
         QCOMPARE(mac->calls(QStringLiteral("diskutil")).last(),
                  (QStringList{"diskutil", "rename", "disk2s2", name}));
-        const QVariantMap info = diskInfo(*mac, QStringLiteral("disk2s2"));
+        const QVariantMap info = mac->diskInfo(QStringLiteral("disk2s2"));
         QCOMPARE(info.value(QStringLiteral("VolumeName")).toString(), name);
         QCOMPARE(info.value(QStringLiteral("MountPoint")).toString(), QStringLiteral("/Volumes/") + name);
         QVERIFY(QFileInfo(mac->host(QStringLiteral("/Volumes/") + name)).isDir());
@@ -122,14 +122,14 @@ void TestDiskutilVerbs::eraseVolumeEmptiesAndReformats() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
     const QString oldUuid =
-        diskInfo(*mac, QStringLiteral("disk3s1")).value(QStringLiteral("VolumeUUID")).toString();
+        mac->diskInfo(QStringLiteral("disk3s1")).value(QStringLiteral("VolumeUUID")).toString();
     const EmulatedMac::Run r = diskutil(*mac, {"eraseVolume", "JHFS+", "CLEAN", "/dev/disk3s1"});
     QCOMPARE(r.code, 0);
     const QList<QByteArray> lines = r.out.split('\n');
     QCOMPARE(lines.first(), QByteArray("Started erase on disk3s1 STICK"));
     QVERIFY(lines.contains("Formatting disk3s1 as Mac OS Extended (Journaled) with name CLEAN"));
     QCOMPARE(lines.at(lines.size() - 2), QByteArray("Finished erase on disk3s1 CLEAN"));
-    const QVariantMap info = diskInfo(*mac, QStringLiteral("disk3s1"));
+    const QVariantMap info = mac->diskInfo(QStringLiteral("disk3s1"));
     QCOMPARE(info.value(QStringLiteral("FilesystemName")).toString(), QStringLiteral("Journaled HFS+"));
     QCOMPARE(info.value(QStringLiteral("Content")).toString(), QStringLiteral("Apple_HFS"));
     QCOMPARE(info.value(QStringLiteral("MountPoint")).toString(), QStringLiteral("/Volumes/CLEAN"));
@@ -146,20 +146,19 @@ void TestDiskutilVerbs::eraseVolumeEmptiesAndReformats() {
     QCOMPARE(again.code, 0);
     QVERIFY(again.out.contains("Finished erase on disk3s1 CLEAN"));
     QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/CLEAN/file"))));
-    QCOMPARE(diskInfo(*mac, QStringLiteral("disk3s1")).value(QStringLiteral("FilesystemType")).toString(),
+    QCOMPARE(mac->diskInfo(QStringLiteral("disk3s1")).value(QStringLiteral("FilesystemType")).toString(),
              QStringLiteral("hfs"));
     // FAT32 refuses a lower-case name before touching anything.
     const EmulatedMac::Run refused = diskutil(*mac, {"eraseVolume", "MS-DOS FAT32", "lower", "disk3s1"});
     QCOMPARE(refused.code, 1);
     QVERIFY(refused.out.isEmpty());
-    QCOMPARE(diskInfo(*mac, QStringLiteral("disk3s1")).value(QStringLiteral("VolumeName")).toString(),
+    QCOMPARE(mac->diskInfo(QStringLiteral("disk3s1")).value(QStringLiteral("VolumeName")).toString(),
              QStringLiteral("CLEAN"));
 }
 
 void TestDiskutilVerbs::eraseVolumeTakesEachFormatName() {
-    auto mac = EmulatedMac::fromJson(scenarioJson(
-        QStringLiteral("10.15.7"),
-        R"([{"size": "16GB", "scheme": "GPT", "partitions": [{"fs": "JHFS+", "name": "DATA"}]}])"));
+    auto mac = VolumesTestKit::machine(
+        "10.15.7", R"({"size": "16GB", "scheme": "GPT", "partitions": [{"fs": "JHFS+", "name": "DATA"}]})");
     QVERIFY(mac->isValid());
     const QString device = QStringLiteral("disk2s2");
     struct Name {
@@ -198,7 +197,7 @@ void TestDiskutilVerbs::eraseVolumeTakesEachFormatName() {
                 r.out.contains(
                     QStringLiteral("Formatting %1 as %2 with name NEW\n").arg(device, personality).toUtf8()),
                 r.out.constData());
-        const QVariantMap info = diskInfo(*mac, QStringLiteral("/Volumes/NEW"));
+        const QVariantMap info = mac->diskInfo(QStringLiteral("/Volumes/NEW"));
         QCOMPARE(info.value(QStringLiteral("FilesystemName")).toString() + QStringLiteral(" / ") +
                      info.value(QStringLiteral("FilesystemUserVisibleName")).toString(),
                  QString::fromLatin1(n.filesystem) + QStringLiteral(" / ") + personality);
@@ -212,7 +211,7 @@ void TestDiskutilVerbs::eraseVolumeTakesEachFormatName() {
     // Free space leaves the partition without a file system.
     for (const char* free : {"Free Space", "FREE"}) {
         QCOMPARE(diskutil(*mac, {"eraseVolume", free, "NEW", device}).code, 0);
-        QVERIFY(!diskInfo(*mac, device).contains(QStringLiteral("FilesystemName")));
+        QVERIFY(!mac->diskInfo(device).contains(QStringLiteral("FilesystemName")));
     }
 }
 
@@ -220,23 +219,23 @@ void TestDiskutilVerbs::anApfsVolumeIsErasedInItsContainer() {
     auto mac = EmulatedMac::fromJson(R"({"disks": [{"name": "t5", "size": "500GB", "scheme": "GPT",
         "partitions": [{"fs": "APFS", "volumes": [{"name": "Projects", "used": "12GB"}]}]}]})");
     QVERIFY(mac->isValid());
-    const QVariantMap before = diskInfo(*mac, QStringLiteral("/Volumes/Projects"));
+    const QVariantMap before = mac->diskInfo(QStringLiteral("/Volumes/Projects"));
     const QString volume = before.value(QStringLiteral("DeviceIdentifier")).toString();
     const QString container = before.value(QStringLiteral("ParentWholeDisk")).toString();
     QFile f(mac->host(QStringLiteral("/Volumes/Projects/file")));
     QVERIFY(f.open(QIODevice::WriteOnly));
     f.close();
-    const QStringList disksBefore = diskList(*mac).value(QStringLiteral("AllDisks")).toStringList();
+    const QStringList disksBefore = mac->diskList().value(QStringLiteral("AllDisks")).toStringList();
 
     // reformat keeps the name and APFS; eraseVolume may rename it. Either way the volume stays
     // in its container under its identifier, empty and with a new UUID.
     for (const QStringList& args : {QStringList{"reformat", "/Volumes/Projects"},
                                     QStringList{"eraseVolume", "APFS", "Work", "/dev/" + volume}}) {
-        const QString oldUuid = diskInfo(*mac, volume).value(QStringLiteral("VolumeUUID")).toString();
+        const QString oldUuid = mac->diskInfo(volume).value(QStringLiteral("VolumeUUID")).toString();
         const EmulatedMac::Run r = diskutil(*mac, args);
         QCOMPARE(r.code, 0);
         QVERIFY(r.out.contains("Finished APFS operation on " + volume.toUtf8()));
-        const QVariantMap after = diskInfo(*mac, volume);
+        const QVariantMap after = mac->diskInfo(volume);
         QCOMPARE(after.value(QStringLiteral("FilesystemName")).toString(), QStringLiteral("APFS"));
         QCOMPARE(after.value(QStringLiteral("ParentWholeDisk")).toString(), container);
         QVERIFY(after.value(QStringLiteral("VolumeUUID")).toString() != oldUuid);
@@ -244,9 +243,9 @@ void TestDiskutilVerbs::anApfsVolumeIsErasedInItsContainer() {
         QCOMPARE(mountPoint,
                  QStringLiteral("/Volumes/") + after.value(QStringLiteral("VolumeName")).toString());
         QVERIFY(QDir(mac->host(mountPoint)).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
-        QCOMPARE(diskList(*mac).value(QStringLiteral("AllDisks")).toStringList(), disksBefore);
+        QCOMPARE(mac->diskList().value(QStringLiteral("AllDisks")).toStringList(), disksBefore);
     }
-    QCOMPARE(diskInfo(*mac, volume).value(QStringLiteral("VolumeName")).toString(), QStringLiteral("Work"));
+    QCOMPARE(mac->diskInfo(volume).value(QStringLiteral("VolumeName")).toString(), QStringLiteral("Work"));
 }
 
 void TestDiskutilVerbs::eraseDiskLaysOutTheScheme_data() {
@@ -275,7 +274,7 @@ void TestDiskutilVerbs::eraseDiskLaysOutTheScheme() {
     QVERIFY(r.out.startsWith("Started erase on disk3\nUnmounting disk\nCreating the partition map\n"));
     QVERIFY(r.out.endsWith("Finished erase on disk3\n"));
     QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/STICK"))));
-    const QVariantMap list = diskList(*mac);
+    const QVariantMap list = mac->diskList();
     const QVariantList parts = partitionsOf(list, QStringLiteral("disk3"));
     const bool gpt = dataPartition.endsWith(QLatin1String("s2"));
     QCOMPARE(parts.size(), gpt ? 2 : 1);
@@ -290,7 +289,7 @@ void TestDiskutilVerbs::eraseDiskLaysOutTheScheme() {
     if (content == QLatin1String("Apple_APFS")) {
         // The volume lives in a new container disk.
         QVERIFY(r.out.contains("Created new APFS Container disk"));
-        const QVariantMap volume = diskInfo(*mac, QStringLiteral("/Volumes/") + name);
+        const QVariantMap volume = mac->diskInfo(QStringLiteral("/Volumes/") + name);
         QCOMPARE(volume.value(QStringLiteral("FilesystemType")).toString(), QStringLiteral("apfs"));
         QCOMPARE(volume.value(QStringLiteral("APFSPhysicalStores"))
                      .toList()
@@ -310,15 +309,17 @@ void TestDiskutilVerbs::ejectRemovesTheDisk() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
     const QString uuid =
-        diskInfo(*mac, QStringLiteral("/Volumes/STICK")).value(QStringLiteral("VolumeUUID")).toString();
+        mac->diskInfo(QStringLiteral("/Volumes/STICK")).value(QStringLiteral("VolumeUUID")).toString();
     const EmulatedMac::Run r = diskutil(*mac, {"eject", uuid});
     QCOMPARE(r.code, 0);
     QCOMPARE(QString::fromUtf8(r.out), QStringLiteral("Disk %1 ejected\n").arg(uuid));
-    QVERIFY(
-        !diskList(*mac).value(QStringLiteral("WholeDisks")).toStringList().contains(QStringLiteral("disk3")));
+    QVERIFY(!mac->diskList()
+                 .value(QStringLiteral("WholeDisks"))
+                 .toStringList()
+                 .contains(QStringLiteral("disk3")));
     QVERIFY(!mac->mountTable().contains("/Volumes/STICK"));
     QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/STICK"))));
-    QCOMPARE(diskInfo(*mac, QStringLiteral("disk3")).value(QStringLiteral("Error")), QVariant(true));
+    QCOMPARE(mac->diskInfo(QStringLiteral("disk3")).value(QStringLiteral("Error")), QVariant(true));
     const EmulatedMac::Run again = diskutil(*mac, {"eject", uuid});
     QCOMPARE(again.code, 1);
     QCOMPARE(QString::fromUtf8(again.err), QStringLiteral("Unable to find disk for %1\n").arg(uuid));
@@ -333,7 +334,7 @@ void TestDiskutilVerbs::theBootDiskStays() {
          {QStringList{"eject", "disk0"}, QStringList{"eraseDisk", "JHFS+", "X", "disk0"},
           QStringList{"eraseVolume", "JHFS+", "X", "/"}, QStringList{"unmountDisk", "disk0"}}) {
         QCOMPARE(diskutil(*mac, args).code, 1);
-        QCOMPARE(diskInfo(*mac, QStringLiteral("/")).value(QStringLiteral("VolumeName")).toString(),
+        QCOMPARE(mac->diskInfo(QStringLiteral("/")).value(QStringLiteral("VolumeName")).toString(),
                  QStringLiteral("Macintosh HD"));
     }
     QVERIFY(QFileInfo::exists(mac->host(QStringLiteral("/Applications/TextEdit.app"))));
@@ -348,9 +349,9 @@ void TestDiskutilVerbs::unmountDiskAndMountDisk() {
     QCOMPARE(off.out, QByteArray("Unmount of all volumes on disk4 was successful\n"));
     QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/Backup"))));
     QVERIFY(!mac->mountTable().contains("/Volumes/Backup"));
-    QCOMPARE(diskInfo(*mac, QStringLiteral("disk4s2")).value(QStringLiteral("MountPoint")).toString(),
+    QCOMPARE(mac->diskInfo(QStringLiteral("disk4s2")).value(QStringLiteral("MountPoint")).toString(),
              QString());
-    QCOMPARE(diskInfo(*mac, QStringLiteral("disk4s2")).value(QStringLiteral("FreeSpace")).toLongLong(), 0);
+    QCOMPARE(mac->diskInfo(QStringLiteral("disk4s2")).value(QStringLiteral("FreeSpace")).toLongLong(), 0);
     const EmulatedMac::Run on = diskutil(*mac, {"mountDisk", "/dev/disk4"});
     QCOMPARE(on.out, QByteArray("Volume(s) mounted successfully\n"));
     QCOMPARE(QDir(mac->host(QStringLiteral("/Volumes/Backup")))
@@ -364,17 +365,17 @@ void TestDiskutilVerbs::resizeVolumeAddsAMountedPartition() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
     const qint64 total =
-        diskInfo(*mac, QStringLiteral("disk4s2")).value(QStringLiteral("TotalSize")).toLongLong();
+        mac->diskInfo(QStringLiteral("disk4s2")).value(QStringLiteral("TotalSize")).toLongLong();
     const QString newSize = QString::number(total - 2500000000LL) + QLatin1Char('B');
     const EmulatedMac::Run r =
         diskutil(*mac, {"resizeVolume", "disk4s2", newSize, "JHFS+", "NewCloneSystem", "2500000000B"});
     QCOMPARE(r.code, 0);
     QVERIFY(r.out.startsWith(QStringLiteral("Resizing to %1 bytes").arg(total - 2500000000LL).toUtf8()));
-    const QVariantMap added = diskInfo(*mac, QStringLiteral("disk4s3"));
+    const QVariantMap added = mac->diskInfo(QStringLiteral("disk4s3"));
     QCOMPARE(added.value(QStringLiteral("Size")).toLongLong(), 2500000000LL);
     QCOMPARE(added.value(QStringLiteral("MountPoint")).toString(), QStringLiteral("/Volumes/NewCloneSystem"));
     QCOMPARE(added.value(QStringLiteral("FilesystemName")).toString(), QStringLiteral("Journaled HFS+"));
-    QCOMPARE(diskInfo(*mac, QStringLiteral("disk4s2")).value(QStringLiteral("TotalSize")).toLongLong(),
+    QCOMPARE(mac->diskInfo(QStringLiteral("disk4s2")).value(QStringLiteral("TotalSize")).toLongLong(),
              total - 2500000000LL);
     // The Backup volume keeps its files.
     QVERIFY(!QDir(mac->host(QStringLiteral("/Volumes/Backup"))).isEmpty());

@@ -58,7 +58,7 @@ void TestImages::imageRoundTripKeepsTheFiles() {
              lines.value(1).constData());
     QCOMPARE(lines.value(0).indexOf('\t'), 20);
     QCOMPARE(readText(mac->host(QStringLiteral("/Volumes/TavrillDmg/seed.txt"))), QByteArray("seed"));
-    const QVariantMap volume = diskInfo(*mac, QStringLiteral("TavrillDmg"));
+    const QVariantMap volume = mac->diskInfo(QStringLiteral("TavrillDmg"));
     QCOMPARE(volume.value(QStringLiteral("BusProtocol")).toString(), QStringLiteral("Disk Image"));
     QVERIFY(volume.value(QStringLiteral("FreeSpace")).toLongLong() > 50000000);
 
@@ -83,7 +83,7 @@ void TestImages::imageRoundTripKeepsTheFiles() {
     QCOMPARE(readText(mac->host(QStringLiteral("/Volumes/TavrillDmg/Photos/a.jpg"))).size(), 100000);
     QFile::remove(mac->host(QStringLiteral("/Volumes/TavrillDmg/seed.txt")));
     const QString dev =
-        diskInfo(*mac, QStringLiteral("TavrillDmg")).value(QStringLiteral("ParentWholeDisk")).toString();
+        mac->diskInfo(QStringLiteral("TavrillDmg")).value(QStringLiteral("ParentWholeDisk")).toString();
     const EmulatedMac::Run detached =
         mac->run(QStringLiteral("hdiutil"), {"detach", QStringLiteral("/dev/") + dev});
     QCOMPARE(detached.code, 0);

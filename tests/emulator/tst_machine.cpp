@@ -1,6 +1,7 @@
 #include "tst_machine.h"
 
 #include "EmulatorTestKit.h"
+#include "VolumesTestKit.h"
 #include "core/PropertyList.h"
 #include "platform/Machine.h"
 
@@ -27,7 +28,7 @@ void TestEmulatedMachine::swVersByVersion_data() {
 void TestEmulatedMachine::swVersByVersion() {
     QFETCH(QString, version);
     QFETCH(QByteArray, full);
-    auto mac = EmulatedMac::fromJson(scenarioJson(version));
+    auto mac = VolumesTestKit::machine(version.toUtf8());
     QVERIFY(mac->isValid());
     QCOMPARE(mac->run(QStringLiteral("sw_vers"), {}).out, full);
     QCOMPARE(mac->run(QStringLiteral("sw_vers"), {"-productVersion"}).out, version.toUtf8() + '\n');
@@ -78,14 +79,14 @@ void TestEmulatedMachine::plugAndUnplugShowAtOnce() {
         "partitions":[{"fs":"FAT32","name":"KINGSTON","seed":{"files":3,"size":100}}]})";
     const QString id = mac->plug(disk);
     QCOMPARE(id, QStringLiteral("disk8"));
-    QVERIFY(diskList(*mac).value(QStringLiteral("WholeDisks")).toStringList().contains(id));
+    QVERIFY(mac->diskList().value(QStringLiteral("WholeDisks")).toStringList().contains(id));
     QVERIFY(mac->mountTable().contains("/dev/disk8s1 /Volumes/KINGSTON msdos rw,"));
     QCOMPARE(QDir(mac->host(QStringLiteral("/Volumes/KINGSTON"))).entryList(QDir::Files).size(), 3);
-    QCOMPARE(diskInfo(*mac, id).value(QStringLiteral("IORegistryEntryName")).toString(),
+    QCOMPARE(mac->diskInfo(id).value(QStringLiteral("IORegistryEntryName")).toString(),
              QStringLiteral("Kingston DataTraveler Media"));
 
     QVERIFY(mac->unplug(QStringLiteral("kingston")));
-    QVERIFY(!diskList(*mac).value(QStringLiteral("WholeDisks")).toStringList().contains(id));
+    QVERIFY(!mac->diskList().value(QStringLiteral("WholeDisks")).toStringList().contains(id));
     QVERIFY(!mac->mountTable().contains("KINGSTON"));
     QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/KINGSTON"))));
     QVERIFY(!mac->unplug(QStringLiteral("kingston")));
@@ -121,15 +122,14 @@ void TestEmulatedMachine::scenarioFileSystemNames() {
         return R"({"size": "16GB", "scheme": ")" + QByteArray(scheme) + R"(", "partitions": [)" + partitions +
                "]}";
     };
-    auto mac = EmulatedMac::fromJson(
-        scenarioJson(QStringLiteral("10.15.7"), "[" + disk("GPT") + "," + disk("MBR") + "]"));
+    auto mac = VolumesTestKit::machine("10.15.7", disk("GPT") + "," + disk("MBR"));
     QVERIFY(mac->isValid());
     // disk2 is GPT (its EFI partition first), disk3 MBR.
     for (qsizetype i = 0; i < qsizetype(std::size(names)); ++i) {
         const Name& n = names[i];
         for (const QString& device :
              {QStringLiteral("disk2s%1").arg(i + 2), QStringLiteral("disk3s%1").arg(i + 1)}) {
-            const QVariantMap info = diskInfo(*mac, device);
+            const QVariantMap info = mac->diskInfo(device);
             QCOMPARE(info.value(QStringLiteral("Content")).toString(),
                      QString::fromLatin1(device.startsWith(QLatin1String("disk2")) ? n.gpt : n.mbr));
             QCOMPARE(info.value(QStringLiteral("FilesystemName")).toString(),
@@ -146,19 +146,19 @@ void TestEmulatedMachine::sizesInEachToolsUnits() {
     QByteArray disks;
     for (const auto& [size, bytes] : scenarioSizes)
         disks += QByteArray(disks.isEmpty() ? "" : ",") + R"({"scheme": "", "size": )" + size + "}";
-    disks += R"(, {"size": "16GB", "scheme": "MBR", "partitions": [{"fs": "JHFS+", "name": "DATA"}]}])";
-    auto mac = EmulatedMac::fromJson(scenarioJson(QStringLiteral("10.15.7"), "[" + disks));
+    disks += R"(, {"size": "16GB", "scheme": "MBR", "partitions": [{"fs": "JHFS+", "name": "DATA"}]})";
+    auto mac = VolumesTestKit::machine("10.15.7", disks);
     QVERIFY(mac->isValid());
     for (qsizetype i = 0; i < scenarioSizes.size(); ++i)
         QCOMPARE(
-            diskInfo(*mac, QStringLiteral("disk%1").arg(i + 2)).value(QStringLiteral("Size")).toLongLong(),
+            mac->diskInfo(QStringLiteral("disk%1").arg(i + 2)).value(QStringLiteral("Size")).toLongLong(),
             scenarioSizes.at(i).second);
 
     // diskutil: decimal units, and B (either case) for bytes.
     for (const char* size : {"8000M", "8000000K", "8000000000b"}) {
         QCOMPARE(mac->run(QStringLiteral("diskutil"), {"resizeVolume", "/Volumes/DATA", size}).code, 0);
         QCOMPARE(
-            diskInfo(*mac, QStringLiteral("/Volumes/DATA")).value(QStringLiteral("TotalSize")).toLongLong(),
+            mac->diskInfo(QStringLiteral("/Volumes/DATA")).value(QStringLiteral("TotalSize")).toLongLong(),
             8000000000LL);
     }
 
@@ -194,21 +194,21 @@ void TestEmulatedMachine::faultKnobs() {
     QVERIFY(cut.out.startsWith("<?xml"));
     QVERIFY(!PropertyList::dictionaryFromBytes(cut.out));
     QVERIFY(mac->run(QStringLiteral("diskutil"), {"info", "-plist", "disk5s1"}).out.isEmpty());
-    QCOMPARE(diskInfo(*mac, QStringLiteral("disk5s1")).value(QStringLiteral("VolumeName")).toString(),
+    QCOMPARE(mac->diskInfo(QStringLiteral("disk5s1")).value(QStringLiteral("VolumeName")).toString(),
              QStringLiteral("WINDOWS"));
     const EmulatedMac::Run failed = mac->run(QStringLiteral("diskutil"), {"list", "-plist"});
     QCOMPARE(failed.code, 3);
     QCOMPARE(failed.err, QByteArray("Error: -69877: Couldn't open device\n"));
     QElapsedTimer clock;
     clock.start();
-    QCOMPARE(diskInfo(*mac, QStringLiteral("disk2s2")).value(QStringLiteral("VolumeName")).toString(),
+    QCOMPARE(mac->diskInfo(QStringLiteral("disk2s2")).value(QStringLiteral("VolumeName")).toString(),
              QStringLiteral("Data"));
     QVERIFY(clock.elapsed() >= 900);
     // Other devices and verbs answer normally.
-    QCOMPARE(diskInfo(*mac, QStringLiteral("disk6s1")).value(QStringLiteral("VolumeName")).toString(),
+    QCOMPARE(mac->diskInfo(QStringLiteral("disk6s1")).value(QStringLiteral("VolumeName")).toString(),
              QStringLiteral("SMALL"));
     QCOMPARE(mac->emuctl({"clear-faults"}).code, 0);
-    QVERIFY(!diskList(*mac).isEmpty());
+    QVERIFY(!mac->diskList().isEmpty());
 }
 
 void TestEmulatedMachine::concurrentCallsKeepTheStateWhole() {
@@ -236,7 +236,7 @@ void TestEmulatedMachine::concurrentCallsKeepTheStateWhole() {
             QVERIFY(PropertyList::dictionaryFromBytes(p->readAllStandardOutput()).has_value());
         delete p;
     }
-    const QStringList whole = diskList(*mac).value(QStringLiteral("WholeDisks")).toStringList();
+    const QStringList whole = mac->diskList().value(QStringLiteral("WholeDisks")).toStringList();
     QCOMPARE(whole.size(), 8 + 8);
     for (int i = 0; i < 8; ++i)
         QVERIFY(QFileInfo(mac->host(QStringLiteral("/Volumes/S%1").arg(i))).isDir());

@@ -2,7 +2,6 @@
 
 #include "VolumesTestKit.h"
 #include "Wait.h"
-#include "core/PropertyList.h"
 #include "osclone/QvUSBControl.h"
 
 #include <QDir>
@@ -31,14 +30,8 @@ QStringList bsdNames(const QvUSBControl& control) {
     return names;
 }
 
-QVariantMap toolInfo(const EmulatedMac& mac, const QString& device) {
-    const EmulatedMac::Run r =
-        mac.run(QStringLiteral("diskutil"), {QStringLiteral("info"), QStringLiteral("-plist"), device});
-    return PropertyList::dictionaryFromBytes(r.out).value_or(QVariantMap());
-}
-
 QVariantMap driveOf(const EmulatedMac& mac, const QString& disk) {
-    const QVariantMap info = toolInfo(mac, disk);
+    const QVariantMap info = mac.diskInfo(disk);
     return {{QString::fromLatin1(QvUSBBsdNameKey), disk},
             {QString::fromLatin1(QvUSBTotalSizeKey), info.value(QStringLiteral("TotalSize")).toLongLong()},
             {QString::fromLatin1(QvUSBMediaNameKey), info.value(QStringLiteral("MediaName")).toString()}};
@@ -222,7 +215,7 @@ void TestUSBControl::carvingRunsTheExactResize() {
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     const QString data = deviceOf(*mac, QStringLiteral("/Volumes/Stuff"));
     const QString disk = data.section(QLatin1Char('s'), 0, 1);
-    const qint64 dataTotal = toolInfo(*mac, data).value(QStringLiteral("TotalSize")).toLongLong();
+    const qint64 dataTotal = mac->diskInfo(data).value(QStringLiteral("TotalSize")).toLongLong();
     QVERIFY(dataTotal > 10'000'000'000LL);
     QvUSBControl control;
     control.CreateVolumeName();
@@ -240,7 +233,7 @@ void TestUSBControl::carvingRunsTheExactResize() {
                               .arg(data)
                               .arg(dataTotal - 2'500'000'000LL)}));
     QVERIFY(QDir(mac->host(QStringLiteral("/Volumes/NewCloneSystem"))).exists());
-    QCOMPARE(toolInfo(*mac, QStringLiteral("/Volumes/NewCloneSystem"))
+    QCOMPARE(mac->diskInfo(QStringLiteral("/Volumes/NewCloneSystem"))
                  .value(QStringLiteral("TotalSize"))
                  .toLongLong(),
              2'500'000'000LL);
@@ -287,11 +280,7 @@ void TestUSBControl::carvingRefusals() {
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     if (!fault.isEmpty())
         QVERIFY(mac->addFault(fault));
-    const QVariantMap list =
-        PropertyList::dictionaryFromBytes(
-            mac->run(QStringLiteral("diskutil"), {QStringLiteral("list"), QStringLiteral("-plist")}).out)
-            .value_or(QVariantMap());
-    const QString wholeDisk = list.value(QStringLiteral("WholeDisks")).toStringList().last();
+    const QString wholeDisk = mac->diskList().value(QStringLiteral("WholeDisks")).toStringList().last();
     QVariantMap drive = driveOf(*mac, wholeDisk);
     if (wrongSize)
         drive[QStringLiteral("QvUSBTotalSize")] =

@@ -2,7 +2,6 @@
 
 #include "VolumesTestKit.h"
 #include "Wait.h"
-#include "core/PropertyList.h"
 #include "platform/DiskArbitration.h"
 
 #include <QElapsedTimer>
@@ -48,12 +47,7 @@ void TestDiskArbitration::volumesFromTheMountTable() {
         QCOMPARE(byPath.unmountable, path != QLatin1String("/"));
         // The capacity is the tool's TotalSize; the free bytes are below it.
         const QString device = deviceOf(*mac, path);
-        const QVariantMap info = PropertyList::dictionaryFromBytes(
-                                     mac->run(QStringLiteral("diskutil"),
-                                              {QStringLiteral("info"), QStringLiteral("-plist"), device})
-                                         .out)
-                                     .value_or(QVariantMap());
-        QCOMPARE(byPath.size, info.value(QStringLiteral("TotalSize")).toLongLong());
+        QCOMPARE(byPath.size, mac->diskInfo(device).value(QStringLiteral("TotalSize")).toLongLong());
         QVERIFY2(byPath.freeSize > 0 && byPath.freeSize <= byPath.size, e.path);
         // The device node answers the same as the mount path.
         const FileSystemInfo byDevice = DiskArbitration::fileSystemInfo(QStringLiteral("/dev/") + device);

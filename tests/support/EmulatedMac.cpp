@@ -1,5 +1,6 @@
 #include "EmulatedMac.h"
 
+#include "core/PropertyList.h"
 #include "platform/Machine.h"
 
 #include <QDir>
@@ -88,6 +89,17 @@ EmulatedMac::Run EmulatedMac::run(const QString& tool, const QStringList& args, 
 
 EmulatedMac::Run EmulatedMac::emuctl(const QStringList& args) const {
     return run(QStringLiteral("emuctl"), args);
+}
+
+QVariantMap EmulatedMac::diskInfo(const QString& arg) const {
+    const Run r = run(QStringLiteral("diskutil"), {QStringLiteral("info"), QStringLiteral("-plist"), arg});
+    return PropertyList::dictionaryFromBytes(r.out).value_or(QVariantMap());
+}
+
+QVariantMap EmulatedMac::diskList(const QStringList& filters) const {
+    const Run r = run(QStringLiteral("diskutil"),
+                      QStringList{QStringLiteral("list"), QStringLiteral("-plist")} + filters);
+    return PropertyList::dictionaryFromBytes(r.out).value_or(QVariantMap());
 }
 
 QList<QStringList> EmulatedMac::calls(const QString& tool) const {

@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QVariantMap>
 
 #include <memory>
 
@@ -37,6 +38,11 @@ public:
     Run run(const QString& tool, const QStringList& args, const QByteArray& input = {},
             int timeoutMs = 60000) const;
     Run emuctl(const QStringList& args) const;
+    // What the disk tool answers right now, as the program would read it: `diskutil info -plist
+    // ARG` (device node, identifier, mount point, name or UUID) and `diskutil list -plist
+    // [filters]`. Empty when the answer is no property list.
+    QVariantMap diskInfo(const QString& arg) const;
+    QVariantMap diskList(const QStringList& filters = {}) const;
 
     // Every call the tools received, oldest first: {tool, arg1, arg2, ...}. `tool` filters.
     QList<QStringList> calls(const QString& tool = {}) const;

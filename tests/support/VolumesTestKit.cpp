@@ -36,6 +36,21 @@ QString deviceOf(const EmulatedMac& mac, const QString& mountPoint) {
     return QString();
 }
 
+QStringList namesOf(const VolumeObjList& list) {
+    QStringList names;
+    for (const VolumeObjRef& v : list)
+        names << v->volumeName();
+    return names;
+}
+
+VolumeObjRef volumeNamed(const VolumeObjList& list, const QString& name) {
+    for (const VolumeObjRef& v : list) {
+        if (v->volumeName() == name)
+            return v;
+    }
+    return VolumeObjRef();
+}
+
 QStringList infoCalls(const EmulatedMac& mac) {
     QStringList lines;
     for (const QString& line : mac.commandLines(QStringLiteral("diskutil"))) {

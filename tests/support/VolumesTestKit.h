@@ -1,6 +1,7 @@
 #pragma once
 
 #include "EmulatedMac.h"
+#include "volumes/VolumeObj.h"
 
 #include <QByteArray>
 #include <QString>
@@ -23,6 +24,10 @@ QStringList volumesListing(const EmulatedMac& mac);
 
 // The BSD name of the device mounted at a Mac mount path, read straight from the mount table.
 QString deviceOf(const EmulatedMac& mac, const QString& mountPoint);
+
+// The names of the records, in order, and the record with a name (or null).
+QStringList namesOf(const VolumeObjList& list);
+VolumeObjRef volumeNamed(const VolumeObjList& list, const QString& name);
 
 // Lines of the disk tool's log that are "diskutil info ..." calls.
 QStringList infoCalls(const EmulatedMac& mac);

@@ -1,7 +1,6 @@
 #include "tst_volumeenumerator.h"
 
 #include "VolumesTestKit.h"
-#include "core/PropertyList.h"
 #include "core/QvLog.h"
 #include "core/QvPublicUtilities.h"
 #include "volumes/VolumeEnumerator.h"
@@ -13,28 +12,6 @@
 using namespace VolumesTestKit;
 
 namespace {
-
-// What the disk tool answers for a device, read the way a person would check it.
-QVariantMap toolInfo(const EmulatedMac& mac, const QString& device) {
-    const EmulatedMac::Run r =
-        mac.run(QStringLiteral("diskutil"), {QStringLiteral("info"), QStringLiteral("-plist"), device});
-    return PropertyList::dictionaryFromBytes(r.out).value_or(QVariantMap());
-}
-
-QStringList namesOf(const VolumeObjList& list) {
-    QStringList names;
-    for (const VolumeObjRef& v : list)
-        names << v->volumeName();
-    return names;
-}
-
-VolumeObjRef byName(const VolumeObjList& list, const QString& name) {
-    for (const VolumeObjRef& v : list) {
-        if (v->volumeName() == name)
-            return v;
-    }
-    return {};
-}
 
 // The device behind a /Volumes entry, following the system volume's link.
 QString deviceOfEntry(const EmulatedMac& mac, const QString& entry) {
@@ -76,27 +53,27 @@ void TestVolumeEnumerator::mountedScanFollowsVolumesListing() {
     QCOMPARE(namesOf(scan.enumerator.allVolumeArr()), expectedNames);
     QCOMPARE(scan.shown, 1);
 
-    const VolumeObjRef stick = byName(scan.enumerator.allVolumeArr(), QStringLiteral("STICK"));
+    const VolumeObjRef stick = volumeNamed(scan.enumerator.allVolumeArr(), QStringLiteral("STICK"));
     QVERIFY(stick);
     QVERIFY(stick->bCanEject());
     QCOMPARE(stick->volumePath(), QStringLiteral("/Volumes/STICK"));
     QCOMPARE(stick->volumeMountPoint(), QStringLiteral("/Volumes/STICK"));
     QCOMPARE(stick->volumeType(), QStringLiteral("MS-DOS FAT32"));
-    const QVariantMap stickInfo = toolInfo(*mac, QStringLiteral("disk3s1"));
+    const QVariantMap stickInfo = mac->diskInfo(QStringLiteral("disk3s1"));
     QCOMPARE(stick->volumeTotalSizeNum(), stickInfo.value(QStringLiteral("TotalSize")).toLongLong());
     QCOMPARE(stick->volumeFreeSizeNum(), stickInfo.value(QStringLiteral("FreeSpace")).toLongLong());
     QCOMPARE(stick->volumeTotalSize(), QStringLiteral("16.00 GB"));
     QCOMPARE(stick->volumeFreeSize(), QvPublicUtilities::longlongConvertVolSpace(stick->volumeFreeSizeNum()));
 
-    const VolumeObjRef data = byName(scan.enumerator.allVolumeArr(), QStringLiteral("Data"));
+    const VolumeObjRef data = volumeNamed(scan.enumerator.allVolumeArr(), QStringLiteral("Data"));
     QVERIFY(data);
     QVERIFY(!data->bCanEject());
     QCOMPARE(data->volumeType(), QStringLiteral("Journaled HFS+"));
 
     // The system volume reports FreeSpace 0 (an APFS volume): the container's free space stands in.
-    const VolumeObjRef system = byName(scan.enumerator.allVolumeArr(), QStringLiteral("Macintosh HD"));
+    const VolumeObjRef system = volumeNamed(scan.enumerator.allVolumeArr(), QStringLiteral("Macintosh HD"));
     QVERIFY(system);
-    const QVariantMap systemInfo = toolInfo(*mac, deviceOf(*mac, QStringLiteral("/")));
+    const QVariantMap systemInfo = mac->diskInfo(deviceOf(*mac, QStringLiteral("/")));
     QCOMPARE(systemInfo.value(QStringLiteral("FreeSpace")).toLongLong(), 0);
     QVERIFY(systemInfo.value(QStringLiteral("APFSContainerFree")).toLongLong() > 0);
     // (The runner's own answer files on "/" move the container's free space by a few bytes.)
@@ -266,11 +243,7 @@ void TestVolumeEnumerator::usbScanOffersOnlyPlainUsbDisks() {
                        "\"images\":[{\"path\":\"/Users/alex/Disk.dmg\",\"volname\":\"Img\",\"size\":\"100m\","
                        "\"attach\":true}]");
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    const QVariantMap list =
-        PropertyList::dictionaryFromBytes(
-            mac->run(QStringLiteral("diskutil"), {QStringLiteral("list"), QStringLiteral("-plist")}).out)
-            .value_or(QVariantMap());
-    const QStringList wholeDisks = list.value(QStringLiteral("WholeDisks")).toStringList();
+    const QStringList wholeDisks = mac->diskList().value(QStringLiteral("WholeDisks")).toStringList();
     QVERIFY(wholeDisks.size() >= 8);
     mac->clearLog();
 
@@ -358,7 +331,7 @@ void TestVolumeEnumerator::workspaceScan() {
     const VolumeObjRef system = e.allVolumeArr().first();
     QCOMPARE(system->volumeName(), QStringLiteral("Macintosh HD"));
     QCOMPARE(system->volumeType(), QStringLiteral("apfs"));
-    const VolumeObjRef stick = byName(e.allVolumeArr(), QStringLiteral("STICK"));
+    const VolumeObjRef stick = volumeNamed(e.allVolumeArr(), QStringLiteral("STICK"));
     QVERIFY(stick);
     QCOMPARE(stick->volumeType(), QStringLiteral("msdos"));
     QCOMPARE(stick->volumeTotalSizeNum(), 16004757120LL);
@@ -377,7 +350,7 @@ void TestVolumeEnumerator::workspaceScan() {
     big.close();
     VolumeEnumerator again;
     again.doGetAllVolume();
-    QCOMPARE(byName(again.allVolumeArr(), QStringLiteral("STICK"))->volumeFreeSizeNum(),
+    QCOMPARE(volumeNamed(again.allVolumeArr(), QStringLiteral("STICK"))->volumeFreeSizeNum(),
              freeBefore - 1'000'000);
 }
 
