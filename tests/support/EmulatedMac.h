@@ -44,9 +44,11 @@ public:
     QVariantMap diskInfo(const QString& arg) const;
     QVariantMap diskList(const QStringList& filters = {}) const;
 
-    // Every call the tools received, oldest first: {tool, arg1, arg2, ...}. `tool` filters.
+    // Every call the tools received, oldest first, as the argument lists the emulator logged:
+    // {tool, arg1, arg2, ...}. `tool` filters.
     QList<QStringList> calls(const QString& tool = {}) const;
-    // The same calls as space-joined command lines ("diskutil info -plist /").
+    // The same calls as space-joined lines ("diskutil info -plist /"), for the benchmarks to
+    // replay through the shell runner. Tests compare calls(), never these.
     QStringList commandLines(const QString& tool = {}) const;
     void clearLog() const;
 

@@ -51,13 +51,4 @@ VolumeObjRef volumeNamed(const VolumeObjList& list, const QString& name) {
     return VolumeObjRef();
 }
 
-QStringList infoCalls(const EmulatedMac& mac) {
-    QStringList lines;
-    for (const QString& line : mac.commandLines(QStringLiteral("diskutil"))) {
-        if (line.startsWith(QLatin1String("diskutil info")))
-            lines << line;
-    }
-    return lines;
-}
-
 } // namespace VolumesTestKit

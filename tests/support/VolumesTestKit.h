@@ -29,7 +29,4 @@ QString deviceOf(const EmulatedMac& mac, const QString& mountPoint);
 QStringList namesOf(const VolumeObjList& list);
 VolumeObjRef volumeNamed(const VolumeObjList& list, const QString& name);
 
-// Lines of the disk tool's log that are "diskutil info ..." calls.
-QStringList infoCalls(const EmulatedMac& mac);
-
 } // namespace VolumesTestKit

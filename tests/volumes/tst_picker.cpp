@@ -132,7 +132,7 @@ void TestPicker::wholeUsbDisksOnlyUnderExternalDrives() {
     QVERIFY(waitForList(picker));
     QVERIFY(!picker.rows().isEmpty());
     QCOMPARE(headingTexts(picker), QStringList{"External Drives"});
-    QVERIFY(mac->commandLines(QStringLiteral("diskutil")).contains(QStringLiteral("diskutil list -plist")));
+    QVERIFY(mac->calls().contains(QStringList{"diskutil", "list", "-plist"}));
     for (DiskListViewController* r : picker.rows()) {
         const VolumeObj& v = *r->volumeObj();
         QVERIFY(r->isOnlyShowEx());

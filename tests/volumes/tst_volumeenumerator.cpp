@@ -21,6 +21,11 @@ QString deviceOfEntry(const EmulatedMac& mac, const QString& entry) {
     return deviceOf(mac, QStringLiteral("/Volumes/") + entry);
 }
 
+// The disk tool's lookup of one device, as the emulator logs it.
+QStringList infoCall(const QString& device) {
+    return {QStringLiteral("diskutil"), QStringLiteral("info"), QStringLiteral("-plist"), device};
+}
+
 struct Scan {
     VolumeEnumerator enumerator;
     int shown = 0;
@@ -41,15 +46,14 @@ void TestVolumeEnumerator::mountedScanFollowsVolumesListing() {
     scan.enumerator.doGetAllVolume_();
 
     // One "diskutil info -plist <bsd>" per entry, in the directory's order.
-    QStringList expectedCalls;
+    QList<QStringList> expectedCalls;
     QStringList expectedNames;
     for (const QString& entry : listing) {
-        expectedCalls << QStringLiteral("diskutil info -plist ") + deviceOfEntry(*mac, entry);
+        expectedCalls << infoCall(deviceOfEntry(*mac, entry));
         if (entry != QLatin1String("WINDOWS")) // NTFS never reaches the picker
             expectedNames << entry;
     }
-    QCOMPARE(infoCalls(*mac), expectedCalls);
-    QCOMPARE(mac->commandLines().size(), expectedCalls.size());
+    QCOMPARE(mac->calls(), expectedCalls);
     QCOMPARE(namesOf(scan.enumerator.allVolumeArr()), expectedNames);
     QCOMPARE(scan.shown, 1);
 
@@ -118,7 +122,7 @@ void TestVolumeEnumerator::volumesLeftOutOfTheScan() {
     QStringList names = namesOf(scan.enumerator.allVolumeArr());
     names.sort();
     QCOMPARE(names, QStringList({QStringLiteral("KEEP"), QStringLiteral("Macintosh HD")}));
-    QCOMPARE(infoCalls(*mac).size(), 4); // Macintosh HD, KEEP, EMPTY, WIN; none for Leftover
+    QCOMPARE(mac->calls().size(), 4); // Macintosh HD, KEEP, EMPTY, WIN; none for Leftover
 }
 
 void TestVolumeEnumerator::faultyToolOutputSkipsOnlyThatVolume_data() {
@@ -226,8 +230,7 @@ void TestVolumeEnumerator::systemVolumeAcrossVersions() {
     QVERIFY2(system->volumeTotalSizeNum() > 400'000'000'000LL, qPrintable(system->volumeTotalSize()));
     QVERIFY2(system->volumeFreeSizeNum() > 0 && system->volumeFreeSizeNum() < system->volumeTotalSizeNum(),
              qPrintable(system->volumeFreeSize()));
-    QCOMPARE(infoCalls(*mac),
-             QStringList(QStringLiteral("diskutil info -plist ") + deviceOf(*mac, QStringLiteral("/"))));
+    QCOMPARE(mac->calls(), QList<QStringList>{infoCall(deviceOf(*mac, QStringLiteral("/")))});
 }
 
 void TestVolumeEnumerator::usbScanOffersOnlyPlainUsbDisks() {
@@ -249,10 +252,10 @@ void TestVolumeEnumerator::usbScanOffersOnlyPlainUsbDisks() {
 
     Scan scan;
     scan.enumerator.QvGetUSBThreadImp();
-    QStringList expected{QStringLiteral("diskutil list -plist")};
+    QList<QStringList> expected{{"diskutil", "list", "-plist"}};
     for (const QString& disk : wholeDisks)
-        expected << QStringLiteral("diskutil info -plist /dev/") + disk;
-    QCOMPARE(mac->commandLines(), expected);
+        expected << infoCall(QStringLiteral("/dev/") + disk);
+    QCOMPARE(mac->calls(), expected);
     QCOMPARE(scan.shown, 1);
 
     QCOMPARE(namesOf(scan.enumerator.allVolumeArr()),
@@ -287,7 +290,7 @@ void TestVolumeEnumerator::incrementalAddAndRemove() {
     // Known by its device node: no second record and no second tool run.
     e.apperDiskObj(stick.toUtf8().constData());
     QCOMPARE(e.allVolumeArr().size(), 1);
-    QCOMPARE(infoCalls(*mac), QStringList(QStringLiteral("diskutil info -plist ") + stick));
+    QCOMPARE(mac->calls(), QList<QStringList>{infoCall(stick)});
 
     e.apperDiskObj(windows.toUtf8().constData()); // NTFS
     e.apperDiskObj("disk6s2");                    // unformatted: no VolumeName
@@ -308,7 +311,7 @@ void TestVolumeEnumerator::incrementalAddAndRemove() {
     mac->clearLog();
     e.getVolumeAllObjWithVolumeName(QStringLiteral("disk6s2"));
     QCOMPARE(e.allVolumeArr().size(), 1);
-    QCOMPARE(infoCalls(*mac), QStringList(QStringLiteral("diskutil info -plist disk6s2")));
+    QCOMPARE(mac->calls(), QList<QStringList>{infoCall(QStringLiteral("disk6s2"))});
 }
 
 void TestVolumeEnumerator::workspaceScan() {
@@ -318,7 +321,7 @@ void TestVolumeEnumerator::workspaceScan() {
 
     VolumeEnumerator e;
     e.doGetAllVolume();
-    QVERIFY(mac->commandLines().isEmpty()); // the workspace alone, no tool
+    QVERIFY(mac->calls().isEmpty()); // the workspace alone, no tool
     QStringList paths;
     for (const VolumeObjRef& v : e.allVolumeArr()) {
         paths << v->volumePath();
@@ -363,7 +366,7 @@ void TestVolumeEnumerator::overlongNameIsLoggedNotRun() {
     VolumeEnumerator e;
     QVERIFY(!e.getDisjInfo(name.constData()));
     QVERIFY(!e.QvGetDiskInfo(name.constData()));
-    QVERIFY(mac->commandLines().isEmpty());
+    QVERIFY(mac->calls().isEmpty());
     QFile log(mac->host(QStringLiteral("/tmp/Pellory.txt")));
     QVERIFY(log.open(QIODevice::ReadOnly));
     QCOMPARE(log.readAll().count("  diskutil info " + name + " error\n"), 1); // the whole-disk lookup's
