@@ -19,6 +19,11 @@ namespace {
 
 constexpr int kTabs = MainWindowController::kTabCount;
 
+// Where the highlight lies behind each row: the rows' origins count upwards from the bottom of
+// the 500-point tab bar, (0, 409) ... (0, 253), and a row is 220 x 52.
+const QRect kRowFrames[kTabs] = {QRect(0, 39, 220, 52), QRect(0, 91, 220, 52), QRect(0, 143, 220, 52),
+                                 QRect(0, 195, 220, 52)};
+
 // Which containers are visible, as a list of flags by tab.
 QList<bool> visibleContainers(const MainWindowController& w) {
     QList<bool> shown;
@@ -64,10 +69,7 @@ void TestMainWindow::startsOnDiskCopyWithFourTabsInOrder() {
     for (int tab = 0; tab < kTabs; ++tab) {
         QCOMPARE(w.tabButton(tab)->text(), texts[tab]);
         QCOMPARE(w.tabButton(tab)->iconImage(), icons[tab]);
-        // Rows 52 points apart, top to bottom.
-        QCOMPARE(w.tabButton(tab)->height(), 52);
-        if (tab > 0)
-            QCOMPARE(w.tabButton(tab)->y() - w.tabButton(tab - 1)->y(), 52);
+        QCOMPARE(w.tabButton(tab)->geometry(), kRowFrames[tab]);
         // Until its feature is installed, a container carries the tab's name.
         auto* title = w.container(tab)->findChild<QLabel*>(QStringLiteral("containerTitle"));
         if (tab == MainWindowController::DiskManagerTab) {
@@ -87,7 +89,7 @@ void TestMainWindow::startsOnDiskCopyWithFourTabsInOrder() {
     QCOMPARE(w.tabButton(1)->currentIconImage(), QStringLiteral("ic_os_main"));
     // The highlight sits behind the first row, in the "tab_on" artwork.
     QCOMPARE(w.selectBgImage()->imageName(), QStringLiteral("tab_on"));
-    QCOMPARE(w.selectBgImage()->geometry(), w.tabButton(0)->geometry());
+    QCOMPARE(w.selectBgImage()->geometry(), kRowFrames[0]);
     QCOMPARE(w.titleBarView()->bannerView()->imageName(), QStringLiteral("top"));
     QCOMPARE(w.titleLabel()->text(), QStringLiteral("Tavrill"));
 }
@@ -97,10 +99,6 @@ void TestMainWindow::tabClickAnimatesHighlightAndSwitchesContainer() {
     w.window()->show();
     QVERIFY(QTest::qWaitForWindowExposed(w.window()));
 
-    // The rows' origins count upwards from the bottom of the tab bar: (0, 409) ... (0, 253).
-    QCOMPARE(w.highlightFrameForTab(0).bottom() + 1, MainWindowController::kBodyHeight - 409);
-    QCOMPARE(w.highlightFrameForTab(3).bottom() + 1, MainWindowController::kBodyHeight - 253);
-
     const QRect start = w.selectBgImage()->geometry();
     clickTab(w, MainWindowController::DiskImageTab);
     // The view changes at once; the highlight starts where it was, faded, and glides.
@@ -109,12 +107,12 @@ void TestMainWindow::tabClickAnimatesHighlightAndSwitchesContainer() {
     QCOMPARE(w.currentTab(), 2);
     QCOMPARE(w.selectBgImage()->geometry(), start);
     QVERIFY(w.selectBgImage()->opacity() < 1.0);
-    QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), w.highlightFrameForTab(2), 2000);
+    QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), kRowFrames[2], 2000);
     QTRY_COMPARE(w.selectBgImage()->opacity(), 1.0);
 
     clickTab(w, MainWindowController::DiskManagerTab);
     clickTab(w, MainWindowController::OSCloneTab); // a click during the glide retargets it
-    QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), w.highlightFrameForTab(1), 2000);
+    QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), kRowFrames[1], 2000);
     QCOMPARE(visibleContainers(w), onlyTab(1));
     QCOMPARE(w.tabButton(1)->currentIconImage(), QStringLiteral("ic_os_main_sel"));
 }
@@ -131,7 +129,7 @@ void TestMainWindow::lockedTabsIgnoreClicksUntilUnlocked() {
     w.BootableButtonAction(); // the action itself is guarded, not only the button
     // Longer than the highlight's glide: nothing may have started moving.
     QTest::qWait(400);
-    QCOMPARE(w.selectBgImage()->geometry(), w.highlightFrameForTab(0));
+    QCOMPARE(w.selectBgImage()->geometry(), kRowFrames[0]);
     QCOMPARE(visibleContainers(w), onlyTab(0));
     QCOMPARE(activeButtons(w), onlyTab(0));
     QCOMPARE(changes.count(), 0);
@@ -140,7 +138,7 @@ void TestMainWindow::lockedTabsIgnoreClicksUntilUnlocked() {
     w.canChangeTab(true);
     clickTab(w, MainWindowController::DiskManagerTab);
     QCOMPARE(visibleContainers(w), onlyTab(3));
-    QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), w.highlightFrameForTab(3), 2000);
+    QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), kRowFrames[3], 2000);
     QCOMPARE(changes.count(), 1);
 }
 

@@ -3,9 +3,7 @@
 #include "DiskManagerTestKit.h"
 #include "VolumesTestKit.h"
 #include "Wait.h"
-#include "core/CommandRunner.h"
 #include "core/QvLog.h"
-#include "core/QvPublicUtilities.h"
 #include "diskmanager/DiskManagerEngine.h"
 #include "diskmanager/VolumeOperations.h"
 
@@ -28,6 +26,11 @@ QString str(const QVariantMap& info, const char* key) {
 
 qint64 num(const QVariantMap& info, const char* key) {
     return info.value(QLatin1String(key)).toLongLong();
+}
+
+// The UUID the disk tool gives the volume mounted at a path (they change with every machine).
+QString uuidOf(const EmulatedMac& mac, const QString& mountPoint) {
+    return str(mac.diskInfo(mountPoint), "VolumeUUID");
 }
 
 QByteArray fileText(const QString& hostPath) {
@@ -119,10 +122,17 @@ void TestDiskManagerEngine::recordsFollowTheToolsAnswer() {
         QCOMPARE(v->BusProtocol(), str(info, "BusProtocol"));
         QCOMPARE(v->bCanEject(), info.value(QStringLiteral("Ejectable")).toBool());
         QCOMPARE(v->volumeTotalSizeNum(), num(info, "TotalSize"));
-        QCOMPARE(v->volumeTotalSize(), QvPublicUtilities::longlongConvertVolSpace(num(info, "TotalSize")));
-        QCOMPARE(v->volumeFreeSize(), QvPublicUtilities::longlongConvertVolSpace(v->volumeFreeSizeNum()));
         QVERIFY(!v->diskUUID().isEmpty());
     }
+    // The sizes as the table shows them: "name free/total".
+    QStringList sizes;
+    for (const VolumeObjRef& v : list)
+        sizes << v->volumeName() + QLatin1Char(' ') + v->volumeFreeSize() + QLatin1Char('/') +
+                     v->volumeTotalSize();
+    sizes.sort();
+    QCOMPARE(sizes, (QStringList{"Data 1.36 TB/2.00 TB", "Macintosh HD 318.07 GB/500.07 GB",
+                                 "Projects 487.79 GB/499.79 GB", "STICK 16.00 GB/16.00 GB",
+                                 "WINDOWS 2.00 TB/2.00 TB"}));
     // An APFS volume reports no free bytes of its own: the container's are shown.
     const VolumeObjRef projects = volumeNamed(list, QStringLiteral("Projects"));
     QVERIFY(projects);
@@ -154,7 +164,7 @@ void TestDiskManagerEngine::lookupSkipsKnownAndNamelessVolumes() {
     const VolumeObjList all = DiskManagerEngine::listVolumes();
     const VolumeObjRef stick = volumeNamed(all, QStringLiteral("STICK"));
     QVERIFY(stick);
-    const QString bsd = stick->volRootDir().mid(5);
+    const QString bsd = QStringLiteral("disk3s1");
 
     // A record already named like the device: nothing is even asked.
     VolumeObjList list;
@@ -246,14 +256,14 @@ void TestDiskManagerEngine::renameRunsOneLineAndKeepsTheName() {
     const VolumeObjRef stick = volumeNamed(list, QStringLiteral("STICK"));
     const VolumeObjRef data = volumeNamed(list, QStringLiteral("Data"));
     QVERIFY(stick && data);
+    const QString uuid = uuidOf(*mac, QStringLiteral("/Volumes/STICK"));
 
     mac->clearLog();
     QvUninitLog();
     QVERIFY(VolumeOperations::renameVolume(*stick, QStringLiteral("my backup disk")));
-    QCOMPARE(diskutilCalls(*mac), QList<QStringList>({{QStringLiteral("rename"), stick->diskUUID(),
-                                                       QStringLiteral("MY BACKUP D")}}));
+    QCOMPARE(diskutilCalls(*mac), QList<QStringList>({{"rename", uuid, "MY BACKUP D"}}));
     // The tool's answer went into the Disk Manager's runner file, whose path is logged.
-    const QString runnerFile = runnerOutputPath(QStringLiteral("BrindleRepairTemp.plist"));
+    const QString runnerFile = mac->host(QStringLiteral("/tmp/BrindleRepairTemp.plist"));
     QVERIFY(fileText(runnerFile).contains("renamed to MY BACKUP D"));
     QCOMPARE(logLines(*mac), QStringList({QStringLiteral(" rename : %1 ").arg(runnerFile)}));
     QCOMPARE(stick->volumeName(), QStringLiteral("MY BACKUP D"));
@@ -282,10 +292,9 @@ void TestDiskManagerEngine::formatRunsTheBranchLines() {
     QVERIFY(VolumeOperations::formatVolume(*stick, QStringLiteral("my backup disk"),
                                            QStringLiteral("MS-DOS FAT32")));
     QCOMPARE(changingCalls(*mac),
-             QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("MS-DOS FAT32"),
-                                  QStringLiteral("MY BACKUP D"), stick->volRootDir()}}));
-    QCOMPARE(str(mac->diskInfo(stick->volRootDir()), "VolumeName"), QStringLiteral("MY BACKUP D"));
-    const QString eraseFile = runnerOutputPath(QStringLiteral("eraserVolumeTemp.plist"));
+             QList<QStringList>({{"eraseVolume", "MS-DOS FAT32", "MY BACKUP D", "/dev/disk3s1"}}));
+    QCOMPARE(str(mac->diskInfo(QStringLiteral("/dev/disk3s1")), "VolumeName"), QStringLiteral("MY BACKUP D"));
+    const QString eraseFile = mac->host(QStringLiteral("/tmp/eraserVolumeTemp.plist"));
     QVERIFY(fileText(eraseFile).contains("Finished erase on"));
     QCOMPARE(logLines(*mac),
              QStringList({QStringLiteral(" 1 "), QStringLiteral(" rename : %1 ").arg(eraseFile),
@@ -299,9 +308,9 @@ void TestDiskManagerEngine::formatRunsTheBranchLines() {
     engine.formatVolume(windows, QStringLiteral("Data"), QStringLiteral("Journaled HFS+"));
     QVERIFY(waitUntil([&] { return finished.size() == 1; }, 20000));
     QCOMPARE(changingCalls(*mac),
-             QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("MS-DOS FAT32"),
-                                  QStringLiteral("NEW"), windows->volRootDir()}}));
-    QCOMPARE(str(mac->diskInfo(windows->volRootDir()), "FilesystemName"), QStringLiteral("MS-DOS FAT32"));
+             QList<QStringList>({{"eraseVolume", "MS-DOS FAT32", "NEW", "/dev/disk4s1"}}));
+    QCOMPARE(str(mac->diskInfo(QStringLiteral("/dev/disk4s1")), "FilesystemName"),
+             QStringLiteral("MS-DOS FAT32"));
     QCOMPARE(logLines(*mac).mid(3, 1), QStringList({QStringLiteral(" 2 ")}));
 }
 
@@ -310,20 +319,20 @@ void TestDiskManagerEngine::apfsFormatRenamesThenReformats() {
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     const VolumeObjRef projects = volumeNamed(DiskManagerEngine::listVolumes(), QStringLiteral("Projects"));
     QVERIFY(projects);
+    const QString uuid = uuidOf(*mac, QStringLiteral("/Volumes/Projects"));
     mac->clearLog();
     // The chosen type is not used: the volume stays APFS.
     QVERIFY(VolumeOperations::formatVolume(*projects, QStringLiteral("Work 2026"), QStringLiteral("ExFAT")));
     QVERIFY(waitUntil([&] { return changingCalls(*mac).size() == 2; }, 20000));
-    QCOMPARE(changingCalls(*mac), QList<QStringList>({{QStringLiteral("rename"), projects->diskUUID(),
-                                                       QStringLiteral("Work 2026")},
-                                                      {QStringLiteral("reformat"), projects->volumePath()}}));
-    QVERIFY(fileText(runnerOutputPath(QStringLiteral("BrindleChangeNameTemp.plist")))
+    QCOMPARE(changingCalls(*mac),
+             QList<QStringList>({{"rename", uuid, "Work 2026"}, {"reformat", "/dev/disk6s1"}}));
+    QVERIFY(fileText(mac->host(QStringLiteral("/tmp/BrindleChangeNameTemp.plist")))
                 .contains("renamed to Work 2026"));
     // The reformat runs on its own; wait until the volume is back.
     QVariantMap info;
     QVERIFY(waitUntil(
         [&] {
-            info = mac->diskInfo(projects->volRootDir());
+            info = mac->diskInfo(QStringLiteral("/dev/disk6s1"));
             return str(info, "MountPoint") == QLatin1String("/Volumes/Work 2026");
         },
         20000));
@@ -336,7 +345,7 @@ void TestDiskManagerEngine::hostileNamesReachTheToolLiterally() {
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     const VolumeObjRef data = volumeNamed(DiskManagerEngine::listVolumes(), QStringLiteral("Data"));
     QVERIFY(data);
-    const QString uuid = data->diskUUID();
+    const QString uuid = uuidOf(*mac, QStringLiteral("/Volumes/Data"));
     const QStringList othersBefore = othersAsTheToolSeesThem(*mac, uuid);
 
     const QStringList names = {
@@ -365,11 +374,9 @@ void TestDiskManagerEngine::hostileNamesReachTheToolLiterally() {
         QVERIFY2(VolumeOperations::formatVolume(*data, name, QStringLiteral("Journaled HFS+")),
                  qPrintable(name));
         QCOMPARE(diskutilCalls(*mac),
-                 QList<QStringList>({{QStringLiteral("eraseVolume"), QStringLiteral("Journaled HFS+"), name,
-                                      data->volRootDir()}}));
-        QCOMPARE(str(mac->diskInfo(data->volRootDir()), "VolumeName"), name);
+                 QList<QStringList>({{"eraseVolume", "Journaled HFS+", name, "/dev/disk2s2"}}));
+        QCOMPARE(str(mac->diskInfo(QStringLiteral("/dev/disk2s2")), "VolumeName"), name);
     }
     QCOMPARE(strayFiles(*mac), QStringList());
-    QCOMPARE(othersAsTheToolSeesThem(*mac, str(mac->diskInfo(data->volRootDir()), "VolumeUUID")),
-             othersBefore);
+    QCOMPARE(othersAsTheToolSeesThem(*mac, uuidOf(*mac, QStringLiteral("/dev/disk2s2"))), othersBefore);
 }

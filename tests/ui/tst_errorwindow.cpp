@@ -75,7 +75,7 @@ void TestErrorWindow::longerTextsGrowThePopup() {
         QStringLiteral("Insufficient disk space on this destination drive, please select another drive. ")
             .repeated(3));
     QVERIFY(longOne->superDelegate()->height() > shortOne->superDelegate()->height());
-    QCOMPARE(longOne->superDelegate()->width(), ErrorWindowController::kWidth);
+    QCOMPARE(longOne->superDelegate()->width(), 340);
     QVERIFY(longOne->errorLabel()->height() >=
             longOne->errorLabel()->heightForWidth(longOne->errorLabel()->width()));
 }

@@ -1,6 +1,5 @@
 #include "tst_disklist.h"
 
-#include "core/QvPublicUtilities.h"
 #include "ui/ImageView.h"
 #include "volumes/DiskListViewController.h"
 #include "volumes/DiskUsageBarView.h"
@@ -20,8 +19,6 @@ VolumeObjRef record(const QString& name, bool ejectable, const QString& mountPoi
     v->setVolumePath(mountPoint);
     v->setVolumeTotalSizeNum(total);
     v->setVolumeFreeSizeNum(free);
-    v->setVolumeTotalSize(QvPublicUtilities::longlongConvertVolSpace(total));
-    v->setVolumeFreeSize(QvPublicUtilities::longlongConvertVolSpace(free));
     v->setVolumeType(type);
     return v;
 }
@@ -105,8 +102,10 @@ void TestDiskList::usageBar() {
 
 void TestDiskList::labelsOfAVolume() {
     DiskListViewController row;
-    row.setVolumeObj(
-        record(QStringLiteral("Macintosh HD"), false, QStringLiteral("/"), 500'280'000'000, 318'280'000'000));
+    const VolumeObjRef v =
+        record(QStringLiteral("Macintosh HD"), false, QStringLiteral("/"), 500'280'000'000, 318'280'000'000);
+    v->setVolumeTotalSize(QStringLiteral("500.28 GB"));
+    row.setVolumeObj(v);
     row.refreshaView();
     QCOMPARE(row.nameLabel()->text(), QStringLiteral("Macintosh HD"));
     QCOMPARE(row.nameLabel()->toolTip(), QStringLiteral("Macintosh HD"));
