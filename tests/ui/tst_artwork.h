@@ -6,6 +6,5 @@ class TestArtwork : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void everyNamedPictureExistsAndDraws();
-    void selectedFormsDifferFromTheNormalOnes();
-    void contactSheet();
+    void otherLooksDifferFromThePlainOnes();
 };

@@ -1,15 +1,11 @@
 #include "tst_attachedwindow.h"
 
-#include "Screenshot.h"
 #include "UiTestKit.h"
 #include "ui/AttachedWindow.h"
-#include "ui/FlatButton.h"
 
-#include <QLabel>
 #include <QPointer>
 #include <QSignalSpy>
 #include <QTest>
-#include <QVBoxLayout>
 
 namespace {
 
@@ -43,16 +39,6 @@ void TestAttachedWindow::placedCentredUnderThePoint() {
     QCOMPARE(other->pos(), QPoint(350, 112));
     // The newest panel is on top of everything else in the window.
     QCOMPARE(host.children().last(), other);
-
-    auto* form = new QWidget;
-    auto* layout = new QVBoxLayout(form);
-    layout->addWidget(new QLabel(QStringLiteral("Erase the volume?")));
-    layout->addWidget(new FlatButton(QStringLiteral("Continue")));
-    other->close();
-    auto* shown = new AttachedWindow(form, point, &host);
-    UiTestKit::paintAsWindow(&host);
-    saveScreenshot(&host, QStringLiteral("ui"), QStringLiteral("attached-window"));
-    QVERIFY(shown->width() > 0);
 }
 
 void TestAttachedWindow::pointOfAnInnerHostIsMappedToTheWindow() {

@@ -5,8 +5,7 @@
 class TestIndicators : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void threeStepsColourOneLabelAndPickTheirPicture();
-    void fourStepsColourOneLabelAndPickTheirPicture();
+    void stepsColourOneLabelAndPickTheirPicture();
     void labelsSitUnderTheirMarks();
     void barGlidesClampsAndStripesOnlyWhileWorking();
     void imageButtonLooksFollowThePointer();
