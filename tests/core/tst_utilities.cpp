@@ -23,14 +23,10 @@ void TestUtilities::sizeTexts_data() {
                             << "1000.00 KB";
     QTest::newRow("1000000") << 1000000LL << "1.00 MB"
                              << "1.00 MB";
-    QTest::newRow("1234567") << 1234567LL << "1.23 MB"
-                             << "1.23 MB";
     QTest::newRow("999999999") << 999999999LL << "1000.00 MB"
                                << "1000.00 MB";
     QTest::newRow("1e9") << 1000000000LL << "1.00 GB"
                          << "1.00 GB";
-    QTest::newRow("16 GB stick") << 16005464064LL << "16.01 GB"
-                                 << "16.01 GB";
     QTest::newRow("999999999999") << 999999999999LL << "1000.00 GB"
                                   << "1000.00 GB";
     QTest::newRow("1e12") << 1000000000000LL << "1.00 TB"
@@ -57,7 +53,6 @@ void TestUtilities::sizeFromText_data() {
     QTest::newRow("MB") << "2.50 MB" << quint64(2500000);
     QTest::newRow("TB single precision") << "1.00 TB" << quint64(999999995904ULL);
     QTest::newRow("empty") << "" << quint64(0);
-    QTest::newRow("null") << QString() << quint64(0);
     QTest::newRow("unknown unit") << "3.00 PB" << quint64(0);
 }
 
@@ -75,16 +70,6 @@ void TestUtilities::moreThan2GB() {
     QVERIFY(!QvPublicUtilities::isMoreThan2GB(-5));
 }
 
-void TestUtilities::fileSystemNames() {
-    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(0, false, false), QStringLiteral("FAT12"));
-    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(7, false, true), QStringLiteral("EXFAT"));
-    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(9, false, false), QStringLiteral("APFS"));
-    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(10, false, false), QStringLiteral("Unknown"));
-    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(11, false, false), QStringLiteral("Disk"));
-    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(-1, false, false), QStringLiteral("Disk"));
-    QCOMPARE(QvPublicUtilities::fileSystemTypeForInt(8, true, false), QStringLiteral("Disk Image"));
-}
-
 void TestUtilities::versionFromSwVers_data() {
     QTest::addColumn<QByteArray>("tool");
     QTest::addColumn<int>("number");
@@ -94,7 +79,6 @@ void TestUtilities::versionFromSwVers_data() {
     QTest::newRow("10.15.7") << QByteArray("echo 10.15.7") << 1015 << 10 << 15 << 7;
     QTest::newRow("10.9.5") << QByteArray("echo 10.9.5") << 1009 << 10 << 9 << 5;
     QTest::newRow("11.7") << QByteArray("echo 11.7") << 1107 << 11 << 7 << 0;
-    QTest::newRow("14.4") << QByteArray("echo 14.4") << 1404 << 14 << 4 << 0;
     QTest::newRow("tool fails") << QByteArray("exit 1") << 1000 << 10 << 0 << 0;
     QTest::newRow("garbage") << QByteArray("echo ProductName: macOS") << 1000 << 10 << 0 << 0;
     QTest::newRow("no tool") << QByteArray() << 1000 << 10 << 0 << 0;
@@ -193,16 +177,6 @@ void TestUtilities::smallHelpers() {
     QVERIFY(!QvCheckFolderExist("/Volumes/file"));
     QVERIFY(!QvCheckFolderExist("/Volumes/none"));
     QVERIFY(!QvCheckFolderExist(QString()));
-    QCOMPARE(getLocalizedString(nullptr), QString(""));
-    QCOMPARE(GetLocalizedString(nullptr), QString(" "));
-    QCOMPARE(getLocalizedString("Disk Copy"), QString("Disk Copy"));
-    QCOMPARE(getColor(255, 0, 51, 0.5), (QvColor{1.0, 0.0, 0.2, 0.5}));
-    const auto styled = QvPublicUtilities::setAddItunesBackup("Backup", 13);
-    QVERIFY(styled);
-    QCOMPARE(styled->color, (QvColor{1, 1, 1, 1}));
-    QCOMPARE(styled->pointSize, 13.0);
-    QVERIFY(styled->centred);
-    QVERIFY(!QvPublicUtilities::GetCurrentLanaguage().isEmpty());
     // A date written in the locale's long date and short time style reads back.
     const QLocale locale = QLocale::system();
     const QDateTime when(QDate(2024, 3, 2), QTime(9, 5));

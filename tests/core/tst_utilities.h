@@ -9,7 +9,6 @@ private Q_SLOTS:
     void sizeFromText_data();
     void sizeFromText();
     void moreThan2GB();
-    void fileSystemNames();
     void versionFromSwVers_data();
     void versionFromSwVers();
     void settingsReadAndWrite();

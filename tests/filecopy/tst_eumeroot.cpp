@@ -121,38 +121,6 @@ void TestEumeRoot::filesComeFirstLargestFirstThenFoldersInListingOrder() {
         QCOMPARE(n->isDirectory(), n->size() == 0); // a link to a folder lists as a folder
 }
 
-void TestEumeRoot::largeTopLevelKeepsTheSameOrder() {
-    // Many entries with ties, empty files and folders: the order equals inserting one node at a
-    // time in listing order, computed here with a plain linear search.
-    TestMachine mac;
-    QRandomGenerator random(11);
-    for (int i = 0; i < 1500; ++i) {
-        if (i % 10 == 0)
-            makeFolder(mac, QStringLiteral("/Volumes/Big/d%1").arg(i));
-        else
-            writeSized(mac, QStringLiteral("/Volumes/Big/f%1").arg(i), random.bounded(6));
-    }
-    const FileNodeList top = listTopLevel("/Volumes/Big");
-    QStringList expected;
-    QList<quint64> sizes;
-    for (const QString& name : listingOrder(mac.host("/Volumes/Big"))) {
-        const quint64 size = QFileInfo(mac.host("/Volumes/Big/" + name)).isDir()
-                                 ? 0
-                                 : quint64(QFileInfo(mac.host("/Volumes/Big/" + name)).size());
-        if (name.startsWith('d')) {
-            expected << name + ":0";
-            sizes << 0;
-            continue;
-        }
-        qsizetype i = 0;
-        while (i < sizes.size() && sizes[i] > size)
-            ++i;
-        expected.insert(i, QStringLiteral("%1:%2").arg(name).arg(size));
-        sizes.insert(i, size);
-    }
-    QCOMPARE(describe(top), expected);
-}
-
 void TestEumeRoot::fileAndMissingRoots() {
     TestMachine mac;
     writeSized(mac, "/Volumes/Data/only.bin", 77);

@@ -8,7 +8,6 @@ private Q_SLOTS:
     void topLevelDropsTheSkipListOnlyAtTheTop();
     void slashGivesSingleSlashPaths();
     void filesComeFirstLargestFirstThenFoldersInListingOrder();
-    void largeTopLevelKeepsTheSameOrder();
     void fileAndMissingRoots();
     void onDemandListingFollowsTheFathersState();
     void controllerTurnsEndScanIntoTheScreensCallback();

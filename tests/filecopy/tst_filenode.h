@@ -5,8 +5,7 @@
 class TestFileNode : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void newNodesAreSelectedWithEmptyChildren();
-    void keepsPathAndNameApartFromDisplayName();
+    void displayNameIsThePathsTail();
     void systemFilesMatchWholePathsExactly();
     void systemFilesNeedTheResource();
     void comparesAndLeavesOrderToTheTreeOperations();

@@ -146,20 +146,6 @@ void TestTreeOperations::stopLeavesWhatWasBuilt() {
     QCOMPARE(top->size(), sum);
 }
 
-void TestTreeOperations::insertPlacesEqualSizesFirst() {
-    FileNodeArray array;
-    FileNodeRef old10 = fileNode("/old10", 10);
-    NodeTreeOperator::fileInsertFatherWithRootArr(array, fileNode("/a30", 30));
-    NodeTreeOperator::fileInsertFatherWithRootArr(array, old10);
-    NodeTreeOperator::fileInsertFatherWithRootArr(array, fileNode("/new10", 10));
-    NodeTreeOperator::fileInsertFatherWithRootArr(array, fileNode("/b20", 20));
-    NodeTreeOperator::fileInsertFatherWithRootArr(array, fileNode("/zero", 0));
-    QCOMPARE(describe(array.toList()), (QStringList{"a30:30", "b20:20", "new10:10", "old10:10", "zero:0"}));
-    old10->setSize(50);
-    NodeTreeOperator::rootArrSortWithRootArr(array);
-    QCOMPARE(array.at(0)->name(), QStringLiteral("old10"));
-}
-
 void TestTreeOperations::untickingAChildHalfSelectsEveryAncestor() {
     Controller controller;
     Recorder recorder;

@@ -9,7 +9,6 @@ private Q_SLOTS:
     void measuredWalkOrdersAndSumsTheSubtree();
     void measuredWalkReordersOnTheMainThread();
     void stopLeavesWhatWasBuilt();
-    void insertPlacesEqualSizesFirst();
     void untickingAChildHalfSelectsEveryAncestor();
     void tickingACollapsedFolderStopsAtItsChildren();
     void aHalfSelectedChildAloneHalfSelectsTheParent();

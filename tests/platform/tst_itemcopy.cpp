@@ -5,7 +5,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -27,12 +26,6 @@ void TestItemCopy::copiesATreeWithDataModesTimesAndLinks() {
     QVERIFY2(copyItem(source, dir.filePath("copy"), &error), qPrintable(error));
     const QStringList differences = compareTrees(source, dir.filePath("copy"));
     QVERIFY2(differences.isEmpty(), qPrintable(differences.join('\n')));
-
-    // A second opinion from diff, which compares contents and link targets without following.
-    QProcess diff;
-    diff.start("diff", {"-r", "--no-dereference", source, dir.filePath("copy")});
-    QVERIFY(diff.waitForFinished(30000));
-    QCOMPARE(diff.exitCode(), 0);
     // The links really are links in the copy.
     QCOMPARE(QFile::symLinkTarget(dir.filePath("copy/link-relative")), dir.filePath("copy/plain.txt"));
     QVERIFY(QFileInfo(dir.filePath("copy/link-to-folder")).isSymLink());
