@@ -13,7 +13,7 @@ private Q_SLOTS:
     void fat32NameRule_data();
     void fat32NameRule();
     void renameRunsOneLineAndKeepsTheName();
-    void formatRunsTheBranchLines();
+    void formatRunsTheGeneralLine();
     void apfsFormatRenamesThenReformats();
     void hostileNamesReachTheToolLiterally();
 };

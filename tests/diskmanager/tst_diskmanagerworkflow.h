@@ -11,7 +11,6 @@ private Q_SLOTS:
     void renameFromTheRow();
     void formatNtfsThroughThePopups();
     void formatWithTheTypeMenu();
-    void formatApfsRenamesThenReformats();
     void cancelLeavesTheVolumeAlone();
     void ejectRemovesTheRowAfterTheUnmountNotice();
     void mountDuringListingIsIgnored();

@@ -35,9 +35,6 @@ void TestDiskutilOutput::systemVolumeFollowsTheVersion_data() {
     QTest::newRow("sealed snapshot 11") << "11.7"
                                         << "disk1s1s1"
                                         << "APFS" << false;
-    QTest::newRow("sealed snapshot 14") << "14.4"
-                                        << "disk1s1s1"
-                                        << "APFS" << false;
 }
 
 void TestDiskutilOutput::systemVolumeFollowsTheVersion() {

@@ -8,7 +8,6 @@ private Q_SLOTS:
     void nameRulesOfEachFileSystem_data();
     void nameRulesOfEachFileSystem();
     void aTakenNameMountsWithANumber();
-    void hostileNamesAreStoredLiterally();
     void eraseVolumeEmptiesAndReformats();
     void eraseVolumeTakesEachFormatName();
     void anApfsVolumeIsErasedInItsContainer();
