@@ -2,6 +2,7 @@
 
 #include "EmulatedMac.h"
 #include "Screenshot.h"
+#include "UrlCatcher.h"
 #include "app/AboutWindow.h"
 #include "app/AppDelegate.h"
 #include "app/MainWindowController.h"
@@ -37,15 +38,6 @@ void prepare(QProcess& process, const EmulatedMac& mac, const QStringList& extra
     process.setProcessEnvironment(env);
     process.setProgram(QStringLiteral(TAVRILL_APP_PATH));
 }
-
-// Records the addresses the program opens instead of starting a browser.
-class UrlRecorder : public QObject {
-    Q_OBJECT
-public:
-    QStringList urls;
-public Q_SLOTS:
-    void open(const QUrl& url) { urls << url.toString(); }
-};
 
 } // namespace
 
@@ -143,8 +135,8 @@ void TestLaunch::screenshotRunSavesEveryTabAndEndsWithStatusZero() {
 void TestLaunch::menuOpensLinksAndWindows() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    UrlRecorder recorder;
-    QDesktopServices::setUrlHandler(QStringLiteral("https"), &recorder, "open");
+    UrlCatcher recorder;
+    QDesktopServices::setUrlHandler(QStringLiteral("https"), &recorder, "openUrl");
 
     AppDelegate::setUpdateWindowFactory({});
     AppDelegate delegate;
@@ -154,14 +146,14 @@ void TestLaunch::menuOpensLinksAndWindows() {
 
     delegate.userGuideMenuItemAction();
     delegate.helpMenuItemAction();
-    QCOMPARE(recorder.urls,
-             (QStringList{"https://www.kelvaro.com/tavrill/guide/", "https://www.kelvaro.com/support/"}));
+    QCOMPARE(recorder.opened, (QList<QUrl>{QUrl("https://www.kelvaro.com/tavrill/guide/"),
+                                           QUrl("https://www.kelvaro.com/support/")}));
 
     // Every item of the menu does something: the links among them open addresses.
     QVERIFY(delegate.applicationMenu());
     QVERIFY(delegate.lineMenuItem && delegate.lineMenuItem->isSeparator());
     QVERIFY(!delegate.checkUpMenuItem->isEnabled()); // no update window yet
-    recorder.urls.clear();
+    recorder.opened.clear();
     const QList<QAction*> items = delegate.applicationMenu()->actions();
     for (QAction* item : items) {
         if (item->menu()) {
@@ -169,9 +161,10 @@ void TestLaunch::menuOpensLinksAndWindows() {
                 link->trigger();
         }
     }
-    QCOMPARE(recorder.urls.size(), 3);
-    for (const QString& url : recorder.urls)
-        QVERIFY2(url.startsWith(QStringLiteral("https://www.kelvaro.com/")), qPrintable(url));
+    QCOMPARE(recorder.opened.size(), 3);
+    for (const QUrl& url : recorder.opened)
+        QVERIFY2(url.toString().startsWith(QStringLiteral("https://www.kelvaro.com/")),
+                 qPrintable(url.toString()));
 
     // The about window runs modally and tells the version.
     QString shownVersion;
@@ -198,5 +191,3 @@ void TestLaunch::menuOpensLinksAndWindows() {
     AppDelegate::setUpdateWindowFactory({});
     QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
 }
-
-#include "tst_launch.moc"

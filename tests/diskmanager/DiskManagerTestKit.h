@@ -23,15 +23,3 @@ QList<QStringList> diskutilCalls(const EmulatedMac& mac);
 QList<QStringList> changingCalls(const EmulatedMac& mac);
 
 } // namespace DiskManagerTestKit
-
-#include <QObject>
-#include <QUrl>
-
-// Takes the addresses the program asks the desktop to open (QDesktopServices::setUrlHandler).
-class UrlCatcher : public QObject {
-    Q_OBJECT
-public:
-    QList<QUrl> opened;
-public Q_SLOTS:
-    void openUrl(const QUrl& url) { opened << url; }
-};

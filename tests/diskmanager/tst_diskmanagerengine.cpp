@@ -1,6 +1,7 @@
 #include "tst_diskmanagerengine.h"
 
 #include "DiskManagerTestKit.h"
+#include "TreeCompare.h"
 #include "VolumesTestKit.h"
 #include "Wait.h"
 #include "core/QvLog.h"
@@ -33,16 +34,11 @@ QString uuidOf(const EmulatedMac& mac, const QString& mountPoint) {
     return str(mac.diskInfo(mountPoint), "VolumeUUID");
 }
 
-QByteArray fileText(const QString& hostPath) {
-    QFile f(hostPath);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
 // The lines of the diagnostic log without their time stamps. Call QvUninitLog() first so the log
 // is opened on the test's machine.
 QStringList logLines(const EmulatedMac& mac) {
     QStringList lines;
-    for (const QByteArray& line : fileText(mac.host(QStringLiteral("/tmp/Pellory.txt"))).split('\n')) {
+    for (const QByteArray& line : readHostFile(mac.host(QStringLiteral("/tmp/Pellory.txt"))).split('\n')) {
         if (line.size() > 21)
             lines << QString::fromUtf8(line.mid(21));
     }
@@ -264,7 +260,7 @@ void TestDiskManagerEngine::renameRunsOneLineAndKeepsTheName() {
     QCOMPARE(diskutilCalls(*mac), QList<QStringList>({{"rename", uuid, "MY BACKUP D"}}));
     // The tool's answer went into the Disk Manager's runner file, whose path is logged.
     const QString runnerFile = mac->host(QStringLiteral("/tmp/BrindleRepairTemp.plist"));
-    QVERIFY(fileText(runnerFile).contains("renamed to MY BACKUP D"));
+    QVERIFY(readHostFile(runnerFile).contains("renamed to MY BACKUP D"));
     QCOMPARE(logLines(*mac), QStringList({QStringLiteral(" rename : %1 ").arg(runnerFile)}));
     QCOMPARE(stick->volumeName(), QStringLiteral("MY BACKUP D"));
     QCOMPARE(str(mac->diskInfo(stick->diskUUID()), "VolumeName"), QStringLiteral("MY BACKUP D"));
@@ -294,7 +290,7 @@ void TestDiskManagerEngine::formatRunsTheGeneralLine() {
              QList<QStringList>({{"eraseVolume", "MS-DOS FAT32", "MY BACKUP D", "/dev/disk3s1"}}));
     QCOMPARE(str(mac->diskInfo(QStringLiteral("/dev/disk3s1")), "VolumeName"), QStringLiteral("MY BACKUP D"));
     const QString eraseFile = mac->host(QStringLiteral("/tmp/eraserVolumeTemp.plist"));
-    QVERIFY(fileText(eraseFile).contains("Finished erase on"));
+    QVERIFY(readHostFile(eraseFile).contains("Finished erase on"));
     QCOMPARE(logLines(*mac),
              QStringList({QStringLiteral(" 1 "), QStringLiteral(" rename : %1 ").arg(eraseFile),
                           QStringLiteral("format volume : MY BACKUP D")}));
@@ -312,7 +308,7 @@ void TestDiskManagerEngine::apfsFormatRenamesThenReformats() {
     QVERIFY(waitUntil([&] { return changingCalls(*mac).size() == 2; }, 20000));
     QCOMPARE(changingCalls(*mac),
              QList<QStringList>({{"rename", uuid, "Work 2026"}, {"reformat", "/dev/disk6s1"}}));
-    QVERIFY(fileText(mac->host(QStringLiteral("/tmp/BrindleChangeNameTemp.plist")))
+    QVERIFY(readHostFile(mac->host(QStringLiteral("/tmp/BrindleChangeNameTemp.plist")))
                 .contains("renamed to Work 2026"));
     // The reformat runs on its own; wait until the volume is back.
     QVariantMap info;

@@ -1,7 +1,9 @@
 #include "tst_diskmanagerworkflow.h"
 
 #include "DiskManagerTestKit.h"
+#include "Pointer.h"
 #include "Screenshot.h"
+#include "UrlCatcher.h"
 #include "VolumesTestKit.h"
 #include "Wait.h"
 #include "diskmanager/DiskManagerCell.h"
@@ -333,12 +335,10 @@ void TestDiskManagerWorkflow::formatWithTheTypeMenu() {
     QCOMPARE(menu->label_1->text(), QStringLiteral("ExFAT"));
     QCOMPARE(menu->label_2->text(), QStringLiteral("MS-DOS FAT32"));
     QCOMPARE(menu->label_3->text(), QStringLiteral("Journaled HFS+"));
-    QEvent enter(QEvent::Enter);
-    QCoreApplication::sendEvent(menu->view_4, &enter);
+    hover(menu->view_4);
     QVERIFY(menu->label_3->styleSheet().contains(QStringLiteral("#ffffff")));
     saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("type-menu"));
-    QEvent leave(QEvent::Leave);
-    QCoreApplication::sendEvent(menu, &leave);
+    hover(menu, false);
     QVERIFY(waitUntil([&] { return menu.isNull(); }, 1000));
     QCOMPARE(confirm->typeLabel->text(), QStringLiteral("MS-DOS FAT32"));
 

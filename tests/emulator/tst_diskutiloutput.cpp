@@ -1,22 +1,10 @@
 #include "tst_diskutiloutput.h"
 
 #include "EmulatorTestKit.h"
+#include "TreeCompare.h"
 #include "VolumesTestKit.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTest>
-
-namespace {
-
-void writeBytes(const QString& hostPath, qint64 size) {
-    QDir().mkpath(QFileInfo(hostPath).absolutePath());
-    QFile f(hostPath);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write(QByteArray(int(size), 'z'));
-}
-
-} // namespace
 
 void TestDiskutilOutput::systemVolumeFollowsTheVersion_data() {
     QTest::addColumn<QString>("version");
@@ -216,14 +204,14 @@ void TestDiskutilOutput::freeSpaceFollowsStoredBytes() {
     QVERIFY(mac->isValid());
     const qint64 before =
         mac->diskInfo(QStringLiteral("/Volumes/STICK")).value(QStringLiteral("FreeSpace")).toLongLong();
-    writeBytes(mac->host(QStringLiteral("/Volumes/STICK/new/big.bin")), 1000000);
+    QVERIFY(writeHostFile(mac->host(QStringLiteral("/Volumes/STICK/new/big.bin")), QByteArray(1000000, 'z')));
     const qint64 after =
         mac->diskInfo(QStringLiteral("/Volumes/STICK")).value(QStringLiteral("FreeSpace")).toLongLong();
     QCOMPARE(before - after, 1000000);
 
     const qint64 containerBefore =
         mac->diskInfo(QStringLiteral("/")).value(QStringLiteral("APFSContainerFree")).toLongLong();
-    writeBytes(mac->host(QStringLiteral("/System/Volumes/Data/blob")), 300000);
+    QVERIFY(writeHostFile(mac->host(QStringLiteral("/System/Volumes/Data/blob")), QByteArray(300000, 'z')));
     const qint64 containerAfter =
         mac->diskInfo(QStringLiteral("/")).value(QStringLiteral("APFSContainerFree")).toLongLong();
     QCOMPARE(containerBefore - containerAfter, 300000);

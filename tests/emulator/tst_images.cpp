@@ -1,35 +1,18 @@
 #include "tst_images.h"
 
 #include "EmulatorTestKit.h"
+#include "TreeCompare.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
-namespace {
-
-void writeText(const QString& hostPath, const QByteArray& text) {
-    QDir().mkpath(QFileInfo(hostPath).absolutePath());
-    QFile f(hostPath);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write(text);
-}
-
-QByteArray readText(const QString& hostPath) {
-    QFile f(hostPath);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-} // namespace
-
 void TestImages::imageRoundTripKeepsTheFiles() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    QDir().mkpath(mac->host(QStringLiteral("/tmp/com.kelvaro.clone")));
-    writeText(mac->host(QStringLiteral("/tmp/com.kelvaro.clone/seed.txt")), "seed");
+    QVERIFY(writeHostFile(mac->host(QStringLiteral("/tmp/com.kelvaro.clone/seed.txt")), "seed"));
     const QString image = QStringLiteral("/Users/alex/Desktop/Backup.dmg");
     const QStringList create = {"create",  image,      "-volname",   "TavrillDmg",
                                 "-size",   "60000000", "-fs",        "HFS+",
@@ -57,13 +40,14 @@ void TestImages::imageRoundTripKeepsTheFiles() {
                  .hasMatch(),
              lines.value(1).constData());
     QCOMPARE(lines.value(0).indexOf('\t'), 20);
-    QCOMPARE(readText(mac->host(QStringLiteral("/Volumes/TavrillDmg/seed.txt"))), QByteArray("seed"));
+    QCOMPARE(readHostFile(mac->host(QStringLiteral("/Volumes/TavrillDmg/seed.txt"))), QByteArray("seed"));
     const QVariantMap volume = mac->diskInfo(QStringLiteral("TavrillDmg"));
     QCOMPARE(volume.value(QStringLiteral("BusProtocol")).toString(), QStringLiteral("Disk Image"));
     QVERIFY(volume.value(QStringLiteral("FreeSpace")).toLongLong() > 50000000);
 
     // Copy in as the image builder does, then eject by the volume's UUID.
-    writeText(mac->host(QStringLiteral("/Volumes/TavrillDmg/Photos/a.jpg")), QByteArray(100000, 'j'));
+    QVERIFY(writeHostFile(mac->host(QStringLiteral("/Volumes/TavrillDmg/Photos/a.jpg")),
+                          QByteArray(100000, 'j')));
     QVERIFY(
         QFile::link(QStringLiteral("Photos/a.jpg"), mac->host(QStringLiteral("/Volumes/TavrillDmg/latest"))));
     const EmulatedMac::Run ejected = mac->run(
@@ -74,13 +58,13 @@ void TestImages::imageRoundTripKeepsTheFiles() {
 
     QTemporaryDir inside;
     QVERIFY(mac->extractImage(image, inside.path()));
-    QCOMPARE(readText(inside.path() + QStringLiteral("/Photos/a.jpg")), QByteArray(100000, 'j'));
+    QCOMPARE(readHostFile(inside.path() + QStringLiteral("/Photos/a.jpg")), QByteArray(100000, 'j'));
     QCOMPARE(QFileInfo(inside.path() + QStringLiteral("/latest")).symLinkTarget(),
              inside.path() + QStringLiteral("/Photos/a.jpg"));
 
     // Attaching again shows the files; hdiutil detach writes back too.
     QCOMPARE(mac->run(QStringLiteral("hdiutil"), {"attach", image}).code, 0);
-    QCOMPARE(readText(mac->host(QStringLiteral("/Volumes/TavrillDmg/Photos/a.jpg"))).size(), 100000);
+    QCOMPARE(readHostFile(mac->host(QStringLiteral("/Volumes/TavrillDmg/Photos/a.jpg"))).size(), 100000);
     QFile::remove(mac->host(QStringLiteral("/Volumes/TavrillDmg/seed.txt")));
     const QString dev =
         mac->diskInfo(QStringLiteral("TavrillDmg")).value(QStringLiteral("ParentWholeDisk")).toString();
@@ -105,7 +89,7 @@ void TestImages::createRefusesWhatARealMacRefuses() {
     QCOMPARE(r.err, QByteArray("hdiutil: create failed - No space left on device\n"));
     QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/SMALL/big.dmg"))));
     // A source folder larger than the image.
-    writeText(mac->host(QStringLiteral("/tmp/src/blob.bin")), QByteArray(3000000, 'b'));
+    QVERIFY(writeHostFile(mac->host(QStringLiteral("/tmp/src/blob.bin")), QByteArray(3000000, 'b')));
     r = mac->run(QStringLiteral("hdiutil"), {"create", "/tmp/small.dmg", "-volname", "Tiny", "-size",
                                              "1000000", "-srcfolder", "/tmp/src"});
     QCOMPARE(r.code, 1);
@@ -115,7 +99,7 @@ void TestImages::createRefusesWhatARealMacRefuses() {
     r = mac->run(QStringLiteral("hdiutil"), {"create", "/nowhere/x.dmg", "-size", "1m"});
     QCOMPARE(r.err, QByteArray("hdiutil: create failed - No such file or directory\n"));
     // Attaching what is not an image.
-    writeText(mac->host(QStringLiteral("/tmp/not.dmg")), "hello");
+    QVERIFY(writeHostFile(mac->host(QStringLiteral("/tmp/not.dmg")), "hello"));
     r = mac->run(QStringLiteral("hdiutil"), {"attach", "/tmp/not.dmg"});
     QCOMPARE(r.code, 1);
     QCOMPARE(r.err, QByteArray("hdiutil: attach failed - image not recognized\n"));

@@ -8,16 +8,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-namespace {
-
-void write(const QString& path, const QByteArray& data) {
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write(data);
-}
-
-} // namespace
-
 void TestItemCopy::copiesATreeWithDataModesTimesAndLinks() {
     QTemporaryDir dir;
     const QString source = dir.filePath("source");
@@ -32,13 +22,13 @@ void TestItemCopy::copiesATreeWithDataModesTimesAndLinks() {
     QVERIFY(QFileInfo(dir.filePath("copy/link-dangling")).isSymLink());
 
     // The comparison itself notices a difference.
-    write(dir.filePath("copy/docs/a/b/deep.txt"), QByteArray(5000, 'e'));
+    writeHostFile(dir.filePath("copy/docs/a/b/deep.txt"), QByteArray(5000, 'e'));
     QVERIFY(!compareTrees(source, dir.filePath("copy")).isEmpty());
 }
 
 void TestItemCopy::copiesSingleFilesAndLinks() {
     QTemporaryDir dir;
-    write(dir.filePath("one.txt"), "single");
+    writeHostFile(dir.filePath("one.txt"), "single");
     setMode(dir.filePath("one.txt"), 0604);
     setModificationTime(dir.filePath("one.txt"), 1000000000, 42);
     QVERIFY(copyItem(dir.filePath("one.txt"), dir.filePath("two.txt"), nullptr));
@@ -52,14 +42,12 @@ void TestItemCopy::copiesSingleFilesAndLinks() {
 
 void TestItemCopy::refusesAnExistingDestination() {
     QTemporaryDir dir;
-    write(dir.filePath("a"), "new");
-    write(dir.filePath("b"), "old");
+    writeHostFile(dir.filePath("a"), "new");
+    writeHostFile(dir.filePath("b"), "old");
     QString error;
     QVERIFY(!copyItem(dir.filePath("a"), dir.filePath("b"), &error));
     QVERIFY(error.contains(dir.filePath("a")));
-    QFile b(dir.filePath("b"));
-    QVERIFY(b.open(QIODevice::ReadOnly));
-    QCOMPARE(b.readAll(), QByteArray("old"));
+    QCOMPARE(readHostFile(dir.filePath("b")), QByteArray("old"));
 
     QDir(dir.path()).mkpath("folder");
     QVERIFY(!copyItem(dir.filePath("a"), dir.filePath("folder"), nullptr));

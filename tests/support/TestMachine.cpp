@@ -1,10 +1,10 @@
 #include "TestMachine.h"
+#include "TreeCompare.h"
 
 #include "platform/Machine.h"
 
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 
 TestMachine::TestMachine() : m_dir(QDir::tempPath() + QStringLiteral("/tavrill-test-XXXXXX")) {
     m_previousRoot = Machine::root();
@@ -22,12 +22,8 @@ QString TestMachine::host(const QString& macPath) const {
 }
 
 QString TestMachine::writeFile(const QString& macPath, const QByteArray& content) {
-    const QString path = host(macPath);
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile f(path);
-    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        f.write(content);
-    return path;
+    writeHostFile(host(macPath), content);
+    return host(macPath);
 }
 
 QString TestMachine::installTool(const QString& macPath, const QByteArray& scriptBody) {
@@ -38,6 +34,5 @@ QString TestMachine::installTool(const QString& macPath, const QByteArray& scrip
 }
 
 QByteArray TestMachine::readFile(const QString& macPath) const {
-    QFile f(host(macPath));
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    return readHostFile(host(macPath));
 }

@@ -81,6 +81,17 @@ QStringList compareTrees(const QString& sourceHost, const QString& copyHost) {
     return out;
 }
 
+bool writeHostFile(const QString& hostPath, const QByteArray& data) {
+    QDir().mkpath(QFileInfo(hostPath).absolutePath());
+    QFile f(hostPath);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(data) == data.size();
+}
+
+QByteArray readHostFile(const QString& hostPath) {
+    QFile f(hostPath);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
 bool makeLink(const QByteArray& target, const QString& linkHost) {
     return ::symlink(target.constData(), QFile::encodeName(linkHost).constData()) == 0;
 }
@@ -94,30 +105,19 @@ bool setMode(const QString& hostPath, unsigned mode) {
     return ::chmod(QFile::encodeName(hostPath).constData(), mode) == 0;
 }
 
-namespace {
-
-void writeBytes(const QString& path, const QByteArray& data) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile f(path);
-    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        f.write(data);
-}
-
-} // namespace
-
 int buildSampleTree(const QString& root) {
     QDir().mkpath(root);
     QByteArray binary(3 * 1024 * 1024 + 17, '\0');
     for (qsizetype i = 0; i < binary.size(); ++i)
         binary[i] = char((i * 131 + i / 7) & 0xff);
-    writeBytes(root + "/big.bin", binary);
-    writeBytes(root + "/plain.txt", "hello\n");
-    writeBytes(root + "/.hidden", "secret");
-    writeBytes(root + "/empty.dat", QByteArray());
-    writeBytes(root + "/tool.sh", "#!/bin/sh\necho hi\n");
-    writeBytes(root + "/docs/a/b/deep.txt", QByteArray(5000, 'd'));
-    writeBytes(root + "/docs/a/notes.md", "# notes\n");
-    writeBytes(root + "/locked/inside.txt", "in a read-only folder");
+    writeHostFile(root + "/big.bin", binary);
+    writeHostFile(root + "/plain.txt", "hello\n");
+    writeHostFile(root + "/.hidden", "secret");
+    writeHostFile(root + "/empty.dat", QByteArray());
+    writeHostFile(root + "/tool.sh", "#!/bin/sh\necho hi\n");
+    writeHostFile(root + "/docs/a/b/deep.txt", QByteArray(5000, 'd'));
+    writeHostFile(root + "/docs/a/notes.md", "# notes\n");
+    writeHostFile(root + "/locked/inside.txt", "in a read-only folder");
     QDir().mkpath(root + "/empty-folder");
     makeLink("plain.txt", root + "/link-relative");
     makeLink(QFile::encodeName(root + "/docs/a/notes.md"), root + "/link-absolute");

@@ -10,6 +10,11 @@
 // bytes, link target, missing or extra entries).
 QStringList compareTrees(const QString& sourceHost, const QString& copyHost);
 
+// Writes a host file, creating its folders; answers whether all of it was written.
+bool writeHostFile(const QString& hostPath, const QByteArray& data);
+// A host file's bytes; empty when it cannot be read.
+QByteArray readHostFile(const QString& hostPath);
+
 // Creates a symbolic link at linkHost pointing to target (text as given).
 bool makeLink(const QByteArray& target, const QString& linkHost);
 // Sets the modification (and access) time of an item, without following a link.

@@ -1,5 +1,6 @@
 #include "tst_indicators.h"
 
+#include "Pointer.h"
 #include "Screenshot.h"
 #include "UiTestKit.h"
 #include "ui/Artwork.h"
@@ -9,7 +10,6 @@
 #include "ui/SetpViewController.h"
 #include "ui/StripedProgressBar.h"
 
-#include <QEnterEvent>
 #include <QLabel>
 #include <QTest>
 #include <QVBoxLayout>
@@ -140,16 +140,14 @@ void TestIndicators::imageButtonLooksFollowThePointer() {
     button.show();
     QVERIFY(QTest::qWaitForWindowExposed(&button));
     // The pointer left by earlier tests may rest where the button opened: start from outside.
-    QEvent leave(QEvent::Leave);
-    QCoreApplication::sendEvent(&button, &leave);
+    hover(&button, false);
     QCOMPARE(button.currentImage(), QStringLiteral("btn_tool"));
-    QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5));
-    QCoreApplication::sendEvent(&button, &enter);
+    hover(&button);
     QCOMPARE(button.currentImage(), QStringLiteral("btn_tool_hover"));
     button.setDown(true);
     QCOMPARE(button.currentImage(), QStringLiteral("btn_tool_press"));
     button.setDown(false);
-    QCoreApplication::sendEvent(&button, &leave);
+    hover(&button, false);
     QCOMPARE(button.currentImage(), QStringLiteral("btn_tool"));
     button.setEnabled(false);
     QCOMPARE(button.currentImage(), QStringLiteral("btn_tool"));

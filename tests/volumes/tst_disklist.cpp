@@ -1,10 +1,10 @@
 #include "tst_disklist.h"
 
+#include "Pointer.h"
 #include "ui/ImageView.h"
 #include "volumes/DiskListViewController.h"
 #include "volumes/DiskUsageBarView.h"
 
-#include <QEnterEvent>
 #include <QLabel>
 #include <QTest>
 
@@ -27,16 +27,6 @@ struct PickRecorder : DiskListVCDelegate {
     VolumeObjList picked;
     void doSelectDiskWithVolume(const VolumeObjRef& volume) override { picked << volume; }
 };
-
-void hover(QWidget* w, bool in) {
-    if (in) {
-        QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), w->mapToGlobal(QPointF(5, 5)));
-        QCoreApplication::sendEvent(w, &enter);
-    } else {
-        QEvent leave(QEvent::Leave);
-        QCoreApplication::sendEvent(w, &leave);
-    }
-}
 
 } // namespace
 

@@ -1,6 +1,7 @@
 #include "tst_picker.h"
 
 #include "EmulatedMac.h"
+#include "Pointer.h"
 #include "Screenshot.h"
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"
@@ -11,7 +12,6 @@
 #include "volumes/SelectDiskViewController.h"
 
 #include <QDir>
-#include <QEnterEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
@@ -222,9 +222,7 @@ void TestPicker::screenshotsInAPopover() {
         QCOMPARE(popover->content(), picker);
         QVERIFY(waitForList(*picker));
         // Show the first row as it looks under the pointer.
-        QWidget* first = picker->rows().first()->aView();
-        QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), first->mapToGlobal(QPointF(5, 5)));
-        QCoreApplication::sendEvent(first, &enter);
+        hover(picker->rows().first()->aView());
         QVERIFY(saveScreenshot(&host, QStringLiteral("volumes"),
                                wholeDisks ? QStringLiteral("picker-os-clone")
                                           : QStringLiteral("picker-volumes")));
