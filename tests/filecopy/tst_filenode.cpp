@@ -63,23 +63,6 @@ void TestFileNode::systemFilesNeedTheResource() {
     QVERIFY(!SystemFolder::isSystemFileWithFilePath("/Users"));
 }
 
-void TestFileNode::comparesAndLeavesOrderToTheTreeOperations() {
-    FileNodeRef big = fileNode("/a", 100), small = fileNode("/b", 5), same = fileNode("/c", 5);
-    QVERIFY(big->compareSize(*small) < 0);
-    QVERIFY(small->compareSize(*big) > 0);
-    QCOMPARE(small->compareSize(*same), 0);
-
-    FileNodeRef folder = folderNode("/f");
-    fileNode("/f/1", 1, 1, folder.data());
-    FileNodeRef sub = folderNode("/f/sub", 1, folder.data());
-    fileNode("/f/sub/x", 1, 1, sub.data());
-    fileNode("/f/sub/y", 9, 1, sub.data());
-    fileNode("/f/3", 3, 1, folder.data());
-    folder->decendingSort();
-    QCOMPARE(describe(folder->children().toList()), (QStringList{"1:1", "sub:0", "3:3"}));
-    QCOMPARE(describe(sub->children().toList()), (QStringList{"x:1", "y:9"}));
-}
-
 void TestFileNode::insertsBySizeAsSingleInsertsWould() {
     // Reference: the rule as stated, a linear search for the first element not larger.
     auto linearInsert = [](FileNodeList& list, const FileNodeRef& node) {

@@ -8,7 +8,6 @@ private Q_SLOTS:
     void displayNameIsThePathsTail();
     void systemFilesMatchWholePathsExactly();
     void systemFilesNeedTheResource();
-    void comparesAndLeavesOrderToTheTreeOperations();
     void insertsBySizeAsSingleInsertsWould();
     void childrenForgetAParentThatIsGone();
 };

@@ -197,10 +197,9 @@ void TestSlot::showsWhatItIsGiven() {
     pair.show();
     QVERIFY(QTest::qWaitForWindowExposed(&pair));
 
-    QCOMPARE(source->imageName(), QStringLiteral("ic_os_main_b"));
+    // The picture shows on the slot's button; an empty slot offers to add.
     QCOMPARE(source->selectDiskBut()->currentImage(), QStringLiteral("ic_os_main_b"));
-    QCOMPARE(source->nameLabel()->text(), QStringLiteral("System Drive"));
-    QCOMPARE(target->imageName(), QStringLiteral("add"));
+    QCOMPARE(target->selectDiskBut()->currentImage(), QStringLiteral("add"));
     QVERIFY(target->nameLabel()->text().isEmpty());
     QVERIFY(!target->closeDisk()->isVisible());
     QVERIFY(source->closeDisk()->isVisible());
@@ -210,7 +209,6 @@ void TestSlot::showsWhatItIsGiven() {
     QVERIFY(hint->height() >= hint->heightForWidth(hint->width()));
     saveScreenshot(&pair, QStringLiteral("ui"), QStringLiteral("slots"));
 
-    target->setImage(QStringLiteral("add"));
     target->setErrorBackground(true);
     QVERIFY(target->hasErrorBackground());
     saveScreenshot(&pair, QStringLiteral("ui"), QStringLiteral("slots-error"));
