@@ -112,21 +112,17 @@ void TestDiskutilOutput::keysAreInByteOrderWithRealTypes() {
 void TestDiskutilOutput::volumeKindsReportTheirFileSystems() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
+    // FilesystemName and Content of each kind are TestEmulatedMachine::scenarioFileSystemNames'.
     struct Expect {
         const char* volume;
         const char* type;
-        const char* name;
-        const char* content;
         bool writable;
     };
-    for (const Expect& e : {Expect{"/Volumes/STICK", "msdos", "MS-DOS FAT32", "DOS_FAT_32", true},
-                            Expect{"/Volumes/Backup", "exfat", "ExFAT", "Microsoft Basic Data", true},
-                            Expect{"/Volumes/WINDOWS", "ntfs", "NTFS", "Windows_NTFS", false},
-                            Expect{"/Volumes/Data", "hfs", "Journaled HFS+", "Apple_HFS", true}}) {
+    for (const Expect& e :
+         {Expect{"/Volumes/STICK", "msdos", true}, Expect{"/Volumes/Backup", "exfat", true},
+          Expect{"/Volumes/WINDOWS", "ntfs", false}, Expect{"/Volumes/Data", "hfs", true}}) {
         const QVariantMap i = mac->diskInfo(QLatin1String(e.volume));
         QCOMPARE(i.value(QStringLiteral("FilesystemType")).toString(), QLatin1String(e.type));
-        QCOMPARE(i.value(QStringLiteral("FilesystemName")).toString(), QLatin1String(e.name));
-        QCOMPARE(i.value(QStringLiteral("Content")).toString(), QLatin1String(e.content));
         QCOMPARE(i.value(QStringLiteral("WritableVolume")).toBool(), e.writable);
         QVERIFY(i.value(QStringLiteral("VolumeAllocationBlockSize")).toLongLong() > 0);
         QVERIFY(i.value(QStringLiteral("FreeSpace")).toLongLong() > 0);
