@@ -1,9 +1,11 @@
 #include "filecopy/Controller.h"
 
 #include "core/ConsoleLog.h"
+#include "core/MainThread.h"
 
 #include <QMutex>
 #include <QMutexLocker>
+#include <QThreadPool>
 
 namespace {
 
@@ -27,8 +29,14 @@ void runAction(bool reveal, const QString& path) {
 
 Controller::~Controller() {
     for (const std::weak_ptr<EumeRoot>& made : m_madeRoots) {
-        if (std::shared_ptr<EumeRoot> root = made.lock())
-            root->setEumeDelegate(nullptr); // waits for a callback in flight
+        if (std::shared_ptr<EumeRoot> root = made.lock()) {
+            root->setEumeDelegate(nullptr);
+            root->stopScan();
+        }
+    }
+    if (m_nodeListings) {
+        m_nodeListings->stop = true;
+        m_nodeListings->controller = nullptr;
     }
 }
 
@@ -62,9 +70,39 @@ void Controller::endScan() {
 }
 
 void Controller::getNodeListWithFaterNode(FileNode* node) {
-    if (!m_eumeRoot)
-        m_eumeRoot = makeEumeRoot();
-    m_eumeRoot->getNodeListWithFaterNode(node);
+    if (!node)
+        return;
+    if (!m_nodeListings) {
+        m_nodeListings = std::make_shared<NodeListings>();
+        m_nodeListings->controller = this;
+    }
+    ++m_pendingNodeListings;
+    const FileNodeRef held(node);
+    const std::shared_ptr<NodeListings> listings = m_nodeListings;
+    QThreadPool::globalInstance()->start([held, listings] {
+        std::optional<FileNodeList> children = EumeRoot::listChildrenOfPath(held->path(), &listings->stop);
+        onMain([held, listings, children = std::move(children)] {
+            Controller* controller = listings->controller;
+            if (!controller)
+                return; // the Controller is gone
+            --controller->m_pendingNodeListings;
+            if (listings->stop || !children)
+                return; // stopped, or the path is missing: nothing to say
+            controller->attachChildren(held, *children);
+        });
+    });
+}
+
+void Controller::attachChildren(const FileNodeRef& node, const FileNodeList& children) {
+    if (!node->children().isEmpty())
+        return; // listed twice (expanded again before the first listing came back)
+    ControllerDelegate* delegate = m_aDelegate;
+    if (delegate)
+        delegate->childrenWillBeAdded(node.data(), children.size());
+    EumeRoot::adoptChildren(node.data(), children);
+    if (delegate)
+        delegate->childrenAdded(node.data());
+    endEumeNode();
 }
 
 void Controller::endEumeNode() {
@@ -74,10 +112,21 @@ void Controller::endEumeNode() {
 void Controller::stopScan() {
     if (m_eumeRoot)
         m_eumeRoot->stopScan();
+    if (m_nodeListings) {
+        // Listings under way are dropped; later ones start on a fresh flag.
+        m_nodeListings->stop = true;
+        m_nodeListings->controller = nullptr;
+        m_nodeListings.reset();
+        m_pendingNodeListings = 0;
+    }
 }
 
 float Controller::getProgress() const {
     return m_eumeRoot ? m_eumeRoot->getProgress() : 0.0f;
+}
+
+bool Controller::isScanDone() const {
+    return m_eumeRoot && m_eumeRoot->isScanDone();
 }
 
 void Controller::setFileViewerActions(PathAction reveal, PathAction open) {
@@ -111,9 +160,11 @@ void Controller::changeChildrenFilNodeStateWithFileNode(FileNode* node, bool sel
         return;
     node->setState(selectState ? 1 : 0);
     if (selectState) {
-        if (!m_selectNodeArr.contains(node))
+        if (!m_selectedOneByOne.contains(node)) {
+            m_selectedOneByOne.insert(node);
             m_selectNodeArr.append(FileNodeRef(node));
-    } else {
+        }
+    } else if (m_selectedOneByOne.remove(node)) {
         m_selectNodeArr.removeAll(node);
     }
     if (!node->isDirectory())

@@ -1,5 +1,6 @@
 #include "filecopy/EumeRoot.h"
 
+#include "core/MainThread.h"
 #include "platform/DirectoryBatchReader.h"
 #include "platform/Machine.h"
 
@@ -33,7 +34,8 @@ bool isSkipped(std::string_view name) {
 
 // The names directly inside a folder with their types and lengths, in the file system's order;
 // a folder that cannot be listed (or stops being listable part way) gives what was read.
-std::vector<ListedName> listFolder(const QString& macPath, bool dropSkipped) {
+std::vector<ListedName> listFolder(const QString& macPath, bool dropSkipped,
+                                   const std::atomic<bool>* stop = nullptr) {
     std::vector<ListedName> names;
     const QString host = Machine::hostPath(macPath);
     DirectoryBatchReader reader(host);
@@ -42,7 +44,7 @@ std::vector<ListedName> listFolder(const QString& macPath, bool dropSkipped) {
     auto batch = std::make_unique<DirectoryBatch>();
     const QString hostPrefix = host.endsWith(QLatin1Char('/')) ? host : host + QLatin1Char('/');
     DirectoryBatchReader::ReadResult result = DirectoryBatchReader::ReadResult::Success;
-    while (result == DirectoryBatchReader::ReadResult::Success) {
+    while (result == DirectoryBatchReader::ReadResult::Success && !(stop && *stop)) {
         result = reader.readBatch(*batch);
         for (int i = 0; i < batch->count; ++i) {
             const DirectoryEntry& entry = batch->entries[i];
@@ -121,7 +123,6 @@ bool EumeRoot::isSkippedName(const QString& name) {
 }
 
 void EumeRoot::setEumeDelegate(EumeRootDelegate* delegate) {
-    QMutexLocker lock(&m_lock);
     m_eumeDelegate = delegate;
 }
 
@@ -135,17 +136,19 @@ FileNodeArrayRef EumeRoot::rootNodeArr() const {
     return m_rootNodeArr;
 }
 
-void EumeRoot::sendEndScan() {
-    // Under the lock, so an owner clearing the delegate waits for a callback in flight.
-    QMutexLocker lock(&m_lock);
-    if (m_eumeDelegate)
-        m_eumeDelegate->endScan();
-}
-
-void EumeRoot::sendEndEumeNode() {
-    QMutexLocker lock(&m_lock);
-    if (m_eumeDelegate)
-        m_eumeDelegate->endEumeNode();
+void EumeRoot::sendToDelegate(void (EumeRootDelegate::*operation)()) {
+    if (isMainThread()) {
+        if (EumeRootDelegate* delegate = m_eumeDelegate)
+            (delegate->*operation)();
+        return;
+    }
+    // The delegate is looked up when the post runs, so an owner that cleared it in between
+    // (or went away after clearing it) hears nothing.
+    std::shared_ptr<EumeRoot> self = shared_from_this();
+    onMain([self, operation] {
+        if (EumeRootDelegate* delegate = self->m_eumeDelegate)
+            (delegate->*operation)();
+    });
 }
 
 void EumeRoot::eumeAllRootFileNodeWithRootArr(const FileNodeArrayRef& rootArr, const QString& path) {
@@ -160,16 +163,21 @@ void EumeRoot::eumeAllRootFileNodeWithRootArr(const FileNodeArrayRef& rootArr, c
     m_eumeFileCount = 0;
     m_isStopScan = false;
     m_isPauseScan = false;
+    m_isScanDone = false;
     std::shared_ptr<EumeRoot> self = shared_from_this();
     QThreadPool::globalInstance()->start([self, path] { self->eumeRootListNode(path); });
 }
 
 void EumeRoot::eumeRootListNode(const QString& path) {
+    struct MarkDone {
+        std::atomic<bool>& done;
+        ~MarkDone() { done = true; }
+    } markDone{m_isScanDone};
     const FileNodeArrayRef array = rootNodeArr();
     if (!beginRootListing(array, path))
         return;
 
-    const std::vector<ListedName> names = listFolder(path, true);
+    const std::vector<ListedName> names = listFolder(path, true, &m_isStopScan);
     m_allFileCount = int(names.size());
 
     // Nodes are handed to the shared array in groups rather than one by one: a single insert
@@ -195,6 +203,8 @@ void EumeRoot::eumeRootListNode(const QString& path) {
     };
     const std::string folder = path.toStdString();
     for (const ListedName& entry : names) {
+        if (m_isStopScan)
+            break;
         FileNodeRef node = nodeFor(folder, entry, true);
         if (entry.isDirectory) {
             folders.append(node);
@@ -207,38 +217,51 @@ void EumeRoot::eumeRootListNode(const QString& path) {
             flush();
     }
     flush();
-    sendEndScan();
+    if (!m_isStopScan)
+        sendToDelegate(&EumeRootDelegate::endScan);
+}
+
+std::optional<FileNodeList> EumeRoot::listChildrenOfPath(const QString& path, const std::atomic<bool>* stop) {
+    const ItemInfo info = readItemInfo(Machine::hostPath(path), true);
+    if (!info.exists)
+        return std::nullopt;
+    FileNodeList children;
+    if (!info.isDirectory) {
+        FileNodeRef child = singleFileNode(path);
+        child->setSize(info.dataLength);
+        children.append(child);
+        return children;
+    }
+    const std::vector<ListedName> names = listFolder(path, false, stop);
+    children.reserve(qsizetype(names.size()));
+    const std::string folder = path.toStdString();
+    for (const ListedName& entry : names) {
+        FileNodeRef child = nodeFor(folder, entry, false);
+        child->setSize(entry.isDirectory ? 0 : entry.dataLength);
+        children.append(child);
+    }
+    return children;
+}
+
+void EumeRoot::adoptChildren(FileNode* father, const FileNodeList& children) {
+    const qint64 fatherState = father->state();
+    for (const FileNodeRef& child : children) {
+        if (fatherState == 0 || fatherState == 1)
+            child->setState(fatherState);
+        child->setFather(father);
+        father->children().append(child);
+    }
 }
 
 void EumeRoot::getNodeListWithFaterNode(FileNode* node) {
     if (!node)
         return;
-    const QString path = node->path();
-    const ItemInfo info = readItemInfo(Machine::hostPath(path), true);
-    if (!info.exists)
+    const std::optional<FileNodeList> children = listChildrenOfPath(node->path());
+    if (!children)
         return;
-    const qint64 fatherState = node->state();
-    auto adopt = [&](const FileNodeRef& child, quint64 size) {
-        child->setSize(child->isDirectory() ? 0 : size);
-        if (fatherState == 0 || fatherState == 1)
-            child->setState(fatherState);
-        child->setFather(node);
-        return child;
-    };
-    if (info.isDirectory) {
-        const std::vector<ListedName> names = listFolder(path, false);
-        m_allFileCount = int(names.size());
-        FileNodeList children;
-        children.reserve(qsizetype(names.size()));
-        const std::string folder = path.toStdString();
-        for (const ListedName& entry : names)
-            children.append(adopt(nodeFor(folder, entry, false), entry.dataLength));
-        for (const FileNodeRef& child : std::as_const(children))
-            node->children().append(child);
-    } else {
-        node->children().append(adopt(singleFileNode(path), info.dataLength));
-    }
-    sendEndEumeNode();
+    m_allFileCount = int(children->size());
+    adoptChildren(node, *children);
+    sendToDelegate(&EumeRootDelegate::endEumeNode);
 }
 
 void EumeRoot::getRootNodeListWithPath(const QString& path) {
@@ -275,7 +298,7 @@ void EumeRoot::getRootNodeListWithPath(const QString& path) {
                     self->insertFileInRootArrWithFile(node);
             }
             if (++fullTreeEntryCount == int(names.size()))
-                self->sendEndScan();
+                self->sendToDelegate(&EumeRootDelegate::endScan);
             ++self->m_eumeFileCount;
         }
     });

@@ -1,6 +1,7 @@
 #include "filecopy/GetFilesSize.h"
 
 #include "core/ConsoleLog.h"
+#include "core/MainThread.h"
 #include "core/QvPublicUtilities.h"
 #include "filecopy/NodeTreeOperator.h"
 #include "platform/DirectoryBatchReader.h"
@@ -16,10 +17,11 @@ namespace {
 // The walk below an open folder. Sub-folders are opened relative to their parent, so no path
 // is built or looked up per entry. A folder entry adds its own walk started from incoming, as
 // the walk by path does.
-quint64 sumFolder(DirectoryBatchReader& reader, quint64 incoming, DirectoryBatch& batch) {
+quint64 sumFolder(DirectoryBatchReader& reader, quint64 incoming, DirectoryBatch& batch,
+                  const std::atomic<bool>* stop) {
     quint64 sum = incoming;
     DirectoryBatchReader::ReadResult result = DirectoryBatchReader::ReadResult::Success;
-    while (result == DirectoryBatchReader::ReadResult::Success) {
+    while (result == DirectoryBatchReader::ReadResult::Success && !(stop && *stop)) {
         result = reader.readBatch(batch);
         if (result == DirectoryBatchReader::ReadResult::Error)
             break;
@@ -35,8 +37,9 @@ quint64 sumFolder(DirectoryBatchReader& reader, quint64 incoming, DirectoryBatch
         for (const std::string& name : folders) {
             DirectoryBatchReader sub(reader, name.c_str());
             // A folder that cannot be opened adds what an unreadable walk answers: incoming.
-            sum += sub.status() == DirectoryBatchReader::OpenStatus::Open ? sumFolder(sub, incoming, batch)
-                                                                          : incoming;
+            sum += sub.status() == DirectoryBatchReader::OpenStatus::Open
+                       ? sumFolder(sub, incoming, batch, stop)
+                       : incoming;
         }
     }
     return sum;
@@ -48,7 +51,8 @@ quint64 GetFilesSize::getOneFileSizeWithPath(const QString& path) {
     return NodeTreeOperator::getOneFileSizeWithPath(path);
 }
 
-quint64 GetFilesSize::getFileSizeWithPat(const QString& path, quint64 totailSize) {
+quint64 GetFilesSize::getFileSizeWithPat(const QString& path, quint64 totailSize,
+                                         const std::atomic<bool>* stop) {
     const QString host = Machine::hostPath(path);
     DirectoryBatchReader reader(host);
     if (reader.status() == DirectoryBatchReader::OpenStatus::NotAFolder) {
@@ -58,7 +62,7 @@ quint64 GetFilesSize::getFileSizeWithPat(const QString& path, quint64 totailSize
     if (reader.status() != DirectoryBatchReader::OpenStatus::Open)
         return totailSize;
     auto batch = std::make_unique<DirectoryBatch>();
-    return sumFolder(reader, totailSize, *batch);
+    return sumFolder(reader, totailSize, *batch, stop);
 }
 
 void GetFilesSize::getAllFilesSizeWithArr(const FileNodeList& nodes) {
@@ -67,22 +71,68 @@ void GetFilesSize::getAllFilesSizeWithArr(const FileNodeList& nodes) {
     QThreadPool::globalInstance()->start([self, nodes] { self->runPass(nodes); });
 }
 
+void GetFilesSize::getSelectionSizeWithArr(const FileNodeList& nodes) {
+    std::shared_ptr<GetFilesSize> self = shared_from_this();
+    QThreadPool::globalInstance()->start([self, nodes] {
+        const quint64 total = self->selectionSize(nodes);
+        self->m_allFileSize = total;
+        self->report(total);
+    });
+}
+
+void GetFilesSize::cancelPass() {
+    m_isPassCancelled = true;
+}
+
 void GetFilesSize::runPass(const FileNodeList& nodes) {
     for (const FileNodeRef& node : nodes) {
+        if (m_isPassCancelled)
+            return;
         switch (node->state()) {
         case 2:
             getAllFilesSizeWithArr(node->children().toList());
             break;
         case 1:
-            m_allFileSize += node->isDirectory() ? getFileSizeWithPat(node->path(), 0) : node->size();
+            m_allFileSize +=
+                node->isDirectory() ? getFileSizeWithPat(node->path(), 0, &m_isPassCancelled) : node->size();
             break;
         default:
             break;
         }
     }
-    const quint64 total = m_allFileSize;
+    report(m_allFileSize);
+}
+
+quint64 GetFilesSize::selectionSize(const FileNodeList& nodes) const {
+    quint64 total = 0;
+    for (const FileNodeRef& node : nodes) {
+        if (m_isPassCancelled)
+            break;
+        switch (node->state()) {
+        case 2:
+            total += selectionSize(node->children().toList());
+            break;
+        case 1:
+            total +=
+                node->isDirectory() ? getFileSizeWithPat(node->path(), 0, &m_isPassCancelled) : node->size();
+            break;
+        default:
+            break;
+        }
+    }
+    return total;
+}
+
+void GetFilesSize::report(quint64 total) {
+    if (m_isPassCancelled)
+        return;
     QvConsoleLog("---%llu | %s", static_cast<unsigned long long>(total),
                  qUtf8Printable(QvPublicUtilities::longlongDiskSize(qint64(total))));
-    if (GetFilesSizeDelegate* delegate = m_delegate)
-        delegate->allCopyFilesSize(qint64(total));
+    std::shared_ptr<GetFilesSize> self = shared_from_this();
+    onMain([self, total] {
+        if (self->m_isPassCancelled)
+            return;
+        if (GetFilesSizeDelegate* delegate = self->m_delegate)
+            delegate->allCopyFilesSize(qint64(total));
+    });
 }

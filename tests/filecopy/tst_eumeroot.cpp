@@ -4,6 +4,7 @@
 #include "TestMachine.h"
 #include "TreeCompare.h"
 #include "Wait.h"
+#include "core/MainThread.h"
 #include "filecopy/Controller.h"
 #include "filecopy/EumeRoot.h"
 
@@ -47,6 +48,12 @@ FileNodeList listTopLevel(const QString& path, EndRecorder* ends = nullptr) {
     return array->toList();
 }
 
+// Asks the Controller for a node's children and waits until the listing has come back.
+bool expandAndWait(Controller& controller, FileNode* node) {
+    controller.getNodeListWithFaterNode(node);
+    return waitUntil([&] { return controller.pendingNodeListings() == 0; }, 10000);
+}
+
 QStringList names(const FileNodeList& nodes) {
     QStringList out;
     for (const FileNodeRef& n : nodes)
@@ -80,7 +87,7 @@ void TestEumeRoot::topLevelDropsTheSkipListOnlyAtTheTop() {
     // Below the top every entry is kept.
     Controller controller;
     const FileNodeRef docs = top.last();
-    controller.getNodeListWithFaterNode(docs.data());
+    QVERIFY(expandAndWait(controller, docs.data()));
     QStringList below = names(docs->children().toList());
     below.sort();
     QCOMPARE(below, (QStringList{".DS_Store", ".Trashes"}));
@@ -162,8 +169,11 @@ void TestEumeRoot::onDemandListingFollowsTheFathersState() {
     ScreenRecorder screen;
     controller.setADelegate(&screen);
     for (const qint64 state : {0, 1, 2}) {
-        FileNodeRef docs = folderNode("/Volumes/Data/docs", state);
+        // The children take the state the father has when they arrive, not when asked for.
+        FileNodeRef docs = folderNode("/Volumes/Data/docs", 1 - state % 2);
         controller.getNodeListWithFaterNode(docs.data());
+        docs->setState(state);
+        QVERIFY(waitUntil([&] { return controller.pendingNodeListings() == 0; }, 10000));
         const FileNodeList children = docs->children().toList();
         QCOMPARE(children.size(), 3);
         QStringList expectedOrder = listingOrder(mac.host("/Volumes/Data/docs"));
@@ -180,12 +190,18 @@ void TestEumeRoot::onDemandListingFollowsTheFathersState() {
 
     // A file node lists itself as its one child; a missing path lists nothing and says nothing.
     FileNodeRef plain = fileNode("/Volumes/Data/plain", 8);
-    controller.getNodeListWithFaterNode(plain.data());
+    QVERIFY(expandAndWait(controller, plain.data()));
     QCOMPARE(describe(plain->children().toList()), QStringList{"plain:8"});
     FileNodeRef gone = folderNode("/Volumes/Data/gone");
-    controller.getNodeListWithFaterNode(gone.data());
+    QVERIFY(expandAndWait(controller, gone.data()));
     QVERIFY(gone->children().isEmpty());
     QCOMPARE(screen.reloads.load(), 4);
+
+    // Asked twice before the first answer, a folder gets its children once.
+    FileNodeRef twice = folderNode("/Volumes/Data/docs");
+    controller.getNodeListWithFaterNode(twice.data());
+    QVERIFY(expandAndWait(controller, twice.data()));
+    QCOMPARE(twice->children().count(), 3);
 }
 
 void TestEumeRoot::controllerTurnsEndScanIntoTheScreensCallback() {
@@ -227,7 +243,7 @@ void TestEumeRoot::fullTreeListingMeasuresAndReportsOncePerProcess() {
     FileNodeArrayRef array = makeFileNodeArray();
     root->setRootNodeArr(array);
     root->getRootNodeListWithPath("/Volumes/Data");
-    QVERIFY(waitUntil([&] { return root->getProgress() >= 100.0f; }, 10000));
+    QVERIFY(waitUntil([&] { return root->getProgress() >= 100.0f && ends.ends == 1; }, 10000));
     QCOMPARE(describe(array->toList()), (QStringList{"media:100", "docs:42", "small:5", ".fseventsd:1"}));
     QCOMPARE(describe(array->at(1)->children().toList()), (QStringList{"x:40", "y:2"}));
     QCOMPARE(ends.ends.load(), 1);
@@ -296,4 +312,58 @@ void TestEumeRoot::listsWhileTheListReadsAndAfterBeingReplaced() {
     QCOMPARE(big->count(), 2000);
     QVERIFY(waitUntil([&] { return controller.getProgress() >= 100.0f; }, 10000));
     QCOMPARE(describe(small->toList()), QStringList{"one:1"});
+}
+
+void TestEumeRoot::callbacksComeOnTheMainThreadAndStopWithTheirController() {
+    TestMachine mac;
+    for (int i = 0; i < 3000; ++i)
+        writeSized(mac, QStringLiteral("/Volumes/Big/f%1").arg(i), i % 50);
+    for (int i = 0; i < 20; ++i)
+        writeSized(mac, QStringLiteral("/Volumes/Big/sub%1/x").arg(i), 1);
+
+    // A screen that answers the end of a scan by stopping the scan and leaving: the calls it
+    // makes from inside the callback must neither deadlock nor find it off the main thread.
+    struct StoppingScreen : ControllerDelegate {
+        Controller* controller = nullptr;
+        std::atomic<int> ends{0};
+        std::atomic<bool> offMain{false};
+        void copyFileScanFiles() override {
+            offMain = offMain || !isMainThread();
+            controller->stopScan();
+            controller->eumeRoot()->setEumeDelegate(nullptr);
+            ++ends;
+        }
+    };
+    {
+        Controller controller;
+        StoppingScreen screen;
+        screen.controller = &controller;
+        controller.setADelegate(&screen);
+        FileNodeArrayRef array = makeFileNodeArray();
+        controller.eumeAllRootFileNodeWithRootArr(array, "/Volumes/Big", true, true);
+        QVERIFY(waitUntil([&] { return screen.ends == 1; }, 20000));
+        QVERIFY(!screen.offMain);
+        QCOMPARE(array->count(), 3020);
+        QVERIFY(controller.isScanDone());
+    }
+
+    // The screen and its Controller go away while a top-level and an on-demand listing run:
+    // both stop, and nothing reaches the freed screen (the sanitizers watch for that).
+    std::weak_ptr<EumeRoot> running;
+    FileNodeRef sub = folderNode("/Volumes/Big/sub3");
+    for (int round = 0; round < 5; ++round) {
+        auto controller = std::make_unique<Controller>();
+        auto screen = std::make_unique<ScreenRecorder>();
+        controller->setADelegate(screen.get());
+        controller->eumeAllRootFileNodeWithRootArr(makeFileNodeArray(), "/Volumes/Big", true, true);
+        QTest::qWait(round); // from at once to a few milliseconds in
+        controller->getNodeListWithFaterNode(sub.data());
+        running = controller->eumeRoot();
+        controller.reset();
+        screen.reset();
+        QVERIFY(running.lock()->isStopScan());
+        QVERIFY(waitUntil([&] { return running.expired(); }, 10000));
+    }
+    QTest::qWait(100);
+    QVERIFY(sub->children().isEmpty());
 }

@@ -13,4 +13,5 @@ private Q_SLOTS:
     void controllerTurnsEndScanIntoTheScreensCallback();
     void fullTreeListingMeasuresAndReportsOncePerProcess();
     void listsWhileTheListReadsAndAfterBeingReplaced();
+    void callbacksComeOnTheMainThreadAndStopWithTheirController();
 };

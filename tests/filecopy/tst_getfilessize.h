@@ -7,7 +7,8 @@ class TestGetFilesSize : public QObject {
 private Q_SLOTS:
     void diskWalkEqualsAnIndependentSum();
     void emptySelectionReportsZeroOnce();
-    void selectedFileAndFolderReportOnceOnThePassThread();
+    void selectedFileAndFolderReportOnceOnTheMainThread();
     void storedFileSizesAndFreshFolderSizes();
     void halfSelectedFoldersReportOnTheirOwn();
+    void selectionSizeIsExactAndCancelSilencesEveryPass();
 };
