@@ -7,6 +7,7 @@
 #include <QString>
 
 class ListFileViewController;
+class QLabel;
 class TitleBarView;
 
 // What the file list window hands back to the screen that opened it.
@@ -27,9 +28,9 @@ public:
 // measures the ticked items and hands tree and size to the delegate; the window closes
 // itself. Closing it any other way hands nothing back.
 //
-// While the selection is being measured the window refuses to close. Destroying the window
-// (or quitting the application) cancels its listings and its measurement; nothing reaches the
-// delegate after that.
+// While the selection is being measured the window's close button and Escape do nothing.
+// Destroying the window, or a close from outside it (the application quitting), cancels its
+// listings and its measurement; nothing reaches the delegate after that.
 class DiskListWC : public QDialog, public ListFileViewControllerDelagate {
     Q_OBJECT
 public:
@@ -64,15 +65,19 @@ public:
     void closeWindowWithSelect(const FileNodeArrayRef& select, qint64 selectSize) override;
 
 public Q_SLOTS:
-    // The window's close button, Escape and the window system's close all come here.
+    // The window's close button and Escape come here.
     void reject() override;
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void setPathTitle(const QString& path);
+
     ListFileViewController* m_listFileVC;
     TitleBarView* m_titleBar;
+    QLabel* m_pathLabel = nullptr;
     DiskListWCDelegate* m_delegate = nullptr;
     bool m_isGetSelectSize = false;
 };
