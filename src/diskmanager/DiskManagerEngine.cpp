@@ -101,17 +101,20 @@ void DiskManagerEngine::getVolumeAllObjWithVolumeName(const QString& bsdName, Vo
     }
     const QByteArray name = bsdName.toUtf8();
     const std::optional<QVariantMap> info = VolumeOperations::getDisjInfo(name.constData());
-    if (!info)
-        return;
-    const QString volumeName = text(*info, "VolumeName");
-    const QString deviceNode = text(*info, "DeviceNode");
+    if (info)
+        addVolumeFromInfo(*info, list);
+}
+
+void DiskManagerEngine::addVolumeFromInfo(const QVariantMap& info, VolumeObjList& list) {
+    const QString volumeName = text(info, "VolumeName");
+    const QString deviceNode = text(info, "DeviceNode");
     for (const VolumeObjRef& v : list) {
         if (v->volumeName() == volumeName && v->volumePath() == deviceNode)
             return;
     }
-    if (!info->contains(QStringLiteral("VolumeName")) || volumeName == QLatin1String("EFI"))
+    if (!info.contains(QStringLiteral("VolumeName")) || volumeName == QLatin1String("EFI"))
         return;
-    list.append(volumeFromInfo(*info));
+    list.append(volumeFromInfo(info));
 }
 
 VolumeObjRef DiskManagerEngine::volumeFromInfo(const QVariantMap& info) {

@@ -39,6 +39,9 @@ public:
     // The listing's steps, run on the calling thread.
     static VolumeObjList listVolumes();
     static void getVolumeAllObjWithVolumeName(const QString& bsdName, VolumeObjList& list);
+    // Appends the record for a volume's info dictionary unless the list has it already or the
+    // volume is not listed (no name, or "EFI").
+    static void addVolumeFromInfo(const QVariantMap& info, VolumeObjList& list);
     // A record from the disk tool's info dictionary.
     static VolumeObjRef volumeFromInfo(const QVariantMap& info);
     static QString byteToSizeWithByte(std::int64_t bytes);

@@ -33,6 +33,14 @@ void launchReformat(const QString& volumePath) {
         QvConsoleLog("diskutil reformat %s could not be started", utf8(volumePath).constData());
 }
 
+// The first `length` UTF-16 units of the text, without cutting a character of two units in half.
+QString cutToCharacters(const QString& text, qsizetype length) {
+    QString cut = text.left(length);
+    if (!cut.isEmpty() && cut.back().isHighSurrogate())
+        cut.chop(1);
+    return cut;
+}
+
 } // namespace
 
 VolumeOperations::FormatBranch VolumeOperations::formatBranch(const QString& diskType) {
@@ -55,7 +63,7 @@ bool VolumeOperations::containsChinese(const QString& text) {
 QString VolumeOperations::fat32Name(const QString& text) {
     if (containsChinese(text))
         return QStringLiteral("NEW");
-    return text.toUpper().left(11);
+    return cutToCharacters(text.toUpper(), 11);
 }
 
 bool VolumeOperations::isBlankName(const QString& text) {

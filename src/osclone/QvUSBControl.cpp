@@ -109,13 +109,12 @@ void QvUSBControl::addDisk(const char* bsdName, std::optional<quint64> arrival) 
             return;
     }
     const std::optional<QVariantMap> info = QvGetDiskInfo(bsdName);
-    if (!info || !isCloneTarget(*info))
+    if (!info)
         return;
-    QVariantMap drive;
-    drive.insert(key(QvUSBBsdNameKey), info->value(QStringLiteral("DeviceIdentifier")).toString());
-    drive.insert(key(QvUSBTotalSizeKey), info->value(QStringLiteral("TotalSize")).toLongLong());
-    const QString media = info->value(QStringLiteral("MediaName")).toString();
-    drive.insert(key(QvUSBMediaNameKey), media.isEmpty() ? QStringLiteral("Unknown") : media);
+    const std::optional<QVariantMap> found = driveFromInfo(*info);
+    if (!found)
+        return;
+    const QVariantMap& drive = *found;
 
     QMutexLocker locker(&m_listLock);
     // The drive was pulled out (or came again) while its answer was read: that later event wins.
@@ -198,62 +197,42 @@ QString QvUSBControl::QvCreateZantorPartition(const QVariantMap* drive) {
     const std::optional<QVariantMap> list = diskList();
     if (!list)
         return QString();
-    const QString bsd = drive->value(key(QvUSBBsdNameKey)).toString();
-    const std::int64_t total = drive->value(key(QvUSBTotalSizeKey)).toLongLong();
-    QVariantList partitions;
-    bool found = false;
+    std::optional<QVariantList> partitions;
     for (const QVariant& e : list->value(QStringLiteral("AllDisksAndPartitions")).toList()) {
         if (_delegateObj && _delegateObj->QvUserIsCancel())
             return QString();
-        const QVariantMap entry = e.toMap();
-        if (entry.value(QStringLiteral("DeviceIdentifier")).toString() == bsd &&
-            entry.value(QStringLiteral("Size")).toLongLong() == total) {
-            partitions = entry.value(QStringLiteral("Partitions")).toList();
-            found = true;
+        if ((partitions = partitionsOfEntry(e.toMap(), *drive)))
             break;
-        }
     }
-    if (!found)
+    if (!partitions)
         return QString();
-    if (partitions.size() < 2) {
+    if (partitions->size() < 2) {
         _dictErrObjs.insert(kErrNoRoom, QStringLiteral(""));
         return QString();
     }
     // From the last partition down to the second; the first (the EFI or boot area) is never a
     // candidate.
-    for (qsizetype i = partitions.size() - 1; i >= 1; --i) {
+    for (qsizetype i = partitions->size() - 1; i >= 1; --i) {
         if (_delegateObj && _delegateObj->QvUserIsCancel())
             break;
         const QByteArray id =
-            partitions[i].toMap().value(QStringLiteral("DeviceIdentifier")).toString().toUtf8();
+            partitions->at(i).toMap().value(QStringLiteral("DeviceIdentifier")).toString().toUtf8();
         const std::optional<QVariantMap> info = QvGetDiskInfo(id.constData());
         if (!info)
             continue;
-        const QString content = info->value(QStringLiteral("Content")).toString();
-        const std::int64_t free = info->value(QStringLiteral("FreeSpace")).toLongLong();
-        if (content == QLatin1String("Apple_Boot") || content == QLatin1String("EFI"))
+        std::uint64_t keepBytes = 0;
+        const int verdict = partitionVerdict(*info, &keepBytes);
+        if (verdict < 0)
+            _dictErrObjs.insert(verdict, QStringLiteral(""));
+        if (verdict != kPartitionFits)
             continue;
-        if (content == QLatin1String("Apple_CoreStorage")) {
-            _dictErrObjs.insert(kErrCoreStorage, QStringLiteral(""));
-            continue;
-        }
-        if (info->value(QStringLiteral("MountPoint")).toString().isEmpty() && free == 0) {
-            _dictErrObjs.insert(kErrNoFreeSpace, QStringLiteral(""));
-            continue;
-        }
-        if (free < kMinimumPartitionFree) {
-            _dictErrObjs.insert(kErrNoRoom, QStringLiteral(""));
-            continue;
-        }
         // The indexing service would keep the volume busy during the resize.
         runShellLine("killall mds_stores");
-        const auto partitionTotal =
-            static_cast<unsigned long long>(info->value(QStringLiteral("TotalSize")).toLongLong());
         QvTask* task = QvTask::QvShareInstance();
         task->QvSetLaunchPath(QStringLiteral("/usr/sbin/diskutil"));
         task->QvSetArguments(
             QStringList{QStringLiteral("resizeVolume"), QString::fromUtf8(id),
-                        QString::asprintf("%lluB", partitionTotal - kClonePartitionSize),
+                        QString::asprintf("%lluB", static_cast<unsigned long long>(keepBytes)),
                         QStringLiteral("JHFS+"), QvGetZantorVolumeName(),
                         QString::asprintf("%lluB", static_cast<unsigned long long>(kClonePartitionSize))});
         task->QvSetTimeoutCount(60);
@@ -273,6 +252,45 @@ void QvUSBControl::CreateVolumeName() {
     for (int i = 1; QFileInfo::exists(Machine::hostPath(QStringLiteral("/Volumes/") + name)); ++i)
         name = QString::asprintf("%s%d", base.toUtf8().constData(), i);
     _strZantorVolumeName = name;
+}
+
+std::optional<QVariantMap> QvUSBControl::driveFromInfo(const QVariantMap& info) {
+    if (!isCloneTarget(info))
+        return std::nullopt;
+    QVariantMap drive;
+    drive.insert(key(QvUSBBsdNameKey), info.value(QStringLiteral("DeviceIdentifier")).toString());
+    drive.insert(key(QvUSBTotalSizeKey), info.value(QStringLiteral("TotalSize")).toLongLong());
+    const QString media = info.value(QStringLiteral("MediaName")).toString();
+    drive.insert(key(QvUSBMediaNameKey), media.isEmpty() ? QStringLiteral("Unknown") : media);
+    return drive;
+}
+
+std::optional<QVariantList> QvUSBControl::partitionsOfEntry(const QVariantMap& entry, const QVariantMap& drive) {
+    if (entry.value(QStringLiteral("DeviceIdentifier")).toString() != drive.value(key(QvUSBBsdNameKey)).toString() ||
+        entry.value(QStringLiteral("Size")).toLongLong() != drive.value(key(QvUSBTotalSizeKey)).toLongLong())
+        return std::nullopt;
+    return entry.value(QStringLiteral("Partitions")).toList();
+}
+
+int QvUSBControl::partitionVerdict(const QVariantMap& info, std::uint64_t* keepBytes) {
+    const QString content = info.value(QStringLiteral("Content")).toString();
+    const std::int64_t free = info.value(QStringLiteral("FreeSpace")).toLongLong();
+    if (content == QLatin1String("Apple_Boot") || content == QLatin1String("EFI"))
+        return kPartitionSkipped;
+    if (content == QLatin1String("Apple_CoreStorage"))
+        return kErrCoreStorage;
+    if (info.value(QStringLiteral("MountPoint")).toString().isEmpty() && free == 0)
+        return kErrNoFreeSpace;
+    if (free < kMinimumPartitionFree)
+        return kErrNoRoom;
+    // A size that leaves nothing to keep (a tool answer whose total is below its free space) is
+    // no room either, rather than a resize to a wrapped-around size.
+    const std::int64_t total = info.value(QStringLiteral("TotalSize")).toLongLong();
+    if (total <= kClonePartitionSize)
+        return kErrNoRoom;
+    if (keepBytes)
+        *keepBytes = static_cast<std::uint64_t>(total - kClonePartitionSize);
+    return kPartitionFits;
 }
 
 QString QvUSBControl::QvGetZantorVolumePath() const {

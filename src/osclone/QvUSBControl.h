@@ -7,6 +7,7 @@
 #include <QVariantMap>
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <optional>
 
@@ -72,6 +73,18 @@ public:
     static constexpr int kErrNoFreeSpace = -11;   // a partition is unmounted and reports no free space
     static constexpr int kErrNoRoom = -12;        // too few partitions, too little free space, or no reason
     static constexpr int kErrVolumeMissing = -13; // the resize ran but the volume is not in /Volumes
+
+    // The pieces of the listing and of the carving that read the disk tool's answers.
+    // A drive dictionary from a disk's info, or nothing when the disk cannot take a clone.
+    static std::optional<QVariantMap> driveFromInfo(const QVariantMap& info);
+    // The partitions of an "AllDisksAndPartitions" entry when the entry is this drive (same
+    // identifier and size), else nothing.
+    static std::optional<QVariantList> partitionsOfEntry(const QVariantMap& entry, const QVariantMap& drive);
+    // What the carving makes of one partition's info: kPartitionFits (keepBytes then holds the
+    // size the partition keeps), kPartitionSkipped, or one of the error codes above.
+    static constexpr int kPartitionFits = 0;
+    static constexpr int kPartitionSkipped = 1;
+    static int partitionVerdict(const QVariantMap& info, std::uint64_t* keepBytes);
 
 private:
     void addDisk(const char* bsdName, std::optional<quint64> arrival);

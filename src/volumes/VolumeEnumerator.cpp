@@ -88,22 +88,7 @@ void VolumeEnumerator::getVolumeAllObjWithVolumeName(const QString& bsdName) {
         return;
     if (isHTFSVolumes(bsdName))
         return;
-    auto volume = VolumeObjRef::create();
-    const std::int64_t total = number(*info, "TotalSize");
-    std::int64_t free = number(*info, "FreeSpace");
-    const QString type = text(*info, "FilesystemName");
-    if (free == 0 && type.toUpper() == QLatin1String("APFS"))
-        free = number(*info, "APFSContainerFree");
-    volume->setVolumeName(text(*info, "VolumeName"));
-    volume->setBCanEject(flag(*info, "Ejectable"));
-    volume->setVolumeTotalSize(QvPublicUtilities::longlongConvertVolSpace(total));
-    volume->setVolumeType(type);
-    volume->setVolumeFreeSize(QvPublicUtilities::longlongConvertVolSpace(free));
-    volume->setVolumePath(text(*info, "MountPoint"));
-    volume->setVolumeMountPoint(text(*info, "MountPoint"));
-    volume->setVolumeTotalSizeNum(total);
-    volume->setVolumeFreeSizeNum(free);
-    m_allVolumeArr.append(volume);
+    m_allVolumeArr.append(volumeFromInfo(*info));
 }
 
 bool VolumeEnumerator::isHTFSVolumes(const QString& bsdName) {
@@ -138,22 +123,50 @@ void VolumeEnumerator::QvAddDiskToUSBObj(const char* bsdName) {
     const std::optional<QVariantMap> info = QvGetDiskInfo(bsdName);
     if (!info)
         return;
-    if (!isUsbWholeDisk(*info))
+    const VolumeObjRef disk = usbDiskFromInfo(*info);
+    if (!disk)
         return;
-    auto disk = VolumeObjRef::create();
-    const QString model = text(*info, "IORegistryEntryName");
-    disk->setVolumeName(info->contains(QStringLiteral("IORegistryEntryName")) ? model
-                                                                              : QStringLiteral("Unknown"));
-    disk->setVolumeTotalSize(QvPublicUtilities::longlongConvertVolSpace(number(*info, "TotalSize")));
-    disk->setBCanEject(true);
-    disk->setVolumeFreeSize(QvPublicUtilities::longlongConvertVolSpace(number(*info, "FreeSpace")));
-    disk->setVolumePath(text(*info, "DeviceIdentifier"));
-    disk->setVolumeType(QStringLiteral(" "));
-    disk->setVolumeMountPoint(text(*info, "MountPoint"));
-    disk->setVolumeTotalSizeNum(number(*info, "TotalSize"));
-    disk->setVolumeFreeSizeNum(number(*info, "FreeSpace"));
     m_allVolumeArr.append(disk);
     QvConsoleLog("Add %s", namesOf(m_allVolumeArr).constData());
+}
+
+VolumeObjRef VolumeEnumerator::volumeFromInfo(const QVariantMap& info) {
+    if (!info.contains(QStringLiteral("VolumeName")))
+        return VolumeObjRef();
+    auto volume = VolumeObjRef::create();
+    const std::int64_t total = number(info, "TotalSize");
+    std::int64_t free = number(info, "FreeSpace");
+    const QString type = text(info, "FilesystemName");
+    if (free == 0 && type.toUpper() == QLatin1String("APFS"))
+        free = number(info, "APFSContainerFree");
+    volume->setVolumeName(text(info, "VolumeName"));
+    volume->setBCanEject(flag(info, "Ejectable"));
+    volume->setVolumeTotalSize(QvPublicUtilities::longlongConvertVolSpace(total));
+    volume->setVolumeType(type);
+    volume->setVolumeFreeSize(QvPublicUtilities::longlongConvertVolSpace(free));
+    volume->setVolumePath(text(info, "MountPoint"));
+    volume->setVolumeMountPoint(text(info, "MountPoint"));
+    volume->setVolumeTotalSizeNum(total);
+    volume->setVolumeFreeSizeNum(free);
+    return volume;
+}
+
+VolumeObjRef VolumeEnumerator::usbDiskFromInfo(const QVariantMap& info) {
+    if (!isUsbWholeDisk(info))
+        return VolumeObjRef();
+    auto disk = VolumeObjRef::create();
+    const QString model = text(info, "IORegistryEntryName");
+    disk->setVolumeName(info.contains(QStringLiteral("IORegistryEntryName")) ? model
+                                                                              : QStringLiteral("Unknown"));
+    disk->setVolumeTotalSize(QvPublicUtilities::longlongConvertVolSpace(number(info, "TotalSize")));
+    disk->setBCanEject(true);
+    disk->setVolumeFreeSize(QvPublicUtilities::longlongConvertVolSpace(number(info, "FreeSpace")));
+    disk->setVolumePath(text(info, "DeviceIdentifier"));
+    disk->setVolumeType(QStringLiteral(" "));
+    disk->setVolumeMountPoint(text(info, "MountPoint"));
+    disk->setVolumeTotalSizeNum(number(info, "TotalSize"));
+    disk->setVolumeFreeSizeNum(number(info, "FreeSpace"));
+    return disk;
 }
 
 std::optional<QVariantMap> VolumeEnumerator::getDisjInfo(const char* name) {

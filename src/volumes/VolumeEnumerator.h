@@ -37,6 +37,11 @@ public:
     void apperDiskObj(const char* bsdName);            // incremental add
     void disApperDiskObjWithName(const char* bsdName); // incremental remove
 
+    // The records made from the disk tool's info dictionary: a mounted volume (null without a
+    // VolumeName) and a whole USB disk (null unless the drive lists may offer it).
+    static VolumeObjRef volumeFromInfo(const QVariantMap& info);
+    static VolumeObjRef usbDiskFromInfo(const QVariantMap& info);
+
 private:
     VolumeObjList m_allVolumeArr;
     std::function<void()> m_showView;
