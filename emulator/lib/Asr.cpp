@@ -18,7 +18,11 @@ namespace emu {
 namespace {
 
 // Writes the tool's output as the delivery mode says: every piece on its own ("token"), a
-// line at a time ("line") or everything at exit ("buffered").
+// line at a time ("line") or everything at exit ("buffered"). Whatever the mode, what is
+// pending is flushed before the tool reads its answer to the prompt.
+//
+// Without a mode set, the tool behaves as stdio does: on a terminal it writes as it goes; on a
+// pipe it holds everything back but what it flushes before reading the answer.
 class Delivery {
 public:
     Delivery(const QString& mode, int pieceDelayMs) : m_mode(mode), m_delay(pieceDelayMs) {}
@@ -121,7 +125,8 @@ int asrMain(MachineState& m, const QStringList& args) {
     StateLock lock(m);
     m.load();
     const QJsonObject knobs = m.asr;
-    Delivery out(knobs.value(QStringLiteral("delivery")).toString(QStringLiteral("token")),
+    const QString stdioMode = ::isatty(STDOUT_FILENO) ? QStringLiteral("token") : QStringLiteral("buffered");
+    Delivery out(knobs.value(QStringLiteral("delivery")).toString(stdioMode),
                  knobs.value(QStringLiteral("pieceDelayMs")).toInt(20));
     const int stepMs = knobs.value(QStringLiteral("stepDelayMs")).toInt(40);
     const int failAt = knobs.value(QStringLiteral("failAt")).toInt(-1);

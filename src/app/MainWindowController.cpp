@@ -3,6 +3,7 @@
 #include "app/SideTabButton.h"
 #include "core/ConsoleLog.h"
 #include "diskmanager/RepairDiskViewController.h"
+#include "osclone/SelectDrivceViewController.h"
 #include "ui/BackgroundView.h"
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"
@@ -173,6 +174,10 @@ void MainWindowController::addDiskToolView() {
 
 void MainWindowController::addBootableView() {
     addPlaceholder(OSCloneTab);
+    auto* bootable = new SelectDrivceViewController;
+    connect(bootable, &SelectDrivceViewController::canChangeTabChanged, this,
+            &MainWindowController::canChangeTab);
+    installFeature(OSCloneTab, bootable);
 }
 
 void MainWindowController::canChangeTab(bool allowed) {

@@ -63,13 +63,16 @@ void TestAsr::restoresInEachDelivery_data() {
     QTest::newRow("token") << "token";
     QTest::newRow("line") << "line";
     QTest::newRow("buffered") << "buffered";
+    // Unset: stdio's way on a pipe, everything held back but the prompt.
+    QTest::newRow("unset") << "";
 }
 
 void TestAsr::restoresInEachDelivery() {
     QFETCH(QString, delivery);
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    QVERIFY(mac->setAsr(QStringLiteral("delivery"), delivery));
+    if (!delivery.isEmpty())
+        QVERIFY(mac->setAsr(QStringLiteral("delivery"), delivery));
     QVERIFY(mac->setAsr(QStringLiteral("pieceDelayMs"), QStringLiteral("25")));
     QVERIFY(mac->setAsr(QStringLiteral("stepDelayMs"), QStringLiteral("0")));
     const QString device =
@@ -97,6 +100,10 @@ void TestAsr::restoresInEachDelivery() {
         }
         if (delivery == QLatin1String("buffered"))
             QVERIFY(r.chunks.size() <= 4);
+        if (delivery.isEmpty()) {
+            QCOMPARE(r.chunks.size(), 2);
+            QVERIFY(r.chunks.first().endsWith("[ny]: "));
+        }
     }
     // The system's files are on the target, which now carries the system's name.
     const QString clone = QStringLiteral("/Volumes/Macintosh HD 1");
@@ -149,6 +156,7 @@ void TestAsr::answerNoStopsBeforeTouchingTheTarget() {
 void TestAsr::pullingTheTargetFailsTheRun() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
+    QVERIFY(mac->setAsr(QStringLiteral("delivery"), QStringLiteral("token")));
     QVERIFY(mac->setAsr(QStringLiteral("stepDelayMs"), QStringLiteral("150")));
     QVERIFY(mac->setAsr(QStringLiteral("pieceDelayMs"), QStringLiteral("0")));
     bool pulled = false;

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "ui/MessagePanel.h"
+
+class FlatButton;
+
+// What the cancel confirmation tells the OS Clone tab.
+class MakeSureCancelCloneSystemDelegate {
+public:
+    virtual ~MakeSureCancelCloneSystemDelegate() = default;
+    virtual void cancelToCopySystem() {}
+};
+
+// The cancel confirmation while a clone runs. Its "Cancel" stops the clone; "Continue" closes
+// the popup and lets the clone go on.
+class MakeSureCancelCloneSystemVC : public MessagePanel {
+    Q_OBJECT
+public:
+    explicit MakeSureCancelCloneSystemVC(QWidget* parent = nullptr);
+
+    void setDelegate(MakeSureCancelCloneSystemDelegate* delegate) { m_delegate = delegate; }
+
+    void cancelButtonAction();
+    void continueButtonAction();
+
+    FlatButton* cancelButton() const { return m_cancel; }
+    FlatButton* continueButton() const { return m_continue; }
+
+private:
+    MakeSureCancelCloneSystemDelegate* m_delegate = nullptr;
+    FlatButton* m_cancel;
+    FlatButton* m_continue;
+};

@@ -1,0 +1,296 @@
+#include "osclone/QvBootable.h"
+
+#include "core/CommandLine.h"
+#include "core/CommandRunner.h"
+#include "core/MainThread.h"
+#include "core/PropertyList.h"
+#include "core/QvLog.h"
+#include "core/QvPublicUtilities.h"
+#include "core/QvTask.h"
+#include "platform/Machine.h"
+#include "platform/Shell.h"
+#include "platform/TerminalProcess.h"
+
+#include <QFileInfo>
+#include <QThreadPool>
+#include <QTimer>
+
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+
+namespace {
+
+// How long the restore tool has to leave after a cancel before it is killed.
+constexpr int kRestoreKillMs = 5000;
+constexpr double kEraseTimeoutSeconds = 600.0;
+
+std::optional<QVariantMap> lookupDisk(const QString& arg) {
+    return runForDictionary(Runner::EraserDisk, QvFormatCommand(64, "diskutil info -plist %s", {arg}));
+}
+
+// Whether the whole disk is still attached.
+bool diskPresent(const QString& bsdName) {
+    const std::optional<QVariantMap> info = lookupDisk(QStringLiteral("/dev/") + bsdName);
+    return info && !info->value(QStringLiteral("Error")).toBool() &&
+           info->value(QStringLiteral("DeviceIdentifier")).toString() == bsdName;
+}
+
+} // namespace
+
+QvBootable* QvBootable::QvShareInstance() {
+    static QvBootable* instance = new QvBootable;
+    return instance;
+}
+
+void QvBootable::QvInit() {
+    QvInitLog();
+    _strDmgPath = QStringLiteral("/Volumes/Recovery HD/com.apple.recovery.boot/BaseSystem.dmg");
+    QvUSBControl::QvShareInstance()->QvSetDelegateObj(this);
+    std::srand(static_cast<unsigned>(std::time(nullptr)));
+}
+
+void QvBootable::QvUninit() {
+    QvUninitLog();
+}
+
+QList<QVariantMap> QvBootable::QvGetUSBList() const {
+    return QvUSBControl::QvShareInstance()->QvGetUSBList();
+}
+
+void QvBootable::QvEnumUSBFinishImp() {
+    onMain([this] {
+        if (_delegateObj)
+            _delegateObj->QvEnumUSBFinish();
+    });
+}
+
+int QvBootable::QvGetPrecentWithStepCode(int stepCode) {
+    if (stepCode == 8)
+        return 100;
+    const float percent = static_cast<float>(stepCode) * 0.125f * 100.0f;
+    return std::min(100, static_cast<int>(std::trunc(percent)));
+}
+
+QString QvBootable::fileSystemForVersion(int version) {
+    if (version < 1013)
+        return QStringLiteral("HFS+");
+    if (version < 1015)
+        return QStringLiteral("APFS");
+    return QStringLiteral("JHFS+");
+}
+
+std::int64_t QvBootable::systemVolumeUsedSize() {
+    const QString file = Machine::temporaryDirectory() + QStringLiteral("/TavrillDataTemp.plist");
+    DoCommand(QvFormatCommand(64, "diskutil info -plist /", std::initializer_list<QByteArray>{}), file);
+    const std::optional<QVariantMap> info = PropertyList::readDictionary(Machine::hostPath(file));
+    if (!info)
+        return 0;
+    QvLog("SYS: %s", PropertyList::toXml(*info).constData());
+    const bool container = QvPublicUtilities::getSystemVersion() >= 1015;
+    const auto size = [&](const char* key) { return info->value(QString::fromLatin1(key)).toLongLong(); };
+    return container ? size("APFSContainerSize") - size("APFSContainerFree")
+                     : size("TotalSize") - size("FreeSpace");
+}
+
+int QvBootable::QvStart(const VolumeObjRef& target) {
+    _bUserCancel.store(false);
+    if (!target || target->volumePath().isEmpty())
+        return kErrNoTarget;
+    bool idle = false;
+    if (!m_running.compare_exchange_strong(idle, true))
+        return kErrNoTarget;
+    QvUSBControl* control = QvUSBControl::QvShareInstance();
+    control->CreateVolumeName();
+    const ConfirmedDrive drive{target->volumePath(), target->volumeTotalSizeNum(), target->volumeName()};
+    m_targetDisk = drive.bsdName;
+    QThreadPool::globalInstance()->start(
+        [this, drive, name = control->QvGetZantorVolumeName(), path = control->QvGetZantorVolumePath()] {
+            worker(drive, name, path);
+        });
+    return 0;
+}
+
+void QvBootable::worker(const ConfirmedDrive& drive, const QString& volumeName, const QString& volumePath) {
+    QvUpdateProgress(0, 0, 0);
+    QvUpdateProgress(0, 0, 1);
+    if (_bUserCancel.load())
+        return finish(kErrCancelled, 1);
+    // The indexing service's stores would keep the volumes busy.
+    runShellLine("killall mds_stores");
+    QvUpdateProgress(0, 0, 2);
+
+    const int version = QvPublicUtilities::getSystemVersion();
+    const QString fileSystem = fileSystemForVersion(version);
+
+    // The drive is erased only if it is still the one the user confirmed.
+    const QString refusal = checkCloneTarget(drive, lookupDisk);
+    if (!refusal.isEmpty()) {
+        QvLog("Clone refused, nothing erased: %s", qUtf8Printable(refusal));
+        return finish(kErrTargetChanged, 2);
+    }
+    if (_bUserCancel.load())
+        return finish(kErrCancelled, 1);
+
+    QvLog("eraseDisk %s %s %s", qUtf8Printable(fileSystem), qUtf8Printable(volumeName),
+          qUtf8Printable(drive.bsdName));
+    QvTask* task = QvTask::QvShareInstance();
+    task->QvSetLaunchPath(QStringLiteral("/usr/sbin/diskutil"));
+    task->QvSetArguments(QStringList{QStringLiteral("eraseDisk"), fileSystem, volumeName, drive.bsdName});
+    task->QvSetTimeoutCount(kEraseTimeoutSeconds);
+    task->QvStartTask();
+
+    int errorCode = 0;
+    QString target = volumePath;
+    if (!QFileInfo(Machine::hostPath(volumePath)).isDir()) {
+        errorCode = diskPresent(drive.bsdName) ? kErrErase : kErrUnplugged;
+        target = QStringLiteral("/Volumes/NewCloneSystem");
+    } else if (const std::optional<QVariantMap> info = lookupDisk(volumePath);
+               !info || !wholeDisksOfVolume(*info).contains(drive.bsdName)) {
+        // A folder of that name that is not the erased drive's volume is never restored onto.
+        QvLog("%s is not on %s", qUtf8Printable(volumePath), qUtf8Printable(drive.bsdName));
+        errorCode = kErrErase;
+    }
+    if (_bUserCancel.load())
+        return finish(kErrCancelled, 2);
+
+    if (version >= 1015) {
+        const QByteArray bsd = drive.bsdName.toUtf8();
+        if (eraserDiskCommand(QvFormatCommand(64, "diskutil unmountDisk /dev/%s", {bsd})).isNull())
+            QvLog("diskutil info %s error", bsd.constData());
+        eraserDiskCommand(QvFormatCommand(64, "diskutil mountDisk /dev/%s", {bsd}));
+    }
+    if (errorCode != 0)
+        return finish(errorCode, 3);
+    QvUpdateProgress(0, 0, 3);
+    onMain([this, target] {
+        if (QvCreateBootableSystem(QStringLiteral("/"), target) != 0)
+            m_running.store(false);
+    });
+}
+
+void QvBootable::finish(int errorCode, int stepCode) {
+    onMain([this, errorCode, stepCode] {
+        QvUpdateProgressImp(0, errorCode, stepCode);
+        m_running.store(false);
+    });
+}
+
+int QvBootable::QvCreateBootableSystem(const QString& source, const QString& target) {
+    if (source.isEmpty() || target.isEmpty()) {
+        QvUpdateProgress(0, 0, 3);
+        return kErrLaunch;
+    }
+    // A cancel that came in after the erase: the restore tool is not started at all.
+    if (_bUserCancel.load()) {
+        QvUpdateProgressImp(0, kErrCancelled, 3);
+        return kErrCancelled;
+    }
+    postLabel(QString());
+    m_parser = AsrOutputParser();
+    auto* process = new TerminalProcess;
+    QObject::connect(process, &TerminalProcess::outputReady, process,
+                     [this](const QByteArray& chunk) { QvReceivedData(chunk); });
+    QObject::connect(process, &TerminalProcess::finished, process, [this, process](int code, bool normal) {
+        process->deleteLater();
+        QvTerminated(code, normal);
+    });
+    const QStringList arguments{
+        QStringLiteral("restore"), QStringLiteral("--source"), source, QStringLiteral("--target"), target,
+        QStringLiteral("--erase")};
+    if (!process->start(Machine::hostPath(QStringLiteral("/usr/sbin/asr")), arguments,
+                        Machine::toolEnvironment())) {
+        QvLog("asr could not be started");
+        delete process;
+        QvUpdateProgressImp(0, kErrRestore, 8);
+        return kErrRestore;
+    }
+    if (!process->usesTerminal())
+        QvLog("asr runs without a terminal: its output may arrive only at its end");
+    _taskCreate = process;
+    return 0;
+}
+
+void QvBootable::QvReceivedData(const QByteArray& chunk) {
+    if (chunk.isEmpty())
+        return;
+    QvLog("========: | %s |", chunk.constData());
+    for (const AsrReport& report : m_parser.feed(chunk)) {
+        switch (report.kind) {
+        case AsrReport::Kind::AnswerPrompt:
+            if (_taskCreate) {
+                _taskCreate->write("y");
+                _taskCreate->closeWriteChannel();
+            }
+            break;
+        case AsrReport::Kind::Step:
+            QvUpdateProgress(0, 0, report.value);
+            break;
+        case AsrReport::Kind::Label:
+            postLabel(report.text);
+            break;
+        case AsrReport::Kind::Tenth:
+            changeProTimeWithTag(report.value, report.pass);
+            break;
+        }
+    }
+}
+
+void QvBootable::QvTerminated(int exitCode, bool normalExit) {
+    _taskCreate = nullptr;
+    const bool succeeded = m_parser.succeeded(exitCode, normalExit);
+    const bool cancelled = _bUserCancel.load();
+    const QString disk = m_targetDisk;
+    QThreadPool::globalInstance()->start([this, succeeded, cancelled, exitCode, normalExit, disk] {
+        QvLog("task terminated (%s %d)", normalExit ? "exit" : "signal", exitCode);
+        if (cancelled)
+            QvLog("User cancel");
+        int errorCode = 0;
+        if (!succeeded)
+            errorCode = !cancelled && !diskPresent(disk) ? kErrUnplugged : kErrRestore;
+        finish(errorCode, 8);
+    });
+}
+
+int QvBootable::QvStop() {
+    _bUserCancel.store(true);
+    QvTask::QvShareInstance()->QvStopTask();
+    onMainSync([this] {
+        QPointer<TerminalProcess> process = _taskCreate;
+        if (!process || !process->isRunning())
+            return;
+        process->terminate();
+        QTimer::singleShot(kRestoreKillMs, process, [process] {
+            if (process && process->isRunning())
+                process->kill();
+        });
+    });
+    return 0;
+}
+
+void QvBootable::changeProTimeWithTag(int tag, int step) {
+    onMain([this, tag, step] {
+        if (_delegateObj)
+            _delegateObj->changeProTimeWithTag(tag, step);
+    });
+}
+
+void QvBootable::postLabel(const QString& text) {
+    onMain([this, text] {
+        if (_delegateObj)
+            _delegateObj->changeProLabelValue(text);
+    });
+}
+
+void QvBootable::QvUpdateProgress(int progress, int errorCode, int stepCode) {
+    onMain([this, progress, errorCode, stepCode] { QvUpdateProgressImp(progress, errorCode, stepCode); });
+}
+
+void QvBootable::QvUpdateProgressImp(int progress, int errorCode, int stepCode) {
+    QvProgressRecord record;
+    record.errorCode = errorCode;
+    record.stepCode = stepCode;
+    record.percent = QvGetPrecentWithStepCode(stepCode) + progress;
+    if (_delegateObj)
+        _delegateObj->QvUINotify(&record);
+}

@@ -1,0 +1,441 @@
+#include "osclone/SelectDrivceViewController.h"
+
+#include "core/QvPublicUtilities.h"
+#include "osclone/OsCloneTexts.h"
+#include "ui/AttachedWindow.h"
+#include "ui/ErrorWindowController.h"
+#include "ui/FlatButton.h"
+#include "ui/ImageView.h"
+#include "ui/KitStyle.h"
+#include "ui/Popover.h"
+#include "ui/SelectValueView.h"
+#include "ui/SetpFViewController.h"
+#include "ui/StripedProgressBar.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+namespace {
+
+constexpr int kPopupDistance = 5;
+
+QLabel* textLabel(double pointSize, bool bold, const QColor& colour, QWidget* parent) {
+    auto* label = new QLabel(parent);
+    label->setFont(KitStyle::font(pointSize, bold));
+    label->setTextFormat(Qt::PlainText);
+    label->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(colour)));
+    return label;
+}
+
+// The bar's value in percent for a stage of the clone; -1 for stages that leave it alone.
+int barForStep(int step) {
+    switch (step) {
+    case 0:
+    case 6:
+    case 7:
+        return 0;
+    case 1:
+        return 5;
+    case 2:
+        return 10;
+    case 3:
+        return 15;
+    case 4:
+        return 20;
+    case 5:
+        return 30;
+    case 8:
+        return 100;
+    default:
+        return -1;
+    }
+}
+
+} // namespace
+
+SelectDrivceViewController::SelectDrivceViewController(QWidget* parent)
+    : QWidget(parent), m_engine(QvBootable::QvShareInstance()) {
+    setObjectName(QStringLiteral("SelectDrivceViewController"));
+    setAutoFillBackground(true);
+    QPalette palette = this->palette();
+    palette.setColor(QPalette::Window, KitStyle::windowBackground());
+    setPalette(palette);
+
+    m_engine->QvInit();
+    m_engine->QvSetDelegate(this);
+
+    auto* title = textLabel(17, true, KitStyle::textPrimary(), this);
+    title->setText(OsCloneTexts::tabTitle());
+    m_selectDiskView = buildSelectDiskView();
+    m_copyProgressView = buildCopyProgressView();
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(22, 16, 22, 20);
+    column->setSpacing(10);
+    column->addWidget(title);
+    column->addWidget(m_selectDiskView, 1);
+    column->addWidget(m_copyProgressView, 1);
+    m_copyProgressView->hide();
+
+    m_usedSize = CheckVolumeIsBootDriveImp();
+    m_sourceSlot->setSizeText(QvPublicUtilities::longlongDiskSize(m_usedSize));
+    closeDiskValue(2);
+}
+
+SelectDrivceViewController::~SelectDrivceViewController() {
+    if (m_engine->delegateObj() == this)
+        m_engine->QvSetDelegate(nullptr);
+    if (m_popoverController)
+        m_popoverController->deleteLater();
+}
+
+QWidget* SelectDrivceViewController::buildSelectDiskView() {
+    auto* view = new QWidget(this);
+    view->setObjectName(QStringLiteral("selectDiskView"));
+    m_chooseStep = new SetpFViewController(view);
+    m_chooseStep->setSetpIn(1);
+
+    m_sourceSlot = new SelectValueView(1, view);
+    m_sourceSlot->setObjectName(QStringLiteral("sourceSlot"));
+    m_sourceSlot->setDelegate(this);
+    m_sourceSlot->setIsCanSelect(false);
+    m_sourceSlot->setAcceptsFileDrops(false);
+    m_sourceSlot->setImage(QStringLiteral("ic_os_main_b"));
+    m_sourceSlot->setName(OsCloneTexts::systemDrive());
+    m_sourceSlot->setHint(QString());
+    m_sourceSlot->setCloseShown(false);
+    m_sourceSlot->setIsHaveD(true);
+
+    m_targetSlot = new SelectValueView(2, view);
+    m_targetSlot->setObjectName(QStringLiteral("targetSlot"));
+    m_targetSlot->setDelegate(this);
+    m_targetSlot->setAcceptsFileDrops(false);
+
+    auto* arrow = textLabel(28, false, KitStyle::textSecondary(), view);
+    arrow->setText(QStringLiteral("\u2192"));
+
+    m_cloneButton = new FlatButton(OsCloneTexts::cloneNow(), FlatButton::Kind::Primary, view);
+    m_cloneButton->setObjectName(QStringLiteral("cloneButton"));
+    m_cloneButton->setEnabled(false);
+    connect(m_cloneButton, &QAbstractButton::clicked, this, &SelectDrivceViewController::cloneButtonAction);
+
+    auto* slots = new QHBoxLayout;
+    slots->setSpacing(18);
+    slots->addStretch(1);
+    slots->addWidget(m_sourceSlot);
+    slots->addWidget(arrow);
+    slots->addWidget(m_targetSlot);
+    slots->addStretch(1);
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    buttons->addWidget(m_cloneButton);
+    auto* column = new QVBoxLayout(view);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(18);
+    column->addWidget(m_chooseStep, 0, Qt::AlignHCenter);
+    column->addLayout(slots);
+    column->addStretch(1);
+    column->addLayout(buttons);
+    return view;
+}
+
+QWidget* SelectDrivceViewController::buildCopyProgressView() {
+    auto* view = new QWidget(this);
+    view->setObjectName(QStringLiteral("copyProgressView"));
+    m_stepFVC = new SetpFViewController(view);
+    m_stepFVC->setSetpIn(2);
+
+    m_progressView = new QWidget(view);
+    m_progressView->setObjectName(QStringLiteral("progressView"));
+    m_animImageView = new ImageView(QStringLiteral("erase"), m_progressView);
+    m_animImageView->setObjectName(QStringLiteral("animImageView"));
+    m_animImageView->setFixedSize(110, 110);
+    m_iProgreeBar = new StripedProgressBar(m_progressView);
+    m_iProgreeBar->setObjectName(QStringLiteral("iProgreeBar"));
+    m_iProgreeBar->setFixedWidth(460);
+    m_pathLabel = textLabel(12, false, KitStyle::textSecondary(), m_progressView);
+    m_pathLabel->setObjectName(QStringLiteral("pathLabel"));
+    m_pathLabel->setAlignment(Qt::AlignHCenter);
+    m_pathLabel->setFixedWidth(460);
+    m_cancelButton = new FlatButton(OsCloneTexts::cancel(), FlatButton::Kind::Secondary, m_progressView);
+    m_cancelButton->setObjectName(QStringLiteral("cancelButton"));
+    connect(m_cancelButton, &QAbstractButton::clicked, this, &SelectDrivceViewController::cancelButtonAction);
+    auto* progress = new QVBoxLayout(m_progressView);
+    progress->setContentsMargins(0, 10, 0, 0);
+    progress->setSpacing(14);
+    progress->addWidget(m_animImageView, 0, Qt::AlignHCenter);
+    progress->addWidget(m_iProgreeBar, 0, Qt::AlignHCenter);
+    progress->addWidget(m_pathLabel, 0, Qt::AlignHCenter);
+    progress->addStretch(1);
+    progress->addWidget(m_cancelButton, 0, Qt::AlignRight);
+
+    m_endView = new QWidget(view);
+    m_endView->setObjectName(QStringLiteral("endView"));
+    m_sussView = buildEndPanel(true);
+    m_failView = buildEndPanel(false);
+    auto* end = new QVBoxLayout(m_endView);
+    end->setContentsMargins(0, 10, 0, 0);
+    end->addWidget(m_sussView);
+    end->addWidget(m_failView);
+    m_sussView->hide();
+    m_failView->hide();
+    m_endView->hide();
+
+    auto* column = new QVBoxLayout(view);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(18);
+    column->addWidget(m_stepFVC, 0, Qt::AlignHCenter);
+    column->addWidget(m_progressView, 1);
+    column->addWidget(m_endView, 1);
+    return view;
+}
+
+QWidget* SelectDrivceViewController::buildEndPanel(bool success) {
+    auto* panel = new QWidget(m_endView);
+    panel->setObjectName(success ? QStringLiteral("sussView") : QStringLiteral("failView"));
+    auto* icon = new ImageView(success ? QStringLiteral("ic_usb_main") : QStringLiteral("ic_warning"), panel);
+    icon->setFixedSize(96, 96);
+    auto* heading = textLabel(16, true, KitStyle::textPrimary(), panel);
+    heading->setText(success ? OsCloneTexts::succeededTitle() : OsCloneTexts::failedTitle());
+    auto* message = textLabel(13, false, KitStyle::textSecondary(), panel);
+    message->setWordWrap(true);
+    message->setAlignment(Qt::AlignHCenter);
+    message->setFixedWidth(460);
+    auto* done = new FlatButton(OsCloneTexts::done(), FlatButton::Kind::Primary, panel);
+    auto* column = new QVBoxLayout(panel);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(14);
+    column->addWidget(icon, 0, Qt::AlignHCenter);
+    column->addWidget(heading, 0, Qt::AlignHCenter);
+    column->addWidget(message, 0, Qt::AlignHCenter);
+    column->addStretch(1);
+    column->addWidget(done, 0, Qt::AlignRight);
+    if (success) {
+        message->setText(OsCloneTexts::succeeded());
+        done->setObjectName(QStringLiteral("succCancelButton"));
+        m_succCancelButton = done;
+        connect(done, &QAbstractButton::clicked, this, &SelectDrivceViewController::succCancelButtonAction);
+    } else {
+        message->setObjectName(QStringLiteral("errorLable"));
+        m_errorLable = message;
+        done->setObjectName(QStringLiteral("failCancelButton"));
+        m_failCancelButton = done;
+        connect(done, &QAbstractButton::clicked, this, &SelectDrivceViewController::failCancelButtonAction);
+    }
+    return panel;
+}
+
+std::int64_t SelectDrivceViewController::CheckVolumeIsBootDriveImp() {
+    return QvBootable::systemVolumeUsedSize();
+}
+
+void SelectDrivceViewController::selectDiskButton(int slot, QObject*) {
+    if (slot == 1)
+        return;
+    if (m_popoverController && m_popoverController->isShown()) {
+        m_popoverController->closePopover();
+        return;
+    }
+    m_openPopType = slot;
+    auto* picker = new SelectDiskViewController(true);
+    picker->setSelectDiskVCDelegate(this);
+    m_selectDiskVC = picker;
+    m_popoverController = SelectDiskViewController::presentUnder(m_targetSlot, picker);
+}
+
+void SelectDrivceViewController::doSelectDiskWithVolume(const VolumeObjRef& volume) {
+    if (m_popoverController)
+        m_popoverController->closePopover();
+    if (!volume || m_openPopType == 1)
+        return;
+    m_toVolume = volume;
+    m_targetSlot->setIsHaveD(true);
+    m_targetSlot->setName(volume->volumeName());
+    m_targetSlot->setSizeText(OsCloneTexts::freeSize(volume->volumeTotalSize()));
+    m_targetSlot->setHint(QString());
+    m_targetSlot->setCloseShown(true);
+    m_targetSlot->setImage(QStringLiteral("ic_usb_main"));
+    m_targetSlot->setErrorBackground(false);
+    m_freeSize = volume->volumeTotalSizeNum();
+    changeSelectCopyType();
+}
+
+void SelectDrivceViewController::changeSelectCopyType() {
+    if (m_usedSize == -1 || m_freeSize == -1) {
+        changeCloneButtonActon();
+        return;
+    }
+    if (m_usedSize <= m_freeSize) {
+        m_cloneButton->setEnabled(true);
+        m_targetSlot->setErrorBackground(false);
+        return;
+    }
+    showTargetProblem();
+    showErrorWindowWithErrorStr(OsCloneTexts::insufficientSpace());
+}
+
+void SelectDrivceViewController::changeCloneButtonActon() {
+    const bool fits =
+        m_usedSize != -1 && m_freeSize != -1 && m_toVolume && m_usedSize <= m_toVolume->volumeTotalSizeNum();
+    m_cloneButton->setEnabled(fits);
+    if (m_toVolume && !fits)
+        showTargetProblem();
+}
+
+void SelectDrivceViewController::showTargetProblem() {
+    m_cloneButton->setEnabled(false);
+    m_targetSlot->setImage(QStringLiteral("add"));
+    m_targetSlot->setErrorBackground(true);
+}
+
+void SelectDrivceViewController::closeDiskValue(int) {
+    m_toVolume.reset();
+    m_freeSize = -1;
+    m_targetSlot->setIsHaveD(false);
+    m_targetSlot->showEmpty(OsCloneTexts::destinationHint());
+    m_cloneButton->setEnabled(false);
+}
+
+void SelectDrivceViewController::cloneButtonAction() {
+    doCopyAction();
+}
+
+void SelectDrivceViewController::doCopyAction() {
+    if (!m_toVolume || m_startConfirmation)
+        return;
+    auto* confirmation = new MakeSureToCloneSystemVC;
+    confirmation->setDelegate(this);
+    confirmation->setDrive(m_toVolume->volumeName(), m_toVolume->volumeTotalSize());
+    QWidget* host = window();
+    confirmation->setSuperDelegate(
+        new AttachedWindow(confirmation, AttachedWindow::middleTop(host), host, kPopupDistance));
+    m_startConfirmation = confirmation;
+}
+
+void SelectDrivceViewController::beginToCopySystem() {
+    if (!m_toVolume)
+        return;
+    m_selectDiskView->hide();
+    m_copyProgressView->show();
+    m_progressView->show();
+    m_endView->hide();
+    m_pathLabel->clear();
+    m_iProgreeBar->setDoubleValue(0.0);
+    canChangeTab(false);
+    const int result = m_engine->QvStart(m_toVolume);
+    if (result < 0) {
+        const QString text =
+            result == QvBootable::kErrUnplugged ? OsCloneTexts::unplugged() : OsCloneTexts::createFailed();
+        showFailView(text);
+        showErrorWindowWithErrorStr(text);
+    }
+}
+
+void SelectDrivceViewController::cancelButtonAction() {
+    if (m_cancelConfirmation)
+        return;
+    auto* confirmation = new MakeSureCancelCloneSystemVC;
+    confirmation->setDelegate(this);
+    QWidget* host = window();
+    confirmation->setSuperDelegate(
+        new AttachedWindow(confirmation, AttachedWindow::middleTop(host), host, kPopupDistance));
+    m_cancelConfirmation = confirmation;
+}
+
+void SelectDrivceViewController::cancelToCopySystem() {
+    m_engine->QvStop();
+    showFailView(OsCloneTexts::stopped());
+}
+
+void SelectDrivceViewController::QvUINotify(const QvProgressRecord* record) {
+    if (!record)
+        return;
+    if (record->errorCode < 0) {
+        const QString text = OsCloneTexts::errorText(record->errorCode);
+        if (text.isEmpty())
+            return;
+        m_engine->QvStop();
+        showFailView(text);
+        showErrorWindowWithErrorStr(text);
+        return;
+    }
+    if (record->stepCode == 1) {
+        m_stepFVC->setSetpIn(2);
+        m_animImageView->setImageName(QStringLiteral("erase"));
+    } else if (record->stepCode == 5) {
+        m_stepFVC->setSetpIn(3);
+        m_animImageView->setImageName(QStringLiteral("copy"));
+    } else if (record->stepCode == 8) {
+        m_stepFVC->setSetpIn(4);
+    }
+    const int bar = barForStep(record->stepCode);
+    if (bar >= 0)
+        changeProValue(bar);
+}
+
+void SelectDrivceViewController::changeProTimeWithTag(int tag, int step) {
+    if (step == 1)
+        changeProValue(3 * tag + 35);
+    else if (step == 2)
+        changeProValue(3 * tag + 65);
+}
+
+void SelectDrivceViewController::changeProLabelValue(const QString& text) {
+    m_pathLabel->setText(trim(text));
+}
+
+void SelectDrivceViewController::changeProValue(double percent) {
+    m_iProgreeBar->setDoubleValue(percent / 100.0);
+    if (percent >= 100.0) {
+        m_progressView->hide();
+        m_endView->show();
+        showFaile(false);
+    }
+}
+
+void SelectDrivceViewController::showFailView(const QString& text) {
+    m_progressView->hide();
+    m_endView->show();
+    m_errorLable->setText(text);
+    showFaile(true);
+}
+
+void SelectDrivceViewController::showFaile(bool failed) {
+    m_stepFVC->setSetpIn(4);
+    m_failView->setVisible(failed);
+    m_sussView->setVisible(!failed);
+    if (m_cancelConfirmation)
+        m_cancelConfirmation->closeWindow();
+    canChangeTab(true);
+}
+
+void SelectDrivceViewController::showErrorWindowWithErrorStr(const QString& text) {
+    if (m_errorWindow)
+        m_errorWindow->closeWindow();
+    m_errorWindow = ErrorWindowController::showErrorOn(window(), text);
+}
+
+void SelectDrivceViewController::failCancelButtonAction() {
+    backHomeView();
+}
+
+void SelectDrivceViewController::succCancelButtonAction() {
+    backHomeView();
+}
+
+void SelectDrivceViewController::backHomeView() {
+    m_iProgreeBar->setDoubleValue(0.0);
+    m_progressView->show();
+    m_endView->hide();
+    closeDiskValue(2);
+    m_selectDiskView->show();
+    m_copyProgressView->hide();
+}
+
+void SelectDrivceViewController::canChangeTab(bool allowed) {
+    Q_EMIT canChangeTabChanged(allowed);
+}
+
+QString SelectDrivceViewController::trim(const QString& text) {
+    return text.trimmed();
+}

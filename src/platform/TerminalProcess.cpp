@@ -1,0 +1,156 @@
+#include "platform/TerminalProcess.h"
+
+#include <QProcess>
+#include <QSocketNotifier>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+void setCloseOnExec(int fd) {
+    const int flags = ::fcntl(fd, F_GETFD);
+    if (flags >= 0)
+        ::fcntl(fd, F_SETFD, flags | FD_CLOEXEC);
+}
+
+// Opens a terminal pair for output only: no echo, no line editing, no "\r" before "\n". Answers
+// the master (non-blocking) and the slave, or -1 for both.
+std::pair<int, int> openOutputTerminal() {
+    const int master = ::posix_openpt(O_RDWR | O_NOCTTY);
+    if (master < 0)
+        return {-1, -1};
+    setCloseOnExec(master);
+    const char* name = nullptr;
+    if (::grantpt(master) != 0 || ::unlockpt(master) != 0 || !(name = ::ptsname(master))) {
+        ::close(master);
+        return {-1, -1};
+    }
+    const int slave = ::open(name, O_RDWR | O_NOCTTY);
+    if (slave < 0) {
+        ::close(master);
+        return {-1, -1};
+    }
+    setCloseOnExec(slave);
+    termios mode{};
+    if (::tcgetattr(slave, &mode) == 0) {
+        mode.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+        mode.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG | IEXTEN);
+        ::tcsetattr(slave, TCSANOW, &mode);
+    }
+    ::fcntl(master, F_SETFL, ::fcntl(master, F_GETFL) | O_NONBLOCK);
+    return {master, slave};
+}
+
+} // namespace
+
+TerminalProcess::TerminalProcess(QObject* parent) : QObject(parent), m_process(new QProcess(this)) {
+    connect(m_process, &QProcess::finished, this, &TerminalProcess::onFinished);
+}
+
+TerminalProcess::~TerminalProcess() {
+    if (m_process->state() != QProcess::NotRunning) {
+        m_process->disconnect(this);
+        m_process->kill();
+        m_process->waitForFinished(5000);
+    }
+    closeMaster();
+}
+
+bool TerminalProcess::start(const QString& hostProgram, const QStringList& arguments,
+                            const QProcessEnvironment& environment) {
+    const auto [master, slave] = openOutputTerminal();
+    m_process->setProgram(hostProgram);
+    m_process->setArguments(arguments);
+    m_process->setProcessEnvironment(environment);
+    m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    if (slave >= 0) {
+        // The child's standard output becomes the terminal once QProcess has set up its
+        // channels; the pipe QProcess made for it is then simply never written.
+        m_process->setStandardOutputFile(QProcess::nullDevice());
+        m_process->setChildProcessModifier([slave] { ::dup2(slave, STDOUT_FILENO); });
+    } else {
+        connect(m_process, &QProcess::readyReadStandardOutput, this,
+                [this] { Q_EMIT outputReady(m_process->readAllStandardOutput()); });
+    }
+    m_process->start();
+    const bool started = m_process->waitForStarted(-1);
+    if (slave >= 0)
+        ::close(slave);
+    if (!started) {
+        if (master >= 0)
+            ::close(master);
+        return false;
+    }
+    if (master >= 0) {
+        m_master = master;
+        m_notifier = new QSocketNotifier(m_master, QSocketNotifier::Read, this);
+        connect(m_notifier, &QSocketNotifier::activated, this, &TerminalProcess::readAvailable);
+    }
+    return true;
+}
+
+bool TerminalProcess::isRunning() const {
+    return m_process->state() != QProcess::NotRunning;
+}
+
+qint64 TerminalProcess::write(const QByteArray& data) {
+    return m_process->write(data);
+}
+
+void TerminalProcess::closeWriteChannel() {
+    m_process->closeWriteChannel();
+}
+
+void TerminalProcess::terminate() {
+    m_process->terminate();
+}
+
+void TerminalProcess::kill() {
+    m_process->kill();
+}
+
+void TerminalProcess::readAvailable() {
+    char buffer[65536];
+    while (m_master >= 0) {
+        const ssize_t n = ::read(m_master, buffer, sizeof buffer);
+        if (n > 0) {
+            Q_EMIT outputReady(QByteArray(buffer, n));
+            continue;
+        }
+        if (n < 0 && errno == EINTR)
+            continue;
+        // EAGAIN: nothing more for now. EIO (or 0 on some systems): the tool's side is closed.
+        if (n == 0 || errno != EAGAIN)
+            closeMaster();
+        return;
+    }
+}
+
+void TerminalProcess::closeMaster() {
+    if (m_notifier) {
+        m_notifier->setEnabled(false);
+        m_notifier->deleteLater();
+        m_notifier = nullptr;
+    }
+    if (m_master >= 0) {
+        ::close(m_master);
+        m_master = -1;
+    }
+}
+
+void TerminalProcess::onFinished() {
+    // Whatever the tool wrote before it ended is still waiting on the terminal (or the pipe).
+    if (m_master >= 0) {
+        readAvailable();
+        closeMaster();
+    } else {
+        const QByteArray rest = m_process->readAllStandardOutput();
+        if (!rest.isEmpty())
+            Q_EMIT outputReady(rest);
+    }
+    Q_EMIT finished(m_process->exitCode(), m_process->exitStatus() == QProcess::NormalExit);
+}

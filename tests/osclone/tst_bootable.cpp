@@ -1,0 +1,431 @@
+#include "tst_bootable.h"
+
+#include "TreeCompare.h"
+#include "VolumesTestKit.h"
+#include "Wait.h"
+#include "core/QvPublicUtilities.h"
+#include "osclone/CloneTargetCheck.h"
+#include "osclone/QvBootable.h"
+
+#include <QDirIterator>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+
+using namespace VolumesTestKit;
+
+namespace {
+
+using Report = QPair<int, int>; // (error, step)
+
+struct Recorder : QvBootableDelegate {
+    QList<Report> reports;
+    QList<QPair<int, int>> tenths; // (tag, pass)
+    QStringList labels;
+    std::function<void(const Report&)> onReport;
+    std::function<void(int, int)> onTenth;
+
+    void QvUINotify(const QvProgressRecord* r) override {
+        reports << Report(r->errorCode, r->stepCode);
+        QCOMPARE(r->percent, QvBootable::QvGetPrecentWithStepCode(r->stepCode));
+        if (onReport)
+            onReport(reports.last());
+    }
+    void changeProTimeWithTag(int tag, int step) override {
+        tenths << qMakePair(tag, step);
+        if (onTenth)
+            onTenth(tag, step);
+    }
+    void changeProLabelValue(const QString& text) override { labels << text; }
+};
+
+const QByteArray kInternal =
+    "{\"name\":\"inner\",\"bus\":\"SATA\",\"internal\":true,\"ejectable\":false,"
+    "\"mediaName\":\"ST2000DM008\",\"size\":\"2TB\",\"scheme\":\"GPT\",\"partitions\":"
+    "[{\"fs\":\"JHFS+\",\"name\":\"Data\",\"seed\":{\"files\":4,\"seed\":2}}]}";
+
+std::unique_ptr<EmulatedMac> cloneMachine(const QByteArray& version = "10.15.7",
+                                          const QByteArray& asr = "\"stepDelayMs\":0,\"pieceDelayMs\":0") {
+    const QByteArray stick =
+        "{\"name\":\"stick\",\"mediaName\":\"SanDisk Cruzer\",\"size\":\"16GB\",\"scheme\":"
+        "\"MBR\",\"partitions\":[{\"fs\":\"FAT32\",\"name\":\"STICK\",\"seed\":{\"files\":3,"
+        "\"seed\":4}}]}";
+    return machine(version, kInternal + "," + stick + "," + usbStick("other", "8GB"),
+                   "\"home\":{\"files\":4,\"folders\":2,\"depth\":2,\"seed\":5},\"asr\":{" + asr + "}");
+}
+
+// The whole disk with a model name.
+QString diskOf(const EmulatedMac& mac, const QString& media) {
+    for (const QString& disk : mac.diskList().value(QStringLiteral("WholeDisks")).toStringList()) {
+        if (mac.diskInfo(disk).value(QStringLiteral("MediaName")).toString() == media)
+            return disk;
+    }
+    return QString();
+}
+
+// The record the drive picker makes for a whole USB disk.
+VolumeObjRef driveRecord(const EmulatedMac& mac, const QString& disk) {
+    const QVariantMap info = mac.diskInfo(disk);
+    auto v = VolumeObjRef::create();
+    v->setVolumePath(info.value(QStringLiteral("DeviceIdentifier")).toString());
+    v->setVolumeName(driveModelName(info));
+    v->setVolumeTotalSizeNum(info.value(QStringLiteral("TotalSize")).toLongLong());
+    v->setVolumeTotalSize(QvPublicUtilities::longlongConvertVolSpace(v->volumeTotalSizeNum()));
+    v->setBCanEject(true);
+    return v;
+}
+
+// The engine, with its log opened anew on the machine of the test.
+QvBootable* engine() {
+    QvBootable* e = QvBootable::QvShareInstance();
+    e->QvUninit();
+    e->QvInit();
+    return e;
+}
+
+// Starts a clone and waits for its last report.
+bool runClone(Recorder& rec, const VolumeObjRef& target, int ms = 90000) {
+    QvBootable* e = engine();
+    e->QvSetDelegate(&rec);
+    if (e->QvStart(target) != 0)
+        return false;
+    const bool ended = waitUntil([e] { return !e->isRunning(); }, ms);
+    e->QvSetDelegate(nullptr);
+    return ended;
+}
+
+bool ran(const EmulatedMac& mac, const QStringList& call) {
+    return mac.calls(call.first()).contains(call);
+}
+
+bool ranVerb(const EmulatedMac& mac, const QString& tool, const QString& verb) {
+    for (const QStringList& c : mac.calls(tool)) {
+        if (c.value(1) == verb)
+            return true;
+    }
+    return false;
+}
+
+const QList<Report> kGoodSteps = {{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 3}, {0, 4}, {0, 5}, {0, 8}};
+
+QList<QPair<int, int>> fullTenths() {
+    QList<QPair<int, int>> t;
+    for (int pass = 1; pass <= 2; ++pass) {
+        for (int tag = 1; tag <= 10; ++tag)
+            t << qMakePair(tag, pass);
+    }
+    return t;
+}
+
+QJsonArray disksExcept(const EmulatedMac& mac, const QString& disk) {
+    const QJsonObject state = QJsonDocument::fromJson(mac.emuctl({QStringLiteral("state")}).out).object();
+    QJsonArray out;
+    for (const QJsonValue& d : state.value(QStringLiteral("disks")).toArray()) {
+        if (d.toObject().value(QStringLiteral("id")).toString() != disk)
+            out << d;
+    }
+    return out;
+}
+
+} // namespace
+
+void TestBootable::clonesInEveryDelivery_data() {
+    QTest::addColumn<QString>("delivery");
+    QTest::newRow("token") << "token";
+    QTest::newRow("line") << "line";
+    QTest::newRow("everything at exit") << "buffered";
+    // The tool's own way: it writes as it goes when it sees a terminal.
+    QTest::newRow("unset") << "";
+}
+
+void TestBootable::clonesInEveryDelivery() {
+    QFETCH(QString, delivery);
+    QByteArray asr = "\"stepDelayMs\":40,\"pieceDelayMs\":20";
+    if (!delivery.isEmpty())
+        asr += ",\"delivery\":\"" + delivery.toUtf8() + "\"";
+    auto mac = cloneMachine("10.15.7", asr);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString disk = diskOf(*mac, QStringLiteral("SanDisk Cruzer"));
+    const VolumeObjRef target = driveRecord(*mac, disk);
+    mac->clearLog();
+    Recorder rec;
+    QVERIFY(runClone(rec, target));
+
+    if (delivery == QLatin1String("buffered")) {
+        // The question came with both validations, the whole copy in one piece at the end.
+        QCOMPARE(rec.reports, (QList<Report>{{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 3}, {0, 5}, {0, 8}}));
+        QCOMPARE(rec.tenths, (QList<QPair<int, int>>{{2, 1}}));
+    } else if (delivery == QLatin1String("line")) {
+        QCOMPARE(rec.reports.mid(0, 5), kGoodSteps.mid(0, 5));
+        QCOMPARE(rec.reports.last(), Report(0, 8));
+        QCOMPARE(rec.tenths, (QList<QPair<int, int>>{{2, 1}, {2, 2}}));
+    } else {
+        QCOMPARE(rec.reports, kGoodSteps);
+        QCOMPARE(rec.tenths, fullTenths());
+        QCOMPARE(rec.labels.last().trimmed(), QStringLiteral("Restore completed successfully."));
+    }
+    QVERIFY(rec.labels.contains(QStringLiteral("Cloning...")));
+
+    // The exact commands, in order.
+    QCOMPARE(mac->calls(QStringLiteral("killall")), (QList<QStringList>{{"killall", "mds_stores"}}));
+    QList<QStringList> changes;
+    for (const QStringList& c : mac->calls()) {
+        if (c.value(1) != QLatin1String("info") && c.first() != QLatin1String("sw_vers"))
+            changes << c;
+    }
+    QCOMPARE(changes, (QList<QStringList>{{"killall", "mds_stores"},
+                                          {"diskutil", "eraseDisk", "JHFS+", "NewCloneSystem", disk},
+                                          {"diskutil", "unmountDisk", "/dev/" + disk},
+                                          {"diskutil", "mountDisk", "/dev/" + disk},
+                                          {"asr", "restore", "--source", "/", "--target",
+                                           "/Volumes/NewCloneSystem", "--erase"}}));
+    // The tool's whole output is in the log, the question included.
+    const QByteArray log = readHostFile(mac->host(QStringLiteral("/tmp/Pellory.txt")));
+    QVERIFY(log.contains("[ny]"));
+    QVERIFY(log.contains("Restore completed successfully."));
+}
+
+void TestBootable::goodCloneCopiesTheSystemAndTouchesNothingElse() {
+    auto mac = cloneMachine();
+    QVERIFY(mac->isValid());
+    const QString disk = diskOf(*mac, QStringLiteral("SanDisk Cruzer"));
+    const QJsonArray others = disksExcept(*mac, disk);
+    QVERIFY(others.size() >= 3);
+    Recorder rec;
+    QVERIFY(runClone(rec, driveRecord(*mac, disk)));
+    QCOMPARE(rec.reports.last(), Report(0, 8));
+
+    // The clone's volume carries the system's name; its files are the system's.
+    const QString mount = mac->diskInfo(QStringLiteral("/dev/") + disk + QStringLiteral("s2"))
+                              .value(QStringLiteral("MountPoint"))
+                              .toString();
+    QCOMPARE(mount, QStringLiteral("/Volumes/Macintosh HD 1"));
+    int files = 0;
+    for (const QString top : {"Applications", "Library", "Users"}) {
+        const QString source = mac->host(QStringLiteral("/") + top);
+        const QStringList differences = compareTrees(source, mac->host(mount + QStringLiteral("/") + top));
+        for (const QString& line : differences) {
+            // Folders keep their contents, not their times.
+            const QString path = line.section(QStringLiteral(": "), 0, 0);
+            if (line.endsWith(QLatin1String("modification time differs")) &&
+                QFileInfo(source + QLatin1Char('/') + path).isDir())
+                continue;
+            QFAIL(qPrintable(line));
+        }
+        for (QDirIterator it(source, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories); it.hasNext();
+             it.next())
+            ++files;
+    }
+    QVERIFY2(files > 5, qPrintable(QString::number(files)));
+    QCOMPARE(disksExcept(*mac, disk), others);
+}
+
+void TestBootable::fileSystemBySystemVersion_data() {
+    QTest::addColumn<QByteArray>("version");
+    QTest::addColumn<QString>("fileSystem");
+    QTest::newRow("10.12") << QByteArray("10.12.6") << "HFS+";
+    QTest::newRow("10.13") << QByteArray("10.13.6") << "APFS";
+    QTest::newRow("10.14") << QByteArray("10.14.6") << "APFS";
+    QTest::newRow("10.15") << QByteArray("10.15.7") << "JHFS+";
+    QTest::newRow("11") << QByteArray("11.7.10") << "JHFS+";
+}
+
+void TestBootable::fileSystemBySystemVersion() {
+    QFETCH(QByteArray, version);
+    QFETCH(QString, fileSystem);
+    auto mac = cloneMachine(version);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString disk = diskOf(*mac, QStringLiteral("SanDisk Cruzer"));
+    Recorder rec;
+    QVERIFY(runClone(rec, driveRecord(*mac, disk)));
+    QCOMPARE(rec.reports.last(), Report(0, 8));
+    QVERIFY(ran(*mac, {"diskutil", "eraseDisk", fileSystem, "NewCloneSystem", disk}));
+    // The drive is unmounted and mounted again on 10.15 and later only.
+    QCOMPARE(ranVerb(*mac, QStringLiteral("diskutil"), QStringLiteral("unmountDisk")), version >= "10.15");
+}
+
+void TestBootable::failures_data() {
+    QTest::addColumn<QByteArray>("fault");
+    QTest::addColumn<QString>("asrKnob");
+    QTest::addColumn<int>("error");
+    QTest::addColumn<int>("step");
+    QTest::addColumn<bool>("restoreRan");
+    QTest::newRow("erase leaves no volume")
+        << QByteArray("{\"tool\":\"diskutil\",\"verb\":\"eraseDisk\",\"mode\":\"fail\"}") << QString() << -4
+        << 3 << false;
+    QTest::newRow("restore tool fails") << QByteArray() << "failAt" << -7 << 8 << true;
+    QTest::newRow("drive pulled out while copying") << QByteArray() << "unplug" << -3 << 8 << true;
+}
+
+void TestBootable::failures() {
+    QFETCH(QByteArray, fault);
+    QFETCH(QString, asrKnob);
+    QFETCH(int, error);
+    QFETCH(int, step);
+    QFETCH(bool, restoreRan);
+    // A volume already named as the clone's first choice is never the restore's target.
+    const QByteArray busyName =
+        "{\"name\":\"busy\",\"mediaName\":\"busy\",\"size\":\"8GB\",\"scheme\":\"GPT\","
+        "\"partitions\":[{\"fs\":\"JHFS+\",\"name\":\"NewCloneSystem\"}]}";
+    auto mac = machine("10.15.7", kInternal + "," + usbStick("stick") + "," + busyName,
+                       "\"asr\":{\"stepDelayMs\":20,\"pieceDelayMs\":0,\"delivery\":\"token\"}");
+    QVERIFY(mac->isValid());
+    if (!fault.isEmpty())
+        QVERIFY(mac->addFault(fault));
+    if (asrKnob == QLatin1String("failAt"))
+        QVERIFY(mac->setAsr(asrKnob, QStringLiteral("40")));
+    const QString disk = diskOf(*mac, QStringLiteral("stick"));
+    Recorder rec;
+    if (asrKnob == QLatin1String("unplug")) {
+        rec.onTenth = [&](int tag, int pass) {
+            if (tag == 3 && pass == 1)
+                QVERIFY(mac->unplug(QStringLiteral("stick")));
+        };
+    }
+    QVERIFY(runClone(rec, driveRecord(*mac, disk)));
+    QCOMPARE(rec.reports.last(), Report(error, step));
+    QCOMPARE(rec.reports.count(rec.reports.last()), 1);
+    QCOMPARE(ranVerb(*mac, QStringLiteral("asr"), QStringLiteral("restore")), restoreRan);
+    for (const QStringList& c : mac->calls(QStringLiteral("asr")))
+        QCOMPARE(c.value(5), QStringLiteral("/Volumes/NewCloneSystem1"));
+    QCOMPARE(mac->diskInfo(QStringLiteral("/Volumes/NewCloneSystem"))
+                 .value(QStringLiteral("VolumeName"))
+                 .toString(),
+             QStringLiteral("NewCloneSystem"));
+}
+
+void TestBootable::cancelAtEachStage_data() {
+    QTest::addColumn<QByteArray>("fault");
+    QTest::addColumn<QString>("cancelAfter"); // the call the tool log must show first, or "tenth"
+    QTest::addColumn<int>("error");
+    QTest::addColumn<int>("step");
+    QTest::addColumn<bool>("erased");
+    QTest::newRow("before the erase") << QByteArray("{\"tool\":\"killall\",\"mode\":\"hang\",\"seconds\":2}")
+                                      << "killall" << -8 << 1 << false;
+    QTest::newRow("during the erase")
+        << QByteArray("{\"tool\":\"diskutil\",\"verb\":\"eraseDisk\",\"mode\":\"hang\",\"seconds\":20}")
+        << "eraseDisk" << -8 << 2 << false;
+    QTest::newRow("before the restore")
+        << QByteArray("{\"tool\":\"diskutil\",\"verb\":\"unmountDisk\",\"mode\":\"hang\",\"seconds\":2}")
+        << "unmountDisk" << -8 << 3 << true;
+    QTest::newRow("during the restore") << QByteArray() << "tenth" << -7 << 8 << true;
+}
+
+void TestBootable::cancelAtEachStage() {
+    QFETCH(QByteArray, fault);
+    QFETCH(QString, cancelAfter);
+    QFETCH(int, error);
+    QFETCH(int, step);
+    QFETCH(bool, erased);
+    auto mac = cloneMachine("10.15.7", "\"stepDelayMs\":100,\"pieceDelayMs\":0,\"delivery\":\"token\"");
+    QVERIFY(mac->isValid());
+    if (!fault.isEmpty())
+        QVERIFY(mac->addFault(fault));
+    const QString disk = diskOf(*mac, QStringLiteral("SanDisk Cruzer"));
+    QvBootable* e = engine();
+    Recorder rec;
+    e->QvSetDelegate(&rec);
+    QVERIFY(e->QvStart(driveRecord(*mac, disk)) == 0);
+    QElapsedTimer clock;
+    clock.start();
+    if (cancelAfter == QLatin1String("tenth")) {
+        QVERIFY(waitUntil([&] { return !rec.tenths.isEmpty(); }, 30000));
+    } else {
+        QVERIFY(waitUntil(
+            [&] {
+                for (const QStringList& c : mac->calls())
+                    if (c.contains(cancelAfter))
+                        return true;
+                return false;
+            },
+            30000));
+    }
+    QCOMPARE(e->QvStop(), 0);
+    QVERIFY(waitUntil([e] { return !e->isRunning(); }, 30000));
+    e->QvSetDelegate(nullptr);
+    // Stopped well before the hanging tool would have answered.
+    QVERIFY(clock.elapsed() < 15000);
+    QCOMPARE(rec.reports.last(), Report(error, step));
+    QCOMPARE(ranVerb(*mac, QStringLiteral("diskutil"), QStringLiteral("eraseDisk")), erased || step == 2);
+    QCOMPARE(ranVerb(*mac, QStringLiteral("asr"), QStringLiteral("restore")),
+             cancelAfter == QLatin1String("tenth"));
+    // The stick's own volume is still there unless the erase ran to its end.
+    QCOMPARE(QFileInfo::exists(mac->host(QStringLiteral("/Volumes/STICK"))), !erased);
+}
+
+void TestBootable::targetSwappedBeforeTheErase() {
+    auto mac = cloneMachine();
+    QVERIFY(mac->isValid());
+    const QString disk = diskOf(*mac, QStringLiteral("SanDisk Cruzer"));
+    const VolumeObjRef confirmed = driveRecord(*mac, disk);
+    // The confirmed stick is pulled out and an internal disk takes its name.
+    QVERIFY(mac->unplug(QStringLiteral("stick")));
+    QCOMPARE(
+        mac->plug("{\"name\":\"swapped\",\"id\":\"" + disk.toUtf8() +
+                  "\",\"bus\":\"USB\",\"internal\":true,\"mediaName\":\"SanDisk Cruzer\",\"size\":\"16GB\","
+                  "\"scheme\":\"MBR\",\"partitions\":[{\"fs\":\"FAT32\",\"name\":\"KEEP\"}]}"),
+        disk);
+    mac->clearLog();
+    Recorder rec;
+    QVERIFY(runClone(rec, confirmed));
+    QCOMPARE(rec.reports, (QList<Report>{{0, 0}, {0, 1}, {0, 2}, {QvBootable::kErrTargetChanged, 2}}));
+    for (const QStringList& c : mac->calls())
+        QVERIFY2(c.value(1) == QLatin1String("info") || c.first() == QLatin1String("killall") ||
+                     c.first() == QLatin1String("sw_vers"),
+                 qPrintable(c.join(QLatin1Char(' '))));
+    QVERIFY(QFileInfo(mac->host(QStringLiteral("/Volumes/KEEP"))).isDir());
+    QVERIFY(readHostFile(mac->host(QStringLiteral("/tmp/Pellory.txt"))).contains("is an internal disk"));
+}
+
+void TestBootable::targetRefusals_data() {
+    QTest::addColumn<QVariantMap>("change");
+    QTest::addColumn<QString>("reason"); // empty: may be erased
+    QTest::newRow("the confirmed drive") << QVariantMap() << QString();
+    QTest::newRow("gone") << QVariantMap{{"gone", true}} << "no longer attached";
+    QTest::newRow("error answer") << QVariantMap{{"Error", true}} << "no longer attached";
+    QTest::newRow("internal") << QVariantMap{{"Internal", true}} << "internal";
+    QTest::newRow("not USB") << QVariantMap{{"BusProtocol", "SATA"}} << "whole USB disk";
+    QTest::newRow("a volume") << QVariantMap{{"WholeDisk", false}} << "whole USB disk";
+    QTest::newRow("a mounted image") << QVariantMap{{"VirtualOrPhysical", "Virtual"}} << "whole USB disk";
+    QTest::newRow("another size") << QVariantMap{{"TotalSize", 16000000001LL}} << "not the confirmed";
+    QTest::newRow("another model") << QVariantMap{{"IORegistryEntryName", "Kingston DT Media"}}
+                                   << "not the confirmed";
+    QTest::newRow("holds the system") << QVariantMap{{"system", true}} << "running system";
+}
+
+void TestBootable::targetRefusals() {
+    QFETCH(QVariantMap, change);
+    QFETCH(QString, reason);
+    QVariantMap info{{"DeviceIdentifier", "disk4"},
+                     {"WholeDisk", true},
+                     {"BusProtocol", "USB"},
+                     {"Internal", false},
+                     {"TotalSize", 16000000000LL},
+                     {"VirtualOrPhysical", "Physical"},
+                     {"IORegistryEntryName", "SanDisk Cruzer Media"}};
+    QStringList system{QStringLiteral("disk0"), QStringLiteral("disk1")};
+    for (auto it = change.cbegin(); it != change.cend(); ++it) {
+        if (it.key() == QLatin1String("system"))
+            system << QStringLiteral("disk4");
+        else if (it.key() != QLatin1String("gone"))
+            info.insert(it.key(), it.value());
+    }
+    const std::optional<QVariantMap> answer =
+        change.contains(QStringLiteral("gone")) ? std::nullopt : std::optional<QVariantMap>(info);
+    const QString refusal = refuseCloneTarget(
+        {QStringLiteral("disk4"), 16000000000LL, QStringLiteral("SanDisk Cruzer Media")}, answer, system);
+    if (reason.isEmpty())
+        QVERIFY2(refusal.isEmpty(), qPrintable(refusal));
+    else
+        QVERIFY2(refusal.contains(reason), qPrintable(refusal));
+
+    // The disks of an APFS volume are its container's and its physical store's.
+    QCOMPARE(wholeDisksOfVolume(
+                 {{"DeviceIdentifier", "disk1s5"},
+                  {"ParentWholeDisk", "disk1"},
+                  {"APFSPhysicalStores", QVariantList{QVariantMap{{"APFSPhysicalStore", "disk0s2"}}}}}),
+             (QStringList{"disk1", "disk0"}));
+}
