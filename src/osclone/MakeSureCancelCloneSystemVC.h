@@ -1,8 +1,6 @@
 #pragma once
 
-#include "ui/MessagePanel.h"
-
-class FlatButton;
+#include "osclone/CloneQuestionPanel.h"
 
 // What the cancel confirmation tells the OS Clone tab.
 class MakeSureCancelCloneSystemDelegate {
@@ -13,7 +11,7 @@ public:
 
 // The cancel confirmation while a clone runs. Its "Cancel" stops the clone; "Continue" closes
 // the popup and lets the clone go on.
-class MakeSureCancelCloneSystemVC : public MessagePanel {
+class MakeSureCancelCloneSystemVC : public CloneQuestionPanel {
     Q_OBJECT
 public:
     explicit MakeSureCancelCloneSystemVC(QWidget* parent = nullptr);
@@ -23,11 +21,9 @@ public:
     void cancelButtonAction();
     void continueButtonAction();
 
-    FlatButton* cancelButton() const { return m_cancel; }
-    FlatButton* continueButton() const { return m_continue; }
+    FlatButton* cancelButton() const { return quietButton(); }
+    FlatButton* continueButton() const { return mainButton(); }
 
 private:
     MakeSureCancelCloneSystemDelegate* m_delegate = nullptr;
-    FlatButton* m_cancel;
-    FlatButton* m_continue;
 };

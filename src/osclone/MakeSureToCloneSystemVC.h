@@ -1,8 +1,6 @@
 #pragma once
 
-#include "ui/MessagePanel.h"
-
-class FlatButton;
+#include "osclone/CloneQuestionPanel.h"
 
 // What the start confirmation tells the OS Clone tab.
 class MakeSureToCloneSystemDelegate {
@@ -13,7 +11,7 @@ public:
 
 // The start confirmation: names the drive that will be erased by its model name and size, with
 // "Cancel" (closes the popup) and "Clone Now" (closes it, then starts the clone).
-class MakeSureToCloneSystemVC : public MessagePanel {
+class MakeSureToCloneSystemVC : public CloneQuestionPanel {
     Q_OBJECT
 public:
     explicit MakeSureToCloneSystemVC(QWidget* parent = nullptr);
@@ -24,11 +22,9 @@ public:
     void cancelButtonAction();
     void cloneButtonAction();
 
-    FlatButton* cancelButton() const { return m_cancel; }
-    FlatButton* cloneButton() const { return m_clone; }
+    FlatButton* cancelButton() const { return quietButton(); }
+    FlatButton* cloneButton() const { return mainButton(); }
 
 private:
     MakeSureToCloneSystemDelegate* m_delegate = nullptr;
-    FlatButton* m_cancel;
-    FlatButton* m_clone;
 };

@@ -110,6 +110,8 @@ QWidget* SelectDrivceViewController::buildSelectDiskView() {
     m_targetSlot->setObjectName(QStringLiteral("targetSlot"));
     m_targetSlot->setDelegate(this);
     m_targetSlot->setAcceptsFileDrops(false);
+    // Drive model names are long: they wrap rather than run past the card.
+    m_targetSlot->nameLabel()->setWordWrap(true);
 
     auto* arrow = textLabel(28, false, KitStyle::textSecondary(), view);
     arrow->setText(QStringLiteral("\u2192"));
@@ -199,15 +201,14 @@ QWidget* SelectDrivceViewController::buildEndPanel(bool success) {
     heading->setText(success ? OsCloneTexts::succeededTitle() : OsCloneTexts::failedTitle());
     auto* message = textLabel(13, false, KitStyle::textSecondary(), panel);
     message->setWordWrap(true);
-    message->setAlignment(Qt::AlignHCenter);
-    message->setFixedWidth(460);
+    message->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
     auto* done = new FlatButton(OsCloneTexts::done(), FlatButton::Kind::Primary, panel);
     auto* column = new QVBoxLayout(panel);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(14);
     column->addWidget(icon, 0, Qt::AlignHCenter);
     column->addWidget(heading, 0, Qt::AlignHCenter);
-    column->addWidget(message, 0, Qt::AlignHCenter);
+    column->addWidget(message);
     column->addStretch(1);
     column->addWidget(done, 0, Qt::AlignRight);
     if (success) {

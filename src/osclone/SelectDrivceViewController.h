@@ -3,6 +3,8 @@
 #include "osclone/MakeSureCancelCloneSystemVC.h"
 #include "osclone/MakeSureToCloneSystemVC.h"
 #include "osclone/QvBootable.h"
+#include "ui/ErrorWindowController.h"
+#include "ui/Popover.h"
 #include "ui/SelectValueViewDelegate.h"
 #include "volumes/SelectDiskViewController.h"
 #include "volumes/VolumeObj.h"
@@ -12,10 +14,8 @@
 
 #include <cstdint>
 
-class ErrorWindowController;
 class FlatButton;
 class ImageView;
-class Popover;
 class QLabel;
 class SelectValueView;
 class SetpFViewController;

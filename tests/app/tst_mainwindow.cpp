@@ -4,6 +4,7 @@
 #include "app/MainWindowController.h"
 #include "app/SideTabButton.h"
 #include "diskmanager/RepairDiskViewController.h"
+#include "osclone/SelectDrivceViewController.h"
 #include "ui/ImageButton.h"
 #include "ui/ImageView.h"
 #include "ui/TitleBarView.h"
@@ -73,6 +74,9 @@ void TestMainWindow::startsOnDiskCopyWithFourTabsInOrder() {
         if (tab == MainWindowController::DiskManagerTab) {
             QVERIFY(!title);
             QVERIFY(w.container(tab)->findChild<RepairDiskViewController*>());
+        } else if (tab == MainWindowController::OSCloneTab) {
+            QVERIFY(!title);
+            QVERIFY(w.container(tab)->findChild<SelectDrivceViewController*>());
         } else {
             QVERIFY(title);
             QCOMPARE(title->text(), texts[tab]);

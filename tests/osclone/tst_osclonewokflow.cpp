@@ -1,0 +1,200 @@
+#include "tst_osclonewokflow.h"
+
+#include "EmulatedMac.h"
+#include "Screenshot.h"
+#include "Wait.h"
+#include "app/MainWindowController.h"
+#include "osclone/SelectDrivceViewController.h"
+#include "ui/ErrorWindowController.h"
+#include "ui/FlatButton.h"
+#include "ui/ImageButton.h"
+#include "ui/ImageView.h"
+#include "ui/SelectValueView.h"
+#include "ui/SetpFViewController.h"
+#include "ui/StripedProgressBar.h"
+#include "volumes/DiskListView.h"
+
+#include <QFileInfo>
+#include <QLabel>
+#include <QTest>
+
+namespace {
+
+// A Mac on 10.15 whose system volume uses about 12 GB, with a 16 GB stick that takes it and an
+// 8 GB one that does not.
+std::unique_ptr<EmulatedMac> cloneMac(const QByteArray& asr = "\"stepDelayMs\":30,\"pieceDelayMs\":5") {
+    return EmulatedMac::fromJson(
+        "{\"version\":\"10.15.7\",\"user\":\"alex\",\"system\":{\"size\":\"500GB\",\"used\":\"12GB\"},"
+        "\"disks\":[{\"name\":\"stick\",\"mediaName\":\"SanDisk "
+        "Cruzer\",\"size\":\"16GB\",\"scheme\":\"MBR\","
+        "\"partitions\":[{\"fs\":\"FAT32\",\"name\":\"STICK\"}]},"
+        "{\"name\":\"tiny\",\"mediaName\":\"Generic Flash\",\"size\":\"8GB\",\"scheme\":\"MBR\","
+        "\"partitions\":[{\"fs\":\"FAT32\",\"name\":\"TINY\"}]}],"
+        "\"asr\":{" +
+        asr + "}}");
+}
+
+void click(QWidget* widget) {
+    QTest::mouseClick(widget, Qt::LeftButton, {}, QPoint(widget->width() / 2, widget->height() / 2));
+}
+
+struct Tab {
+    std::unique_ptr<EmulatedMac> mac;
+    std::unique_ptr<MainWindowController> window;
+    SelectDrivceViewController* vc = nullptr;
+
+    bool open(std::unique_ptr<EmulatedMac> machine) {
+        mac = std::move(machine);
+        if (!mac->isValid())
+            return false;
+        window = std::make_unique<MainWindowController>();
+        window->window()->show();
+        window->BootableButtonAction();
+        vc = window->container(MainWindowController::OSCloneTab)->findChild<SelectDrivceViewController*>();
+        return vc && QTest::qWaitForWindowExposed(window->window());
+    }
+
+    // Opens the picker from the destination slot and clicks the drive with that model name.
+    bool pick(const QString& model) {
+        click(vc->targetSlot()->selectDiskBut());
+        if (!waitUntil([&] { return vc->selectDiskVC() && !vc->selectDiskVC()->rows().isEmpty(); }, 20000))
+            return false;
+        for (DiskListViewController* row : vc->selectDiskVC()->rows()) {
+            if (row->volumeObj()->volumeName().startsWith(model)) {
+                click(row->aView());
+                return vc->toVolume() == row->volumeObj();
+            }
+        }
+        return false;
+    }
+
+    // Clone Now, then Clone Now in the confirmation, which names the drive.
+    bool start(const QString& expectedInConfirmation) {
+        click(vc->cloneButton());
+        MakeSureToCloneSystemVC* confirmation = vc->startConfirmation();
+        if (!confirmation || !confirmation->text().contains(expectedInConfirmation))
+            return false;
+        saveScreenshot(window->window(), QStringLiteral("osclone"), QStringLiteral("confirmation"));
+        click(confirmation->cloneButton());
+        return vc->copyProgressView()->isVisible() && !window->isTabChangeAllowed();
+    }
+
+    bool ended() const { return vc->endView()->isVisible() && !QvBootable::QvShareInstance()->isRunning(); }
+    QString errorPopupText() const { return vc->errorWindow() ? vc->errorWindow()->errorText() : QString(); }
+};
+
+} // namespace
+
+void TestOsCloneWorkflow::cloneToTheEnd() {
+    Tab tab;
+    QVERIFY(tab.open(cloneMac()));
+    SelectDrivceViewController* vc = tab.vc;
+    QCOMPARE(vc->sourceSlot()->nameLabel()->text(), QStringLiteral("System Drive"));
+    QVERIFY(vc->usedSize() > 12'000'000'000LL && vc->usedSize() < 16'000'000'000LL);
+    QVERIFY(!vc->cloneButton()->isEnabled());
+    QCOMPARE(vc->targetSlot()->nodeSelectLabel()->text(),
+             QStringLiteral("Click here to select a destination drive."));
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("choose"));
+
+    QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
+    QCOMPARE(vc->targetSlot()->sizeLabel()->text(), QStringLiteral("16.00 GB free"));
+    QVERIFY(vc->cloneButton()->isEnabled());
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("target-chosen"));
+
+    // "Cancel" in the confirmation changes nothing.
+    click(vc->cloneButton());
+    QVERIFY(vc->startConfirmation());
+    click(vc->startConfirmation()->cancelButton());
+    QVERIFY(waitUntil([&] { return !vc->startConfirmation(); }, 2000));
+    QVERIFY(vc->selectDiskView()->isVisible());
+
+    QVERIFY(tab.start(QStringLiteral("SanDisk Cruzer Media\u201d (16.00 GB)")));
+    // While it runs: the other tabs do not open; the bar moves through both passes.
+    QVERIFY(waitUntil([&] { return vc->animImageView()->imageName() == QLatin1String("copy"); }, 30000));
+    QCOMPARE(vc->stepFVC()->currentStep(), 3);
+    QCOMPARE(vc->pathLabel()->text(), QStringLiteral("Cloning..."));
+    tab.window->TopDiskToolButtonAction();
+    QCOMPARE(tab.window->currentTab(), int(MainWindowController::OSCloneTab));
+    QVERIFY(waitUntil([&] { return vc->iProgreeBar()->doubleValue() > 0.68; }, 30000));
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("cloning"));
+
+    QVERIFY(waitUntil([&] { return tab.ended(); }, 60000));
+    QVERIFY(vc->sussView()->isVisible());
+    QVERIFY(!vc->failView()->isVisible());
+    QCOMPARE(vc->iProgreeBar()->doubleValue(), 1.0);
+    QCOMPARE(vc->stepFVC()->currentStep(), 4);
+    QVERIFY(tab.window->isTabChangeAllowed());
+    QVERIFY(QFileInfo(tab.mac->host(QStringLiteral("/Volumes/Macintosh HD 1/Applications"))).isDir());
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("success"));
+
+    click(vc->succCancelButton());
+    QVERIFY(vc->selectDiskView()->isVisible());
+    QVERIFY(!vc->toVolume());
+    QVERIFY(!vc->cloneButton()->isEnabled());
+}
+
+void TestOsCloneWorkflow::tooSmallDrive() {
+    Tab tab;
+    QVERIFY(tab.open(cloneMac()));
+    QVERIFY(tab.pick(QStringLiteral("Generic Flash")));
+    QVERIFY(!tab.vc->cloneButton()->isEnabled());
+    QVERIFY(tab.vc->targetSlot()->hasErrorBackground());
+    QCOMPARE(tab.vc->targetSlot()->imageName(), QStringLiteral("add"));
+    QCOMPARE(
+        tab.errorPopupText(),
+        QStringLiteral("Insufficient disk space on this destination drive, please select another drive."));
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("too-small"));
+    // A drive that fits clears the warning.
+    QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
+    QVERIFY(tab.vc->cloneButton()->isEnabled());
+    QVERIFY(!tab.vc->targetSlot()->hasErrorBackground());
+}
+
+void TestOsCloneWorkflow::cancelStopsTheClone() {
+    Tab tab;
+    QVERIFY(tab.open(cloneMac("\"stepDelayMs\":200,\"pieceDelayMs\":0")));
+    SelectDrivceViewController* vc = tab.vc;
+    QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
+    QVERIFY(tab.start(QStringLiteral("SanDisk Cruzer")));
+    QVERIFY(waitUntil([&] { return vc->iProgreeBar()->doubleValue() >= 0.38; }, 30000));
+
+    // "Continue" lets it go on.
+    click(vc->cancelButton());
+    QVERIFY(vc->cancelConfirmation());
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("cancel-confirmation"));
+    const double before = vc->iProgreeBar()->doubleValue();
+    click(vc->cancelConfirmation()->continueButton());
+    QVERIFY(vc->progressView()->isVisible());
+    QCOMPARE(vc->iProgreeBar()->doubleValue(), before);
+    QVERIFY(!tab.window->isTabChangeAllowed());
+
+    // Its "Cancel" stops it: the restore tool ends without finishing.
+    click(vc->cancelButton());
+    click(vc->cancelConfirmation()->cancelButton());
+    QVERIFY(vc->failView()->isVisible());
+    QCOMPARE(vc->errorLable()->text(), QStringLiteral("You have stopped the clone process."));
+    QVERIFY(tab.window->isTabChangeAllowed());
+    QVERIFY(waitUntil([&] { return !QvBootable::QvShareInstance()->isRunning(); }, 30000));
+    QVERIFY(!tab.mac->diskInfo(QStringLiteral("/Volumes/NewCloneSystem")).contains(QStringLiteral("Error")));
+    QVERIFY(!vc->sussView()->isVisible());
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("cancelled"));
+    click(vc->failCancelButton());
+    QVERIFY(vc->selectDiskView()->isVisible());
+}
+
+void TestOsCloneWorkflow::unplugDuringTheClone() {
+    Tab tab;
+    QVERIFY(tab.open(cloneMac("\"stepDelayMs\":150,\"pieceDelayMs\":0")));
+    SelectDrivceViewController* vc = tab.vc;
+    QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
+    QVERIFY(tab.start(QStringLiteral("SanDisk Cruzer")));
+    QVERIFY(waitUntil([&] { return vc->iProgreeBar()->doubleValue() >= 0.41; }, 30000));
+    QVERIFY(tab.mac->unplug(QStringLiteral("stick")));
+    QVERIFY(waitUntil([&] { return tab.ended(); }, 30000));
+    const QString text = QStringLiteral("USB device unplugged, Please reconnect the device and try again.");
+    QVERIFY(vc->failView()->isVisible());
+    QCOMPARE(vc->errorLable()->text(), text);
+    QCOMPARE(tab.errorPopupText(), text);
+    QVERIFY(tab.window->isTabChangeAllowed());
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("unplugged"));
+}

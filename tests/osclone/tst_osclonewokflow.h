@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QObject>
+
+// The "OS Clone" tab in the main window, driven through its widgets on an emulated Mac.
+class TestOsCloneWorkflow : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void cloneToTheEnd();
+    void tooSmallDrive();
+    void cancelStopsTheClone();
+    void unplugDuringTheClone();
+};
