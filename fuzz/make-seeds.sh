@@ -33,3 +33,12 @@ for entry in "$mac"/Volumes/*; do
     diskutil info -plist "/Volumes/$(basename "$entry")" >> "$listing" || true
 done
 echo "seeds written to $corpus"
+
+# The restore tool as a program reading a pipe sees it: everything in one piece but the prompt,
+# and the same cut a line at a time. The inputs written by hand beside them (pieces as a terminal
+# delivers them, a split percentage, the tool's failures) stay as they are.
+mkdir -p "$corpus/asr_output"
+printf y | "$mac/usr/sbin/asr" restore --source / --target /Volumes/Backup --erase \
+    > "$corpus/asr_output/emulator-pipe" || true
+sed 's/$/\n\n%%/' "$corpus/asr_output/emulator-pipe" > "$corpus/asr_output/emulator-lines"
+echo "asr seeds written to $corpus/asr_output"

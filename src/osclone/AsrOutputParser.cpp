@@ -5,14 +5,13 @@
 namespace {
 
 // A line of the restore tool's output, as far as the verdict is concerned.
-enum class LineKind { Other, CompletePass, Closing };
+namespace LineKind {
+enum { Other, CompletePass, Closing };
+}
 
 constexpr std::array<const char*, 3> kPhases = {"Replicating", "Restoring", "Verifying"};
 constexpr char kFullProgress[] = "....10....20....30....40....50....60....70....80....90....100";
-// A line longer than this is no progress line and no closing line.
-constexpr qsizetype kLongestLine = 4096;
-
-LineKind lineKind(const QByteArray& line) {
+int lineKind(const QByteArray& line) {
     const QByteArray t = line.trimmed();
     if (t == AsrOutputParser::kClosingLine)
         return LineKind::Closing;
@@ -65,6 +64,7 @@ QList<AsrReport> AsrOutputParser::feed(const QByteArray& chunk) {
         out.append({AsrReport::Kind::AnswerPrompt, 0, 0, QString()});
         rest = rest.mid(at + qsizetype(sizeof kPrompt) - 1 - restStart);
         const qsizetype lineEnd = rest.indexOf('\n');
+        m_inPromptLine = lineEnd < 0;
         rest = lineEnd < 0 ? QByteArray() : rest.mid(lineEnd + 1);
         m_scan.clear();
     }
@@ -113,9 +113,17 @@ void AsrOutputParser::handleChunk(const QByteArray& chunk, QList<AsrReport>& out
 
 void AsrOutputParser::takeLines(const QByteArray& bytes) {
     qsizetype from = 0;
-    for (qsizetype nl = bytes.indexOf('\n'); nl >= 0; nl = bytes.indexOf('\n', from)) {
+    // The rest of the prompt's line is the question, not output.
+    if (m_inPromptLine) {
+        const qsizetype nl = bytes.indexOf('\n');
+        if (nl < 0)
+            return;
+        m_inPromptLine = false;
+        from = nl + 1;
+    }
+    for (qsizetype nl = bytes.indexOf('\n', from); nl >= 0; nl = bytes.indexOf('\n', from)) {
         m_line += bytes.mid(from, nl - from);
-        switch (lineKind(m_line)) {
+        switch (currentLineKind()) {
         case LineKind::CompletePass:
             ++m_completePasses;
             break;
@@ -126,11 +134,19 @@ void AsrOutputParser::takeLines(const QByteArray& bytes) {
             break;
         }
         m_line.clear();
+        m_lineTooLong = false;
         from = nl + 1;
     }
     m_line += bytes.mid(from);
-    if (m_line.size() > kLongestLine)
-        m_line = m_line.right(kLongestLine);
+    // Only the length of a line that long matters: it is neither of the lines looked for.
+    if (m_line.size() > kLongestLine) {
+        m_line.clear();
+        m_lineTooLong = true;
+    }
+}
+
+int AsrOutputParser::currentLineKind() const {
+    return m_lineTooLong || m_line.size() > kLongestLine ? LineKind::Other : lineKind(m_line);
 }
 
 void AsrOutputParser::resetAtPrompt() {
@@ -140,13 +156,14 @@ void AsrOutputParser::resetAtPrompt() {
     m_completePasses = 0;
     m_closingLine = false;
     m_line.clear();
+    m_lineTooLong = false;
 }
 
 bool AsrOutputParser::succeeded(int exitCode, bool normalExit) const {
     if (!normalExit || exitCode != 0)
         return false;
     // The last line may have come without its line end.
-    const LineKind last = lineKind(m_line);
+    const int last = currentLineKind();
     const int passes = m_completePasses + (last == LineKind::CompletePass ? 1 : 0);
     return m_closingLine || last == LineKind::Closing || passes >= 2;
 }

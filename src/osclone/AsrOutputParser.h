@@ -49,12 +49,18 @@ private:
     void handleChunk(const QByteArray& chunk, QList<AsrReport>& out);
     void takeLines(const QByteArray& bytes);
     void resetAtPrompt();
+    int currentLineKind() const;
+
+    // A line longer than this is no progress line and no closing line.
+    static constexpr qsizetype kLongestLine = 4096;
 
     int m_isTwoTime = 0;
     int m_isTwoTime100 = 0;
     bool m_inProgress = false;
     int m_completePasses = 0;
     bool m_closingLine = false;
-    QByteArray m_line; // the line being assembled
+    QByteArray m_line;           // the line being assembled
+    bool m_lineTooLong = false;  // it has passed kLongestLine
+    bool m_inPromptLine = false; // after the prompt, before its line ends
     QByteArray m_scan; // output since the last prompt, searched for the next one
 };
