@@ -36,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         whole += chunk;
         checkReports(cut.feed(chunk));
     }
-    fuzzCheck(!cut.succeeded(0, false) && !cut.succeeded(1, true), "only a normal exit with status 0 succeeds");
+    fuzzCheck(!cut.succeeded(0, false) && !cut.succeeded(1, true),
+              "only a normal exit with status 0 succeeds");
 
     AsrOutputParser once;
     checkReports(once.feed(whole));
@@ -45,7 +46,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         AsrOutputParser bytes;
         for (qsizetype i = 0; i < whole.size(); ++i)
             checkReports(bytes.feed(whole.mid(i, 1)));
-        fuzzCheck(bytes.succeeded(0, true) == cut.succeeded(0, true), "the verdict does not depend on the cut");
+        fuzzCheck(bytes.succeeded(0, true) == cut.succeeded(0, true),
+                  "the verdict does not depend on the cut");
     }
     return 0;
 }

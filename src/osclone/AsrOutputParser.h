@@ -62,5 +62,5 @@ private:
     QByteArray m_line;           // the line being assembled
     bool m_lineTooLong = false;  // it has passed kLongestLine
     bool m_inPromptLine = false; // after the prompt, before its line ends
-    QByteArray m_scan; // output since the last prompt, searched for the next one
+    QByteArray m_scan;           // output since the last prompt, searched for the next one
 };

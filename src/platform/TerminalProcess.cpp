@@ -71,7 +71,7 @@ bool TerminalProcess::start(const QString& hostProgram, const QStringList& argum
         // The child's standard output becomes the terminal once QProcess has set up its
         // channels; the pipe QProcess made for it is then simply never written.
         m_process->setStandardOutputFile(QProcess::nullDevice());
-        m_process->setChildProcessModifier([slave] { ::dup2(slave, STDOUT_FILENO); });
+        m_process->setChildProcessModifier([fd = slave] { ::dup2(fd, STDOUT_FILENO); });
     } else {
         connect(m_process, &QProcess::readyReadStandardOutput, this,
                 [this] { Q_EMIT outputReady(m_process->readAllStandardOutput()); });

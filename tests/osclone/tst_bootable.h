@@ -10,7 +10,6 @@ class TestBootable : public QObject {
 private Q_SLOTS:
     void clonesInEveryDelivery_data();
     void clonesInEveryDelivery();
-    void goodCloneCopiesTheSystemAndTouchesNothingElse();
     void fileSystemBySystemVersion_data();
     void fileSystemBySystemVersion();
     void failures_data();
