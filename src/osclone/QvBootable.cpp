@@ -140,14 +140,13 @@ void QvBootable::worker(const ConfirmedDrive& drive, const QString& volumeName, 
     task->QvSetTimeoutCount(kEraseTimeoutSeconds);
     task->QvStartTask();
 
+    // The erase is judged by the volume it leaves. Without one the restore tool is not started:
+    // whatever else is mounted under a clone name is not the drive the user chose.
     int errorCode = 0;
-    QString target = volumePath;
     if (!QFileInfo(Machine::hostPath(volumePath)).isDir()) {
         errorCode = diskPresent(drive.bsdName) ? kErrErase : kErrUnplugged;
-        target = QStringLiteral("/Volumes/NewCloneSystem");
     } else if (const std::optional<QVariantMap> info = lookupDisk(volumePath);
                !info || !wholeDisksOfVolume(*info).contains(drive.bsdName)) {
-        // A folder of that name that is not the erased drive's volume is never restored onto.
         QvLog("%s is not on %s", qUtf8Printable(volumePath), qUtf8Printable(drive.bsdName));
         errorCode = kErrErase;
     }
@@ -163,8 +162,8 @@ void QvBootable::worker(const ConfirmedDrive& drive, const QString& volumeName, 
     if (errorCode != 0)
         return finish(errorCode, 3);
     QvUpdateProgress(0, 0, 3);
-    onMain([this, target] {
-        if (QvCreateBootableSystem(QStringLiteral("/"), target) != 0)
+    onMain([this, volumePath] {
+        if (QvCreateBootableSystem(QStringLiteral("/"), volumePath) != 0)
             m_running.store(false);
     });
 }

@@ -20,6 +20,7 @@
 namespace {
 
 constexpr std::int64_t kMinimumDriveSize = 2'500'000'000LL; // tested as size >> 8 >= 9,765,625
+static_assert((kMinimumDriveSize >> 8) == 9'765'625);
 constexpr std::int64_t kClonePartitionSize = 2'500'000'000LL;
 constexpr std::int64_t kMinimumPartitionFree = 2'600'000'000LL;
 
@@ -265,8 +266,10 @@ std::optional<QVariantMap> QvUSBControl::driveFromInfo(const QVariantMap& info) 
     return drive;
 }
 
-std::optional<QVariantList> QvUSBControl::partitionsOfEntry(const QVariantMap& entry, const QVariantMap& drive) {
-    if (entry.value(QStringLiteral("DeviceIdentifier")).toString() != drive.value(key(QvUSBBsdNameKey)).toString() ||
+std::optional<QVariantList> QvUSBControl::partitionsOfEntry(const QVariantMap& entry,
+                                                            const QVariantMap& drive) {
+    if (entry.value(QStringLiteral("DeviceIdentifier")).toString() !=
+            drive.value(key(QvUSBBsdNameKey)).toString() ||
         entry.value(QStringLiteral("Size")).toLongLong() != drive.value(key(QvUSBTotalSizeKey)).toLongLong())
         return std::nullopt;
     return entry.value(QStringLiteral("Partitions")).toList();
