@@ -68,8 +68,8 @@ bool TerminalProcess::start(const QString& hostProgram, const QStringList& argum
     m_process->setProcessEnvironment(environment);
     m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     if (slave >= 0) {
-        // The child's standard output becomes the terminal once QProcess has set up its
-        // channels; the pipe QProcess made for it is then simply never written.
+        // QProcess points the child's standard output at the null device; once it has set up
+        // the channels, the terminal takes its place.
         m_process->setStandardOutputFile(QProcess::nullDevice());
         m_process->setChildProcessModifier([fd = slave] { ::dup2(fd, STDOUT_FILENO); });
     } else {
