@@ -1,6 +1,7 @@
 #include "filecopy/FileNodeTreeModel.h"
 
 #include "core/QvPublicUtilities.h"
+#include "filecopy/SystemFolder.h"
 #include "ui/Artwork.h"
 
 #include <QFileIconProvider>
@@ -62,7 +63,7 @@ void FileNodeTreeModel::setRootArray(const FileNodeArrayRef& array) {
     m_array = array;
     m_top = array ? array->toList() : FileNodeList();
     m_rowOf.clear();
-    m_systemFile.clear();
+    m_systemFiles = SystemFolder::systemFilePaths();
     indexTopLevel();
     endResetModel();
 }
@@ -136,10 +137,8 @@ QModelIndex FileNodeTreeModel::indexOfNode(const FileNode* node, int column) con
 }
 
 bool FileNodeTreeModel::isSystemFile(const FileNode* node) const {
-    auto found = m_systemFile.constFind(node);
-    if (found == m_systemFile.constEnd())
-        found = m_systemFile.insert(node, node->isSystemFile());
-    return *found;
+    // The same answer as FileNode::isSystemFile, without reading the list for every row.
+    return m_systemFiles.contains(node->path());
 }
 
 QModelIndex FileNodeTreeModel::index(int row, int column, const QModelIndex& parent) const {
@@ -234,8 +233,6 @@ QVariant FileNodeTreeModel::headerData(int section, Qt::Orientation orientation,
 Qt::ItemFlags FileNodeTreeModel::flags(const QModelIndex& index) const {
     if (!index.isValid())
         return Qt::NoItemFlags;
-    Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
-    if (index.column() == CheckBox && !isSystemFile(nodeAt(index)))
-        flags |= Qt::ItemIsEditable;
-    return flags;
+    // Asked for every row when the view lays out: nothing here may touch the disk.
+    return Qt::ItemIsEnabled | Qt::ItemIsSelectable;
 }

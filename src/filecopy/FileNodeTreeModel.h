@@ -5,6 +5,7 @@
 #include <QAbstractItemModel>
 #include <QHash>
 #include <QIcon>
+#include <QSet>
 
 // The file list's view of a FileNode tree. A listing fills the top-level array on a background
 // thread; the model shows a snapshot of it, taken again by refreshTopLevel, so the view never
@@ -38,7 +39,7 @@ public:
 
     FileNode* nodeAt(const QModelIndex& index) const;
     QModelIndex indexOfNode(const FileNode* node, int column = CheckBox) const;
-    // Whether a node is a protected system item; asked once per node.
+    // Whether a node is a protected system item (the list of them is read once per tree).
     bool isSystemFile(const FileNode* node) const;
 
     QModelIndex index(int row, int column, const QModelIndex& parent = QModelIndex()) const override;
@@ -58,7 +59,7 @@ private:
     FileNodeArrayRef m_array;
     FileNodeList m_top;
     mutable QHash<const FileNode*, int> m_rowOf;
-    mutable QHash<const FileNode*, bool> m_systemFile;
+    QSet<QString> m_systemFiles;
     QIcon m_checkBoxIcons[3];
     QIcon m_folderIcon;
     QIcon m_fileIcon;

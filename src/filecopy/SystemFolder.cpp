@@ -4,16 +4,20 @@
 #include "core/Resources.h"
 
 bool SystemFolder::isSystemFileWithFilePath(const QString& path) {
+    return systemFilePaths().contains(path);
+}
+
+QSet<QString> SystemFolder::systemFilePaths() {
+    QSet<QString> paths;
     const QString file = resourcePath(QStringLiteral("SystemFile"), QStringLiteral("plist"));
-    if (file.isEmpty())
-        return false;
-    const std::optional<QVariantMap> list = PropertyList::readDictionary(file);
-    if (!list || list->isEmpty())
-        return false;
+    const std::optional<QVariantMap> list =
+        file.isEmpty() ? std::nullopt : PropertyList::readDictionary(file);
+    if (!list)
+        return paths;
     for (int i = 0; i < int(list->size()); ++i) {
         const QVariant value = list->value(QString::asprintf("%d", i));
-        if (value.typeId() == QMetaType::QString && value.toString() == path)
-            return true;
+        if (value.typeId() == QMetaType::QString)
+            paths.insert(value.toString());
     }
-    return false;
+    return paths;
 }

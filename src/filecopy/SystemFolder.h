@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QSet>
 #include <QString>
 
 // Answers whether a path is one of the protected system items listed in the resource
@@ -12,4 +13,6 @@ public:
     // Exact, case-sensitive comparison of whole paths. The resource is read on every call, so a
     // changed list takes effect at once; a missing or empty resource protects nothing.
     static bool isSystemFileWithFilePath(const QString& path);
+    // Every protected path of the resource, read once, for a caller that asks for many paths.
+    static QSet<QString> systemFilePaths();
 };
