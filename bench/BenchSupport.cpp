@@ -141,6 +141,22 @@ void removeTree(const QString& host) {
     QFile::remove(host);
 }
 
+void writeFlatFolder(const QString& host, int entries) {
+    QDir().mkpath(host);
+    for (int i = 0; i < entries; ++i) {
+        const QString path = host + QStringLiteral("/entry%1").arg(i);
+        if (i % 50 == 0) {
+            QDir().mkdir(path);
+            continue;
+        }
+        QFile f(path);
+        if (!f.open(QIODevice::WriteOnly))
+            benchFail(QStringLiteral("cannot write %1").arg(path));
+        f.write(QByteArray((i * 7919) % 3001, 'y'));
+    }
+    syncDisks();
+}
+
 void writeData(const QString& host, qint64 length, unsigned seed) {
     QDir().mkpath(host.section('/', 0, -2));
     QFile f(host);

@@ -57,6 +57,10 @@ QByteArray commandOutput(const QStringList& argv);
 void syncDisks();
 void removeTree(const QString& host);
 
+// Fills a folder with entries named entry0, entry1, ...: files of up to 3,000 bytes and, one
+// entry in fifty, an empty folder; then flushes them to disk.
+void writeFlatFolder(const QString& host, int entries);
+
 // Writes length bytes of varied content.
 void writeData(const QString& host, qint64 length, unsigned seed);
 

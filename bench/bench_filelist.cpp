@@ -12,9 +12,7 @@
 #include "filecopy/NewOutlineView.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QScrollBar>
 #include <QTimer>
 
@@ -84,19 +82,7 @@ int main(int argc, char** argv) {
         BenchMachine mac;
         const int entries = qMax(1000, int(100000 * options.scale));
         const QString folder = mac.host("/Volumes/Bench/flat");
-        QDir().mkpath(folder);
-        for (int i = 0; i < entries; ++i) {
-            const QString path = folder + QStringLiteral("/entry%1").arg(i);
-            if (i % 50 == 0) {
-                QDir().mkdir(path);
-                continue;
-            }
-            QFile f(path);
-            if (!f.open(QIODevice::WriteOnly))
-                benchFail(QStringLiteral("cannot write %1").arg(path));
-            f.write(QByteArray((i * 7919) % 3001, 'y'));
-        }
-        syncDisks();
+        writeFlatFolder(folder, entries);
 
         DiskListWC window;
         HandBack back;

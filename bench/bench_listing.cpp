@@ -56,19 +56,7 @@ int main(int argc, char** argv) {
         // Mostly files of assorted sizes, one entry in fifty a folder.
         const int entries = qMax(1000, int(100000 * options.scale));
         const QString folder = mac.host("/Volumes/Bench/flat");
-        QDir().mkpath(folder);
-        for (int i = 0; i < entries; ++i) {
-            const QString path = folder + QStringLiteral("/entry%1").arg(i);
-            if (i % 50 == 0) {
-                QDir().mkdir(path);
-                continue;
-            }
-            QFile f(path);
-            if (!f.open(QIODevice::WriteOnly))
-                benchFail(QStringLiteral("cannot write %1").arg(path));
-            f.write(QByteArray((i * 7919) % 3001, 'y'));
-        }
-        syncDisks();
+        writeFlatFolder(folder, entries);
 
         double bestTop = 1e9, bestOnDemand = 1e9, bestLs = 1e9, bestFloor = 1e9, bestFind = 1e9;
         qsizetype listed = 0, children = 0;

@@ -249,8 +249,13 @@ void EumeRoot::adoptChildren(FileNode* father, const FileNodeList& children) {
         if (fatherState == 0 || fatherState == 1)
             child->setState(fatherState);
         child->setFather(father);
-        father->children().append(child);
     }
+    if (father->children().isEmpty()) {
+        father->setChildren(children); // in one step: a folder can hold a hundred thousand
+        return;
+    }
+    for (const FileNodeRef& child : children)
+        father->children().append(child);
 }
 
 void EumeRoot::getNodeListWithFaterNode(FileNode* node) {

@@ -101,10 +101,8 @@ void FileNodeTreeModel::beginAddChildren(FileNode* node, qsizetype count) {
     beginInsertRows(indexOfNode(node), int(already), int(already + count - 1));
 }
 
-void FileNodeTreeModel::endAddChildren(FileNode* node) {
-    const FileNodeList children = node->children().toList();
-    for (int row = 0; row < int(children.size()); ++row)
-        m_rowOf.insert(children[row].data(), row);
+void FileNodeTreeModel::endAddChildren(FileNode*) {
+    // The children's rows are looked up when first needed (rowOf), not for every child here.
     endInsertRows();
 }
 
