@@ -5,6 +5,7 @@
 #include "core/ConsoleLog.h"
 #include "core/QvPublicUtilities.h"
 #include "platform/gui/SingleInstance.h"
+#include "update/QvCheckUpdateWindowController.h"
 
 #include <QAction>
 #include <QDesktopServices>
@@ -23,7 +24,9 @@ constexpr char kBundleIdentifier[] = "com.kelvaro.clone";
 constexpr char kProductsUrl[] = "https://www.kelvaro.com/products/";
 
 AppDelegate::UpdateWindowFactory& updateWindowFactory() {
-    static AppDelegate::UpdateWindowFactory factory;
+    static AppDelegate::UpdateWindowFactory factory = [](QWidget* parent) -> QDialog* {
+        return new QvCheckUpdateWindowController(parent);
+    };
     return factory;
 }
 
@@ -70,13 +73,13 @@ void AppDelegate::buildMenus() {
     m_menu->addSeparator();
     QMenu* more = m_menu->addMenu(tr("More from Kelvaro"));
     more->addAction(tr("Kelvaro Home Page"), this,
-                    [] { openUrl(QvLinkUrl::GetUrl(QStringLiteral("IniURL"))); });
+                    [] { openUrl(QvLinkUrl::GetUrl(QStringLiteral("HomePage"))); });
     more->addAction(tr("All Kelvaro Apps\u2026"), this, [] { openUrl(QString::fromLatin1(kProductsUrl)); });
     more->addAction(tr("Contact the Support Team"), this,
                     [] { openUrl(QvLinkUrl::GetUrl(QStringLiteral("SupportTeam"))); });
     m_menu->addSeparator();
-    QAction* quit =
-        m_menu->addAction(tr("Quit Tavrill"), m_mainWindow.get(), &MainWindowController::closeWindow);
+    QAction* quit = m_menu->addAction(tr("Quit Tavrill"), this, &AppDelegate::quitMenuItemAction);
+    m_quitMenuItem = quit;
     quit->setShortcut(QKeySequence::Quit);
     quit->setMenuRole(QAction::QuitRole);
 
@@ -97,6 +100,9 @@ void AppDelegate::runModal(QDialog* window) {
         frame.moveCenter(screen->availableGeometry().center());
         window->move(frame.topLeft());
     }
+    // The quit shortcut works in a modal window too.
+    if (m_quitMenuItem)
+        window->addAction(m_quitMenuItem);
     Q_EMIT modalWindowOpened(window);
     window->exec();
     delete window;
@@ -118,8 +124,21 @@ void AppDelegate::checkUpdateMenuItemAction() {
     const UpdateWindowFactory& factory = updateWindowFactory();
     if (!factory)
         return;
-    if (QDialog* window = factory(m_mainWindow ? m_mainWindow->window() : nullptr))
-        runModal(window);
+    QDialog* window = factory(m_mainWindow ? m_mainWindow->window() : nullptr);
+    if (!window)
+        return;
+    m_updateWindow = qobject_cast<QvCheckUpdateWindowController*>(window);
+    if (m_updateWindow && m_mainWindow)
+        m_updateWindow->setTerminateHandler([this] { m_mainWindow->closeWindow(); });
+    runModal(window);
+}
+
+void AppDelegate::quitMenuItemAction() {
+    // An open update window fades out first and then ends the program itself.
+    if (m_updateWindow && !m_updateWindow->applicationShouldTerminate())
+        return;
+    if (m_mainWindow)
+        m_mainWindow->closeWindow();
 }
 
 void AppDelegate::openUrl(const QString& url) {

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <QObject>
+#include <QPointer>
 #include <QString>
 
 #include <functional>
 #include <memory>
 
 class MainWindowController;
+class QvCheckUpdateWindowController;
 class QAction;
 class QDialog;
 class QMenu;
@@ -35,9 +37,11 @@ public:
     void userGuideMenuItemAction();
     void helpMenuItemAction();
     void checkUpdateMenuItemAction();
+    // Quit: at once, unless an open update window asks to fade out first.
+    void quitMenuItemAction();
 
-    // The update window, made by the update check's screen when it exists; without one the
-    // menu item stays disabled.
+    // The update window (the update check's own by default); without one the menu item stays
+    // disabled.
     using UpdateWindowFactory = std::function<QDialog*(QWidget* parent)>;
     static void setUpdateWindowFactory(UpdateWindowFactory factory);
 
@@ -59,4 +63,6 @@ private:
     std::unique_ptr<MainWindowController> m_mainWindow;
     std::unique_ptr<QMenu> m_menu;
     std::unique_ptr<QMenuBar> m_menuBar;
+    QAction* m_quitMenuItem = nullptr;
+    QPointer<QvCheckUpdateWindowController> m_updateWindow;
 };

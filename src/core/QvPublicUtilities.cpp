@@ -5,6 +5,7 @@
 #include "core/ConsoleLog.h"
 #include "core/PropertyList.h"
 #include "core/Resources.h"
+#include "core/ServiceAddress.h"
 #include "platform/Machine.h"
 #include "platform/NetworkProbe.h"
 #include "platform/SystemVersionSource.h"
@@ -148,7 +149,7 @@ bool QvPublicUtilities::isCanBeUseNetWork() {
     QString url = settings ? settings->value(QStringLiteral("NetworkCheckURL")).toString() : QString();
     if (url.isEmpty())
         url = QString::fromLatin1(kDefaultNetworkCheckUrl);
-    return httpAnswersWithData(url, 5000);
+    return httpAnswersWithData(serviceAddress(url), 5000);
 }
 
 QDateTime QvPublicUtilities::convertDateFromString(const QString& text) {

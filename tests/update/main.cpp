@@ -1,0 +1,5 @@
+#include "GuiTestMain.h"
+#include "tst_updateinfo.h"
+#include "tst_updatewindow.h"
+
+TAVRILL_GUI_TEST_MAIN(TestUpdateInfo, TestUpdateWindow)
