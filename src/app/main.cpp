@@ -10,6 +10,8 @@
 //   TAVRILL_MACHINE_ROOT     run on an emulated Mac in that folder
 //   TAVRILL_SCREENSHOTS      once the window shows, save a picture of each tab in that folder
 //   TAVRILL_SCREENSHOTS_QUIT with TAVRILL_SCREENSHOTS: end, as the close button does, after saving
+//   TAVRILL_SERVICE_ORIGIN   ask a web server on this machine instead of the real sites for the
+//                            network test and the update check (core/ServiceAddress.h)
 namespace {
 
 void takeScreenshots(MainWindowController* window, const QString& folder, bool quit) {

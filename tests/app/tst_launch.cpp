@@ -152,7 +152,7 @@ void TestLaunch::menuOpensLinksAndWindows() {
     // Every item of the menu does something: the links among them open addresses.
     QVERIFY(delegate.applicationMenu());
     QVERIFY(delegate.lineMenuItem && delegate.lineMenuItem->isSeparator());
-    QVERIFY(!delegate.checkUpMenuItem->isEnabled()); // no update window yet
+    QVERIFY(!delegate.checkUpMenuItem->isEnabled()); // no update window to open
     recorder.opened.clear();
     const QList<QAction*> items = delegate.applicationMenu()->actions();
     for (QAction* item : items) {
