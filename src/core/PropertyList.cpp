@@ -47,9 +47,11 @@ QVariant toVariant(plist_t node) {
         return QVariant(d);
     }
     case PLIST_STRING: {
-        char* s = nullptr;
-        plist_get_string_val(node, &s);
-        return QVariant(takeText(s));
+        // Read with its length: a string may hold NUL bytes, which the copying accessor
+        // refuses with an assertion.
+        uint64_t length = 0;
+        const char* s = plist_get_string_ptr(node, &length);
+        return QVariant(QString::fromUtf8(s, s ? static_cast<qsizetype>(length) : 0));
     }
     case PLIST_KEY: {
         char* s = nullptr;
