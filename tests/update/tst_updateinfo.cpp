@@ -26,35 +26,24 @@ void TestUpdateInfo::readsVersionAndLinesInNumberOrder() {
 
     const auto gap = UpdateInfoReader::read(plist({{"VersionCheck", 2}, {"1", "a"}, {"3", "c"}, {"7", 7}}));
     QCOMPARE(gap->lines, (QStringList{"a", QString(), "c"}));
-    const auto containers =
-        UpdateInfoReader::read(plist({{"1", QVariantList{"x"}}, {"2", QVariantMap{{"k", "v"}}}, {"3", 42}}));
-    QCOMPARE(containers->lines, (QStringList{QString(), QString(), "42"}));
-
-    QVERIFY(UpdateInfoReader::read(plist({{"VersionCheck", 3}, {"Version", "3"}}))->lines.isEmpty());
+    const auto containers = UpdateInfoReader::read(plist({{"1", QVariantList{"x"}}, {"2", 42}}));
+    QCOMPARE(containers->lines, (QStringList{QString(), "42"}));
 
     QVERIFY(isNewerVersion(info, 119));
     QVERIFY(!isNewerVersion(info, 120));
-    QVERIFY(!isNewerVersion(std::nullopt, 0));
-    QVERIFY(isNewerVersion(std::nullopt, -1));
+    QVERIFY(!isNewerVersion(std::nullopt, 0)); // nothing fetched reads as build 0
 }
 
 void TestUpdateInfo::buildNumbersOnlyFromWholeNumbers() {
-    using UpdateInfoReader::buildNumber;
-    QCOMPARE(buildNumber(QVariant(qint64(101))), 101);
-    QCOMPARE(buildNumber(QVariant(QStringLiteral(" 101 "))), 101);
-    QCOMPARE(buildNumber(QVariant(QStringLiteral("-4"))), -4);
-    QCOMPARE(buildNumber(QVariant(QStringLiteral("1.0.2"))), 0);
-    QCOMPARE(buildNumber(QVariant(QStringLiteral("new"))), 0);
-    QCOMPARE(buildNumber(QVariant(QStringLiteral("99999999999999999999999"))), 0);
-    QCOMPARE(buildNumber(QVariant(1e300)), 0);
-    QCOMPARE(buildNumber(QVariant(true)), 0);
-    QCOMPARE(buildNumber(QVariant()), 0);
+    // Integers, or strings that hold one; text, reals and numbers beyond 64 bits are no build.
+    QCOMPARE(UpdateInfoReader::buildNumber(QVariant(QStringLiteral(" 101 "))), 101);
+    for (const QVariant& value : {QVariant("1.0.2"), QVariant("99999999999999999999999"), QVariant(1e300)})
+        QCOMPARE(UpdateInfoReader::buildNumber(value), 0);
 
     // Through the file: the largest integer a property list holds is a newer build; text,
     // negative and oversized numbers never are.
     const auto huge = UpdateInfoReader::read(
-        "<plist "
-        "version=\"1.0\"><dict><key>VersionCheck</key><integer>9223372036854775807</integer></dict></plist>");
+        "<plist><dict><key>VersionCheck</key><integer>9223372036854775807</integer></dict></plist>");
     QVERIFY(huge && isNewerVersion(huge, 100));
     for (const char* value : {"<string>soon</string>", "<integer>-3</integer>", "<real>1e300</real>",
                               "<string>18446744073709551617</string>"}) {
@@ -63,9 +52,7 @@ void TestUpdateInfo::buildNumbersOnlyFromWholeNumbers() {
         const auto info = UpdateInfoReader::read(file);
         QVERIFY2(info && !isNewerVersion(info, 100), value);
     }
-
-    // The shipped settings carry this copy's build number.
-    QVERIFY(localBuildNumber() > 0);
+    QVERIFY(localBuildNumber() > 0); // the shipped settings carry this copy's build number
 }
 
 void TestUpdateInfo::unusableFilesAndBounds() {
@@ -102,8 +89,6 @@ void TestUpdateInfo::unusableFilesAndBounds() {
 
 void TestUpdateInfo::testOriginOnlyReplacesLoopbackOrigins() {
     const QString address = QStringLiteral("https://www.kelvaro.com/update/tavrill/version.plist?x=1");
-    qunsetenv("TAVRILL_SERVICE_ORIGIN");
-    QCOMPARE(serviceAddress(address), address);
     qputenv("TAVRILL_SERVICE_ORIGIN", "http://127.0.0.1:4711");
     QCOMPARE(serviceAddress(address),
              QStringLiteral("http://127.0.0.1:4711/update/tavrill/version.plist?x=1"));

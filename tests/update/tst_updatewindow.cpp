@@ -10,7 +10,6 @@
 #include "core/PropertyList.h"
 #include "ui/FlatButton.h"
 #include "ui/ImageButton.h"
-#include "ui/KitStyle.h"
 #include "ui/TitleBarView.h"
 #include "update/QvCheckUpdateWindowController.h"
 
@@ -21,7 +20,6 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QTextDocument>
-#include <QTimer>
 
 #include <algorithm>
 #include <memory>
@@ -47,21 +45,17 @@ std::unique_ptr<QvCheckUpdateWindowController> checkedWindow(int fetchTimeLimitM
     return window;
 }
 
-// The one view of the four that shows, by state.
-State shownView(const QvCheckUpdateWindowController& window) {
+// The views that show, as states (exactly one when all is well).
+QList<State> shownViews(const QvCheckUpdateWindowController& window) {
+    QList<State> shown;
     const std::pair<QWidget*, State> views[] = {{window.checkProgressView(), State::Checking},
                                                 {window.noNetworkView(), State::NoNetwork},
                                                 {window.noUpdateView(), State::NoUpdate},
                                                 {window.haveUpdateView(), State::HaveUpdate}};
-    int shown = 0;
-    State state = State::Checking;
-    for (const auto& [view, viewState] : views) {
-        if (view->isVisibleTo(&window)) {
-            ++shown;
-            state = viewState;
-        }
-    }
-    return shown == 1 ? state : State::Checking;
+    for (const auto& [view, state] : views)
+        if (view->isVisibleTo(&window))
+            shown << state;
+    return shown;
 }
 
 // The list's lines from the top.
@@ -101,13 +95,10 @@ void TestUpdateWindow::initTestCase() {
 
 void TestUpdateWindow::cleanupTestCase() {
     qInstallMessageHandler(testHandler);
-}
-
-void TestUpdateWindow::init() {
     qunsetenv("TAVRILL_SERVICE_ORIGIN");
 }
 
-void TestUpdateWindow::cleanup() {
+void TestUpdateWindow::init() {
     qunsetenv("TAVRILL_SERVICE_ORIGIN");
 }
 
@@ -128,7 +119,7 @@ void TestUpdateWindow::newerVersionListsWhatIsNewInOrder() {
 
     auto window = checkedWindow();
     QCOMPARE(window->state(), State::HaveUpdate);
-    QCOMPARE(shownView(*window), State::HaveUpdate);
+    QCOMPARE(shownViews(*window), QList<State>{State::HaveUpdate});
     QCOMPARE(server.requested(), (QStringList{"/", kVersionFile}));
     QCOMPARE(window->versionLabel()->text(), QStringLiteral("New features of version 1.1.0:"));
 
@@ -196,7 +187,7 @@ void TestUpdateWindow::everyOtherAnswerEndsWithoutAnUpdate() {
                              : server.origin().toUtf8());
         auto window = checkedWindow(300);
         QVERIFY2(window->state() == c.expected, c.name);
-        QVERIFY2(shownView(*window) == c.expected, c.name);
+        QVERIFY2(shownViews(*window) == QList<State>{c.expected}, c.name);
         if (!c.serverDown)
             QVERIFY2(server.requested().contains(kVersionFile), c.name);
         if (qstrcmp(c.name, "no-network") == 0 || qstrcmp(c.name, "same-version") == 0)
@@ -206,7 +197,7 @@ void TestUpdateWindow::everyOtherAnswerEndsWithoutAnUpdate() {
 
 void TestUpdateWindow::listHeightFollowsItsRows() {
     QvCheckUpdateWindowController window;
-    QCOMPARE(shownView(window), State::Checking);
+    QCOMPARE(shownViews(window), QList<State>{State::Checking});
     QVERIFY(saveScreenshot(&window, QStringLiteral("update"), QStringLiteral("checking")));
     window.whatIsNewVersionDiff(UpdateInfo{500, QStringLiteral("5.0"), {}});
     QCOMPARE(window.state(), State::HaveUpdate);
@@ -221,14 +212,12 @@ void TestUpdateWindow::listHeightFollowsItsRows() {
     QCOMPARE(window.showVersionScrollView()->height(), 6 * 30);
     const QList<QLabel*> shown = listLines(window);
     QCOMPARE(shown.size(), 6);
-    for (int i = 0; i < shown.size(); ++i) {
+    for (int i = 0; i < shown.size(); ++i)
         QCOMPARE(shown.at(i)->geometry(), QRect(0, i * 20, QvCheckUpdateWindowController::kListWidth, 20));
-        QCOMPARE(shown.at(i)->toolTip().isEmpty(), false);
-    }
 
     // An update shown earlier leaves nothing behind when a later answer has none.
     window.whatIsNewVersionDiff(std::nullopt);
-    QCOMPARE(shownView(window), State::NoUpdate);
+    QCOMPARE(shownViews(window), QList<State>{State::NoUpdate});
 }
 
 void TestUpdateWindow::closingAndQuittingFadeOutFirst() {
@@ -239,8 +228,7 @@ void TestUpdateWindow::closingAndQuittingFadeOutFirst() {
         int terminated = 0;
         window->setTerminateHandler([&terminated] { ++terminated; });
         QTest::mouseClick(window->titleBarView()->closeButton(), Qt::LeftButton);
-        QVERIFY(window->isVisible()); // still fading
-        QVERIFY(window->windowOpacity() > 0.0);
+        QVERIFY(window->isVisible() && window->windowOpacity() > 0.0); // still fading
         QVERIFY(waitUntil([&] { return !window->isVisible(); }, 5000));
         QCOMPARE(window->windowOpacity(), 0.0);
         QCOMPARE(terminated, 0);
@@ -249,13 +237,10 @@ void TestUpdateWindow::closingAndQuittingFadeOutFirst() {
         auto window = checkedWindow();
         int terminated = 0;
         window->setTerminateHandler([&terminated] { ++terminated; });
-        QVERIFY(!window->applicationShouldTerminate());
-        QVERIFY(window->isShuttingDown());
-        QVERIFY(window->isVisible());
-        QCOMPARE(terminated, 0);
+        QVERIFY(!window->applicationShouldTerminate()); // waits for the fade
+        QVERIFY(window->isVisible() && terminated == 0);
         QVERIFY(waitUntil([&] { return terminated > 0; }, 5000));
         QVERIFY(!window->isVisible());
-        QCOMPARE(terminated, 1);
         QVERIFY(window->applicationShouldTerminate()); // a second request quits at once
     }
 }

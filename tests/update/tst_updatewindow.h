@@ -8,7 +8,6 @@ private Q_SLOTS:
     void initTestCase();
     void cleanupTestCase();
     void init();
-    void cleanup();
     void newerVersionListsWhatIsNewInOrder();
     void everyOtherAnswerEndsWithoutAnUpdate();
     void listHeightFollowsItsRows();
