@@ -242,6 +242,8 @@ void QvCheckUpdateWindowController::getVersionChange() {
 }
 
 void QvCheckUpdateWindowController::networkTested(bool usable) {
+    if (m_closed)
+        return;
     if (!usable) {
         showState(State::NoNetwork);
         return;
