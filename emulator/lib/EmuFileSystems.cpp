@@ -18,25 +18,29 @@ struct Row {
     const char* gptContent;    // partition type on GPT and APM
     const char* formatNames;   // what diskutil's erase verbs take
     const char* scenarioNames; // what scenarios take besides the format names
+    qint64 maxFileSize;        // the largest file the driver stores; 0 for no limit of note
+    bool dosNames;             // names refuse control characters and " * / : < > ? \ |
 };
+
+constexpr qint64 kFat32MaxFile = 4294967295; // a 32-bit length field
 
 // MBR has no type for APFS: an APFS partition there shows the default, DOS_FAT_32.
 constexpr Row kRows[] = {
     {"hfs", 32, false, "Journaled HFS+", "Mac OS Extended (Journaled)", "Apple_HFS", "Apple_HFS",
-     "jhfs+|hfs+|journaled hfs+", "hfs"},
+     "jhfs+|hfs+|journaled hfs+", "hfs", 0, false},
     {"hfs", 32, true, "Case-sensitive Journaled HFS+", "Mac OS Extended (Case-sensitive, Journaled)",
-     "Apple_HFS", "Apple_HFS", "jhfsx|hfsx|case-sensitive journaled hfs+|case-sensitive hfs+", ""},
-    {"apfs", 32, false, "APFS", "APFS", "DOS_FAT_32", "Apple_APFS", "apfs|apfsi", ""},
+     "Apple_HFS", "Apple_HFS", "jhfsx|hfsx|case-sensitive journaled hfs+|case-sensitive hfs+", "", 0, false},
+    {"apfs", 32, false, "APFS", "APFS", "DOS_FAT_32", "Apple_APFS", "apfs|apfsi", "", 0, false},
     {"apfs", 32, true, "Case-sensitive APFS", "APFS (Case-sensitive)", "DOS_FAT_32", "Apple_APFS",
-     "apfsx|case-sensitive apfs", ""},
+     "apfsx|case-sensitive apfs", "", 0, false},
     {"msdos", 32, false, "MS-DOS FAT32", "MS-DOS (FAT32)", "DOS_FAT_32", "Microsoft Basic Data",
-     "fat32|ms-dos fat32|ms-dos", "msdos"},
+     "fat32|ms-dos fat32|ms-dos", "msdos", kFat32MaxFile, true},
     {"msdos", 16, false, "MS-DOS FAT16", "MS-DOS (FAT16)", "DOS_FAT_16", "Microsoft Basic Data",
-     "ms-dos fat16", "fat16"},
-    {"exfat", 32, false, "ExFAT", "ExFAT", "Windows_NTFS", "Microsoft Basic Data", "exfat", ""},
+     "ms-dos fat16", "fat16", kFat32MaxFile, true},
+    {"exfat", 32, false, "ExFAT", "ExFAT", "Windows_NTFS", "Microsoft Basic Data", "exfat", "", 0, true},
     {"ntfs", 32, false, "NTFS", "Windows NT File System (NTFS)", "Windows_NTFS", "Microsoft Basic Data", "",
-     "ntfs"},
-    {"", 32, false, "", "", "DOS_FAT_32", "Microsoft Basic Data", "free space|free", ""},
+     "ntfs", 0, false},
+    {"", 32, false, "", "", "DOS_FAT_32", "Microsoft Basic Data", "free space|free", "", 0, false},
 };
 constexpr const Row& kHfs = kRows[0];
 constexpr const Row& kNone = kRows[std::size(kRows) - 1];
@@ -115,6 +119,24 @@ QString partitionContent(const QString& scheme, const Partition& p) {
         return QString::fromLatin1(kApfsVolumeGUID);
     const Row& r = rowOf(p);
     return QString::fromLatin1(scheme == QLatin1String("MBR") ? r.mbrContent : r.gptContent);
+}
+
+QString mountOptions(const Partition& p) {
+    const Row& r = rowOf(p);
+    QString options;
+    if (r.maxFileSize > 0)
+        options += QStringLiteral(",maxfilesize=") + QString::number(r.maxFileSize);
+    if (r.dosNames) {
+        QByteArray refused;
+        for (char c = 1; c < 0x20; ++c)
+            refused += c;
+        refused += "\"*/:<>?\\|";
+        options += QStringLiteral(",badchars=") + QString::fromLatin1(refused.toHex());
+    }
+    // Everything a Mac mounts folds case but the case-sensitive HFS+ and APFS.
+    if (p.hasVolume() && !p.caseSensitive)
+        options += QStringLiteral(",casefold");
+    return options;
 }
 
 qint64 freshCapacity(const Partition& p) {

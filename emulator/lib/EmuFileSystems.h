@@ -36,6 +36,11 @@ QString filesystemType(const Partition& p);  // "hfs", "msdos", ...
 // The partition's Content on a disk with `scheme` ("MBR", "GPT", "APM") for its file system:
 // "DOS_FAT_32", "Windows_NTFS", "Microsoft Basic Data", "Apple_HFS", ...; an APFS volume's GUID.
 QString partitionContent(const QString& scheme, const Partition& p);
+// What the partition's line in the mount table adds after its size, so that the platform layer
+// refuses what the Mac's driver for the file system refuses: ",maxfilesize=N" (FAT: 4 GiB - 1),
+// ",badchars=<hex bytes>" (FAT and ExFAT: control characters and " * / : < > ? \ |) and
+// ",casefold" (every file system but the case-sensitive HFS+ and APFS).
+QString mountOptions(const Partition& p);
 // The capacity of a fresh file system on the partition: FAT keeps a little of it back.
 qint64 freshCapacity(const Partition& p);
 

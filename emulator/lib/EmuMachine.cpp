@@ -790,7 +790,7 @@ void MachineState::writeMountTable() const {
             table += escapeMountField(dev) + QLatin1Char(' ') + escapeMountField(p.mountPoint) +
                      QLatin1Char(' ') + filesystemType(p) + QLatin1Char(' ') +
                      (p.writable ? QStringLiteral("rw") : QStringLiteral("ro")) + QStringLiteral(",size=") +
-                     QString::number(p.totalSize) + QStringLiteral(" 0 0\n");
+                     QString::number(p.totalSize) + mountOptions(p) + QStringLiteral(" 0 0\n");
         }
     }
     QDir().mkpath(m_root + QStringLiteral("/proc/self"));

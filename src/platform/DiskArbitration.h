@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -26,6 +27,12 @@ struct FileSystemInfo {
     bool unmountable = false;
     std::int64_t size = 0;     // file-system size in bytes
     std::int64_t freeSize = 0; // file-system free bytes
+    bool caseSensitive = true; // false when names that differ only in case are one name
+    // What the file system's driver refuses to store, where the platform layer enforces it (an
+    // emulated Mac's volumes; a real kernel enforces its own): the largest file in bytes (-1:
+    // no limit known) and the bytes no name may hold.
+    std::int64_t maxFileSize = -1;
+    QByteArray refusedNameBytes;
 };
 
 namespace DiskArbitration {
@@ -36,6 +43,10 @@ QString bsdNameForVolumePath(const QString& volumePath);
 
 // File-system information of a mount path or of a device node "/dev/diskNsM".
 FileSystemInfo fileSystemInfo(const QString& path);
+
+// File-system information of the volume that holds an item (a Mac path, which need not exist
+// yet: its nearest existing parent decides).
+FileSystemInfo fileSystemInfoForItem(const QString& path);
 
 // Mount paths of the mounted local volumes, "/" first, in mount order.
 QStringList mountedLocalVolumePaths();

@@ -2,6 +2,10 @@
 
 #include <QString>
 
+#include <atomic>
+#include <functional>
+#include <string>
+
 // Copies one item, as a file manager's item copy does: a file with its data, a folder with
 // everything in it, a symbolic link as a link. The destination must not exist yet; the copy of
 // a folder goes on past an entry that fails and reports the first failure. What is copied
@@ -13,4 +17,19 @@
 //
 // Paths are host paths. Returns true on success; otherwise error (when given) receives a
 // description naming the item that failed.
-bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath, QString* error);
+
+// What a caller may ask of a copy besides the item itself.
+struct ItemCopyControl {
+    // Set (from any thread) to stop the copy: the file being written is cut short and removed,
+    // nothing further starts, and the copy fails with "Operation canceled".
+    const std::atomic<bool>* abort = nullptr;
+    // Entries inside the item (host paths of the source) that are left out of the copy.
+    std::function<bool(const std::string& sourceHostPath)> skip;
+};
+
+bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath, QString* error,
+              const ItemCopyControl& control = {});
+
+// Makes a folder with its missing parents (a host path), as the volume that will hold it
+// allows. Returns true when the folder exists afterwards; otherwise error receives the reason.
+bool makeFolderPath(const QString& hostPath, QString* error);

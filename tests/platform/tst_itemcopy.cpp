@@ -1,6 +1,8 @@
 #include "tst_itemcopy.h"
 
 #include "TreeCompare.h"
+#include "VolumesTestKit.h"
+#include "platform/DiskArbitration.h"
 #include "platform/ItemCopy.h"
 
 #include <QDir>
@@ -59,4 +61,72 @@ void TestItemCopy::reportsAMissingSource() {
     QVERIFY(!copyItem(dir.filePath("nothing"), dir.filePath("copy"), &error));
     QVERIFY(!error.isEmpty());
     QVERIFY(!QFileInfo::exists(dir.filePath("copy")));
+}
+
+void TestItemCopy::emulatedFatVolumeRefusesWhatFatCannotStore() {
+    auto mac =
+        VolumesTestKit::machine("10.15.7", VolumesTestKit::usbStick("stick") + "," +
+                                               "{\"name\":\"ssd\",\"size\":\"64GB\",\"scheme\":\"GPT\","
+                                               "\"partitions\":[{\"fs\":\"ExFAT\",\"name\":\"SSD\"}]}");
+    QVERIFY2(mac && mac->isValid(), qPrintable(mac ? mac->error() : QString()));
+    QTemporaryDir dir;
+    // A 5 GB file that takes no room on the host.
+    QFile big(dir.filePath("big.bin"));
+    QVERIFY(big.open(QIODevice::WriteOnly));
+    QVERIFY(big.resize(5'000'000'000LL));
+    big.close();
+    writeHostFile(dir.filePath("a:b.txt"), "colon");
+    writeHostFile(dir.filePath("folder/ok.txt"), "fine");
+    writeHostFile(dir.filePath("folder/what?.txt"), "question mark");
+
+    const QString stick = mac->host("/Volumes/STICK");
+    QString error;
+    QVERIFY(!copyItem(dir.filePath("big.bin"), stick + "/big.bin", &error));
+    QVERIFY2(error.contains("File too large"), qPrintable(error));
+    QVERIFY(!QFileInfo::exists(stick + "/big.bin"));
+    QVERIFY(!copyItem(dir.filePath("a:b.txt"), stick + "/a:b.txt", &error));
+    QVERIFY2(error.contains("Invalid argument"), qPrintable(error));
+    // Inside a folder the other entries are copied.
+    QVERIFY(!copyItem(dir.filePath("folder"), stick + "/folder", &error));
+    QVERIFY(error.endsWith("folder/what?.txt: Invalid argument"));
+    QCOMPARE(readHostFile(stick + "/folder/ok.txt"), QByteArray("fine"));
+    QVERIFY(!QFileInfo::exists(stick + "/folder/what?.txt"));
+    QVERIFY(!makeFolderPath(stick + "/Tavrill(2024-05-06 07:08:09)/inner", &error));
+    QVERIFY(!QFileInfo::exists(stick + "/Tavrill(2024-05-06 07:08:09)"));
+    QVERIFY(makeFolderPath(stick + "/Tavrill(2024-05-06 07.08.09)/inner", &error));
+
+    // ExFAT takes the large file but not the name; the system volume takes both.
+    QVERIFY(copyItem(dir.filePath("big.bin"), mac->host("/Volumes/SSD/big.bin"), nullptr));
+    QVERIFY(!copyItem(dir.filePath("a:b.txt"), mac->host("/Volumes/SSD/a:b.txt"), nullptr));
+    QVERIFY(copyItem(dir.filePath("a:b.txt"), mac->host("/Users/alex/a:b.txt"), nullptr));
+
+    // What the platform tells of the volumes.
+    const FileSystemInfo fat = DiskArbitration::fileSystemInfoForItem("/Volumes/STICK/some/new/file");
+    QCOMPARE(fat.type, QStringLiteral("msdos"));
+    QCOMPARE(fat.maxFileSize, 4294967295LL);
+    QVERIFY(!fat.caseSensitive);
+    QCOMPARE(DiskArbitration::fileSystemInfoForItem("/Users/alex").type, QStringLiteral("apfs"));
+}
+
+void TestItemCopy::skipsEntriesAndStopsWhenAborted() {
+    QTemporaryDir dir;
+    writeHostFile(dir.filePath("tree/keep.txt"), "kept");
+    writeHostFile(dir.filePath("tree/drop/inner.txt"), "left out");
+    writeHostFile(dir.filePath("tree/drop.txt"), "left out too");
+    ItemCopyControl control;
+    const std::string dropped = QFile::encodeName(dir.filePath("tree/drop")).toStdString();
+    control.skip = [&](const std::string& path) { return path == dropped || path == dropped + ".txt"; };
+    QString error;
+    QVERIFY2(copyItem(dir.filePath("tree"), dir.filePath("copy"), &error, control), qPrintable(error));
+    QDir copy(dir.filePath("copy"));
+    QCOMPARE(copy.entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{"keep.txt"});
+
+    // A stop asked for before the data moves: no half file is left behind.
+    std::atomic<bool> abort{true};
+    ItemCopyControl stopped;
+    stopped.abort = &abort;
+    writeHostFile(dir.filePath("large.bin"), QByteArray(3 << 20, 'x'));
+    QVERIFY(!copyItem(dir.filePath("large.bin"), dir.filePath("large-copy.bin"), &error, stopped));
+    QVERIFY2(error.contains("canceled"), qPrintable(error));
+    QVERIFY(!QFileInfo::exists(dir.filePath("large-copy.bin")));
 }

@@ -9,4 +9,6 @@ private Q_SLOTS:
     void copiesSingleFilesAndLinks();
     void refusesAnExistingDestination();
     void reportsAMissingSource();
+    void emulatedFatVolumeRefusesWhatFatCannotStore();
+    void skipsEntriesAndStopsWhenAborted();
 };

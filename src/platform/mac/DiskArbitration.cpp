@@ -10,6 +10,7 @@
 #include <sys/mount.h>
 #include <sys/param.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 // Older SDKs lack the name; the flag has the same value in every kernel that sets it.
 #ifndef MNT_REMOVABLE
@@ -131,7 +132,17 @@ FileSystemInfo fileSystemInfo(const QString& path) {
     info.unmountable = (st.f_flags & MNT_ROOTFS) == 0;
     info.size = std::int64_t(st.f_blocks) * std::int64_t(st.f_bsize);
     info.freeSize = std::int64_t(st.f_bavail) * std::int64_t(st.f_bsize);
+    // 0 for the volumes that fold case (the usual HFS+, APFS, FAT and ExFAT); the driver itself
+    // enforces its limits, so maxFileSize and refusedNameBytes stay unset.
+    info.caseSensitive = ::pathconf(st.f_mntonname, _PC_CASE_SENSITIVE) != 0;
     return info;
+}
+
+FileSystemInfo fileSystemInfoForItem(const QString& path) {
+    QString existing = path;
+    while (!QFileInfo::exists(existing) && existing.size() > 1)
+        existing = QFileInfo(existing).path();
+    return fileSystemInfo(existing);
 }
 
 QStringList mountedLocalVolumePaths() {

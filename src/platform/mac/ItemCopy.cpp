@@ -1,6 +1,8 @@
 #include "platform/ItemCopy.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <cerrno>
 #include <copyfile.h>
@@ -8,17 +10,63 @@
 
 // macOS: copyfile(3) copies data, permissions, times, extended attributes and access lists,
 // walks folders itself and clones the data on volumes that can (APFS). COPYFILE_EXCL makes an
-// existing destination an error, like the file manager's item copy.
+// existing destination an error, like the file manager's item copy. The volume's own driver
+// refuses what its file system cannot store.
 
-bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath, QString* error) {
+namespace {
+
+struct Progress {
+    const ItemCopyControl* control;
+    bool aborted = false;
+};
+
+// copyfile's status callback: leaves out the entries the caller skips and stops the walk (and
+// the data of the file being copied) once the caller asks for it.
+int status(int what, int stage, copyfile_state_t, const char* source, const char*, void* context) {
+    auto* progress = static_cast<Progress*>(context);
+    const ItemCopyControl& control = *progress->control;
+    if (control.abort && control.abort->load()) {
+        progress->aborted = true;
+        return COPYFILE_QUIT;
+    }
+    if (stage == COPYFILE_START &&
+        (what == COPYFILE_RECURSE_FILE || what == COPYFILE_RECURSE_DIR || what == COPYFILE_RECURSE_SYMLINK) &&
+        control.skip && source && control.skip(source))
+        return COPYFILE_SKIP;
+    return COPYFILE_CONTINUE;
+}
+
+} // namespace
+
+bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath, QString* error,
+              const ItemCopyControl& control) {
     const QByteArray source = QFile::encodeName(sourceHostPath);
     const QByteArray destination = QFile::encodeName(destinationHostPath);
     const copyfile_flags_t flags =
         COPYFILE_ALL | COPYFILE_RECURSIVE | COPYFILE_EXCL | COPYFILE_NOFOLLOW_SRC | COPYFILE_CLONE;
-    if (::copyfile(source.constData(), destination.constData(), nullptr, flags) == 0)
+    Progress progress{&control};
+    copyfile_state_t state = ::copyfile_state_alloc();
+    if (control.abort || control.skip) {
+        ::copyfile_state_set(state, COPYFILE_STATE_STATUS_CB, reinterpret_cast<const void*>(&status));
+        ::copyfile_state_set(state, COPYFILE_STATE_STATUS_CTX, &progress);
+    }
+    const int result = ::copyfile(source.constData(), destination.constData(), state, flags);
+    const int failure = errno;
+    ::copyfile_state_free(state);
+    if (result == 0 && !progress.aborted)
+        return true;
+    if (progress.aborted && QFileInfo(destinationHostPath).isFile())
+        QFile::remove(destinationHostPath); // a file cut short is no copy of its source
+    if (error)
+        *error = QString::fromUtf8(source) + QStringLiteral(": ") +
+                 QString::fromLocal8Bit(std::strerror(progress.aborted ? ECANCELED : failure));
+    return false;
+}
+
+bool makeFolderPath(const QString& hostPath, QString* error) {
+    if (QDir().mkpath(hostPath) && QFileInfo(hostPath).isDir())
         return true;
     if (error)
-        *error =
-            QString::fromUtf8(source) + QStringLiteral(": ") + QString::fromLocal8Bit(std::strerror(errno));
+        *error = hostPath + QStringLiteral(": cannot be made");
     return false;
 }

@@ -36,6 +36,10 @@ struct MountEntry {
     QString type;       // lower-case type name
     bool writable = false;
     std::int64_t size = -1; // from size=, -1 when the table does not say
+    // The emulated driver's limits (maxfilesize=, badchars=, casefold).
+    std::int64_t maxFileSize = -1;
+    QByteArray refusedNameBytes;
+    bool caseFold = false;
 };
 
 QString unescapeField(const QByteArray& field) {
@@ -78,6 +82,15 @@ QList<MountEntry> readMountTable() {
                 const qlonglong size = option.mid(5).toLongLong(&ok);
                 if (ok)
                     e.size = size;
+            } else if (option.startsWith("maxfilesize=")) {
+                bool ok = false;
+                const qlonglong size = option.mid(12).toLongLong(&ok);
+                if (ok)
+                    e.maxFileSize = size;
+            } else if (option.startsWith("badchars=")) {
+                e.refusedNameBytes = QByteArray::fromHex(option.mid(9));
+            } else if (option == "casefold") {
+                e.caseFold = true;
             }
         }
         // Only device-backed file systems are volumes (a real host also lists proc, sysfs, ...).
@@ -232,10 +245,10 @@ QString bsdNameForVolumePath(const QString& volumePath) {
     return e->device.mid(5);
 }
 
-FileSystemInfo fileSystemInfo(const QString& path) {
+namespace {
+
+FileSystemInfo infoOf(const MountEntry* e, const QList<MountEntry>& table) {
     FileSystemInfo info;
-    const QList<MountEntry> table = readMountTable();
-    const MountEntry* e = findVolume(table, path);
     if (!e)
         return info;
     info.found = true;
@@ -259,7 +272,32 @@ FileSystemInfo fileSystemInfo(const QString& path) {
         if (e->size >= 0)
             info.size = e->size;
     }
+    info.caseSensitive = !e->caseFold;
+    info.maxFileSize = e->maxFileSize;
+    info.refusedNameBytes = e->refusedNameBytes;
     return info;
+}
+
+} // namespace
+
+FileSystemInfo fileSystemInfo(const QString& path) {
+    const QList<MountEntry> table = readMountTable();
+    return infoOf(findVolume(table, path), table);
+}
+
+FileSystemInfo fileSystemInfoForItem(const QString& path) {
+    // The longest mount path that is the item's path or one of its parents.
+    const QList<MountEntry> table = readMountTable();
+    const QString clean = withoutTrailingSlash(path);
+    const MountEntry* best = nullptr;
+    for (qsizetype i = table.size() - 1; i >= 0; --i) {
+        const QString& point = table[i].mountPoint;
+        const bool holds =
+            point == QLatin1String("/") || clean == point || clean.startsWith(point + QLatin1Char('/'));
+        if (holds && (!best || point.size() > best->mountPoint.size()))
+            best = &table[i];
+    }
+    return infoOf(best, table);
 }
 
 QStringList mountedLocalVolumePaths() {

@@ -1,6 +1,12 @@
 #include "platform/ItemCopy.h"
 
+#include "platform/DiskArbitration.h"
+#include "platform/Machine.h"
+
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QStringList>
 
 #include <cerrno>
 #include <cstring>
@@ -19,17 +25,47 @@
 // it falls back to read and write. Permissions, times and, where allowed, the owner follow the
 // data. Everything works relative to open folder descriptors, so deep trees cost no path
 // lookups.
+//
+// On an emulated Mac the host's kernel knows nothing of the emulated volumes' file systems, so
+// this layer stands in for the Mac's drivers: a write into an emulated volume obeys the limits
+// the volume's line in the mount table gives (a FAT volume refuses a file over 4 GiB and names
+// with ':' and the other characters it cannot store).
 
 namespace {
 
+// What one copy carries along its walk: the first failure, what the caller asked, and the
+// destination volume's limits.
 struct Failure {
     std::string first; // the first failure, "<path>: <reason>"
+    const ItemCopyControl* control = nullptr;
+    std::int64_t maxFileSize = -1;
+    QByteArray refusedNameBytes;
 
     void note(const std::string& where, int error) {
         if (first.empty())
             first = where + ": " + std::strerror(error);
     }
+    bool aborted() const { return control && control->abort && control->abort->load(); }
+    bool skipped(const std::string& source) const {
+        return control && control->skip && control->skip(source);
+    }
+    bool refusesName(const char* name) const {
+        for (const char* c = name; *c; ++c) {
+            if (refusedNameBytes.contains(*c))
+                return true;
+        }
+        return false;
+    }
 };
+
+// The emulated volume's limits for a destination host path; none on a real machine.
+void takeLimits(const QString& destinationHostPath, Failure& failure) {
+    if (!Machine::isEmulated())
+        return;
+    const FileSystemInfo info = DiskArbitration::fileSystemInfoForItem(Machine::macPath(destinationHostPath));
+    failure.maxFileSize = info.maxFileSize;
+    failure.refusedNameBytes = info.refusedNameBytes;
+}
 
 class Fd {
 public:
@@ -47,9 +83,16 @@ private:
     int m_fd;
 };
 
-bool copyDataByReadWrite(int in, int out) {
+// Data moves in pieces of this size when the copy can be stopped, so a stop takes effect soon.
+constexpr size_t kStoppablePiece = size_t(8) << 20;
+
+bool copyDataByReadWrite(int in, int out, const Failure& failure) {
     std::vector<char> buffer(1 << 20);
     for (;;) {
+        if (failure.aborted()) {
+            errno = ECANCELED;
+            return false;
+        }
         const ssize_t got = ::read(in, buffer.data(), buffer.size());
         if (got == 0)
             return true;
@@ -70,14 +113,20 @@ bool copyDataByReadWrite(int in, int out) {
     }
 }
 
-bool copyData(int in, int out) {
+bool copyData(int in, int out, const Failure& failure) {
 #ifdef FICLONE
     if (::ioctl(out, FICLONE, in) == 0)
         return true;
 #endif
+    const bool stoppable = failure.control && failure.control->abort;
     bool copiedAny = false;
     for (;;) {
-        const ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, size_t(1) << 30, 0);
+        if (failure.aborted()) {
+            errno = ECANCELED;
+            return false;
+        }
+        const ssize_t n =
+            ::copy_file_range(in, nullptr, out, nullptr, stoppable ? kStoppablePiece : size_t(1) << 30, 0);
         if (n > 0) {
             copiedAny = true;
             continue;
@@ -90,7 +139,7 @@ bool copyData(int in, int out) {
         // kernel stopped.
         if (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP || errno == EBADF ||
             (errno == EIO && !copiedAny))
-            return copyDataByReadWrite(in, out);
+            return copyDataByReadWrite(in, out, failure);
         return false;
     }
 }
@@ -120,11 +169,18 @@ void copyFile(int srcDir, const char* srcName, int dstDir, const char* dstName, 
     Fd in(::openat(srcDir, srcName, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     if (!in.ok())
         return failure.note(where, errno);
+    if (failure.maxFileSize >= 0 && std::int64_t(st.st_size) > failure.maxFileSize)
+        return failure.note(where, EFBIG);
     Fd out(::openat(dstDir, dstName, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!out.ok())
         return failure.note(where, errno);
-    if (!copyData(in.get(), out.get()))
-        return failure.note(where, errno);
+    if (!copyData(in.get(), out.get(), failure)) {
+        const int error = errno;
+        // A file cut short by a stop is no copy of its source.
+        if (error == ECANCELED)
+            (void)::unlinkat(dstDir, dstName, 0);
+        return failure.note(where, error);
+    }
     keepAttributes(dstDir, dstName, out.get(), st, where, failure);
 }
 
@@ -164,7 +220,14 @@ void copyFolder(int srcDir, const char* srcName, int dstDir, const char* dstName
         const char* name = d->d_name;
         if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
             continue;
-        copyEntry(src.get(), name, dst.get(), name, where + "/" + name, failure);
+        if (failure.aborted()) {
+            failure.note(where, ECANCELED);
+            break;
+        }
+        const std::string path = where + "/" + name;
+        if (failure.skipped(path))
+            continue;
+        copyEntry(src.get(), name, dst.get(), name, path, failure);
     }
     ::closedir(listing);
     // The folder's own attributes go last: adding the entries changed its times, and a folder
@@ -177,6 +240,9 @@ void copyEntry(int srcDir, const char* srcName, int dstDir, const char* dstName,
     struct stat st;
     if (::fstatat(srcDir, srcName, &st, AT_SYMLINK_NOFOLLOW) != 0)
         return failure.note(where, errno);
+    const char* slash = std::strrchr(dstName, '/');
+    if (failure.refusesName(slash ? slash + 1 : dstName))
+        return failure.note(where, EINVAL);
     if (S_ISREG(st.st_mode))
         copyFile(srcDir, srcName, dstDir, dstName, st, where, failure);
     else if (S_ISDIR(st.st_mode))
@@ -193,14 +259,43 @@ void copyEntry(int srcDir, const char* srcName, int dstDir, const char* dstName,
 
 } // namespace
 
-bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath, QString* error) {
+bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath, QString* error,
+              const ItemCopyControl& control) {
     const QByteArray source = QFile::encodeName(sourceHostPath);
     const QByteArray destination = QFile::encodeName(destinationHostPath);
     Failure failure;
+    failure.control = &control;
+    takeLimits(destinationHostPath, failure);
     copyEntry(AT_FDCWD, source.constData(), AT_FDCWD, destination.constData(), source.toStdString(), failure);
     if (failure.first.empty())
         return true;
     if (error)
         *error = QString::fromStdString(failure.first);
+    return false;
+}
+
+bool makeFolderPath(const QString& hostPath, QString* error) {
+    Failure failure;
+    takeLimits(hostPath, failure);
+    if (!failure.refusedNameBytes.isEmpty()) {
+        // Only the parts that do not exist yet are made, and each must be a name the volume takes.
+        QString existing = QDir::cleanPath(hostPath);
+        QStringList missing;
+        while (!QFileInfo::exists(existing) && existing.size() > 1) {
+            missing.prepend(QFileInfo(existing).fileName());
+            existing = QFileInfo(existing).path();
+        }
+        for (const QString& part : missing) {
+            if (failure.refusesName(QFile::encodeName(part).constData())) {
+                if (error)
+                    *error = hostPath + QStringLiteral(": ") + QString::fromLocal8Bit(std::strerror(EINVAL));
+                return false;
+            }
+        }
+    }
+    if (QDir().mkpath(hostPath) && QFileInfo(hostPath).isDir())
+        return true;
+    if (error)
+        *error = hostPath + QStringLiteral(": cannot be made");
     return false;
 }
