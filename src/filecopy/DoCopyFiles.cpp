@@ -3,6 +3,7 @@
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
 #include "platform/DirectoryBatchReader.h"
+#include "platform/DiskArbitration.h"
 #include "platform/ItemCopy.h"
 #include "platform/Machine.h"
 
@@ -10,14 +11,11 @@
 #include <QFile>
 #include <QThreadPool>
 
+#include <chrono>
 #include <cstring>
 #include <unistd.h>
 
 namespace {
-
-QString folderName(const QDateTime& now) {
-    return QStringLiteral("Tavrill(%1)").arg(now.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
-}
 
 bool canEnter(const QString& macPath) {
     return ::access(QFile::encodeName(Machine::hostPath(macPath)).constData(), X_OK) == 0;
@@ -53,32 +51,55 @@ QString withoutExtension(const QString& name) {
 
 } // namespace
 
-QString DoCopyFiles::createCopyFolderWithVolumePath(const QString& volumePath, const QDateTime& now) {
-    const QString name = folderName(now);
-    QString path =
-        volumePath == QLatin1String("/") ? QLatin1Char('/') + name : volumePath + QLatin1Char('/') + name;
-    QDir().mkpath(Machine::hostPath(path));
-    if (!canEnter(path)) {
+QString DoCopyFiles::copyFolderName(const QDateTime& now, const QString& fileSystemType) {
+    // FAT, ExFAT and NTFS take no ':' in a name; a Mac user knows the dotted time from the
+    // names of screen shots.
+    const QString type = fileSystemType.toLower();
+    const bool noColons = type == QLatin1String("msdos") || type == QLatin1String("exfat") ||
+                          type == QLatin1String("ntfs") || type.contains(QLatin1String("fat"));
+    const QString pattern =
+        noColons ? QStringLiteral("yyyy-MM-dd HH.mm.ss") : QStringLiteral("yyyy-MM-dd HH:mm:ss");
+    return QStringLiteral("Tavrill(%1)").arg(now.toString(pattern));
+}
+
+QString DoCopyFiles::createCopyFolderWithVolumePath(const QString& volumePath, const QDateTime& now,
+                                                    QString* error) {
+    const bool startUp = volumePath == QLatin1String("/");
+    const QString name = copyFolderName(now, DiskArbitration::fileSystemInfo(volumePath).type);
+    QString path = startUp ? QLatin1Char('/') + name : volumePath + QLatin1Char('/') + name;
+    QString why;
+    if (makeFolderPath(Machine::hostPath(path), &why) && canEnter(path))
+        return path;
+    if (startUp) {
+        // The system volume of a recent Mac is read-only; the Desktop is on the same disk.
         path = QStringLiteral("/Users/%1/Desktop/%2").arg(Machine::userName(), name);
-        QDir().mkpath(Machine::hostPath(path));
+        if (makeFolderPath(Machine::hostPath(path), &why) && canEnter(path))
+            return path;
     }
-    return path;
+    QvConsoleLog("The copy folder %s cannot be made: %s", qUtf8Printable(path), qUtf8Printable(why));
+    if (error)
+        *error = why;
+    return QString();
 }
 
 void DoCopyFiles::doCopyFilesWithArr(const FileNodeList& nodes, const QString& copyPath) {
     m_isCancel = false;
+    m_destinationLost = false;
+    m_failedItems = 0;
     ++m_activeRuns;
     std::shared_ptr<DoCopyFiles> self = shared_from_this();
     QThreadPool::globalInstance()->start([self, nodes, copyPath] {
         self->run(nodes, copyPath);
+        std::lock_guard<std::mutex> lock(self->m_waitLock);
         --self->m_activeRuns;
+        self->m_wake.notify_all();
     });
 }
 
 void DoCopyFiles::run(const FileNodeList& nodes, const QString& copyPath) {
     const qsizetype count = nodes.size();
     for (qsizetype i = 0; i < count; ++i) {
-        if (m_isCancel)
+        if (stopping())
             break;
         if (i == 0)
             reportProgress(5);
@@ -88,18 +109,37 @@ void DoCopyFiles::run(const FileNodeList& nodes, const QString& copyPath) {
         else if (node->state() == 1)
             toCopyFileWithNode(node.data(), copyPath);
         const unsigned percent = unsigned(100 * (i + 1)) / unsigned(count);
-        reportProgress(float(percent <= 5 ? 5 : percent));
+        if (percent < 100)
+            reportProgress(float(percent <= 5 ? 5 : percent));
     }
+    if (m_isCancel || m_abort || count == 0)
+        return;
+    // A drive pulled out during the last item leaves nothing to say so but the missing folder.
+    if (!readItemInfo(Machine::hostPath(copyPath), true).exists)
+        m_destinationLost = true;
+    // Done only when everything was copied; otherwise the screen says that some was not.
+    if (m_destinationLost || m_failedItems > 0)
+        tellDelegate([](DoCopyFilesDelegate* delegate) { delegate->copyFileError(); });
+    else
+        reportProgress(100);
 }
 
 void DoCopyFiles::doCopyFilesWithChiNode(const FileNodeList& nodes, const QString& copyPath) {
     for (const FileNodeRef& child : nodes) {
-        if (m_isCancel)
-            break;
+        if (stopping())
+            return;
+        if (m_skipped.contains(child->path()))
+            continue;
         if (child->state() == 2) {
             const QString folder = copyPath + QLatin1Char('/') + child->name();
-            QDir().mkpath(Machine::hostPath(folder));
-            doCopyFilesWithArr(child->children().toList(), folder);
+            QString error;
+            if (!makeFolderPath(Machine::hostPath(folder), &error)) {
+                // Its ticked items have nowhere to go.
+                QvConsoleLog("error--%s", qUtf8Printable(error));
+                ++m_failedItems;
+                continue;
+            }
+            doCopyFilesWithChiNode(child->children().toList(), folder);
         } else if (child->state() == 1) {
             toCopyFileWithNode(child.data(), copyPath);
         }
@@ -107,20 +147,33 @@ void DoCopyFiles::doCopyFilesWithChiNode(const FileNodeList& nodes, const QStrin
 }
 
 void DoCopyFiles::toCopyFileWithNode(const FileNode* node, const QString& copyPath) {
-    if (m_isCancel)
+    if (stopping())
         return;
     const QString sourcePath = node->path();
-    if (DoCopyFilesDelegate* delegate = m_delegate)
-        onMainSync([delegate, &sourcePath] { delegate->topCopyFilePath(sourcePath); });
+    if (m_skipped.contains(sourcePath))
+        return;
+    tellDelegate([sourcePath](DoCopyFilesDelegate* delegate) { delegate->topCopyFilePath(sourcePath); });
     const QString name = node->name();
     const QString chosen = createFileWithPath(copyPath, name, name);
     if (!readItemInfo(Machine::hostPath(copyPath), true).exists) {
-        if (DoCopyFilesDelegate* delegate = m_delegate)
-            delegate->copyFileError();
+        // The destination went away (a drive pulled out): nothing more can land there.
+        QvConsoleLog("error--%s: the destination folder is gone", qUtf8Printable(copyPath));
+        m_destinationLost = true;
         return;
     }
+    ItemCopyControl control;
+    control.abort = &m_abort;
+    if (!m_skipped.isEmpty()) {
+        control.skip = [this](const std::string& hostPath) {
+            return m_skipped.contains(
+                Machine::macPath(QFile::decodeName(QByteArray::fromStdString(hostPath))));
+        };
+    }
     QString error;
-    copyItem(Machine::hostPath(sourcePath), Machine::hostPath(copyPath + QLatin1Char('/') + chosen), &error);
+    if (!copyItem(Machine::hostPath(sourcePath), Machine::hostPath(copyPath + QLatin1Char('/') + chosen),
+                  &error, control) &&
+        !m_abort)
+        ++m_failedItems;
     // Every item ends with this line, "(null)" when the copy went well: the console then shows
     // the run item by item, and a failure stands at its place in it.
     QvConsoleLog("error--%s", qUtf8Printable(error.isEmpty() ? QStringLiteral("(null)") : error));
@@ -143,7 +196,45 @@ QString DoCopyFiles::createFileWithPath(const QString& copyPath, const QString& 
     }
 }
 
+void DoCopyFiles::abort() {
+    std::lock_guard<std::mutex> lock(m_waitLock);
+    m_isCancel = true;
+    m_abort = true;
+    m_wake.notify_all();
+}
+
+bool DoCopyFiles::waitForRuns(int ms) {
+    std::unique_lock<std::mutex> lock(m_waitLock);
+    return m_wake.wait_for(lock, std::chrono::milliseconds(ms), [this] { return m_activeRuns == 0; });
+}
+
+template <typename Fn> void DoCopyFiles::tellDelegate(Fn fn) {
+    if (m_abort)
+        return;
+    // The delegate is read on the main thread only, where the screen sets and clears it; the
+    // run waits for the answer unless an abort releases it first.
+    auto done = std::make_shared<bool>(false);
+    std::shared_ptr<DoCopyFiles> self = shared_from_this();
+    auto call = [self, fn, done] {
+        if (!self->m_abort) {
+            if (DoCopyFilesDelegate* delegate = self->m_delegate)
+                fn(delegate);
+        }
+        std::lock_guard<std::mutex> lock(self->m_waitLock);
+        *done = true;
+        self->m_wake.notify_all();
+    };
+    if (isMainThread()) {
+        call();
+        return;
+    }
+    if (!QCoreApplication::instance())
+        return;
+    onMain(std::move(call));
+    std::unique_lock<std::mutex> lock(m_waitLock);
+    m_wake.wait(lock, [this, &done] { return *done || m_abort; });
+}
+
 void DoCopyFiles::reportProgress(float percent) {
-    if (DoCopyFilesDelegate* delegate = m_delegate)
-        onMainSync([delegate, percent] { delegate->topCopyProgress(percent); });
+    tellDelegate([percent](DoCopyFilesDelegate* delegate) { delegate->topCopyProgress(percent); });
 }

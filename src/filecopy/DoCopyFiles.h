@@ -3,19 +3,25 @@
 #include "filecopy/FileNode.h"
 
 #include <QDateTime>
+#include <QSet>
 #include <QString>
 
 #include <atomic>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
 
+// What a copy run tells its screen. Every call arrives on the main thread while the run waits
+// for it; none arrives once the delegate is cleared (on the main thread) or the run aborted.
 class DoCopyFilesDelegate {
 public:
     virtual ~DoCopyFilesDelegate() = default;
-    // The source path of the item about to be copied; on the main thread, the run waiting.
+    // The source path of the item about to be copied.
     virtual void topCopyFilePath(const QString& path) = 0;
-    // Percent done; on the main thread, the run waiting. 100 or more means the run is over.
+    // Percent done. 100 is sent once, when every item was copied.
     virtual void topCopyProgress(float percent) = 0;
-    // The destination folder is missing; on the copying thread.
+    // The run has ended without copying everything: the destination folder went away, or
+    // items could not be copied (each is in the log). Sent once, instead of 100.
     virtual void copyFileError() = 0;
 };
 
@@ -24,28 +30,39 @@ public:
 // it has come.
 //
 // A run over an array: a selected item (state 1) is copied whole; a half-selected one (2) has
-// its ticked children copied straight into the destination, where a half-selected child
-// folder is recreated and filled by a run of its own that works beside the first (and clears
-// isCancel as every run does); an unselected one (0) is skipped. Progress is 5 before the first
-// item, then 100 * (i + 1) / count after each item, never below 5. A cancel lets the item being
-// copied finish and starts no other. Nothing copied is removed after a cancel or a failure.
+// its ticked children copied straight into the destination, and below that every half-selected
+// folder is recreated and filled with its ticked children, on the same thread and within the
+// same run; an unselected one (0) is skipped. Progress is 5 before the first item, then
+// 100 * (i + 1) / count after each top-level item, never below 5.
+//
+// A cancel lets the item being copied finish and starts nothing else anywhere in the run; only
+// a new run clears it. An abort (the screen going away, the application quitting) also cuts the
+// item being copied short, removing its partial copy, and releases a run waiting for the main
+// thread. Nothing copied is removed after a cancel or a failure.
 //
 // Instances are shared with their runs: the owner may drop one while a run goes on.
 class DoCopyFiles : public std::enable_shared_from_this<DoCopyFiles> {
 public:
     static std::shared_ptr<DoCopyFiles> create() { return std::shared_ptr<DoCopyFiles>(new DoCopyFiles); }
 
-    // The dated folder a copy goes into, "Tavrill(yyyy-MM-dd HH:mm:ss)" on the volume (Mac
-    // paths), created with its parents. On a volume path of exactly "/" it is "/Tavrill(...)";
-    // when the folder cannot then be entered, "/Users/<user>/Desktop/Tavrill(...)" is made and
-    // answered instead.
+    // The name of the dated folder a copy goes into: "Tavrill(yyyy-MM-dd HH:mm:ss)", or with
+    // dots for the colons ("Tavrill(2024-05-06 07.08.09)") on a file system that refuses ':'
+    // in names (FAT, ExFAT, NTFS).
+    static QString copyFolderName(const QDateTime& now, const QString& fileSystemType);
+    // Makes the dated folder on the volume (Mac paths) and answers its path: "<volume>/<name>",
+    // "/<name>" on the start-up volume ("/"). Only on the start-up volume, when that folder
+    // cannot be entered (a read-only system volume), is it made on the user's Desktop, which
+    // is on the same disk. When the folder cannot be made on the chosen volume the answer is
+    // empty and error (when given) says why; the copy must not start then.
     static QString createCopyFolderWithVolumePath(const QString& volumePath,
-                                                  const QDateTime& now = QDateTime::currentDateTime());
+                                                  const QDateTime& now = QDateTime::currentDateTime(),
+                                                  QString* error = nullptr);
 
-    // Clears isCancel and starts a run over nodes into copyPath on the global pool.
+    // Clears isCancel and the failure count and starts a run over nodes into copyPath on the
+    // global pool.
     void doCopyFilesWithArr(const FileNodeList& nodes, const QString& copyPath);
     // Copies the ticked part of a half-selected folder's children into copyPath, on the
-    // calling thread.
+    // calling thread: a half-selected child folder is made and filled the same way.
     void doCopyFilesWithChiNode(const FileNodeList& nodes, const QString& copyPath);
     // Copies one whole item into copyPath under a name that does not collide.
     void toCopyFileWithNode(const FileNode* node, const QString& copyPath);
@@ -55,19 +72,44 @@ public:
     QString createFileWithPath(const QString& copyPath, const QString& fileNormalName,
                                const QString& fileName);
 
+    // Source items (Mac paths) left out of the next runs, wherever they are in the tree: what
+    // the destination cannot store. Set before a run starts.
+    void setSkippedPaths(const QSet<QString>& macPaths) { m_skipped = macPaths; }
+    const QSet<QString>& skippedPaths() const { return m_skipped; }
+
     bool isCancel() const { return m_isCancel; }
     void setIsCancel(bool value) { m_isCancel = value; }
+    // Cancels for good and cuts the item being copied short; see the class comment.
+    void abort();
+    bool isAborted() const { return m_abort; }
+    // Waits (blocking the calling thread, which need not be the main one) until no run is
+    // left or ms have passed; answers whether none is left. After abort() this is quick.
+    bool waitForRuns(int ms);
+
+    // Main thread only.
     DoCopyFilesDelegate* delegate() const { return m_delegate; }
     void setDelegate(DoCopyFilesDelegate* delegate) { m_delegate = delegate; }
-    // Runs started and not yet ended, nested runs included.
+    // Runs started and not yet ended.
     int activeRuns() const { return m_activeRuns; }
+    // Items of the current run that could not be copied.
+    int failedItems() const { return m_failedItems; }
 
 private:
     DoCopyFiles() = default;
     void run(const FileNodeList& nodes, const QString& copyPath);
+    bool stopping() const { return m_isCancel || m_abort || m_destinationLost; }
+    // Runs fn with the delegate on the main thread and waits for it, unless aborted meanwhile.
+    template <typename Fn> void tellDelegate(Fn fn);
     void reportProgress(float percent);
 
     std::atomic<bool> m_isCancel{false};
-    std::atomic<DoCopyFilesDelegate*> m_delegate{nullptr};
+    std::atomic<bool> m_abort{false};
+    std::atomic<bool> m_destinationLost{false};
+    std::atomic<int> m_failedItems{0};
     std::atomic<int> m_activeRuns{0};
+    DoCopyFilesDelegate* m_delegate = nullptr; // main thread only
+    QSet<QString> m_skipped;                   // written before a run, read by it
+    // Wakes a run waiting for the main thread, or the owner waiting for the runs to end.
+    std::mutex m_waitLock;
+    std::condition_variable m_wake;
 };

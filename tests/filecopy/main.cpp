@@ -1,8 +1,10 @@
 #include "TestMain.h"
+#include "tst_destinationcheck.h"
 #include "tst_docopyfiles.h"
 #include "tst_eumeroot.h"
 #include "tst_filenode.h"
 #include "tst_getfilessize.h"
 #include "tst_treeoperations.h"
 
-TAVRILL_TEST_MAIN(TestFileNode, TestTreeOperations, TestEumeRoot, TestGetFilesSize, TestDoCopyFiles)
+TAVRILL_TEST_MAIN(TestFileNode, TestTreeOperations, TestEumeRoot, TestGetFilesSize, TestDoCopyFiles,
+                  TestDestinationCheck)

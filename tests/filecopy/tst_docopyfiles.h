@@ -6,11 +6,14 @@ class TestDoCopyFiles : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void datedFolderOnVolumesSlashAndDesktop();
+    void datedFolderOnAFatStickHasNoColons();
     void fourItemsReportFiveToHundred();
     void twentyItemsStartAtTheFloor();
     void collisionsDropTheExtensionAndCount();
     void halfSelectedFoldersCopyTheirTickedChildren();
     void cancelDuringALargeItemFinishesItAndStartsNoOther();
+    void cancelHoldsInNestedHalfSelectedFolders();
+    void skippedItemsAndAbort();
     void everyItemLogsItsOutcome();
     void missingDestinationIsReported();
     void copiedTreeEqualsTheSource();

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QObject>
+
+class TestDestinationCheck : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void rulesByFileSystem();
+    void findsWhatAFatStickCannotStore();
+    void caseClashesOnAVolumeThatFoldsCase();
+};
