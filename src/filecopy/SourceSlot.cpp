@@ -35,7 +35,9 @@ bool SourceSlot::isSameVolume(const VolumeObjRef& a, const VolumeObjRef& b) {
 
 FileNodeList SourceSlot::nodesForDroppedPaths(const QStringList& paths) {
     FileNodeList nodes;
-    for (const QString& path : paths) {
+    for (const QString& dropped : paths) {
+        // A drop names host files; the nodes keep Mac paths (the same on a Mac).
+        const QString path = Machine::macPath(dropped);
         const QString name = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
         if (EumeRoot::isSkippedName(name))
             continue;
