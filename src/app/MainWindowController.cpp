@@ -3,6 +3,7 @@
 #include "app/SideTabButton.h"
 #include "core/ConsoleLog.h"
 #include "diskmanager/RepairDiskViewController.h"
+#include "filecopy/DiskCopyViewController.h"
 #include "osclone/SelectDrivceViewController.h"
 #include "ui/BackgroundView.h"
 #include "ui/ImageView.h"
@@ -159,8 +160,27 @@ void MainWindowController::installFeature(int tab, QWidget* view) {
 
 // Each feature's container is made here; a feature's screen is put into it with
 // installFeature(tab, screen) once that screen exists.
+namespace {
+
+// The copy tab locks the tabs through its delegate while a copy runs.
+class DiskCopyTabLock : public QObject, public DiskCopyVCDelegate {
+public:
+    explicit DiskCopyTabLock(MainWindowController* owner) : QObject(owner), m_owner(owner) {}
+    void canChangeTab(bool allowed) override { m_owner->canChangeTab(allowed); }
+
+private:
+    MainWindowController* m_owner;
+};
+
+} // namespace
+
 void MainWindowController::addBaseView() {
     addPlaceholder(DiskCopyTab);
+    auto* diskCopy = new DiskCopyViewController;
+    diskCopy->setDelegate(new DiskCopyTabLock(this));
+    connect(this, &MainWindowController::windowWillClose, diskCopy,
+            &DiskCopyViewController::applicationWillTerminate);
+    installFeature(DiskCopyTab, diskCopy);
 }
 
 void MainWindowController::addDmgView() {
@@ -247,6 +267,7 @@ void MainWindowController::setTabFrame(int x, int y) {
 }
 
 void MainWindowController::closeWindow() {
+    Q_EMIT windowWillClose();
     m_exitProcess(0);
 }
 

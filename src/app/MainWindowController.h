@@ -86,6 +86,8 @@ public:
 
 Q_SIGNALS:
     void tabChanged(int tab);
+    // The window is closing and the process ends next: features stop their work at once.
+    void windowWillClose();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;

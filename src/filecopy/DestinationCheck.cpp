@@ -137,12 +137,12 @@ QString DestinationCheck::Item::text() const {
     const QString name = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
     switch (problem) {
     case Problem::TooLarge:
-        return QStringLiteral("%1 (%2): too large for the drive's file system")
+        return QStringLiteral("%1 (%2): too large for this drive")
             .arg(name, QvPublicUtilities::longlongConvertVolSpace(qint64(size)));
     case Problem::RefusedName:
-        return QStringLiteral("%1: the name holds characters the drive refuses").arg(name);
+        return QStringLiteral("%1: a character in the name is not allowed on this drive").arg(name);
     case Problem::CaseClash:
-        return QStringLiteral("%1: another item has this name in other letter case").arg(name);
+        return QStringLiteral("%1: another item has the same name in other letter case").arg(name);
     }
     return name;
 }

@@ -25,8 +25,9 @@ public:
     static QString volumeImage(const VolumeObj& volume);
     // Whether two records name the same volume (the same volume path); false when one is absent.
     static bool isSameVolume(const VolumeObjRef& a, const VolumeObjRef& b);
-    // Dropped paths (host paths, as a drop gives them) as top-level nodes with Mac paths, in the order of the drop, all selected: a
-    // folder with size 0, anything else with its data size. Names on the listing's skip list
+    // Dropped paths (host paths, as a drop gives them) as top-level nodes with Mac paths, in the order of the
+    // drop, all selected: a folder with size 0, anything else with its data size. Names on the listing's skip
+    // list
     // (".DS_Store", ".Trashes", ...) are left out.
     static FileNodeList nodesForDroppedPaths(const QStringList& paths);
 

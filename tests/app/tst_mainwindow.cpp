@@ -4,13 +4,16 @@
 #include "app/MainWindowController.h"
 #include "app/SideTabButton.h"
 #include "diskmanager/RepairDiskViewController.h"
+#include "filecopy/DiskCopyViewController.h"
 #include "osclone/SelectDrivceViewController.h"
 #include "ui/ImageButton.h"
 #include "ui/ImageView.h"
+#include "ui/SelectValueView.h"
 #include "ui/TitleBarView.h"
 
 #include <QCloseEvent>
 #include <QCoreApplication>
+#include <QDir>
 #include <QLabel>
 #include <QLineEdit>
 #include <QSignalSpy>
@@ -77,6 +80,9 @@ void TestMainWindow::startsOnDiskCopyWithFourTabsInOrder() {
         } else if (tab == MainWindowController::OSCloneTab) {
             QVERIFY(!title);
             QVERIFY(w.container(tab)->findChild<SelectDrivceViewController*>());
+        } else if (tab == MainWindowController::DiskCopyTab) {
+            QVERIFY(!title);
+            QVERIFY(w.container(tab)->findChild<DiskCopyViewController*>());
         } else {
             QVERIFY(title);
             QCOMPARE(title->text(), texts[tab]);
@@ -149,17 +155,13 @@ void TestMainWindow::switchingAwayAndBackKeepsTheTabAsLeft() {
     QVERIFY(QTest::qWaitForWindowExposed(w.window()));
 
     // A feature's screen takes its container's place, filling it.
-    auto* screen = new QWidget;
-    auto* field = new QLineEdit(screen);
-    field->setGeometry(40, 80, 200, 24);
-    w.installFeature(MainWindowController::DiskCopyTab, screen);
-    QCOMPARE(w.featureView(0), screen);
-    QVERIFY(!w.container(0)->findChild<QLabel*>(QStringLiteral("containerTitle")));
+    auto* screen = qobject_cast<DiskCopyViewController*>(w.featureView(MainWindowController::DiskCopyTab));
+    QVERIFY(screen);
     QTRY_COMPARE(screen->size(), w.container(0)->size());
 
-    // Something a user left half done in the first tab.
-    QTest::keyClicks(field, QStringLiteral("half typed"));
-    field->setSelection(2, 4);
+    // Something a user left half done in the first tab: files dropped as the source.
+    QDir().mkpath(m_mac->host("/Users/alex/Desktop/left"));
+    screen->viewDragAction({"/Users/alex/Desktop/left"});
     QPointer<QWidget> before = w.container(0);
 
     for (int tab : {2, 3, 1, 0}) {
@@ -167,9 +169,8 @@ void TestMainWindow::switchingAwayAndBackKeepsTheTabAsLeft() {
         QCOMPARE(visibleContainers(w), onlyTab(tab));
     }
     QCOMPARE(w.container(0), before.data());
-    QVERIFY(field->isVisible());
-    QCOMPARE(field->text(), QStringLiteral("half typed"));
-    QCOMPARE(field->selectedText(), QStringLiteral("lf t"));
+    QVERIFY(screen->sourceSlot()->isVisible());
+    QCOMPARE(screen->sourceSlot()->sizeLabel()->text(), QStringLiteral("1 files selected"));
 }
 
 void TestMainWindow::closeEndsTheProcessEvenWhileLocked() {

@@ -1,0 +1,4 @@
+#include "GuiTestMain.h"
+#include "tst_diskcopyworkflow.h"
+
+TAVRILL_GUI_TEST_MAIN(TestDiskCopyWorkflow)

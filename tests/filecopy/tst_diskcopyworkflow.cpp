@@ -1,0 +1,497 @@
+#include "tst_diskcopyworkflow.h"
+
+#include "EmulatedMac.h"
+#include "Fixtures.h"
+#include "Screenshot.h"
+#include "TreeCompare.h"
+#include "UrlCatcher.h"
+#include "Wait.h"
+#include "app/MainWindowController.h"
+#include "filecopy/CopyMakeSureWC.h"
+#include "filecopy/DiskCopyViewController.h"
+#include "filecopy/EumeRoot.h"
+#include "platform/Machine.h"
+#include "ui/DragView.h"
+#include "ui/ErrorWindowController.h"
+#include "ui/FlatButton.h"
+#include "ui/SelectValueView.h"
+#include "volumes/DiskListView.h"
+#include "volumes/DiskListViewController.h"
+
+#include <QDesktopServices>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QListWidget>
+#include <QMimeData>
+#include <QPushButton>
+#include <QScopeGuard>
+#include <QTest>
+#include <QUrl>
+
+#include <csignal>
+#include <fcntl.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+// The source "Data" holds a seeded tree with the volume files a listing leaves out; "Backup" is
+// an empty HFS+ drive, "STICK" a FAT32 stick and "Tiny" a drive with 1 MB.
+const QByteArray kScenario = R"({
+  "version": "10.15.7", "user": "alex",
+  "system": { "name": "Macintosh HD", "size": "500.28GB", "used": "182GB" },
+  "disks": [
+    { "name": "data", "bus": "SATA", "internal": true, "mediaName": "ST2000DM008", "size": "2TB",
+      "scheme": "GPT", "partitions": [ { "fs": "JHFS+", "name": "Data",
+        "seed": { "files": 4, "folders": 2, "depth": 2, "size": 100000, "system": true, "links": 1,
+                  "hidden": 1, "bundles": ["Tool.app"], "seed": 7,
+                  "explicit": [ { "path": "Media/clip.mov", "size": 2000000 } ] } } ] },
+    { "name": "backup", "mediaName": "Samsung PSSD T7", "size": "256GB", "scheme": "GPT",
+      "removable": false, "partitions": [ { "fs": "JHFS+", "name": "Backup" } ] },
+    { "name": "stick", "mediaName": "SanDisk Cruzer Blade", "size": "16GB", "scheme": "MBR",
+      "partitions": [ { "fs": "FAT32", "name": "STICK" } ] },
+    { "name": "tiny", "mediaName": "Generic Flash Disk", "size": "100MB", "scheme": "GPT", "efi": false,
+      "partitions": [ { "fs": "JHFS+", "name": "Tiny", "size": "1MB" } ] }
+  ]
+})";
+
+const QString kFolder = QStringLiteral("filecopy");
+
+// The main window with the copy tab, exits recorded instead of ending the test.
+struct Window {
+    std::unique_ptr<MainWindowController> main = std::make_unique<MainWindowController>();
+    QList<int> exits;
+    DiskCopyViewController* tab = nullptr;
+
+    Window() {
+        main->setProcessExit([this](int status) { exits << status; });
+        main->window()->show();
+        tab = qobject_cast<DiskCopyViewController*>(main->featureView(MainWindowController::DiskCopyTab));
+    }
+    void shot(const QString& name) { saveScreenshot(main->window(), kFolder, name); }
+};
+
+QList<ErrorWindowController*> errorWindows(Window& w) {
+    return w.main->window()->findChildren<ErrorWindowController*>();
+}
+
+// The text of the error popup that is up, which is then closed; empty when none is up.
+QString takeError(Window& w) {
+    const QList<ErrorWindowController*> up = errorWindows(w);
+    if (up.isEmpty())
+        return QString();
+    const QString text = up.last()->errorText();
+    for (ErrorWindowController* e : up)
+        QTest::mouseClick(e->doneButton(), Qt::LeftButton);
+    waitUntil([&] { return errorWindows(w).isEmpty(); }, 2000);
+    return text;
+}
+
+// Opens the drive picker under a slot and clicks the row of the named volume.
+bool pick(Window& w, int slot, const QString& name) {
+    w.tab->selectDiskButton(slot, nullptr);
+    DiskListViewController* row = nullptr;
+    waitUntil(
+        [&] {
+            SelectDiskViewController* picker = w.tab->picker();
+            if (!picker)
+                return false;
+            for (DiskListViewController* r : picker->rows()) {
+                if (r->volumeObj()->volumeName() == name)
+                    row = r;
+            }
+            return row != nullptr;
+        },
+        15000);
+    if (!row)
+        return false;
+    QTest::mouseClick(row->aView(), Qt::LeftButton, {}, QPoint(200, 32));
+    return waitUntil([&] { return !w.tab->picker(); }, 5000);
+}
+
+void dropFiles(Window& w, const QStringList& hostPaths) {
+    QMimeData data;
+    QList<QUrl> urls;
+    for (const QString& path : hostPaths)
+        urls << QUrl::fromLocalFile(path);
+    data.setUrls(urls);
+    QVERIFY(w.tab->sourceSlot()->dragVie()->performDragOperation(&data));
+}
+
+// "Copy Now", then the confirmation's "Copy Now"; answers the confirmation's list.
+QStringList confirm(Window& w, const QString& shot = QString()) {
+    QTest::mouseClick(w.tab->cloneButton(), Qt::LeftButton);
+    if (!waitUntil([&] { return w.tab->makeSure() != nullptr; }, 30000))
+        return {QStringLiteral("no confirmation")};
+    CopyMakeSureWC* sure = w.tab->makeSure();
+    if (!shot.isEmpty())
+        w.shot(shot);
+    QStringList listed;
+    if (sure->leftOutList()) {
+        for (int i = 0; i < sure->leftOutList()->count(); ++i)
+            listed << sure->leftOutList()->item(i)->text();
+    }
+    QTest::mouseClick(sure->okButton(), Qt::LeftButton);
+    return listed;
+}
+
+bool waitForEnd(Window& w) {
+    return waitUntil([&] { return w.tab->endView()->isVisible(); }, 60000);
+}
+
+// The single dated folder on a volume (host path), or empty.
+QString datedFolder(const EmulatedMac& mac, const QString& volume) {
+    const QStringList found = QDir(mac.host(volume)).entryList({"Tavrill(*"}, QDir::Dirs);
+    return found.size() == 1 ? mac.host(volume) + '/' + found.first() : QString();
+}
+
+QStringList entries(const QString& hostFolder) {
+    QStringList names =
+        QDir(hostFolder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    names.sort();
+    return names;
+}
+
+// Holds the copy when it opens a file: the test takes a lease on the file, and the copy's open
+// waits until the lease is given back. No timing is involved.
+class Hold {
+public:
+    explicit Hold(const QString& hostPath) {
+        m_fd = ::open(QFile::encodeName(hostPath).constData(), O_RDONLY | O_CLOEXEC);
+        m_previous = std::signal(SIGIO, SIG_IGN);
+        m_ok = m_fd >= 0 && ::fcntl(m_fd, F_SETLEASE, F_WRLCK) == 0;
+    }
+    ~Hold() {
+        release();
+        if (m_fd >= 0)
+            ::close(m_fd);
+        std::signal(SIGIO, m_previous);
+    }
+    bool ok() const { return m_ok; }
+    bool reached() const { return ::fcntl(m_fd, F_GETLEASE) != F_WRLCK; }
+    void release() { ::fcntl(m_fd, F_SETLEASE, F_UNLCK); }
+
+private:
+    int m_fd = -1;
+    bool m_ok = false;
+    void (*m_previous)(int) = nullptr;
+};
+
+// Three items for the runs that are stopped: first.txt, then a folder whose last entry is held,
+// then last.txt. Answers the held file's host path.
+QString makeStoppableSource(EmulatedMac& mac) {
+    const QString base = mac.host("/Users/alex/Work");
+    writeHostFile(base + "/first.txt", "first");
+    QByteArray large(16 << 20, '\0');
+    for (qsizetype i = 0; i < large.size(); i += 4096)
+        large[i] = char(i / 4096);
+    writeHostFile(base + "/bundle/large.bin", large);
+    for (int i = 0; i < 10; ++i)
+        writeHostFile(base + QStringLiteral("/bundle/small%1").arg(i), QByteArray(100 + i, 's'));
+    writeHostFile(base + "/last.txt", "last");
+    return base + "/bundle/" + listingOrder(base + "/bundle").last();
+}
+
+} // namespace
+
+void TestDiskCopyWorkflow::init() {
+    QDesktopServices::unsetUrlHandler("file");
+}
+
+void TestDiskCopyWorkflow::copiesAWholeVolumeIntoTheDatedFolder() {
+    auto mac = EmulatedMac::fromJson(kScenario);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    Window w;
+    QVERIFY(w.tab);
+    w.shot("1-empty");
+    QVERIFY(!w.tab->cloneButton()->isEnabled());
+
+    QVERIFY(pick(w, 1, "Data"));
+    QCOMPARE(w.tab->sourceSlot()->nameLabel()->text(), QStringLiteral("Data"));
+    QVERIFY(w.tab->sourceSlot()->sizeLabel()->text().endsWith(" selected"));
+    QVERIFY(w.tab->copyTypeButton()->isVisible());
+    QVERIFY(!w.tab->cloneButton()->isEnabled());
+    QVERIFY(pick(w, 2, "Backup"));
+    QVERIFY(w.tab->destinationSlot()->sizeLabel()->text().endsWith(" free"));
+    QVERIFY(w.tab->cloneButton()->isEnabled());
+    w.shot("2-slots-filled");
+
+    confirm(w, "4-confirming");
+    QVERIFY(waitForEnd(w));
+    w.shot("7-succeeded");
+    QVERIFY(w.main->isTabChangeAllowed());
+    QCOMPARE(w.tab->endLabel()->text().contains("Copy completed!"), true);
+
+    // Every top-level entry but the volume's own files, each equal to its source.
+    const QString copy = datedFolder(*mac, "/Volumes/Backup");
+    QVERIFY(!copy.isEmpty());
+    QCOMPARE(w.tab->openUrl(), Machine::macPath(copy));
+    QVERIFY(QFileInfo(copy).fileName().contains(':'));
+    QStringList expected;
+    for (const QString& name : entries(mac->host("/Volumes/Data"))) {
+        if (!EumeRoot::isSkippedName(name))
+            expected << name;
+    }
+    QVERIFY(expected.contains("Tool.app"));
+    QVERIFY(entries(mac->host("/Volumes/Data")).contains(".Trashes"));
+    QCOMPARE(entries(copy), expected);
+    for (const QString& name : expected) {
+        const QStringList differences = compareTrees(mac->host("/Volumes/Data/" + name), copy + '/' + name);
+        QVERIFY2(differences.isEmpty(), qPrintable(differences.join('\n')));
+    }
+
+    // The link opens the copy; "Done" empties both slots.
+    UrlCatcher catcher;
+    QDesktopServices::setUrlHandler("file", &catcher, "openUrl");
+    w.tab->endLabel()->linkActivated("open");
+    QCOMPARE(catcher.opened, QList<QUrl>{QUrl::fromLocalFile(copy)});
+    QTest::mouseClick(w.tab->endButton(), Qt::LeftButton);
+    QVERIFY(w.tab->selectView()->isVisible());
+    QVERIFY(!w.tab->fromeVolume() && !w.tab->toVolume());
+    QCOMPARE(w.tab->sourceSlot()->imageName(), QStringLiteral("add"));
+}
+
+void TestDiskCopyWorkflow::copiesThreeDroppedFiles() {
+    auto mac = EmulatedMac::fromJson(kScenario);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString base = mac->host("/Users/alex/Documents");
+    writeHostFile(base + "/a.txt", "alpha");
+    writeHostFile(base + "/b.bin", QByteArray(70000, 'b'));
+    writeHostFile(base + "/folder/c.txt", "gamma");
+    writeHostFile(base + "/not-dropped.txt", "stays");
+    setModificationTime(base + "/a.txt", 1000000000, 5);
+    Window w;
+    dropFiles(w, {base + "/a.txt", base + "/b.bin", base + "/folder", base + "/.DS_Store"});
+    QCOMPARE(w.tab->sourceSlot()->nameLabel()->text(), QStringLiteral("add some files"));
+    QCOMPARE(w.tab->sourceSlot()->sizeLabel()->text(), QStringLiteral("3 files selected"));
+    QCOMPARE(w.tab->sourceSlot()->imageName(), QStringLiteral("ic_folder"));
+    QVERIFY(pick(w, 2, "Backup"));
+    QVERIFY(w.tab->cloneButton()->isEnabled());
+    QVERIFY(confirm(w).isEmpty());
+    QVERIFY(waitForEnd(w));
+    const QString copy = datedFolder(*mac, "/Volumes/Backup");
+    QCOMPARE(entries(copy), (QStringList{"a.txt", "b.bin", "folder"}));
+    for (const char* name : {"a.txt", "b.bin", "folder"})
+        QVERIFY(compareTrees(base + '/' + name, copy + '/' + name).isEmpty());
+}
+
+void TestDiskCopyWorkflow::refusesTheSameVolumeAndTooLittleSpace() {
+    auto mac = EmulatedMac::fromJson(kScenario);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    Window w;
+    QVERIFY(pick(w, 1, "Data"));
+    QVERIFY(pick(w, 2, "Data"));
+    QCOMPARE(takeError(w), SourceSlot::sameVolumeMessage());
+    QVERIFY(!w.tab->toVolume());
+    QCOMPARE(w.tab->destinationSlot()->imageName(), QStringLiteral("add"));
+    QCOMPARE(w.tab->destinationSlot()->nodeSelectLabel()->text(), SourceSlot::destinationHint());
+    QCOMPARE(w.tab->fromeVolume()->volumeName(), QStringLiteral("Data"));
+
+    // The other way round: the source slot is the one emptied.
+    QVERIFY(pick(w, 2, "Backup"));
+    QVERIFY(pick(w, 1, "Backup"));
+    QCOMPARE(takeError(w), SourceSlot::sameVolumeMessage());
+    QVERIFY(!w.tab->fromeVolume());
+    QVERIFY(!w.tab->copyTypeButton()->isVisible());
+    QVERIFY(!w.tab->cloneButton()->isEnabled());
+
+    // The whole of Data does not fit on Tiny.
+    QVERIFY(pick(w, 1, "Data"));
+    QVERIFY(pick(w, 2, "Tiny"));
+    QVERIFY(w.tab->usedSize() > w.tab->freeSize());
+    QCOMPARE(takeError(w), DiskCopyViewController::noSpaceMessage());
+    QVERIFY(!w.tab->cloneButton()->isEnabled());
+    QVERIFY(w.tab->destinationSlot()->hasErrorBackground());
+    QCOMPARE(w.tab->copyType(), 1);
+    QVERIFY(w.tab->copyTypeButton()->text().startsWith("Copy Some Files"));
+    w.shot("3-blocked");
+
+    // A selection that fits: one small file ticked at the top.
+    auto selection = makeFileNodeArray();
+    for (const QString& name : entries(mac->host("/Volumes/Data"))) {
+        if (EumeRoot::isSkippedName(name))
+            continue;
+        const QString path = "/Volumes/Data/" + name;
+        const QFileInfo info(mac->host(path));
+        FileNodeRef node = info.isDir() ? folderNode(path, 0) : fileNode(path, quint64(info.size()), 0);
+        selection->append(node);
+    }
+    FileNodeRef small;
+    for (const FileNodeRef& node : selection->toList()) {
+        if (!node->isDirectory() && node->size() < 500000)
+            small = node;
+    }
+    QVERIFY(small);
+    small->setState(1);
+    w.tab->closeWindowWithSelect(selection, qint64(small->size()));
+    QVERIFY(w.tab->cloneButton()->isEnabled());
+    QVERIFY(!w.tab->destinationSlot()->hasErrorBackground());
+    QCOMPARE(w.tab->sourceSlot()->nameLabel()->text(), QStringLiteral("1 files/folders"));
+    QVERIFY(errorWindows(w).isEmpty());
+}
+
+void TestDiskCopyWorkflow::cancelFinishesTheItemAndStartsNoOther() {
+    auto mac = EmulatedMac::fromJson(kScenario);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString held = makeStoppableSource(*mac);
+    const QString base = mac->host("/Users/alex/Work");
+    Window w;
+    dropFiles(w, {base + "/first.txt", base + "/bundle", base + "/last.txt"});
+    QVERIFY(pick(w, 2, "Backup"));
+    Hold hold(held);
+    if (!hold.ok())
+        QSKIP("this file system grants no leases");
+    confirm(w);
+    QVERIFY(waitUntil([&] { return hold.reached(); }, 20000));
+    QVERIFY(!w.main->isTabChangeAllowed());
+    QCOMPARE(w.tab->pathLabel()->text(), DiskCopyViewController::copyingText());
+    w.shot("6-copying");
+    QTest::mouseClick(w.tab->cancelButton(), Qt::LeftButton);
+    hold.release();
+    QVERIFY(waitForEnd(w));
+    w.shot("9-stopped");
+    QVERIFY(w.tab->endLabel()->text().contains(DiskCopyViewController::stoppedMessage()));
+    QVERIFY(w.main->isTabChangeAllowed());
+
+    // The folder in progress was finished; what came before it stays; nothing after started.
+    const QString copy = datedFolder(*mac, "/Volumes/Backup");
+    QCOMPARE(entries(copy), (QStringList{"bundle", "first.txt"}));
+    const QStringList differences = compareTrees(base + "/bundle", copy + "/bundle");
+    QVERIFY2(differences.isEmpty(), qPrintable(differences.join('\n')));
+}
+
+void TestDiskCopyWorkflow::cancelHoldsInNestedHalfSelectedFolders() {
+    auto mac = EmulatedMac::fromJson(kScenario);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString root = "/Volumes/Data/Nest";
+    for (const char* path : {"A/B/C/c1.txt", "A/B/C/c2.txt", "A/B/b2.txt", "A/a2.txt", "z.txt"})
+        writeHostFile(mac->host(root + '/' + path), path);
+    // Nest (half) > A (half) > B (half) > C (half) > c1, c2 ticked; b2, a2, z.txt ticked after.
+    FileNodeRef nest = folderNode(root, 2);
+    FileNodeRef a = folderNode(root + "/A", 2, nest.data());
+    FileNodeRef b = folderNode(root + "/A/B", 2, a.data());
+    FileNodeRef c = folderNode(root + "/A/B/C", 2, b.data());
+    fileNode(root + "/A/B/C/c1.txt", 12, 1, c.data());
+    fileNode(root + "/A/B/C/c2.txt", 12, 1, c.data());
+    fileNode(root + "/A/B/b2.txt", 10, 1, b.data());
+    fileNode(root + "/A/a2.txt", 8, 1, a.data());
+    fileNode(root + "/z.txt", 5, 1, nest.data());
+    auto selection = makeFileNodeArray();
+    selection->append(nest);
+
+    Window w;
+    QVERIFY(pick(w, 1, "Data"));
+    QVERIFY(pick(w, 2, "Backup"));
+    w.tab->closeWindowWithSelect(selection, 47);
+    Hold hold(mac->host(root + "/A/B/C/c1.txt"));
+    if (!hold.ok())
+        QSKIP("this file system grants no leases");
+    confirm(w);
+    QVERIFY(waitUntil([&] { return hold.reached(); }, 20000));
+    QTest::mouseClick(w.tab->cancelButton(), Qt::LeftButton);
+    hold.release();
+    QVERIFY(waitForEnd(w));
+    QVERIFY(w.tab->endLabel()->text().contains(DiskCopyViewController::stoppedMessage()));
+    QVERIFY(waitUntil([&] { return w.tab->doCopy()->activeRuns() == 0; }, 5000));
+    QTest::qWait(200); // nothing may still be on its way
+
+    const QString copy = datedFolder(*mac, "/Volumes/Backup");
+    QCOMPARE(entries(copy), QStringList{"A"});
+    QCOMPARE(entries(copy + "/A"), QStringList{"B"});
+    QCOMPARE(entries(copy + "/A/B"), QStringList{"C"});
+    QCOMPARE(entries(copy + "/A/B/C"), QStringList{"c1.txt"});
+}
+
+void TestDiskCopyWorkflow::destinationUnpluggedDuringTheCopy() {
+    auto mac = EmulatedMac::fromJson(kScenario);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString held = makeStoppableSource(*mac);
+    const QString base = mac->host("/Users/alex/Work");
+    Window w;
+    dropFiles(w, {base + "/first.txt", base + "/bundle", base + "/last.txt"});
+    QVERIFY(pick(w, 2, "Backup"));
+    Hold hold(held);
+    if (!hold.ok())
+        QSKIP("this file system grants no leases");
+    confirm(w);
+    QVERIFY(waitUntil([&] { return hold.reached(); }, 20000));
+    QVERIFY(mac->unplug("backup"));
+    hold.release();
+    QVERIFY(waitForEnd(w));
+    w.shot("8-failed");
+    QVERIFY(w.tab->endLabel()->text().contains(DiskCopyViewController::failedMessage()));
+    // No link to a folder that is gone.
+    QVERIFY(!w.tab->endLabel()->text().contains("href"));
+    QVERIFY(w.main->isTabChangeAllowed());
+    QVERIFY(!QFileInfo::exists(mac->host("/Volumes/Backup")));
+}
+
+void TestDiskCopyWorkflow::fatStickGetsItsFolderAndLeavesOutWhatItCannotStore() {
+    auto mac = EmulatedMac::fromJson(kScenario);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString base = mac->host("/Users/alex/Movies");
+    QFile big(base + "/film.mkv");
+    QVERIFY(QDir().mkpath(base) && big.open(QIODevice::WriteOnly) && big.resize(5'000'000'000LL));
+    big.close();
+    writeHostFile(base + "/notes 10:30.txt", "a colon");
+    writeHostFile(base + "/plain.txt", "plain");
+    writeHostFile(base + "/Trip/day1.txt", "day one");
+    writeHostFile(base + "/Trip/what?.txt", "a question mark");
+    Window w;
+    dropFiles(w, {base + "/film.mkv", base + "/notes 10:30.txt", base + "/plain.txt", base + "/Trip"});
+    QVERIFY(pick(w, 2, "STICK"));
+    const QStringList listed = confirm(w, "5-confirming-with-left-out");
+    QCOMPARE(listed.size(), 3);
+    QVERIFY(listed[0].startsWith("film.mkv (5.00 GB)"));
+    QVERIFY(listed[1].startsWith("notes 10:30.txt:"));
+    QVERIFY(listed[2].startsWith("what?.txt:"));
+    QVERIFY(waitForEnd(w));
+    QVERIFY2(w.tab->endLabel()->text().contains("Copy completed!"), qPrintable(w.tab->endLabel()->text()));
+
+    // The dated folder is on the stick, with dots for the colons; nothing went to the Desktop.
+    const QString copy = datedFolder(*mac, "/Volumes/STICK");
+    QVERIFY(!copy.isEmpty());
+    QVERIFY(!QFileInfo(copy).fileName().contains(':'));
+    QVERIFY(entries(mac->host("/Users/alex/Desktop")).filter("Tavrill").isEmpty());
+    QCOMPARE(entries(copy), (QStringList{"Trip", "plain.txt"}));
+    QCOMPARE(entries(copy + "/Trip"), QStringList{"day1.txt"});
+    QVERIFY(compareTrees(base + "/plain.txt", copy + "/plain.txt").isEmpty());
+}
+
+void TestDiskCopyWorkflow::quitAndCloseDuringACopy() {
+    auto mac = EmulatedMac::fromJson(kScenario);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString held = makeStoppableSource(*mac);
+    const QString base = mac->host("/Users/alex/Work");
+    for (bool quit : {true, false}) {
+        QDir(mac->host("/Volumes/Backup")).removeRecursively();
+        QDir().mkpath(mac->host("/Volumes/Backup"));
+        auto w = std::make_unique<Window>();
+        dropFiles(*w, {base + "/first.txt", base + "/bundle", base + "/last.txt"});
+        QVERIFY(pick(*w, 2, "Backup"));
+        Hold hold(held);
+        if (!hold.ok())
+            QSKIP("this file system grants no leases");
+        confirm(*w);
+        QVERIFY(waitUntil([&] { return hold.reached(); }, 20000));
+        std::shared_ptr<DoCopyFiles> run = w->tab->doCopy();
+        // The held open returns a moment later, while the main thread is closing.
+        std::thread letGo([&hold] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            hold.release();
+        });
+        if (quit) {
+            w->main->closeWindow();
+            QCOMPARE(w->exits, QList<int>{0});
+        }
+        w.reset();
+        letGo.join();
+        QVERIFY(run->waitForRuns(10000));
+        // Stopped at once: the file being written is gone, nothing after it started.
+        const QString copy = datedFolder(*mac, "/Volumes/Backup");
+        QCOMPARE(entries(copy), (QStringList{"bundle", "first.txt"}));
+        QVERIFY(!QFileInfo::exists(copy + "/bundle/" + QFileInfo(held).fileName()));
+        QCoreApplication::processEvents();
+    }
+}

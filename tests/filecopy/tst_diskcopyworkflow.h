@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QObject>
+
+class TestDiskCopyWorkflow : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void copiesAWholeVolumeIntoTheDatedFolder();
+    void copiesThreeDroppedFiles();
+    void refusesTheSameVolumeAndTooLittleSpace();
+    void cancelFinishesTheItemAndStartsNoOther();
+    void cancelHoldsInNestedHalfSelectedFolders();
+    void destinationUnpluggedDuringTheCopy();
+    void fatStickGetsItsFolderAndLeavesOutWhatItCannotStore();
+    void quitAndCloseDuringACopy();
+};
