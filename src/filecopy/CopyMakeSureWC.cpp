@@ -58,6 +58,7 @@ CopyMakeSureWC::CopyMakeSureWC(const QString& destinationName, const QStringList
         m_leftOut->setFocusPolicy(Qt::NoFocus);
         m_leftOut->setFont(KitStyle::font(12));
         m_leftOut->setWordWrap(true);
+        m_leftOut->setSpacing(3);
         m_leftOut->setTextElideMode(Qt::ElideNone);
         m_leftOut->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         m_leftOut->setFixedHeight(qMin(160, 38 * int(leftOut.size()) + 8));

@@ -101,6 +101,10 @@ DiskCopyViewController::~DiskCopyViewController() {
     stopCopy(true);
     // Listings stop with their Controller; none calls back afterwards.
     m_controller.reset();
+    if (m_listWindow) {
+        m_listWindow->setDelegate(nullptr);
+        delete m_listWindow.data();
+    }
     delete m_pickerPopover.data();
     delete m_typePopover.data();
     if (m_makeSure)
@@ -367,7 +371,25 @@ void DiskCopyViewController::changeCloneButtonActon() {
 // Choosing some files.
 
 void DiskCopyViewController::doShowSearchView() {
-    // The file list window is opened here; see closeWindowWithSelect for its answer.
+    if (m_listWindow || (!m_source->volume() && !m_source->nodes()))
+        return;
+    auto* list = new DiskListWC(window());
+    list->setAttribute(Qt::WA_DeleteOnClose);
+    list->setDelegate(this);
+    m_listWindow = list;
+    // Closed without "Done": a whole source that was not narrowed stays whole.
+    connect(list, &QDialog::rejected, this, [this] {
+        if (m_source->selectFilesSize() < 0 && !m_destinationView->hasErrorBackground())
+            setCopyType(0);
+    });
+    list->open();
+    if (const FileNodeArrayRef earlier = m_source->nodes()) {
+        const QString path =
+            m_source->volume() ? m_source->volume()->volumePath() : QFileInfo(earlier->at(0)->path()).path();
+        list->setArrForListWithArr(earlier, path);
+    } else {
+        list->showDetailWithPath(m_source->volume()->volumeMountPoint());
+    }
 }
 
 void DiskCopyViewController::closeWindowWithSelect(const FileNodeArrayRef& select, qint64 selectSize) {

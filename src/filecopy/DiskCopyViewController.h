@@ -3,6 +3,7 @@
 #include "filecopy/Controller.h"
 #include "filecopy/CopyMakeSureWC.h"
 #include "filecopy/DestinationCheck.h"
+#include "filecopy/DiskListWC.h"
 #include "filecopy/DoCopyFiles.h"
 #include "filecopy/SelectAllFilePopVC.h"
 #include "filecopy/SourceSlot.h"
@@ -50,6 +51,7 @@ class DiskCopyViewController : public QWidget,
                                public SelectAllFilePopVCDelegate,
                                public CopyMakeSureWCDelegate,
                                public ControllerDelegate,
+                               public DiskListWCDelegate,
                                public DoCopyFilesDelegate {
     Q_OBJECT
 public:
@@ -88,7 +90,8 @@ public:
     void changeSelectCopyType();
     void changeCloneButtonActon();
     void doShowSearchView();
-    void closeWindowWithSelect(const FileNodeArrayRef& select, qint64 selectSize);
+    // DiskListWCDelegate: the ticked tree and its bytes.
+    void closeWindowWithSelect(const FileNodeArrayRef& select, qint64 selectSize) override;
     void cloneButtonAction();
     void doCopyAction();
     void cancelButtonAction();
@@ -132,6 +135,7 @@ public:
     SelectDiskViewController* picker() const;
     SelectAllFilePopVC* copyTypePopup() const;
     CopyMakeSureWC* makeSure() const { return m_makeSure; }
+    DiskListWC* listWindow() const { return m_listWindow; }
 
 Q_SIGNALS:
     // The copy has ended and an end view shows.
@@ -188,4 +192,5 @@ private:
     QPointer<Popover> m_pickerPopover;
     QPointer<Popover> m_typePopover;
     QPointer<CopyMakeSureWC> m_makeSure;
+    QPointer<DiskListWC> m_listWindow;
 };

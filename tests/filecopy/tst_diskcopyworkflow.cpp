@@ -9,7 +9,12 @@
 #include "app/MainWindowController.h"
 #include "filecopy/CopyMakeSureWC.h"
 #include "filecopy/DiskCopyViewController.h"
+#include "filecopy/DiskListWC.h"
 #include "filecopy/EumeRoot.h"
+#include "filecopy/FileNodeTreeModel.h"
+#include "filecopy/ListFileViewController.h"
+#include "filecopy/NewOutlineView.h"
+#include "filecopy/SelectAllFilePopVC.h"
 #include "platform/Machine.h"
 #include "ui/DragView.h"
 #include "ui/ErrorWindowController.h"
@@ -193,6 +198,64 @@ QString makeStoppableSource(EmulatedMac& mac) {
     return base + "/bundle/" + listingOrder(base + "/bundle").last();
 }
 
+// The file list window, opened through the copy-type pop-up's "Copy Some Files", once its top
+// level is listed.
+DiskListWC* openFileList(Window& w) {
+    QTest::mouseClick(w.tab->copyTypeButton(), Qt::LeftButton);
+    if (!waitUntil([&] { return w.tab->copyTypePopup() != nullptr; }, 2000))
+        return nullptr;
+    QTest::mouseClick(w.tab->copyTypePopup()->row(1), Qt::LeftButton);
+    DiskListWC* list = nullptr;
+    waitUntil(
+        [&] { return (list = w.tab->listWindow()) && list->isVisible() && !list->listFileVC()->isScan(); },
+        15000);
+    return list;
+}
+
+FileNode* nodeAt(DiskListWC* list, const QString& path) {
+    FileNodeList level = list->listFileVC()->rootNodeArr()->toList();
+    for (;;) {
+        FileNode* within = nullptr;
+        for (const FileNodeRef& node : level) {
+            if (node->path() == path)
+                return node.data();
+            if (path.startsWith(node->path() + '/'))
+                within = node.data();
+        }
+        if (!within)
+            return nullptr;
+        level = within->children().toList();
+    }
+}
+
+QModelIndex indexOf(DiskListWC* list, const QString& path) {
+    FileNode* node = nodeAt(list, path);
+    return node ? list->listFileVC()->model()->indexOfNode(node) : QModelIndex();
+}
+
+// Opens a folder row and waits for its children.
+bool expand(DiskListWC* list, const QString& path) {
+    const QModelIndex index = indexOf(list, path);
+    if (!index.isValid())
+        return false;
+    list->listFileVC()->outlineView()->expand(index);
+    return waitUntil([&] { return nodeAt(list, path)->children().count() > 0; }, 10000);
+}
+
+// A click on a row's checkbox.
+bool tick(DiskListWC* list, const QString& path) {
+    FileNode* node = nodeAt(list, path);
+    if (!node)
+        return false;
+    list->listFileVC()->outlineViewSetObjectValue(node);
+    return true;
+}
+
+bool done(Window& w, DiskListWC* list) {
+    QTest::mouseClick(list->listFileVC()->doneButton(), Qt::LeftButton);
+    return waitUntil([&] { return !w.tab->listWindow(); }, 20000);
+}
+
 } // namespace
 
 void TestDiskCopyWorkflow::init() {
@@ -307,28 +370,66 @@ void TestDiskCopyWorkflow::refusesTheSameVolumeAndTooLittleSpace() {
     QVERIFY(w.tab->copyTypeButton()->text().startsWith("Copy Some Files"));
     w.shot("3-blocked");
 
-    // A selection that fits: one small file ticked at the top.
-    auto selection = makeFileNodeArray();
-    for (const QString& name : entries(mac->host("/Volumes/Data"))) {
-        if (EumeRoot::isSkippedName(name))
-            continue;
-        const QString path = "/Volumes/Data/" + name;
-        const QFileInfo info(mac->host(path));
-        FileNodeRef node = info.isDir() ? folderNode(path, 0) : fileNode(path, quint64(info.size()), 0);
-        selection->append(node);
+    // A selection that fits, through the file list: everything unticked, one small file ticked.
+    DiskListWC* list = openFileList(w);
+    QVERIFY(list);
+    list->listFileVC()->setAllSelectOrNoSelect();
+    QCOMPARE(list->listFileVC()->selectAllButSt(), 0);
+    QString small;
+    for (const FileNodeRef& node : list->listFileVC()->rootNodeArr()->toList()) {
+        if (!node->isDirectory() && node->size() < 500000 && !QFileInfo(mac->host(node->path())).isSymLink())
+            small = node->path();
     }
-    FileNodeRef small;
-    for (const FileNodeRef& node : selection->toList()) {
-        if (!node->isDirectory() && node->size() < 500000)
-            small = node;
-    }
-    QVERIFY(small);
-    small->setState(1);
-    w.tab->closeWindowWithSelect(selection, qint64(small->size()));
+    QVERIFY(tick(list, small));
+    QVERIFY(done(w, list));
+    QCOMPARE(w.tab->selectFilesSize(), qint64(QFileInfo(mac->host(small)).size()));
     QVERIFY(w.tab->cloneButton()->isEnabled());
     QVERIFY(!w.tab->destinationSlot()->hasErrorBackground());
     QCOMPARE(w.tab->sourceSlot()->nameLabel()->text(), QStringLiteral("1 files/folders"));
     QVERIFY(errorWindows(w).isEmpty());
+}
+
+void TestDiskCopyWorkflow::copiesSomeFilesChosenInTheFileList() {
+    auto mac = EmulatedMac::fromJson(kScenario);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    for (const char* path : {"Deep/L1/L2/target.txt", "Deep/L1/L2/beside.txt", "Deep/L1/other.txt",
+                             "Deep/x.txt", "Open/o1.txt", "Open/o2.txt"})
+        writeHostFile(mac->host(QStringLiteral("/Volumes/Data/") + path), path);
+    Window w;
+    QVERIFY(pick(w, 1, "Data"));
+    QVERIFY(pick(w, 2, "Backup"));
+    DiskListWC* list = openFileList(w);
+    QVERIFY(list);
+    saveScreenshot(list, kFolder, "filelist-over-the-tab");
+
+    // Nothing but: a file deep in a folder closed again, and an opened folder less one file.
+    list->listFileVC()->setAllSelectOrNoSelect();
+    QVERIFY(expand(list, "/Volumes/Data/Deep"));
+    QVERIFY(expand(list, "/Volumes/Data/Deep/L1"));
+    QVERIFY(expand(list, "/Volumes/Data/Deep/L1/L2"));
+    QVERIFY(tick(list, "/Volumes/Data/Deep/L1/L2/target.txt"));
+    list->listFileVC()->outlineView()->collapse(indexOf(list, "/Volumes/Data/Deep"));
+    QVERIFY(tick(list, "/Volumes/Data/Open"));
+    QVERIFY(expand(list, "/Volumes/Data/Open"));
+    QVERIFY(tick(list, "/Volumes/Data/Open/o2.txt"));
+    QCOMPARE(nodeAt(list, "/Volumes/Data/Deep")->state(), 2);
+    QCOMPARE(nodeAt(list, "/Volumes/Data/Open")->state(), 2);
+    QVERIFY(done(w, list));
+    QCOMPARE(w.tab->sourceSlot()->nameLabel()->text(), QStringLiteral("2 files/folders"));
+    QCOMPARE(w.tab->selectFilesSize(), qint64(qstrlen("Deep/L1/L2/target.txt") + qstrlen("Open/o1.txt")));
+
+    QVERIFY(confirm(w).isEmpty());
+    QVERIFY(waitForEnd(w));
+    QVERIFY(w.tab->endLabel()->text().contains("Copy completed!"));
+    // The ticked children of a half-selected top-level folder land in the copy folder itself;
+    // deeper half-selected folders are made.
+    const QString copy = datedFolder(*mac, "/Volumes/Backup");
+    QCOMPARE(entries(copy), (QStringList{"L1", "o1.txt"}));
+    QCOMPARE(entries(copy + "/L1"), QStringList{"L2"});
+    QCOMPARE(entries(copy + "/L1/L2"), QStringList{"target.txt"});
+    QVERIFY(
+        compareTrees(mac->host("/Volumes/Data/Deep/L1/L2/target.txt"), copy + "/L1/L2/target.txt").isEmpty());
+    QVERIFY(compareTrees(mac->host("/Volumes/Data/Open/o1.txt"), copy + "/o1.txt").isEmpty());
 }
 
 void TestDiskCopyWorkflow::cancelFinishesTheItemAndStartsNoOther() {

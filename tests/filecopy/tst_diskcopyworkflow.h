@@ -9,6 +9,7 @@ private Q_SLOTS:
     void copiesAWholeVolumeIntoTheDatedFolder();
     void copiesThreeDroppedFiles();
     void refusesTheSameVolumeAndTooLittleSpace();
+    void copiesSomeFilesChosenInTheFileList();
     void cancelFinishesTheItemAndStartsNoOther();
     void cancelHoldsInNestedHalfSelectedFolders();
     void destinationUnpluggedDuringTheCopy();
