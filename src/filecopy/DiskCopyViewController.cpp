@@ -226,6 +226,7 @@ void DiskCopyViewController::doSelectDiskWithVolume(const VolumeObjRef& volume) 
         m_pickerPopover->closePopover();
     if (!volume)
         return;
+    dropPendingStart();
     if (m_openPopType == 2) {
         if (SourceSlot::isSameVolume(m_source->volume(), volume)) {
             clearDestination();
@@ -260,6 +261,7 @@ void DiskCopyViewController::closeDiskValue(int slot) {
 }
 
 void DiskCopyViewController::clearSource() {
+    dropPendingStart();
     m_source->clear();
     m_copyArr.reset();
     setCopyType(0);
@@ -268,6 +270,7 @@ void DiskCopyViewController::clearSource() {
 }
 
 void DiskCopyViewController::clearDestination() {
+    dropPendingStart();
     m_toVolume.reset();
     m_freeSize = -1;
     SourceSlot::clearDestination(m_destinationView);
@@ -277,6 +280,7 @@ void DiskCopyViewController::clearDestination() {
 void DiskCopyViewController::viewDragAction(const QStringList& paths) {
     if (SourceSlot::nodesForDroppedPaths(paths).isEmpty())
         return;
+    dropPendingStart();
     m_source->showDrop(paths, dropName());
     m_copyArr.reset();
     setCopyType(0);
@@ -337,17 +341,11 @@ void DiskCopyViewController::changeSelectCopyType() {
     const std::int64_t need = m_source->selectFilesSize() >= 0 ? m_source->selectFilesSize() : used;
     if (need <= m_freeSize) {
         m_copyTypeButton->setEnabled(true);
-        m_cloneButton->setEnabled(true);
-        m_destinationView->setErrorBackground(false);
-        if (m_toVolume)
-            m_destinationView->setImage(SourceSlot::volumeImage(*m_toVolume));
+        showFits(true);
         return;
     }
     // Too much: the user can still narrow the selection through "Copy Some Files".
-    setCopyType(1);
-    m_cloneButton->setEnabled(false);
-    m_destinationView->setImage(QStringLiteral("add"));
-    m_destinationView->setErrorBackground(true);
+    showFits(false);
     showError(noSpaceMessage());
 }
 
@@ -355,17 +353,18 @@ void DiskCopyViewController::changeCloneButtonActon() {
     const bool dropWithDestination = m_source->isDragValue() && m_freeSize >= 0;
     if (!dropWithDestination && (m_source->usedSize() < 0 || m_freeSize < 0))
         return;
-    if (m_source->selectFilesSize() <= m_freeSize) {
-        m_cloneButton->setEnabled(true);
-        m_destinationView->setErrorBackground(false);
-        if (m_toVolume)
-            m_destinationView->setImage(SourceSlot::volumeImage(*m_toVolume));
-        return;
+    showFits(m_source->selectFilesSize() <= m_freeSize);
+}
+
+void DiskCopyViewController::showFits(bool fits) {
+    m_cloneButton->setEnabled(fits);
+    m_destinationView->setErrorBackground(!fits);
+    if (!fits) {
+        setCopyType(1);
+        m_destinationView->setImage(QStringLiteral("add"));
+    } else if (m_toVolume) {
+        m_destinationView->setImage(SourceSlot::volumeImage(*m_toVolume));
     }
-    setCopyType(1);
-    m_cloneButton->setEnabled(false);
-    m_destinationView->setImage(QStringLiteral("add"));
-    m_destinationView->setErrorBackground(true);
 }
 
 // Choosing some files.
@@ -393,6 +392,7 @@ void DiskCopyViewController::doShowSearchView() {
 }
 
 void DiskCopyViewController::closeWindowWithSelect(const FileNodeArrayRef& select, qint64 selectSize) {
+    dropPendingStart();
     QvConsoleLog("---%d items", select ? int(select->count()) : 0);
     m_source->showSelection(select, selectSize);
     m_copyArr.reset();
@@ -405,6 +405,7 @@ void DiskCopyViewController::closeWindowWithSelect(const FileNodeArrayRef& selec
 void DiskCopyViewController::cloneButtonAction() {
     m_copyArr = m_source->nodes();
     m_cloneButton->setEnabled(false);
+    m_starting = true;
     if (m_copyArr) {
         doCopyAction();
         return;
@@ -419,7 +420,7 @@ void DiskCopyViewController::cloneButtonAction() {
 
 void DiskCopyViewController::copyFileScanFiles() {
     onMain([self = QPointer<DiskCopyViewController>(this)] {
-        if (self)
+        if (self && self->m_starting)
             self->doCopyAction();
     });
 }
@@ -427,6 +428,7 @@ void DiskCopyViewController::copyFileScanFiles() {
 void DiskCopyViewController::doCopyAction() {
     setBusy(QString());
     if (!anythingTicked(m_copyArr)) {
+        m_starting = false;
         m_cloneButton->setEnabled(true);
         showError(noSelectionMessage());
         return;
@@ -451,8 +453,9 @@ void DiskCopyViewController::startDestinationCheck() {
         if (stop->load())
             return;
         onMain([self, items, stop] {
-            if (!self || stop->load())
+            if (!self || stop->load() || !self->m_starting)
                 return;
+            self->m_starting = false;
             self->m_leftOut = items;
             self->setBusy(QString());
             self->showMakeSure();
@@ -613,6 +616,14 @@ void DiskCopyViewController::stopCopy(bool forGood) {
         m_doCopy->abort();
         m_doCopy->waitForRuns(5000);
     }
+}
+
+void DiskCopyViewController::dropPendingStart() {
+    if (!m_starting)
+        return;
+    m_starting = false;
+    m_checkStop->store(true);
+    setBusy(QString());
 }
 
 void DiskCopyViewController::showError(const QString& text) {

@@ -147,6 +147,8 @@ private:
     void buildEndView();
     void setCopyType(int type);
     void setCopyTypeShown(bool shown, bool enabled);
+    // "Copy Now" and the destination slot's look for a selection that fits or does not.
+    void showFits(bool fits);
     void clearSource();
     void clearDestination();
     void showError(const QString& text);
@@ -156,6 +158,9 @@ private:
     void showEnd(bool success, const QString& text);
     void waitForStop();
     void stopCopy(bool forGood);
+    // Drops a start under way (the listing of a whole volume, the destination check) when a
+    // slot changes: its answer would be for a choice the user no longer has.
+    void dropPendingStart();
 
     DiskCopyVCDelegate* m_delegate = nullptr;
     SelectValueView* m_sourceView;
@@ -168,6 +173,7 @@ private:
     int m_copyType = 0;
     bool m_isPopSortWin = false;
     bool m_copying = false;
+    bool m_starting = false; // from "Copy Now" until the confirmation shows
     QString m_openUrl;
     std::unique_ptr<Controller> m_controller;
     std::shared_ptr<DoCopyFiles> m_doCopy;

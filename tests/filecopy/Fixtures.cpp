@@ -5,7 +5,10 @@
 #include <QDir>
 #include <QFile>
 
+#include <csignal>
 #include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 void writeSized(TestMachine& mac, const QString& macPath, qsizetype length) {
     mac.writeFile(macPath, QByteArray(length, 'z'));
@@ -51,4 +54,27 @@ FileNodeRef folderNode(const QString& path, qint64 state, FileNode* father) {
     if (father)
         father->children().append(n);
     return n;
+}
+
+Hold::Hold(const QString& hostPath) {
+    m_fd = ::open(QFile::encodeName(hostPath).constData(), O_RDONLY | O_CLOEXEC);
+    // Breaking the lease signals its holder (this process); the signal is of no use here.
+    m_previous = std::signal(SIGIO, SIG_IGN);
+    m_ok = m_fd >= 0 && ::fcntl(m_fd, F_SETLEASE, F_WRLCK) == 0;
+}
+
+Hold::~Hold() {
+    release();
+    if (m_fd >= 0)
+        ::close(m_fd);
+    std::signal(SIGIO, m_previous);
+}
+
+bool Hold::reached() const {
+    return ::fcntl(m_fd, F_GETLEASE) != F_WRLCK;
+}
+
+void Hold::release() {
+    if (m_fd >= 0)
+        ::fcntl(m_fd, F_SETLEASE, F_UNLCK);
 }

@@ -17,3 +17,24 @@ QStringList listingOrder(const QString& hostFolder);
 QStringList describe(const FileNodeList& nodes);
 FileNodeRef fileNode(const QString& path, quint64 size, qint64 state = 1, FileNode* father = nullptr);
 FileNodeRef folderNode(const QString& path, qint64 state = 1, FileNode* father = nullptr);
+
+// Holds a copy when it opens a file: a lease is taken on the file, and another open of it waits
+// until the lease is given back. Tests see when the copy is waiting there; no timing involved.
+class Hold {
+public:
+    explicit Hold(const QString& hostPath);
+    ~Hold();
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+
+    // False where the file system grants no leases (the test is then skipped).
+    bool ok() const { return m_ok; }
+    // Whether something is waiting to open the file.
+    bool reached() const;
+    void release();
+
+private:
+    int m_fd = -1;
+    bool m_ok = false;
+    void (*m_previous)(int) = nullptr;
+};

@@ -32,23 +32,6 @@ void makeSparse(TestMachine& mac, const QString& macPath, qint64 size) {
 
 } // namespace
 
-void TestDestinationCheck::rulesByFileSystem() {
-    const DestinationCheck::Rules fat = DestinationCheck::Rules::forFileSystem("msdos", false);
-    QCOMPARE(fat.maxFileSize, 4294967295LL);
-    QVERIFY(fat.refusedChars.contains(':') && fat.refusedChars.contains('\\') &&
-            fat.refusedChars.contains(QChar(1)));
-    QVERIFY(fat.foldsCase);
-    const DestinationCheck::Rules exfat = DestinationCheck::Rules::forFileSystem("exfat", false);
-    QCOMPARE(exfat.maxFileSize, -1);
-    QVERIFY(exfat.refusedChars.contains('?'));
-    const DestinationCheck::Rules apfs = DestinationCheck::Rules::forFileSystem("apfs", false);
-    QVERIFY(apfs.refusedChars.isEmpty() && apfs.foldsCase && apfs.maxFileSize < 0);
-    QVERIFY(!DestinationCheck::Rules::forFileSystem("apfs", true).foldsCase);
-    QVERIFY(!DestinationCheck::Rules::forFileSystem("hfs", true).reachInside(false));
-    QVERIFY(!apfs.reachInside(true));
-    QVERIFY(apfs.reachInside(false));
-}
-
 void TestDestinationCheck::findsWhatAFatStickCannotStore() {
     TestMachine mac;
     makeSparse(mac, "/Volumes/Src/movie.mkv", 5'000'000'000LL);

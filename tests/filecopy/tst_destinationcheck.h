@@ -5,7 +5,6 @@
 class TestDestinationCheck : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void rulesByFileSystem();
     void findsWhatAFatStickCannotStore();
     void caseClashesOnAVolumeThatFoldsCase();
 };

@@ -13,12 +13,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QMutex>
-#include <QScopeGuard>
 #include <QTest>
-
-#include <csignal>
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 
@@ -207,24 +202,17 @@ void TestDoCopyFiles::cancelHoldsInNestedHalfSelectedFolders() {
     fileNode("/Volumes/Src/Top/A/a2.txt", 10, 1, a.data());
     fileNode("/Volumes/Src/Top/t2.txt", 10, 1, top.data());
 
-    const int held = ::open(QFile::encodeName(mac.host("/Volumes/Src/Top/A/B/b1.txt")).constData(), O_RDONLY);
-    QVERIFY(held >= 0);
-    const auto previousHandler = std::signal(SIGIO, SIG_IGN);
-    auto cleanUp = qScopeGuard([&] {
-        ::fcntl(held, F_SETLEASE, F_UNLCK);
-        ::close(held);
-        std::signal(SIGIO, previousHandler);
-    });
-    if (::fcntl(held, F_SETLEASE, F_WRLCK) != 0)
+    Hold hold(mac.host("/Volumes/Src/Top/A/B/b1.txt"));
+    if (!hold.ok())
         QSKIP("this file system grants no leases");
 
     std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
     CopyRecorder recorder;
     copier->setDelegate(&recorder);
     copier->doCopyFilesWithArr({top, fileNode("/Volumes/Src/other.txt", 10)}, "/Volumes/Dest/out");
-    QVERIFY(waitUntil([&] { return ::fcntl(held, F_GETLEASE) != F_WRLCK; }, 20000));
+    QVERIFY(waitUntil([&] { return hold.reached(); }, 20000));
     copier->setIsCancel(true);
-    QCOMPARE(::fcntl(held, F_SETLEASE, F_UNLCK), 0);
+    hold.release();
     QVERIFY(waitUntil([&] { return copier->activeRuns() == 0; }, 60000));
 
     // b1 was finished where the tree puts it; nothing after it started, anywhere.
@@ -291,17 +279,8 @@ void TestDoCopyFiles::cancelDuringALargeItemFinishesItAndStartsNoOther() {
     FileNodeList nodes = {folderNode("/Volumes/Src/bundle")};
     nodes += selectedFiles(mac, "/Volumes/Src", 2);
 
-    const QByteArray heldPath = QFile::encodeName(mac.host("/Volumes/Src/bundle/" + order.last()));
-    const int held = ::open(heldPath.constData(), O_RDONLY | O_CLOEXEC);
-    QVERIFY(held >= 0);
-    // Breaking the lease signals its holder (this process); the signal is of no use here.
-    const auto previousHandler = std::signal(SIGIO, SIG_IGN);
-    auto cleanUp = qScopeGuard([&] {
-        ::fcntl(held, F_SETLEASE, F_UNLCK);
-        ::close(held);
-        std::signal(SIGIO, previousHandler);
-    });
-    if (::fcntl(held, F_SETLEASE, F_WRLCK) != 0)
+    Hold hold(mac.host("/Volumes/Src/bundle/" + order.last()));
+    if (!hold.ok())
         QSKIP("this file system grants no leases");
 
     std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
@@ -309,11 +288,11 @@ void TestDoCopyFiles::cancelDuringALargeItemFinishesItAndStartsNoOther() {
     copier->setDelegate(&recorder);
     copier->doCopyFilesWithArr(nodes, "/Volumes/Dest/out");
     // The lease is being broken once the copy tries to open the held file.
-    QVERIFY(waitUntil([&] { return ::fcntl(held, F_GETLEASE) != F_WRLCK; }, 20000));
+    QVERIFY(waitUntil([&] { return hold.reached(); }, 20000));
     QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out")), QStringList{"bundle"});
     QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out/bundle")).size(), order.size() - 1);
     copier->setIsCancel(true);
-    QCOMPARE(::fcntl(held, F_SETLEASE, F_UNLCK), 0);
+    hold.release();
     QVERIFY(waitUntil([&] { return copier->activeRuns() == 0; }, 60000));
 
     // The folder was copied to its end, with everything in it; the items after it never started.

@@ -29,8 +29,7 @@ int status(int what, int stage, copyfile_state_t, const char* source, const char
         progress->aborted = true;
         return COPYFILE_QUIT;
     }
-    if (stage == COPYFILE_START &&
-        (what == COPYFILE_RECURSE_FILE || what == COPYFILE_RECURSE_DIR || what == COPYFILE_RECURSE_SYMLINK) &&
+    if (stage == COPYFILE_START && (what == COPYFILE_RECURSE_FILE || what == COPYFILE_RECURSE_DIR) &&
         control.skip && source && control.skip(source))
         return COPYFILE_SKIP;
     return COPYFILE_CONTINUE;
