@@ -18,7 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         fuzzCheck(!volume->volumeTotalSize().isEmpty() && !volume->volumeFreeSize().isEmpty(),
                   "a volume record has its size texts");
     if (const VolumeObjRef disk = VolumeEnumerator::usbDiskFromInfo(*info))
-        fuzzCheck(!disk->volumeName().isNull() && disk->bCanEject(), "a USB disk record is named and external");
+        fuzzCheck(!disk->volumeName().isNull() && disk->bCanEject(),
+                  "a USB disk record is named and external");
 
     if (const std::optional<QVariantMap> drive = QvUSBControl::driveFromInfo(*info)) {
         fuzzCheck(drive->value(QStringLiteral("QvUSBTotalSize")).toLongLong() >= 2'500'000'000LL,
@@ -33,6 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
 
     const VolumeObjRef record = DiskManagerEngine::volumeFromInfo(*info);
-    fuzzCheck(record->volRootDir() == record->volumePath(), "both device paths of a Disk Manager record agree");
+    fuzzCheck(record->volRootDir() == record->volumePath(),
+              "both device paths of a Disk Manager record agree");
     return 0;
 }

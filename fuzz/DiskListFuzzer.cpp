@@ -21,7 +21,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const QVariant& e : list->value(QStringLiteral("AllDisksAndPartitions")).toList()) {
         const QVariantMap entry = e.toMap();
         QVariantMap drive;
-        drive.insert(QStringLiteral("QvUSBBsdName"), entry.value(QStringLiteral("DeviceIdentifier")).toString());
+        drive.insert(QStringLiteral("QvUSBBsdName"),
+                     entry.value(QStringLiteral("DeviceIdentifier")).toString());
         drive.insert(QStringLiteral("QvUSBTotalSize"), entry.value(QStringLiteral("Size")).toLongLong());
         const std::optional<QVariantList> partitions = QvUSBControl::partitionsOfEntry(entry, drive);
         fuzzCheck(partitions.has_value(), "an entry is found for its own identifier and size");

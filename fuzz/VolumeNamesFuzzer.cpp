@@ -5,7 +5,8 @@
 #include "diskmanager/VolumeOperations.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const QString typed = QString::fromUtf8(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
+    const QString typed =
+        QString::fromUtf8(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
 
     const QString fat = VolumeOperations::fat32Name(typed);
     fuzzCheck(fat.size() <= 11, "a FAT32 name has at most 11 characters");

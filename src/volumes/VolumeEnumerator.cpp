@@ -157,7 +157,7 @@ VolumeObjRef VolumeEnumerator::usbDiskFromInfo(const QVariantMap& info) {
     auto disk = VolumeObjRef::create();
     const QString model = text(info, "IORegistryEntryName");
     disk->setVolumeName(info.contains(QStringLiteral("IORegistryEntryName")) ? model
-                                                                              : QStringLiteral("Unknown"));
+                                                                             : QStringLiteral("Unknown"));
     disk->setVolumeTotalSize(QvPublicUtilities::longlongConvertVolSpace(number(info, "TotalSize")));
     disk->setBCanEject(true);
     disk->setVolumeFreeSize(QvPublicUtilities::longlongConvertVolSpace(number(info, "FreeSpace")));
