@@ -217,6 +217,8 @@ void EumeRoot::eumeRootListNode(const QString& path) {
             flush();
     }
     flush();
+    // Done before the screen hears of the end, so a screen asking in its callback sees it.
+    m_isScanDone = true;
     if (!m_isStopScan)
         sendToDelegate(&EumeRootDelegate::endScan);
 }
