@@ -836,10 +836,10 @@ namespace {
 struct SizeGrammar {
     double base;
     const char* units;
-    double loneB;         // bytes, or 512-byte sectors
-    bool unitThenB;       // "16GB": a B may follow the unit
-    bool plainNumber;     // digits with an optional fraction; else any number toDouble reads
-    qint64 refused;       // the answer for text that is no size
+    double loneB;     // bytes, or 512-byte sectors
+    bool unitThenB;   // "16GB": a B may follow the unit
+    bool plainNumber; // digits with an optional fraction; else any number toDouble reads
+    qint64 refused;   // the answer for text that is no size
 };
 
 constexpr SizeGrammar kScenarioSizes{1000, "KMGT", 1, true, false, 0};

@@ -112,7 +112,8 @@ void TestImages::createRefusesWhatARealMacRefuses() {
     for (const auto& [fs, name] : {std::pair{"ExFAT", "ExFAT"}, std::pair{"MS-DOS FAT32", "MS-DOS FAT32"}}) {
         const QString image = QStringLiteral("/tmp/%1.dmg").arg(QString::fromLatin1(fs).left(5));
         const QString volume = QStringLiteral("FS%1").arg(QString::fromLatin1(fs).left(2));
-        QCOMPARE(mac->run(QStringLiteral("hdiutil"), {"create", image, "-volname", volume, "-size", "10m", "-fs", fs})
+        QCOMPARE(mac->run(QStringLiteral("hdiutil"),
+                          {"create", image, "-volname", volume, "-size", "10m", "-fs", fs})
                      .code,
                  0);
         QCOMPARE(mac->run(QStringLiteral("hdiutil"), {"attach", image}).code, 0);

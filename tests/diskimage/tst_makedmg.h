@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QObject>
+
+class TestMakeDmg : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void imageHoldsTheItemsByteForByte();
+    void archiveUnzipsToTheSelection();
+    void stopInEachStageLeavesNothingBehind_data();
+    void stopInEachStageLeavesNothingBehind();
+    void neverTakesOverAVolumeItDidNotMount();
+    void toolFailuresAndFullDestinations();
+    void unreadableItemsAreCountedAsMissing();
+    void emptyFoldersZipWithoutACount();
+};
