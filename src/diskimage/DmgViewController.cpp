@@ -3,6 +3,7 @@
 #include "core/MainThread.h"
 #include "core/QvLog.h"
 #include "core/QvPublicUtilities.h"
+#include "core/Resources.h"
 #include "diskimage/DMGMakeSureWC.h"
 #include "diskimage/DiskImageTexts.h"
 #include "filecopy/EumeRoot.h"
@@ -10,6 +11,7 @@
 #include "platform/Machine.h"
 #include "ui/ErrorWindowController.h"
 #include "ui/FlatButton.h"
+#include "ui/ImageView.h"
 #include "ui/KitStyle.h"
 #include "ui/Popover.h"
 #include "ui/SelectValueView.h"
@@ -20,6 +22,7 @@
 #include <QDateTime>
 #include <QDesktopServices>
 #include <QFileInfo>
+#include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QRadioButton>
@@ -109,6 +112,17 @@ void DmgViewController::buildSelectView() {
     m_copyType = new QComboBox(m_selectView);
     m_copyType->addItems({DiskImageTexts::copyAllFiles(), DiskImageTexts::copySomeFiles()});
     m_copyType->setFixedWidth(250);
+    m_copyType->setStyleSheet(
+        QStringLiteral(
+            "QComboBox { color: %1; background: %2; border: 1px solid %3; border-radius: 6px;"
+            " padding: 4px 10px; }"
+            "QComboBox::drop-down { border: none; width: 22px; }"
+            "QComboBox::down-arrow { image: url(%6); width: 12px; height: 12px; }"
+            "QComboBox QAbstractItemView { color: %1; background: %4; selection-background-color: %5; }")
+            .arg(KitStyle::css(KitStyle::textPrimary()), KitStyle::css(KitStyle::fieldBackground()),
+                 KitStyle::css(KitStyle::panelBorder()), KitStyle::css(KitStyle::panelBackground()),
+                 KitStyle::css(KitStyle::accent()),
+                 resourcePath(QStringLiteral("images/ic_arrow_down"), QStringLiteral("svg"))));
     m_copyType->hide();
     connect(m_copyType, &QComboBox::activated, this, [this](int index) {
         if (index == 1) {
@@ -136,24 +150,27 @@ void DmgViewController::buildSelectView() {
     m_createButton->setEnabled(false);
     connect(m_createButton, &QPushButton::clicked, this, &DmgViewController::cloneButtonAction);
 
-    auto* slots = new QHBoxLayout;
-    slots->addStretch(1);
-    slots->addWidget(m_fromSlot);
-    slots->addWidget(arrow);
-    slots->addWidget(m_toSlot);
-    slots->addStretch(1);
-    auto* options = new QHBoxLayout;
-    options->addStretch(1);
-    options->addWidget(m_copyType);
-    options->addSpacing(40);
-    options->addWidget(m_dmgButton);
-    options->addWidget(m_zipButton);
-    options->addStretch(1);
+    // The copy type sits under the source, the kind of result under the destination.
+    auto* grid = new QGridLayout;
+    grid->setHorizontalSpacing(18);
+    grid->setVerticalSpacing(16);
+    grid->addWidget(m_fromSlot, 0, 0);
+    grid->addWidget(arrow, 0, 1);
+    grid->addWidget(m_toSlot, 0, 2);
+    grid->addWidget(m_copyType, 1, 0);
+    auto* kinds = new QHBoxLayout;
+    kinds->setContentsMargins(6, 0, 0, 0);
+    kinds->addWidget(m_dmgButton);
+    kinds->addWidget(m_zipButton);
+    kinds->addStretch(1);
+    grid->addLayout(kinds, 1, 2);
+    auto* centred = new QHBoxLayout;
+    centred->addStretch(1);
+    centred->addLayout(grid);
+    centred->addStretch(1);
     auto* column = new QVBoxLayout(m_selectView);
     column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(18);
-    column->addLayout(slots);
-    column->addLayout(options);
+    column->addLayout(centred);
     column->addStretch(1);
     column->addWidget(m_createButton, 0, Qt::AlignHCenter);
     m_pages->addWidget(m_selectView);
@@ -171,7 +188,7 @@ void DmgViewController::buildProgressView() {
     m_cancelButton = new FlatButton(DiskImageTexts::cancel(), FlatButton::Kind::Secondary, m_progressView);
     connect(m_cancelButton, &QPushButton::clicked, this, &DmgViewController::cancelButtonAction);
     auto* column = new QVBoxLayout(m_progressView);
-    column->setContentsMargins(40, 40, 40, 0);
+    column->setContentsMargins(40, 30, 40, 0);
     column->setSpacing(16);
     column->addWidget(title);
     column->addWidget(m_pathLabel);
@@ -189,8 +206,13 @@ void DmgViewController::buildEndView() {
     connect(m_openLabel, &QLabel::linkActivated, this, [this] { openPathButtonAction(); });
     m_doneButton = new FlatButton(DiskImageTexts::done(), FlatButton::Kind::Primary, m_successView);
     connect(m_doneButton, &QPushButton::clicked, this, &DmgViewController::backHomeView);
+    auto* successIcon = new ImageView(QStringLiteral("ic_dmg_sel"), m_successView);
+    successIcon->setFixedSize(72, 72);
     auto* success = new QVBoxLayout(m_successView);
+    success->setContentsMargins(0, 0, 0, 0);
     success->addStretch(1);
+    success->addWidget(successIcon, 0, Qt::AlignHCenter);
+    success->addSpacing(12);
     success->addWidget(m_openLabel);
     success->addStretch(1);
     success->addWidget(m_doneButton, 0, Qt::AlignHCenter);
@@ -200,8 +222,13 @@ void DmgViewController::buildEndView() {
     m_errorLabel->setTextFormat(Qt::PlainText);
     m_failBackButton = new FlatButton(DiskImageTexts::cancel(), FlatButton::Kind::Secondary, m_failView);
     connect(m_failBackButton, &QPushButton::clicked, this, &DmgViewController::backHomeView);
+    auto* failIcon = new ImageView(QStringLiteral("ic_warning"), m_failView);
+    failIcon->setFixedSize(56, 56);
     auto* fail = new QVBoxLayout(m_failView);
+    fail->setContentsMargins(0, 0, 0, 0);
     fail->addStretch(1);
+    fail->addWidget(failIcon, 0, Qt::AlignHCenter);
+    fail->addSpacing(12);
     fail->addWidget(m_errorLabel);
     fail->addStretch(1);
     fail->addWidget(m_failBackButton, 0, Qt::AlignHCenter);
