@@ -360,6 +360,7 @@ void DmgViewController::closeDiskValue(int slot) {
         if (m_usedSize >= 0)
             m_copyType->setEnabled(true);
     } else {
+        m_controller->stopScan();
         m_fromeVolume.reset();
         m_usedSize = -1;
         m_selectFilesSize = -1;
@@ -513,6 +514,9 @@ void DmgViewController::endScanFiles() {
     QMetaObject::invokeMethod(
         this,
         [this] {
+            // The source may have been cleared while it was listed.
+            if (!m_filesArr || !m_fromeVolume)
+                return;
             m_createButton->setEnabled(true);
             doMakeZip();
         },

@@ -26,6 +26,8 @@ namespace {
 constexpr int kPollMs = 100;
 // How long a stopped tool may take to end before it is killed.
 constexpr int kTerminateGraceMs = 5000;
+// How much of a tool's error output is kept for the log.
+constexpr qsizetype kErrorTextLimit = 16384;
 
 QMutex workersLock;
 QWaitCondition workersDone;
@@ -419,12 +421,14 @@ void MakeDmg::zip(const std::shared_ptr<Job>& job, const FileNodeList& nodes) {
         }
         zip.waitForReadyRead(kPollMs);
         take();
-        errors += zip.readAllStandardError().left(4096);
+        const QByteArray more = zip.readAllStandardError();
+        if (errors.size() < kErrorTextLimit)
+            errors += more.left(kErrorTextLimit - errors.size());
     }
     zip.waitForFinished(-1);
     take();
     reader.finish();
-    errors += zip.readAllStandardError();
+    errors += zip.readAllStandardError().left(qMax<qsizetype>(0, kErrorTextLimit - errors.size()));
     logOutput("zip", errors);
     QvLog("--end---");
     if (m_isCancelCopy) {

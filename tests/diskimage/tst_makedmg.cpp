@@ -240,6 +240,26 @@ void TestMakeDmg::stopInEachStageLeavesNothingBehind() {
         QVERIFY(!called(*mac, "hdiutil", "mount"));
 }
 
+void TestMakeDmg::rootVolumeGetsAFolderOfItsOwn() {
+    auto mac = machine();
+    QVERIFY(mac->isValid());
+    MakeDmg builder;
+    Recorder rec;
+    rec.builder = &builder;
+    rec.copyPaths = {"/Volumes/SRC/Notes.txt"};
+    builder.setMakeDmgDelegate(&rec);
+    builder.makeTmpDmgWithPath("/", "OnRoot", 1000);
+    QVERIFY(waitUntil([&] { return rec.ended(); }, 60000));
+    QVERIFY(!rec.failure);
+    QCOMPARE(mac->calls("hdiutil").value(0).value(2), QStringLiteral("/Tavrill_dmg/OnRoot.dmg"));
+    QVERIFY(mac->calls("chmod").contains(QStringList{"chmod", "-R", "777", "/Tavrill_dmg"}));
+    QCOMPARE(QFileInfo(mac->host("/Tavrill_dmg")).permissions() & QFileDevice::WriteOther,
+             QFileDevice::WriteOther);
+    QTemporaryDir inside;
+    QVERIFY(mac->extractImage("/Tavrill_dmg/OnRoot.dmg", inside.path()));
+    QCOMPARE(treeListing(inside.path()), QStringList{"Notes.txt"});
+}
+
 void TestMakeDmg::neverTakesOverAVolumeItDidNotMount() {
     auto mac = machine();
     QVERIFY(mac->isValid());
