@@ -91,6 +91,8 @@ DmgViewController::DmgViewController(QWidget* parent)
 }
 
 DmgViewController::~DmgViewController() {
+    if (m_listWindow)
+        m_listWindow->setDelegate(nullptr);
     m_makeDmg->setMakeDmgDelegate(nullptr);
     m_controller->setADelegate(nullptr);
     m_controller->stopScan();
@@ -408,8 +410,23 @@ void DmgViewController::viewDragAction(const QStringList& paths) {
 }
 
 void DmgViewController::doShowSearchView() {
-    // The file list window arrives with the file list feature; until then the whole source is taken.
-    setCopyType(0);
+    // Dropped items are the selection already; the list shows what is on a volume.
+    if (!m_fromeVolume || m_isDragValue || m_working) {
+        setCopyType(m_filesArr && m_selectFilesSize > 0 ? 1 : 0);
+        return;
+    }
+    if (m_listWindow)
+        return;
+    m_listWindow = new DiskListWC(window());
+    m_listWindow->setDelegate(this);
+    connect(m_listWindow, &QDialog::finished, m_listWindow, &QObject::deleteLater);
+    // Closed without "Done": the copy type shows what is taken.
+    connect(m_listWindow, &QDialog::rejected, this, [this] { setCopyType(m_selectFilesSize >= 0 ? 1 : 0); });
+    m_listWindow->open();
+    if (m_filesArr && m_selectFilesSize >= 0)
+        m_listWindow->setArrForListWithArr(m_filesArr, m_fromeVolume->volumePath());
+    else
+        m_listWindow->showDetailWithPath(m_fromeVolume->volumeMountPoint());
 }
 
 void DmgViewController::closeWindowWithSelect(const FileNodeArrayRef& select, qint64 selectSize) {

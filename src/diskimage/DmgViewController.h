@@ -2,6 +2,7 @@
 
 #include "diskimage/MakeDmg.h"
 #include "filecopy/Controller.h"
+#include "filecopy/DiskListWC.h"
 #include "filecopy/FileNode.h"
 #include "ui/Popover.h"
 #include "ui/SelectValueViewDelegate.h"
@@ -38,7 +39,8 @@ class DmgViewController : public QWidget,
                           public SelectValueViewDelegate,
                           public SelectDiskVCDelegate,
                           public MakeDmgDelegate,
-                          public ControllerDelegate {
+                          public ControllerDelegate,
+                          public DiskListWCDelegate {
     Q_OBJECT
 public:
     explicit DmgViewController(QWidget* parent = nullptr);
@@ -53,8 +55,8 @@ public:
     void viewDragAction(const QStringList& paths) override;
     // SelectDiskVCDelegate
     void doSelectDiskWithVolume(const VolumeObjRef& volume) override;
-    // The file list window's answer: the ticked tree and its bytes.
-    void closeWindowWithSelect(const FileNodeArrayRef& select, qint64 selectSize);
+    // DiskListWCDelegate: the file list window's answer, the ticked tree and its bytes.
+    void closeWindowWithSelect(const FileNodeArrayRef& select, qint64 selectSize) override;
 
     void changeSelectCopyType();
     void changeCloneButtonActon();
@@ -101,6 +103,7 @@ public:
     QWidget* successView() const { return m_successView; }
     QWidget* failView() const { return m_failView; }
     Popover* pickerPopover() const { return m_popover; }
+    DiskListWC* fileListWindow() const { return m_listWindow; }
     MakeDmg* makeDmg() const { return m_makeDmg; }
     bool isMakeZip() const { return m_isMakeZip; }
     qint64 usedSize() const { return m_usedSize; }
@@ -145,6 +148,7 @@ private:
     int m_sizeGeneration = 0; // a measurement of the selection answers only its own run
     QTimer* m_aTimer;
     QPointer<Popover> m_popover;
+    QPointer<DiskListWC> m_listWindow;
     std::function<void(bool)> m_canChangeTab;
 
     SetpViewController* m_step;

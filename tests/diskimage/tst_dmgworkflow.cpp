@@ -1,6 +1,7 @@
 #include "tst_dmgworkflow.h"
 
 #include "DiskImageTestKit.h"
+#include "FileListTestKit.h"
 #include "Screenshot.h"
 #include "TreeCompare.h"
 #include "UrlCatcher.h"
@@ -9,6 +10,7 @@
 #include "diskimage/DMGMakeSureWC.h"
 #include "diskimage/DmgViewController.h"
 #include "filecopy/EumeRoot.h"
+#include "filecopy/ListFileViewController.h"
 #include "platform/Machine.h"
 #include "ui/DragView.h"
 #include "ui/ErrorWindowController.h"
@@ -191,21 +193,26 @@ void TestDmgWorkflow::chosenFilesToZip() {
     Window w;
     QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
     QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
-    // The file list window's answer: Photos and Notes.txt ticked, Report.docx not.
-    FileNodeArrayRef tree = makeFileNodeArray();
-    for (const QString name : {"Photos", "Notes.txt", "Report.docx"}) {
-        const QString path = "/Volumes/SRC/" + name;
-        tree->append(FileNode::initWithPath(path, name, name == QLatin1String("Photos"), nullptr));
-    }
-    tree->at(2)->setState(0);
-    w.tab->closeWindowWithSelect(tree, 470006);
+    // "Copy Some Files" opens the file list window on the source; untick all, tick two items.
+    w.tab->copyTypeBox()->setFocus();
+    QTest::keyClick(w.tab->copyTypeBox(), Qt::Key_Down);
+    DiskListWC* list = w.tab->fileListWindow();
+    QVERIFY(list);
+    QVERIFY(FileListTestKit::waitForListing(list));
+    list->listFileVC()->setAllSelectOrNoSelect();
+    QVERIFY(FileListTestKit::clickCheckBox(list, "/Volumes/SRC/Photos"));
+    QVERIFY(FileListTestKit::clickCheckBox(list, "/Volumes/SRC/Notes.txt"));
+    QCOMPARE(FileListTestKit::stateOf(list, "/Volumes/SRC/Report.docx"), 0);
+    w.shot("06-file-list");
+    QVERIFY(FileListTestKit::clickDone(list));
+    QVERIFY(waitUntil([&] { return w.tab->selectFilesSize() >= 0; }, 20000));
     QCOMPARE(w.tab->fromSlot()->nameLabel()->text(), QStringLiteral("2 files/folders"));
     QCOMPARE(w.tab->fromSlot()->sizeLabel()->text(), QStringLiteral("470.01 KB selected"));
     QCOMPARE(w.tab->fromSlot()->imageName(), QStringLiteral("ic_folder"));
     QCOMPARE(w.tab->copyTypeBox()->currentText(), QStringLiteral("Copy Some Files"));
     click(w.tab->zipButton());
     QVERIFY(w.tab->isMakeZip());
-    w.shot("06-some-files-zip");
+    w.shot("07-some-files-zip");
 
     QCOMPARE(createAndConfirm(w),
              QStringLiteral("The selection will be packed into a zip archive (.zip) on \u201cDEST\u201d."));
@@ -246,7 +253,7 @@ void TestDmgWorkflow::droppedFilesAndAnItemThatCannotBeRead() {
     QCOMPARE(w.tab->fromSlot()->imageName(), QStringLiteral("ic_folder"));
     QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
     QVERIFY(w.tab->createButton()->isEnabled());
-    w.shot("07-dropped");
+    w.shot("08-dropped");
     createAndConfirm(w);
     QVERIFY(ended(w));
     QVERIFY2(w.tab->successView()->isVisible(), qPrintable(w.tab->errorLabel()->text()));
@@ -266,7 +273,7 @@ void TestDmgWorkflow::droppedFilesAndAnItemThatCannotBeRead() {
     QVERIFY(w.tab->failView()->isVisible());
     QCOMPARE(w.tab->errorLabel()->text(), QStringLiteral("Operation failed. 1 item could not be copied."));
     QVERIFY(w.main.isTabChangeAllowed());
-    w.shot("08-item-missing");
+    w.shot("09-item-missing");
 }
 
 void TestDmgWorkflow::sameVolumeAndNothingSelected() {
@@ -275,7 +282,7 @@ void TestDmgWorkflow::sameVolumeAndNothingSelected() {
     Window w;
     QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
     QVERIFY(pick(w, w.tab->toSlot(), "SRC"));
-    w.shot("09-same-volume");
+    w.shot("10-same-volume");
     QCOMPARE(
         takeError(w),
         QStringLiteral(
@@ -294,7 +301,7 @@ void TestDmgWorkflow::sameVolumeAndNothingSelected() {
     QCOMPARE(w.tab->fromSlot()->nameLabel()->text(), QStringLiteral("0 files/folders"));
     mac->clearLog();
     click(w.tab->createButton());
-    w.shot("10-nothing-selected");
+    w.shot("11-nothing-selected");
     QCOMPARE(takeError(w), QStringLiteral("No file has been selected\u2026"));
     QVERIFY(w.tab->selectView()->isVisible());
     QVERIFY(mac->calls("hdiutil").isEmpty());
@@ -325,7 +332,7 @@ void TestDmgWorkflow::cancelStopsAndCleansUp() {
     QVERIFY(w.main.isTabChangeAllowed());
     // Back to the start once the stopped run has cleaned up.
     QVERIFY(!w.tab->failBackButton()->isEnabled());
-    w.shot("11-stopped");
+    w.shot("12-stopped");
     QVERIFY(waitUntil([&] { return w.tab->failBackButton()->isEnabled(); }, 20000));
     QCOMPARE(treeListing(mac->host("/Volumes/DEST")), before);
     click(w.tab->failBackButton());
