@@ -247,15 +247,6 @@ QString DmgViewController::getCreateName() {
         .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
 }
 
-void DmgViewController::getZipFilePathArr(const FileNodeList& nodes, QStringList* paths) {
-    for (const FileNodeRef& node : nodes) {
-        if (node->state() == 1)
-            paths->append(node->path());
-        else if (node->state() == 2)
-            getZipFilePathArr(node->children().toList(), paths);
-    }
-}
-
 QString DmgViewController::destinationFolder(const QString& volumePath) {
     if (volumePath == QLatin1String("/") && QvPublicUtilities::getSystemVersion() >= 1015)
         return QStringLiteral("/Users/%1/Desktop").arg(Machine::userName());
@@ -543,7 +534,7 @@ void DmgViewController::endScanFiles() {
 void DmgViewController::doMakeZip() {
     m_zipFilesArr.clear();
     if (m_filesArr)
-        getZipFilePathArr(m_filesArr->toList(), &m_zipFilesArr);
+        MakeDmg::selectedPaths(m_filesArr->toList(), &m_zipFilesArr);
     if (m_zipFilesArr.isEmpty()) {
         showErrorWindowWithErrorStr(DiskImageTexts::nothingSelected());
         return;

@@ -78,8 +78,6 @@ public:
     void endScanFiles() override;
 
     static QString getCreateName();
-    // The selected paths of a tree: state 1 taken, 2 walked into.
-    static void getZipFilePathArr(const FileNodeList& nodes, QStringList* paths);
     // Where a result goes for a destination volume path: the Desktop on "/" from 10.15 on.
     static QString destinationFolder(const QString& volumePath);
 

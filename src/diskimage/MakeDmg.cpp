@@ -4,12 +4,12 @@
 #include "core/CommandRunner.h"
 #include "core/QvLog.h"
 #include "diskimage/ZipProgressReader.h"
+#include "platform/DirectoryBatchReader.h"
 #include "platform/ItemCopy.h"
 #include "platform/Machine.h"
 #include "platform/Shell.h"
 
 #include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QMutex>
@@ -76,6 +76,25 @@ void logOutput(const char* heading, const QByteArray& output) {
     const QByteArray trimmed = output.trimmed();
     if (!trimmed.isEmpty())
         QvLog("%s: %s", heading, trimmed.left(4096).constData());
+}
+
+// Every file and folder below an open folder, at any depth; links are not followed.
+std::uint64_t entriesBelow(DirectoryBatchReader& reader) {
+    std::uint64_t count = 0;
+    const auto batch = std::make_unique<DirectoryBatch>();
+    for (;;) {
+        const DirectoryBatchReader::ReadResult result = reader.readBatch(*batch);
+        for (int i = 0; i < batch->count; ++i) {
+            ++count;
+            if (!batch->entries[i].isDirectory)
+                continue;
+            DirectoryBatchReader inner(reader, batch->entries[i].name);
+            if (inner.status() == DirectoryBatchReader::OpenStatus::Open)
+                count += entriesBelow(inner);
+        }
+        if (result != DirectoryBatchReader::ReadResult::Success)
+            return count;
+    }
 }
 
 } // namespace
@@ -354,15 +373,17 @@ void MakeDmg::cleanUpStopped(const std::shared_ptr<Job>& job) {
 }
 
 std::uint64_t MakeDmg::getAllFileCountWithPath(const QString& folder) {
-    std::uint64_t count = 0;
-    QDirIterator it(Machine::hostPath(folder),
-                    QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                    QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        it.next();
-        ++count;
+    DirectoryBatchReader reader(Machine::hostPath(folder));
+    return reader.status() == DirectoryBatchReader::OpenStatus::Open ? entriesBelow(reader) : 0;
+}
+
+void MakeDmg::selectedPaths(const FileNodeList& nodes, QStringList* paths) {
+    for (const FileNodeRef& node : nodes) {
+        if (node->state() == 1)
+            paths->append(node->path());
+        else if (node->state() == 2)
+            selectedPaths(node->children().toList(), paths);
     }
-    return count;
 }
 
 void MakeDmg::getAllFileCount(const FileNodeList& nodes, QStringList* paths, std::uint64_t* count) {
@@ -392,8 +413,21 @@ void MakeDmg::doZipWithPath(const QString& zipPath, const FileNodeList& nodes) {
 
 void MakeDmg::zip(const std::shared_ptr<Job>& job, const FileNodeList& nodes) {
     QStringList paths;
-    std::uint64_t expected = 0;
-    getAllFileCount(nodes, &paths, &expected);
+    selectedPaths(nodes, &paths);
+    // zip starts at once; the entries it will report are counted beside it, and the progress
+    // shows from the first output after the count is known.
+    struct Count {
+        std::atomic<std::uint64_t> entries{0};
+        std::atomic<bool> known{false};
+    };
+    const auto count = std::make_shared<Count>();
+    startWorker([nodes, count] {
+        QStringList unused;
+        std::uint64_t entries = 0;
+        getAllFileCount(nodes, &unused, &entries);
+        count->entries = entries;
+        count->known = true;
+    });
     const QString hostZip = Machine::hostPath(job->filePath);
     job->fileWasThere = QFileInfo::exists(hostZip);
 
@@ -406,6 +440,7 @@ void MakeDmg::zip(const std::shared_ptr<Job>& job, const FileNodeList& nodes) {
         if (reader.feed(zip.readAllStandardOutput()) == 0)
             return;
         // With nothing counted there is no share to show; the end reports 100.
+        const std::uint64_t expected = count->known ? count->entries.load() : 0;
         if (expected == 0)
             return;
         const int progress = int(std::min<std::uint64_t>(99, reader.addedCount() * 100 / expected));

@@ -107,6 +107,8 @@ public:
     // entries zip is expected to report for them: a file counts 1, a selected folder the
     // entries below it.
     static void getAllFileCount(const FileNodeList& nodes, QStringList* paths, std::uint64_t* count);
+    // The same paths without the count.
+    static void selectedPaths(const FileNodeList& nodes, QStringList* paths);
     static std::uint64_t getAllFileCountWithPath(const QString& folder);
     // The folder an image goes into: "/" becomes the root fallback folder.
     static QString imageFolderFor(const QString& folder);
