@@ -125,18 +125,10 @@ void TestDmgWorkflow::volumeToDiskImage() {
     Window w;
     QVERIFY(w.tab);
     w.shot("01-empty");
-    QCOMPARE(w.tab->fromSlot()->nodeSelectLabel()->text(),
-             QStringLiteral("Click here to select a source drive."));
     QVERIFY(!w.tab->createButton()->isEnabled());
-
     QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
-    QCOMPARE(w.tab->fromSlot()->nameLabel()->text(), QStringLiteral("SRC"));
-    QVERIFY(w.tab->fromSlot()->sizeLabel()->text().endsWith(" selected"));
-    QVERIFY(w.tab->copyTypeBox()->isVisible());
     QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
     QCOMPARE(w.tab->toSlot()->nameLabel()->text(), QStringLiteral("DEST"));
-    QVERIFY(w.tab->toSlot()->sizeLabel()->text().endsWith(" free"));
-    QCOMPARE(w.tab->toSlot()->imageName(), QStringLiteral("ic_usb_main"));
     QVERIFY(w.tab->createButton()->isEnabled());
     w.shot("02-ready");
 
@@ -145,13 +137,10 @@ void TestDmgWorkflow::volumeToDiskImage() {
              QStringLiteral("The selection will be packed into a disk image (.dmg) on \u201cDEST\u201d."));
     QVERIFY(!w.main.isTabChangeAllowed());
     QVERIFY(w.tab->progressView()->isVisible());
-    QCOMPARE(w.tab->stepView()->currentStep(), 2);
     w.shot("04-progress");
     QVERIFY(ended(w));
     QVERIFY2(w.tab->successView()->isVisible(), qPrintable(w.tab->errorLabel()->text()));
     QVERIFY(w.main.isTabChangeAllowed());
-    QCOMPARE(w.tab->stepView()->currentStep(), 3);
-    QVERIFY(w.tab->openLabel()->text().contains("the disk image on the destination drive."));
     w.shot("05-success");
 
     // The image holds the volume's top level, the listing's skip list left out.
@@ -159,18 +148,10 @@ void TestDmgWorkflow::volumeToDiskImage() {
     QVERIFY(!image.isEmpty());
     QTemporaryDir inside;
     QVERIFY(mac->extractImage(Machine::macPath(image), inside.path()));
-    QStringList expected;
-    for (const QString& name :
-         QDir(mac->host("/Volumes/SRC"))
-             .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot)) {
-        if (!EumeRoot::isSkippedName(name))
-            expected << name;
-    }
-    expected.sort();
-    QStringList top =
-        QDir(inside.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-    top.sort();
-    QCOMPARE(top, expected);
+    const auto all = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
+    QStringList expected = QDir(mac->host("/Volumes/SRC")).entryList(all, QDir::Name);
+    expected.removeIf([](const QString& name) { return EumeRoot::isSkippedName(name); });
+    QCOMPARE(QDir(inside.path()).entryList(all, QDir::Name), expected);
     QCOMPARE(contentDifferences(mac->host("/Volumes/SRC/Photos"), inside.path() + "/Photos"), QStringList());
 
     // The link opens the destination folder; "Done" empties both slots.
@@ -182,8 +163,6 @@ void TestDmgWorkflow::volumeToDiskImage() {
     click(w.tab->doneButton());
     QVERIFY(w.tab->selectView()->isVisible());
     QCOMPARE(w.tab->fromSlot()->imageName(), QStringLiteral("add"));
-    QCOMPARE(w.tab->toSlot()->nodeSelectLabel()->text(),
-             QStringLiteral("Click here to select a destination drive."));
     QVERIFY(!w.tab->createButton()->isEnabled());
 }
 
