@@ -45,6 +45,21 @@ QLabel* makeLabel(const QString& text, double pointSize, bool bold, const QColor
     return label;
 }
 
+// An end view: a picture over the text in the middle, the one button at the bottom.
+void layOutEndVariant(QWidget* view, const QString& picture, int pictureSize, QLabel* text,
+                      QPushButton* button) {
+    auto* icon = new ImageView(picture, view);
+    icon->setFixedSize(pictureSize, pictureSize);
+    auto* column = new QVBoxLayout(view);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->addStretch(1);
+    column->addWidget(icon, 0, Qt::AlignHCenter);
+    column->addSpacing(12);
+    column->addWidget(text);
+    column->addStretch(1);
+    column->addWidget(button, 0, Qt::AlignHCenter);
+}
+
 QString slotImage(const VolumeObj& volume) {
     if (volume.bCanEject())
         return QStringLiteral("ic_usb_main");
@@ -208,32 +223,14 @@ void DmgViewController::buildEndView() {
     connect(m_openLabel, &QLabel::linkActivated, this, [this] { openPathButtonAction(); });
     m_doneButton = new FlatButton(DiskImageTexts::done(), FlatButton::Kind::Primary, m_successView);
     connect(m_doneButton, &QPushButton::clicked, this, &DmgViewController::backHomeView);
-    auto* successIcon = new ImageView(QStringLiteral("ic_dmg_sel"), m_successView);
-    successIcon->setFixedSize(72, 72);
-    auto* success = new QVBoxLayout(m_successView);
-    success->setContentsMargins(0, 0, 0, 0);
-    success->addStretch(1);
-    success->addWidget(successIcon, 0, Qt::AlignHCenter);
-    success->addSpacing(12);
-    success->addWidget(m_openLabel);
-    success->addStretch(1);
-    success->addWidget(m_doneButton, 0, Qt::AlignHCenter);
+    layOutEndVariant(m_successView, QStringLiteral("ic_dmg_sel"), 72, m_openLabel, m_doneButton);
 
     m_failView = new QWidget(m_endView);
     m_errorLabel = makeLabel(QString(), 14, false, KitStyle::error(), m_failView);
     m_errorLabel->setTextFormat(Qt::PlainText);
     m_failBackButton = new FlatButton(DiskImageTexts::cancel(), FlatButton::Kind::Secondary, m_failView);
     connect(m_failBackButton, &QPushButton::clicked, this, &DmgViewController::backHomeView);
-    auto* failIcon = new ImageView(QStringLiteral("ic_warning"), m_failView);
-    failIcon->setFixedSize(56, 56);
-    auto* fail = new QVBoxLayout(m_failView);
-    fail->setContentsMargins(0, 0, 0, 0);
-    fail->addStretch(1);
-    fail->addWidget(failIcon, 0, Qt::AlignHCenter);
-    fail->addSpacing(12);
-    fail->addWidget(m_errorLabel);
-    fail->addStretch(1);
-    fail->addWidget(m_failBackButton, 0, Qt::AlignHCenter);
+    layOutEndVariant(m_failView, QStringLiteral("ic_warning"), 56, m_errorLabel, m_failBackButton);
 
     auto* stack = new QVBoxLayout(m_endView);
     stack->setContentsMargins(0, 0, 0, 0);
