@@ -182,7 +182,7 @@ void TestDmgWorkflow::chosenFilesToZip() {
     QVERIFY(FileListTestKit::clickCheckBox(list, "/Volumes/SRC/Photos"));
     QVERIFY(FileListTestKit::clickCheckBox(list, "/Volumes/SRC/Notes.txt"));
     QCOMPARE(FileListTestKit::stateOf(list, "/Volumes/SRC/Report.docx"), 0);
-    w.shot("06-file-list");
+    saveScreenshot(list, kFolder, "06-file-list");
     QVERIFY(FileListTestKit::clickDone(list));
     QVERIFY(waitUntil([&] { return w.tab->selectFilesSize() >= 0; }, 20000));
     QCOMPARE(w.tab->fromSlot()->nameLabel()->text(), QStringLiteral("2 files/folders"));
