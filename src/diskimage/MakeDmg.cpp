@@ -114,7 +114,9 @@ QString MakeDmg::creatingText() {
 MakeDmg::MakeDmg(QObject* parent) : QObject(parent) {}
 
 MakeDmg::~MakeDmg() {
-    m_isCancelCopy = true;
+    // A run still under way is stopped as by its owner, so a mounted image is ejected and the
+    // partial file removed even when the window closes mid-run.
+    stopMakeDmg();
     QMutexLocker lock(&workersLock);
     while (m_workers.load() > 0)
         workersDone.wait(&workersLock);

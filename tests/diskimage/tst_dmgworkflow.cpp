@@ -286,10 +286,10 @@ void TestDmgWorkflow::sameVolumeAndNothingSelected() {
     QVERIFY(mac->calls("hdiutil").isEmpty());
 }
 
-void TestDmgWorkflow::cancelStopsAndCleansUp() {
+void TestDmgWorkflow::cancelAndAFailedCreate() {
     auto mac = machine();
     QVERIFY(mac->isValid());
-    QVERIFY(mac->addFault(R"({"tool":"hdiutil","verb":"create","mode":"hang","seconds":30})"));
+    QVERIFY(mac->addFault(R"({"tool":"hdiutil","verb":"create","mode":"hang","seconds":30,"times":1})"));
     Window w;
     QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
     QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
@@ -317,4 +317,15 @@ void TestDmgWorkflow::cancelStopsAndCleansUp() {
     click(w.tab->failBackButton());
     QVERIFY(w.tab->selectView()->isVisible());
     QCOMPARE(w.tab->stepView()->currentStep(), 1);
+
+    // hdiutil makes no image: the failure view, never the success one.
+    QVERIFY(mac->addFault(R"({"tool":"hdiutil","verb":"create","mode":"fail","times":1})"));
+    QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
+    QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+    createAndConfirm(w);
+    QVERIFY(ended(w));
+    QVERIFY(w.tab->failView()->isVisible());
+    QCOMPARE(w.tab->errorLabel()->text(), QStringLiteral("Operation failed."));
+    QVERIFY(w.main.isTabChangeAllowed());
+    QCOMPARE(treeListing(mac->host("/Volumes/DEST")), before);
 }

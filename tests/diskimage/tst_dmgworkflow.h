@@ -9,5 +9,5 @@ private Q_SLOTS:
     void chosenFilesToZip();
     void droppedFilesAndAnItemThatCannotBeRead();
     void sameVolumeAndNothingSelected();
-    void cancelStopsAndCleansUp();
+    void cancelAndAFailedCreate();
 };

@@ -238,6 +238,22 @@ void TestMakeDmg::stopInEachStageLeavesNothingBehind() {
         QVERIFY(!called(*mac, "hdiutil", "mount"));
 }
 
+void TestMakeDmg::closingMidRunGivesBackTheMountedImage() {
+    auto mac = machine();
+    QVERIFY(mac->isValid());
+    const QStringList before = treeListing(mac->host(kDest));
+    // The owner goes away between the mount and its answer, as when the window closes.
+    auto builder = std::make_unique<MakeDmg>();
+    Recorder rec;
+    builder->setMakeDmgDelegate(&rec);
+    builder->makeTmpDmgWithPath(kDest, "Closed", 1000);
+    QVERIFY(waitUntil([&] { return rec.beginCount == 1; }, 30000));
+    QVERIFY(isMounted(*mac, "TavrillDmg"));
+    builder.reset();
+    QVERIFY(!isMounted(*mac, "TavrillDmg"));
+    QCOMPARE(treeListing(mac->host(kDest)), before);
+}
+
 void TestMakeDmg::rootVolumeGetsAFolderOfItsOwn() {
     auto mac = machine();
     QVERIFY(mac->isValid());
