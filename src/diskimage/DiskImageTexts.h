@@ -11,12 +11,6 @@ inline QString title() {
 inline QString createNow() {
     return QStringLiteral("Create Now");
 }
-inline QString sourcePrompt() {
-    return QStringLiteral("Click here to select a source drive.");
-}
-inline QString destinationPrompt() {
-    return QStringLiteral("Click here to select a destination drive.");
-}
 inline QString copyAllFiles() {
     return QStringLiteral("Copy All Files");
 }
@@ -48,9 +42,6 @@ inline QString confirmZip(const QString& destination) {
 }
 
 // Slot texts.
-inline QString freeText(const QString& size) {
-    return QStringLiteral("%1 free").arg(size);
-}
 inline QString selectedText(const QString& size) {
     return QStringLiteral("%1 selected").arg(size);
 }
@@ -65,10 +56,6 @@ inline QString filesSelected(int count) {
 }
 
 // Messages.
-inline QString sameVolume() {
-    return QStringLiteral(
-        "You can\u2019t select the source drive as the destination drive, just select another drive.");
-}
 inline QString insufficientSpace() {
     return QStringLiteral("Insufficient disk space on this destination drive, please select another drive.");
 }

@@ -6,8 +6,8 @@
 #include "core/Resources.h"
 #include "diskimage/DMGMakeSureWC.h"
 #include "diskimage/DiskImageTexts.h"
-#include "filecopy/EumeRoot.h"
 #include "filecopy/GetFilesSize.h"
+#include "filecopy/SourceSlot.h"
 #include "platform/Machine.h"
 #include "ui/ErrorWindowController.h"
 #include "ui/FlatButton.h"
@@ -21,7 +21,6 @@
 #include <QComboBox>
 #include <QDateTime>
 #include <QDesktopServices>
-#include <QFileInfo>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -58,18 +57,6 @@ void layOutEndVariant(QWidget* view, const QString& picture, int pictureSize, QL
     column->addWidget(text);
     column->addStretch(1);
     column->addWidget(button, 0, Qt::AlignHCenter);
-}
-
-QString slotImage(const VolumeObj& volume) {
-    if (volume.bCanEject())
-        return QStringLiteral("ic_usb_main");
-    if (volume.volumeMountPoint() == QLatin1String("/"))
-        return QStringLiteral("ic_os_main_b");
-    return QStringLiteral("ic_disk_main");
-}
-
-bool sameVolume(const VolumeObjRef& a, const VolumeObjRef& b) {
-    return a && b && a->volumePath() == b->volumePath();
 }
 
 QString joinPath(const QString& folder, const QString& name) {
@@ -122,8 +109,8 @@ void DmgViewController::buildSelectView() {
         slot->setDelegate(this);
         slot->setFixedSize(250, 200);
     }
-    m_fromSlot->showEmpty(DiskImageTexts::sourcePrompt());
-    m_toSlot->showEmpty(DiskImageTexts::destinationPrompt());
+    m_fromSlot->showEmpty(SourceSlot::sourceHint());
+    SourceSlot::clearDestination(m_toSlot);
     auto* arrow = makeLabel(QStringLiteral("\u2192"), 28, false, KitStyle::textSecondary(), m_selectView);
 
     m_copyType = new QComboBox(m_selectView);
@@ -281,18 +268,14 @@ void DmgViewController::selectDiskButton(int slot, QObject* sender) {
     m_popover->showRelativeTo(anchor, slot == 1 ? 1 : 2);
 }
 
-void DmgViewController::showVolumeInSlot(SelectValueView* slot, const VolumeObj& volume) {
-    slot->setName(volume.volumeName());
-    slot->setHint(QString());
-    slot->setImage(slotImage(volume));
-    slot->setCloseShown(true);
-    slot->setIsHaveD(true);
-}
-
 void DmgViewController::showSourceVolume() {
     if (!m_fromeVolume)
         return;
-    showVolumeInSlot(m_fromSlot, *m_fromeVolume);
+    m_fromSlot->setName(m_fromeVolume->volumeName());
+    m_fromSlot->setHint(QString());
+    m_fromSlot->setImage(SourceSlot::volumeImage(*m_fromeVolume));
+    m_fromSlot->setCloseShown(true);
+    m_fromSlot->setIsHaveD(true);
     m_usedSize = m_fromeVolume->volumeTotalSizeNum() - m_fromeVolume->volumeFreeSizeNum();
     m_fromSlot->setSizeText(DiskImageTexts::selectedText(QvPublicUtilities::longlongDiskSize(m_usedSize)));
 }
@@ -303,18 +286,17 @@ void DmgViewController::doSelectDiskWithVolume(const VolumeObjRef& volume) {
     if (!volume)
         return;
     if (m_openPopType != 1) {
-        if (sameVolume(volume, m_fromeVolume)) {
+        if (SourceSlot::isSameVolume(volume, m_fromeVolume)) {
             m_toVolume.reset();
             m_freeSize = -1;
-            m_toSlot->showEmpty(DiskImageTexts::destinationPrompt());
+            SourceSlot::clearDestination(m_toSlot);
             m_createButton->setEnabled(false);
             if (m_usedSize >= 0)
                 m_copyType->setEnabled(true);
-            showErrorWindowWithErrorStr(DiskImageTexts::sameVolume());
+            showErrorWindowWithErrorStr(SourceSlot::sameVolumeMessage());
         } else {
             m_toVolume = volume;
-            showVolumeInSlot(m_toSlot, *volume);
-            m_toSlot->setSizeText(DiskImageTexts::freeText(volume->volumeFreeSize()));
+            SourceSlot::showDestination(m_toSlot, *volume);
             m_freeSize = volume->volumeFreeSizeNum();
         }
     } else {
@@ -322,14 +304,14 @@ void DmgViewController::doSelectDiskWithVolume(const VolumeObjRef& volume) {
         m_filesArr.reset();
         setCopyType(0);
         m_isDragValue = false;
-        if (sameVolume(volume, m_toVolume)) {
+        if (SourceSlot::isSameVolume(volume, m_toVolume)) {
             m_fromeVolume.reset();
             m_usedSize = -1;
-            m_fromSlot->showEmpty(DiskImageTexts::sourcePrompt());
+            m_fromSlot->showEmpty(SourceSlot::sourceHint());
             m_createButton->setEnabled(false);
             m_copyType->setEnabled(false);
             m_copyType->hide();
-            showErrorWindowWithErrorStr(DiskImageTexts::sameVolume());
+            showErrorWindowWithErrorStr(SourceSlot::sameVolumeMessage());
         } else {
             m_fromeVolume = volume;
             showSourceVolume();
@@ -346,7 +328,7 @@ void DmgViewController::closeDiskValue(int slot) {
     if (slot != 1) {
         m_toVolume.reset();
         m_freeSize = -1;
-        m_toSlot->showEmpty(DiskImageTexts::destinationPrompt());
+        SourceSlot::clearDestination(m_toSlot);
         if (m_usedSize >= 0)
             m_copyType->setEnabled(true);
     } else {
@@ -356,7 +338,7 @@ void DmgViewController::closeDiskValue(int slot) {
         m_selectFilesSize = -1;
         m_isDragValue = false;
         m_filesArr.reset();
-        m_fromSlot->showEmpty(DiskImageTexts::sourcePrompt());
+        m_fromSlot->showEmpty(SourceSlot::sourceHint());
         m_copyType->hide();
     }
     m_createButton->setEnabled(false);
@@ -365,18 +347,7 @@ void DmgViewController::closeDiskValue(int slot) {
 void DmgViewController::viewDragAction(const QStringList& paths) {
     if (m_working)
         return;
-    // Dropped items arrive as host paths; the tab keeps Mac paths.
-    FileNodeList nodes;
-    for (const QString& hostPath : paths) {
-        const QString path = Machine::macPath(hostPath);
-        const QString name = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
-        if (EumeRoot::isSkippedName(name))
-            continue;
-        const bool folder = QFileInfo(hostPath).isDir();
-        FileNodeRef node = FileNode::initWithPath(path, name, folder, nullptr);
-        node->setSize(folder ? 0 : GetFilesSize::getOneFileSizeWithPath(path));
-        nodes << node;
-    }
+    const FileNodeList nodes = SourceSlot::nodesForDroppedPaths(paths);
     if (nodes.isEmpty())
         return;
     m_isDragValue = true;

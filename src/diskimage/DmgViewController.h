@@ -115,7 +115,6 @@ private:
     void buildEndView();
     void showErrorWindowWithErrorStr(const QString& text);
     void doShowSearchView();
-    void showVolumeInSlot(SelectValueView* slot, const VolumeObj& volume);
     void showSourceVolume();
     void changePathValue(const QString& text, float value);
     void showFailView(const QString& text);
