@@ -24,6 +24,9 @@ namespace {
 
 // How often a waiting worker looks at the stop flag.
 constexpr int kPollMs = 100;
+// How long zip's lines gather in the pipe between two reads: one wake-up per batch of lines
+// rather than one per line, well before the pipe's buffer could fill and hold zip up.
+constexpr int kZipBatchMs = 20;
 // How long a stopped tool may take to end before it is killed.
 constexpr int kTerminateGraceMs = 5000;
 // How much of a tool's error output is kept for the log.
@@ -461,6 +464,8 @@ void MakeDmg::zip(const std::shared_ptr<Job>& job, const FileNodeList& nodes) {
         const QByteArray more = zip.readAllStandardError();
         if (errors.size() < kErrorTextLimit)
             errors += more.left(kErrorTextLimit - errors.size());
+        if (zip.state() != QProcess::NotRunning && !m_isCancelCopy)
+            QThread::msleep(kZipBatchMs);
     }
     zip.waitForFinished(-1);
     take();

@@ -138,7 +138,7 @@ void TestMakeDmg::archiveUnzipsToTheSelection() {
         QVERIFY(i == 0 || rec.progress.at(i) > rec.progress.at(i - 1));
         QVERIFY2(rec.texts.at(i).startsWith("adding: Volumes/SRC/"), qPrintable(rec.texts.at(i)));
     }
-    QVERIFY(rec.progress.size() > 2);
+    QVERIFY(rec.progress.size() >= 2); // at least one step before the end
     const QStringList selected = {"/Volumes/SRC/Photos", "/Volumes/SRC/Docs/a.txt", "/Volumes/SRC/Notes.txt",
                                   "/Volumes/SRC/" + awkwardName() + ".txt"};
     QCOMPARE(mac->calls("zip"), (QList<QStringList>{QStringList{"zip", "-r", zipPath} + selected}));
