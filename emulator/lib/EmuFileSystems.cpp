@@ -96,7 +96,8 @@ QString imageFileSystem(const QString& name) {
     const QString upper = name.toUpper();
     if (upper.isEmpty() || upper.contains(QLatin1String("APFS")))
         return QStringLiteral("apfs");
-    // ExFAT included.
+    if (upper == QLatin1String("EXFAT"))
+        return QStringLiteral("exfat");
     if (upper.contains(QLatin1String("FAT")))
         return QStringLiteral("msdos");
     return QStringLiteral("hfs");

@@ -836,16 +836,15 @@ namespace {
 struct SizeGrammar {
     double base;
     const char* units;
-    const char* unscaled; // letters taken as a unit but counted as bytes
-    double loneB;         // bytes, or 512-byte sectors
-    bool unitThenB;       // "16GB": a B may follow the unit
-    bool plainNumber;     // digits with an optional fraction; else any number toDouble reads
-    qint64 refused;       // the answer for text that is no size
+    double loneB;     // bytes, or 512-byte sectors
+    bool unitThenB;   // "16GB": a B may follow the unit
+    bool plainNumber; // digits with an optional fraction; else any number toDouble reads
+    qint64 refused;   // the answer for text that is no size
 };
 
-constexpr SizeGrammar kScenarioSizes{1000, "KMGT", "", 1, true, false, 0};
-constexpr SizeGrammar kDiskutilSizes{1000, "KMGTP", "E", 1, false, true, -1};
-constexpr SizeGrammar kHdiutilSizes{1024, "KMGT", "PE", 512, false, true, -1};
+constexpr SizeGrammar kScenarioSizes{1000, "KMGT", 1, true, false, 0};
+constexpr SizeGrammar kDiskutilSizes{1000, "KMGTPE", 1, false, true, -1};
+constexpr SizeGrammar kHdiutilSizes{1024, "KMGTPE", 512, false, true, -1};
 
 // Takes the text's last character off when it is one of `letters`; answers its place there.
 int takeLetter(QString& text, const char* letters) {
@@ -873,13 +872,14 @@ qint64 parseSize(const QString& text, SizeUnits units) {
         const int unit = takeLetter(number, g.units);
         for (int i = 0; i <= unit; ++i)
             factor *= g.base;
-        if (unit < 0 && !b)
-            takeLetter(number, g.unscaled);
     }
     static const QRegularExpression plain(QStringLiteral("^[0-9]+(\\.[0-9]+)?$"));
     bool ok = false;
     const double value = number.toDouble(&ok);
     if (!ok || (g.plainNumber && !plain.match(number).hasMatch()))
+        return g.refused;
+    // Exabytes of a few units already pass what a byte count can hold.
+    if (!(value * factor < 9.2e18))
         return g.refused;
     return qint64(value * factor);
 }

@@ -2,6 +2,7 @@
 
 #include "app/SideTabButton.h"
 #include "core/ConsoleLog.h"
+#include "diskimage/DmgViewController.h"
 #include "diskmanager/RepairDiskViewController.h"
 #include "filecopy/DiskCopyViewController.h"
 #include "osclone/SelectDrivceViewController.h"
@@ -185,6 +186,9 @@ void MainWindowController::addBaseView() {
 
 void MainWindowController::addDmgView() {
     addPlaceholder(DiskImageTab);
+    auto* dmg = new DmgViewController;
+    dmg->setCanChangeTab([this](bool allowed) { canChangeTab(allowed); });
+    installFeature(DiskImageTab, dmg);
 }
 
 void MainWindowController::addDiskToolView() {

@@ -3,6 +3,7 @@
 #include "EmulatedMac.h"
 #include "app/MainWindowController.h"
 #include "app/SideTabButton.h"
+#include "diskimage/DmgViewController.h"
 #include "diskmanager/RepairDiskViewController.h"
 #include "filecopy/DiskCopyViewController.h"
 #include "osclone/SelectDrivceViewController.h"
@@ -72,21 +73,17 @@ void TestMainWindow::startsOnDiskCopyWithFourTabsInOrder() {
     for (int tab = 0; tab < kTabs; ++tab) {
         QCOMPARE(w.tabButton(tab)->text(), texts[tab]);
         QCOMPARE(w.tabButton(tab)->geometry(), kRowFrames[tab]);
-        // Until its feature is installed, a container carries the tab's name.
-        auto* title = w.container(tab)->findChild<QLabel*>(QStringLiteral("containerTitle"));
-        if (tab == MainWindowController::DiskManagerTab) {
-            QVERIFY(!title);
-            QVERIFY(w.container(tab)->findChild<RepairDiskViewController*>());
-        } else if (tab == MainWindowController::OSCloneTab) {
-            QVERIFY(!title);
-            QVERIFY(w.container(tab)->findChild<SelectDrivceViewController*>());
-        } else if (tab == MainWindowController::DiskCopyTab) {
-            QVERIFY(!title);
-            QVERIFY(w.container(tab)->findChild<DiskCopyViewController*>());
-        } else {
-            QVERIFY(title);
-            QCOMPARE(title->text(), texts[tab]);
-        }
+        // Every tab's feature is installed: no container carries a placeholder title.
+        QVERIFY(!w.container(tab)->findChild<QLabel*>(QStringLiteral("containerTitle")));
+        QWidget* const feature =
+            tab == MainWindowController::DiskCopyTab
+                ? static_cast<QWidget*>(w.container(tab)->findChild<DiskCopyViewController*>())
+            : tab == MainWindowController::OSCloneTab
+                ? static_cast<QWidget*>(w.container(tab)->findChild<SelectDrivceViewController*>())
+            : tab == MainWindowController::DiskImageTab
+                ? static_cast<QWidget*>(w.container(tab)->findChild<DmgViewController*>())
+                : static_cast<QWidget*>(w.container(tab)->findChild<RepairDiskViewController*>());
+        QVERIFY(feature);
         // All four containers fill the same place.
         QCOMPARE(w.container(tab)->geometry(), w.container(0)->geometry());
     }

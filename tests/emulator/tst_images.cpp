@@ -9,6 +9,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <utility>
+
 void TestImages::imageRoundTripKeepsTheFiles() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
@@ -106,6 +108,18 @@ void TestImages::createRefusesWhatARealMacRefuses() {
     // The extension is added when missing.
     r = mac->run(QStringLiteral("hdiutil"), {"create", "/tmp/plain", "-size", "1m"});
     QCOMPARE(r.out, QByteArray("created: /tmp/plain.dmg\n"));
+    // Each file system asked for is the one the image's volume gets.
+    for (const auto& [fs, name] : {std::pair{"ExFAT", "ExFAT"}, std::pair{"MS-DOS FAT32", "MS-DOS FAT32"}}) {
+        const QString image = QStringLiteral("/tmp/%1.dmg").arg(QString::fromLatin1(fs).left(5));
+        const QString volume = QStringLiteral("FS%1").arg(QString::fromLatin1(fs).left(2));
+        QCOMPARE(mac->run(QStringLiteral("hdiutil"),
+                          {"create", image, "-volname", volume, "-size", "10m", "-fs", fs})
+                     .code,
+                 0);
+        QCOMPARE(mac->run(QStringLiteral("hdiutil"), {"attach", image}).code, 0);
+        QCOMPARE(mac->diskInfo(QStringLiteral("/Volumes/") + volume).value(QStringLiteral("FilesystemName")),
+                 QVariant(QString::fromLatin1(name)));
+    }
 }
 
 void TestImages::resizeChangesTheCapacity() {

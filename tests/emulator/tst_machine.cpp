@@ -173,6 +173,12 @@ void TestEmulatedMachine::sizesInEachToolsUnits() {
                 .split('\t');
         QCOMPARE(limits.value(1), sectors);
     }
+    // Peta- and exabytes are units too: far beyond the machine's free space.
+    for (const char* size : {"1p", "2E"}) {
+        const EmulatedMac::Run huge =
+            mac->run(QStringLiteral("hdiutil"), {"create", "/tmp/huge.dmg", "-size", size});
+        QCOMPARE(huge.err, QByteArray("hdiutil: create failed - No space left on device\n"));
+    }
 }
 
 void TestEmulatedMachine::faultKnobs() {

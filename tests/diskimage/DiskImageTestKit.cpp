@@ -1,0 +1,95 @@
+#include "DiskImageTestKit.h"
+
+#include "TreeCompare.h"
+
+#include <QDirIterator>
+#include <QFile>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+
+namespace DiskImageTestKit {
+
+std::unique_ptr<EmulatedMac> machine() {
+    return EmulatedMac::fromJson(R"({
+  "version": "10.15.7", "user": "alex",
+  "disks": [
+    { "name": "src", "mediaName": "Source Disk", "size": "32GB", "scheme": "GPT",
+      "partitions": [ { "fs": "JHFS+", "name": "SRC",
+        "seed": { "files": 3, "folders": 2, "depth": 2, "size": 40000, "seed": 21, "hidden": 1,
+                  "explicit": [ { "path": "Photos/IMG_0001.JPG", "size": 350000 },
+                                { "path": "Photos/Trip/IMG_0002.JPG", "size": 120000 },
+                                { "path": "Report.docx", "size": 42000 },
+                                { "path": "Notes.txt", "text": "notes\n" },
+                                { "path": "Empty", "folder": true } ] } } ] },
+    { "name": "dest", "mediaName": "Backup Disk", "size": "64GB", "scheme": "GPT",
+      "partitions": [ { "fs": "JHFS+", "name": "DEST" } ] },
+    { "name": "tiny", "mediaName": "Tiny Stick", "size": "64MB", "scheme": "MBR",
+      "partitions": [ { "fs": "FAT32", "name": "TINY" } ] }
+  ]
+})");
+}
+
+QString awkwardName() {
+    return QStringLiteral("Tavrill \"q\" 'x' $(touch pwned) `id` \u00dcbung \u540d\u524d");
+}
+
+bool makeSocket(const QString& hostPath) {
+    const QByteArray path = QFile::encodeName(hostPath);
+    sockaddr_un address{};
+    if (size_t(path.size()) >= sizeof(address.sun_path))
+        return false;
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    if (fd < 0)
+        return false;
+    const bool bound = ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+    ::close(fd);
+    return bound;
+}
+
+QStringList treeListing(const QString& hostFolder) {
+    QStringList out;
+    QDirIterator it(hostFolder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                    QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        it.next();
+        const QString relative = it.filePath().mid(hostFolder.size() + 1);
+        out << (it.fileInfo().isDir() && !it.fileInfo().isSymLink() ? relative + QLatin1Char('/') : relative);
+    }
+    out.sort();
+    return out;
+}
+
+QStringList contentDifferences(const QString& hostA, const QString& hostB) {
+    const QStringList a = treeListing(hostA);
+    const QStringList b = treeListing(hostB);
+    if (a != b)
+        return {QStringLiteral("entries differ: %1 | %2")
+                    .arg(a.join(QLatin1Char(',')), b.join(QLatin1Char(',')))};
+    QStringList out;
+    for (const QString& entry : a) {
+        if (entry.endsWith(QLatin1Char('/')))
+            continue;
+        if (readHostFile(hostA + QLatin1Char('/') + entry) != readHostFile(hostB + QLatin1Char('/') + entry))
+            out << entry + QStringLiteral(": bytes differ");
+    }
+    return out;
+}
+
+void Recorder::copyFileToDmgWithFileName(const QString& text, float value) {
+    texts << text;
+    progress << value;
+}
+
+void Recorder::beginToCopyDmg() {
+    ++beginCount;
+    if (builder)
+        builder->doCopyFilesToDmgWithDmg(copyPaths);
+}
+
+} // namespace DiskImageTestKit

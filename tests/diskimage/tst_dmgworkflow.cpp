@@ -1,0 +1,331 @@
+#include "tst_dmgworkflow.h"
+
+#include "DiskImageTestKit.h"
+#include "FileListTestKit.h"
+#include "Screenshot.h"
+#include "TreeCompare.h"
+#include "UrlCatcher.h"
+#include "Wait.h"
+#include "app/MainWindowController.h"
+#include "diskimage/DMGMakeSureWC.h"
+#include "diskimage/DmgViewController.h"
+#include "filecopy/EumeRoot.h"
+#include "filecopy/ListFileViewController.h"
+#include "platform/Machine.h"
+#include "ui/DragView.h"
+#include "ui/ErrorWindowController.h"
+#include "ui/FlatButton.h"
+#include "ui/ImageButton.h"
+#include "ui/Popover.h"
+#include "ui/SelectValueView.h"
+#include "ui/SetpViewController.h"
+#include "volumes/DiskListView.h"
+#include "volumes/DiskListViewController.h"
+
+#include <QComboBox>
+#include <QDesktopServices>
+#include <QDir>
+#include <QLabel>
+#include <QMimeData>
+#include <QProcess>
+#include <QRadioButton>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrl>
+
+using namespace DiskImageTestKit;
+
+namespace {
+
+const QString kFolder = QStringLiteral("diskimage");
+
+// The main window with the Disk Image tab showing.
+struct Window {
+    MainWindowController main;
+    DmgViewController* tab = nullptr;
+    Window() {
+        main.showWindow();
+        main.TopDmgButtonAction();
+        tab = qobject_cast<DmgViewController*>(main.featureView(MainWindowController::DiskImageTab));
+    }
+    void shot(const QString& name) { saveScreenshot(main.window(), kFolder, name); }
+};
+
+void click(QWidget* w) {
+    QTest::mouseClick(w, Qt::LeftButton, {}, QPoint(w->width() / 2, w->height() / 2));
+}
+
+// Opens a slot's drive picker and clicks the row of the named volume.
+bool pick(Window& w, SelectValueView* slot, const QString& name) {
+    click(slot->selectDiskBut());
+    Popover* popover = w.tab->pickerPopover();
+    if (!popover)
+        return false;
+    auto* picker = qobject_cast<SelectDiskViewController*>(popover->content());
+    if (!picker || !waitUntil([&] { return !picker->rows().isEmpty(); }, 20000))
+        return false;
+    for (DiskListViewController* row : picker->rows()) {
+        if (row->volumeObj()->volumeName() == name) {
+            QTest::mouseClick(row->aView(), Qt::LeftButton, {}, QPoint(100, 30));
+            return waitUntil([&] { return !w.tab->pickerPopover() || !w.tab->pickerPopover()->isShown(); },
+                             5000);
+        }
+    }
+    return false;
+}
+
+template <typename T> T* shown(Window& w) {
+    for (T* t : w.main.window()->findChildren<T*>()) {
+        if (t->isVisible())
+            return t;
+    }
+    return nullptr;
+}
+
+// The message of the error popup now up, which is then closed with its "Done".
+QString takeError(Window& w) {
+    ErrorWindowController* error = nullptr;
+    waitUntil([&] { return (error = shown<ErrorWindowController>(w)) != nullptr; }, 2000);
+    if (!error)
+        return QString();
+    const QString text = error->errorText();
+    click(error->doneButton());
+    waitUntil([&] { return shown<ErrorWindowController>(w) == nullptr; }, 2000);
+    return text;
+}
+
+// "Create Now", then "Create Image" in the confirmation; answers the confirmation's text.
+QString createAndConfirm(Window& w, const QString& picture = QString()) {
+    click(w.tab->createButton());
+    DMGMakeSureWC* confirm = nullptr;
+    if (!waitUntil([&] { return (confirm = shown<DMGMakeSureWC>(w)) != nullptr; }, 20000))
+        return QString();
+    if (!picture.isEmpty())
+        w.shot(picture);
+    const QString text = confirm->textLabel()->text();
+    click(confirm->okButton());
+    return text;
+}
+
+bool ended(Window& w) {
+    return waitUntil([&] { return w.tab->successView()->isVisible() || w.tab->failView()->isVisible(); },
+                     60000);
+}
+
+QString onlyFileIn(const QString& hostFolder, const QString& suffix) {
+    const QStringList found = QDir(hostFolder).entryList({"Tavrill(*)" + suffix}, QDir::Files);
+    return found.size() == 1 ? hostFolder + "/" + found.first() : QString();
+}
+
+} // namespace
+
+void TestDmgWorkflow::volumeToDiskImage() {
+    auto mac = machine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    Window w;
+    QVERIFY(w.tab);
+    w.shot("01-empty");
+    QVERIFY(!w.tab->createButton()->isEnabled());
+    QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
+    QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+    QCOMPARE(w.tab->toSlot()->nameLabel()->text(), QStringLiteral("DEST"));
+    QVERIFY(w.tab->createButton()->isEnabled());
+    w.shot("02-ready");
+
+    mac->clearLog();
+    QCOMPARE(createAndConfirm(w, "03-confirm"),
+             QStringLiteral("The selection will be packed into a disk image (.dmg) on \u201cDEST\u201d."));
+    QVERIFY(!w.main.isTabChangeAllowed());
+    QVERIFY(w.tab->progressView()->isVisible());
+    w.shot("04-progress");
+    QVERIFY(ended(w));
+    QVERIFY2(w.tab->successView()->isVisible(), qPrintable(w.tab->errorLabel()->text()));
+    QVERIFY(w.main.isTabChangeAllowed());
+    w.shot("05-success");
+
+    // The image holds the volume's top level, the listing's skip list left out.
+    const QString image = onlyFileIn(mac->host("/Volumes/DEST"), ".dmg");
+    QVERIFY(!image.isEmpty());
+    QTemporaryDir inside;
+    QVERIFY(mac->extractImage(Machine::macPath(image), inside.path()));
+    const auto all = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
+    QStringList expected = QDir(mac->host("/Volumes/SRC")).entryList(all, QDir::Name);
+    expected.removeIf([](const QString& name) { return EumeRoot::isSkippedName(name); });
+    QCOMPARE(QDir(inside.path()).entryList(all, QDir::Name), expected);
+    QCOMPARE(contentDifferences(mac->host("/Volumes/SRC/Photos"), inside.path() + "/Photos"), QStringList());
+
+    // The link opens the destination folder; "Done" empties both slots.
+    UrlCatcher catcher;
+    QDesktopServices::setUrlHandler("file", &catcher, "openUrl");
+    Q_EMIT w.tab->openLabel()->linkActivated("open");
+    QDesktopServices::unsetUrlHandler("file");
+    QCOMPARE(catcher.opened, QList<QUrl>{QUrl::fromLocalFile(mac->host("/Volumes/DEST"))});
+    click(w.tab->doneButton());
+    QVERIFY(w.tab->selectView()->isVisible());
+    QCOMPARE(w.tab->fromSlot()->imageName(), QStringLiteral("add"));
+    QVERIFY(!w.tab->createButton()->isEnabled());
+}
+
+void TestDmgWorkflow::chosenFilesToZip() {
+    auto mac = machine();
+    QVERIFY(mac->isValid());
+    Window w;
+    QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
+    QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+    // "Copy Some Files" opens the file list window on the source; untick all, tick two items.
+    w.tab->copyTypeBox()->setFocus();
+    QTest::keyClick(w.tab->copyTypeBox(), Qt::Key_Down);
+    DiskListWC* list = w.tab->fileListWindow();
+    QVERIFY(list);
+    QVERIFY(FileListTestKit::waitForListing(list));
+    list->listFileVC()->setAllSelectOrNoSelect();
+    QVERIFY(FileListTestKit::clickCheckBox(list, "/Volumes/SRC/Photos"));
+    QVERIFY(FileListTestKit::clickCheckBox(list, "/Volumes/SRC/Notes.txt"));
+    QCOMPARE(FileListTestKit::stateOf(list, "/Volumes/SRC/Report.docx"), 0);
+    saveScreenshot(list, kFolder, "06-file-list");
+    QVERIFY(FileListTestKit::clickDone(list));
+    QVERIFY(waitUntil([&] { return w.tab->selectFilesSize() >= 0; }, 20000));
+    QCOMPARE(w.tab->fromSlot()->nameLabel()->text(), QStringLiteral("2 files/folders"));
+    QCOMPARE(w.tab->fromSlot()->sizeLabel()->text(), QStringLiteral("470.01 KB selected"));
+    QCOMPARE(w.tab->fromSlot()->imageName(), QStringLiteral("ic_folder"));
+    QCOMPARE(w.tab->copyTypeBox()->currentText(), QStringLiteral("Copy Some Files"));
+    click(w.tab->zipButton());
+    QVERIFY(w.tab->isMakeZip());
+    w.shot("07-some-files-zip");
+
+    QCOMPARE(createAndConfirm(w),
+             QStringLiteral("The selection will be packed into a zip archive (.zip) on \u201cDEST\u201d."));
+    QVERIFY(ended(w));
+    QVERIFY2(w.tab->successView()->isVisible(), qPrintable(w.tab->errorLabel()->text()));
+    QCOMPARE(w.tab->openUrl(), QStringLiteral("/Volumes/DEST"));
+    const QString zip = onlyFileIn(mac->host("/Volumes/DEST"), ".zip");
+    QVERIFY(!zip.isEmpty());
+    QProcess unzip;
+    unzip.start("unzip", {"-Z1", zip});
+    QVERIFY(unzip.waitForFinished(30000));
+    QStringList entries = QString::fromUtf8(unzip.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+    entries.sort();
+    QStringList expected = {"Volumes/SRC/Notes.txt", "Volumes/SRC/Photos/"};
+    for (const QString& line : treeListing(mac->host("/Volumes/SRC/Photos")))
+        expected << "Volumes/SRC/Photos/" + line;
+    expected.sort();
+    QCOMPARE(entries, expected);
+}
+
+void TestDmgWorkflow::droppedFilesAndAnItemThatCannotBeRead() {
+    auto mac = machine();
+    QVERIFY(mac->isValid());
+    QVERIFY(makeSocket(mac->host("/Volumes/SRC/listener")));
+    Window w;
+    // Two files dropped from the Finder, then a third set with an item no one can read.
+    auto drop = [&](const QStringList& macPaths) {
+        QMimeData data;
+        QList<QUrl> urls;
+        for (const QString& p : macPaths)
+            urls << QUrl::fromLocalFile(mac->host(p));
+        data.setUrls(urls);
+        return w.tab->fromSlot()->dragVie()->performDragOperation(&data);
+    };
+    QVERIFY(drop({"/Volumes/SRC/Notes.txt", "/Volumes/SRC/Photos"}));
+    QCOMPARE(w.tab->fromSlot()->nameLabel()->text(), QStringLiteral("Drag some files"));
+    QCOMPARE(w.tab->fromSlot()->sizeLabel()->text(), QStringLiteral("2 files selected"));
+    QCOMPARE(w.tab->fromSlot()->imageName(), QStringLiteral("ic_folder"));
+    QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+    QVERIFY(w.tab->createButton()->isEnabled());
+    w.shot("08-dropped");
+    createAndConfirm(w);
+    QVERIFY(ended(w));
+    QVERIFY2(w.tab->successView()->isVisible(), qPrintable(w.tab->errorLabel()->text()));
+    const QString image = onlyFileIn(mac->host("/Volumes/DEST"), ".dmg");
+    QTemporaryDir inside;
+    QVERIFY(mac->extractImage(Machine::macPath(image), inside.path()));
+    QCOMPARE(QDir(inside.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name),
+             (QStringList{"Notes.txt", "Photos"}));
+    QCOMPARE(contentDifferences(mac->host("/Volumes/SRC/Photos"), inside.path() + "/Photos"), QStringList());
+    QFile::remove(image);
+
+    click(w.tab->doneButton());
+    QVERIFY(drop({"/Volumes/SRC/Report.docx", "/Volumes/SRC/listener"}));
+    QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+    createAndConfirm(w);
+    QVERIFY(ended(w));
+    QVERIFY(w.tab->failView()->isVisible());
+    QCOMPARE(w.tab->errorLabel()->text(), QStringLiteral("Operation failed. 1 item could not be copied."));
+    QVERIFY(w.main.isTabChangeAllowed());
+    w.shot("09-item-missing");
+}
+
+void TestDmgWorkflow::sameVolumeAndNothingSelected() {
+    auto mac = machine();
+    QVERIFY(mac->isValid());
+    Window w;
+    QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
+    QVERIFY(pick(w, w.tab->toSlot(), "SRC"));
+    w.shot("10-same-volume");
+    QCOMPARE(
+        takeError(w),
+        QStringLiteral(
+            "You can\u2019t select the source drive as the destination drive, just select another drive."));
+    QCOMPARE(w.tab->toSlot()->imageName(), QStringLiteral("add"));
+    QCOMPARE(w.tab->toSlot()->nodeSelectLabel()->text(),
+             QStringLiteral("Click here to select a destination drive."));
+    QVERIFY(!w.tab->createButton()->isEnabled());
+
+    // Nothing ticked in the file list: "Create Now" says so and starts nothing.
+    QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+    FileNodeArrayRef tree = makeFileNodeArray();
+    tree->append(FileNode::initWithPath("/Volumes/SRC/Notes.txt", "Notes.txt", false, nullptr));
+    tree->at(0)->setState(0);
+    w.tab->closeWindowWithSelect(tree, 0);
+    QCOMPARE(w.tab->fromSlot()->nameLabel()->text(), QStringLiteral("0 files/folders"));
+    mac->clearLog();
+    click(w.tab->createButton());
+    w.shot("11-nothing-selected");
+    QCOMPARE(takeError(w), QStringLiteral("No file has been selected\u2026"));
+    QVERIFY(w.tab->selectView()->isVisible());
+    QVERIFY(mac->calls("hdiutil").isEmpty());
+}
+
+void TestDmgWorkflow::cancelAndAFailedCreate() {
+    auto mac = machine();
+    QVERIFY(mac->isValid());
+    QVERIFY(mac->addFault(R"({"tool":"hdiutil","verb":"create","mode":"hang","seconds":30,"times":1})"));
+    Window w;
+    QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
+    QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+    const QStringList before = treeListing(mac->host("/Volumes/DEST"));
+
+    // "Cancel" in the confirmation only closes it.
+    click(w.tab->createButton());
+    DMGMakeSureWC* confirm = nullptr;
+    QVERIFY(waitUntil([&] { return (confirm = shown<DMGMakeSureWC>(w)) != nullptr; }, 20000));
+    click(confirm->cancelButton());
+    QVERIFY(waitUntil([&] { return shown<DMGMakeSureWC>(w) == nullptr; }, 2000));
+    QVERIFY(w.tab->selectView()->isVisible());
+
+    createAndConfirm(w);
+    QVERIFY(waitUntil([&] { return !mac->calls("hdiutil").isEmpty(); }, 20000));
+    click(w.tab->cancelButton());
+    QVERIFY(w.tab->failView()->isVisible());
+    QCOMPARE(w.tab->errorLabel()->text(), QStringLiteral("You have stopped the process."));
+    QVERIFY(w.main.isTabChangeAllowed());
+    // Back to the start once the stopped run has cleaned up.
+    QVERIFY(!w.tab->failBackButton()->isEnabled());
+    w.shot("12-stopped");
+    QVERIFY(waitUntil([&] { return w.tab->failBackButton()->isEnabled(); }, 20000));
+    QCOMPARE(treeListing(mac->host("/Volumes/DEST")), before);
+    click(w.tab->failBackButton());
+    QVERIFY(w.tab->selectView()->isVisible());
+    QCOMPARE(w.tab->stepView()->currentStep(), 1);
+
+    // hdiutil makes no image: the failure view, never the success one.
+    QVERIFY(mac->addFault(R"({"tool":"hdiutil","verb":"create","mode":"fail","times":1})"));
+    QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
+    QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+    createAndConfirm(w);
+    QVERIFY(ended(w));
+    QVERIFY(w.tab->failView()->isVisible());
+    QCOMPARE(w.tab->errorLabel()->text(), QStringLiteral("Operation failed."));
+    QVERIFY(w.main.isTabChangeAllowed());
+    QCOMPARE(treeListing(mac->host("/Volumes/DEST")), before);
+}
