@@ -7,7 +7,11 @@
 
 #include <plist/plist.h>
 
+#include <clocale>
 #include <cstdlib>
+#if defined(__APPLE__)
+#include <xlocale.h>
+#endif
 #include <limits>
 #include <memory>
 
@@ -159,6 +163,31 @@ plist_t fromVariant(const QVariant& value) {
 
 namespace PropertyList {
 
+namespace {
+
+// The C library's number formats for this thread while it lives. The property-list library
+// reads and writes reals with strtod and printf, which follow the process's locale: under a
+// comma-decimal one "0.5" would read as 0 and be written as "0,5".
+class CNumbersOnThisThread {
+public:
+    CNumbersOnThisThread() {
+        static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(nullptr));
+        if (cLocale)
+            m_previous = uselocale(cLocale);
+    }
+    ~CNumbersOnThisThread() {
+        if (m_previous)
+            uselocale(m_previous);
+    }
+    CNumbersOnThisThread(const CNumbersOnThisThread&) = delete;
+    CNumbersOnThisThread& operator=(const CNumbersOnThisThread&) = delete;
+
+private:
+    locale_t m_previous = static_cast<locale_t>(nullptr);
+};
+
+} // namespace
+
 QVariant fromBytes(const QByteArray& bytes) {
     if (bytes.isEmpty() || bytes.size() > std::numeric_limits<int32_t>::max())
         return QVariant();
@@ -172,6 +201,7 @@ QVariant fromBytes(const QByteArray& bytes) {
         data = data.mid(start);
     }
     plist_t root = nullptr;
+    const CNumbersOnThisThread cNumbers;
     plist_from_memory(data.constData(), static_cast<uint32_t>(data.size()), &root);
     if (!root)
         return QVariant();
@@ -199,6 +229,7 @@ QByteArray toXml(const QVariant& value) {
     PlistPtr root(fromVariant(value));
     char* xml = nullptr;
     uint32_t length = 0;
+    const CNumbersOnThisThread cNumbers;
     plist_to_xml(root.get(), &xml, &length);
     QByteArray out(xml, static_cast<qsizetype>(length));
     plist_to_xml_free(xml);
