@@ -224,8 +224,8 @@ void TestCommandRunner::hungToolIsStoppedAtItsLimit() {
     QList<QByteArray> lines = mac.readFile("/tmp/Pellory.txt").trimmed().split('\n');
     for (QByteArray& line : lines)
         line = line.mid(21);
-    QCOMPARE(lines, (QList<QByteArray>{"stopped \"diskutil info -plist disk4\": no end within 1 s",
-                                       "stopped \"diskutil eraseVolume ExFAT NEW /dev/disk4s1\": no end within 2 s",
-                                       "stopped \"diskutil list -plist\": no end within 1 s",
-                                       "diskutil list error"}));
+    QCOMPARE(lines, (QList<QByteArray>{
+                        "stopped \"diskutil info -plist disk4\": no end within 1 s",
+                        "stopped \"diskutil eraseVolume ExFAT NEW /dev/disk4s1\": no end within 2 s",
+                        "stopped \"diskutil list -plist\": no end within 1 s", "diskutil list error"}));
 }

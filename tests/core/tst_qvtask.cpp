@@ -62,8 +62,9 @@ void TestQvTask::stopAsksWithSigtermBeforeKilling() {
                                   "trap 'echo TERM >> \"$dir/signals\"";
     mac.installTool("/usr/sbin/polite", recordTerm + "; exit 0' TERM\nwhile :; do sleep 0.1; done");
     // The stubborn one stays and counts its tenths of a second after the first SIGTERM.
-    mac.installTool("/usr/sbin/stubborn", recordTerm + "' TERM\nwhile :; do sleep 0.1; "
-                                                       "[ -f \"$dir/signals\" ] && echo . >> \"$dir/after\"; done");
+    mac.installTool("/usr/sbin/stubborn", recordTerm +
+                                              "' TERM\nwhile :; do sleep 0.1; "
+                                              "[ -f \"$dir/signals\" ] && echo . >> \"$dir/after\"; done");
     const ToolTimeLimits saved = toolTimeLimits();
     QvUninitLog();
     QElapsedTimer sinceStop;

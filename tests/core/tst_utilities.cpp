@@ -123,8 +123,10 @@ void TestUtilities::parsingUnderACommaDecimalLocale() {
     // property list is left as it is, a missing one is not made, a readable one gets the result.
     QTemporaryDir resources;
     setResourceDirectory(resources.path());
-    const QString companion = QStringLiteral("Tavrill Test Helper %1").arg(QCoreApplication::applicationPid());
-    QVERIFY(PropertyList::writeDictionary(resources.filePath("PrivateData.plist"), {{"CompanionApp", companion}}));
+    const QString companion =
+        QStringLiteral("Tavrill Test Helper %1").arg(QCoreApplication::applicationPid());
+    QVERIFY(PropertyList::writeDictionary(resources.filePath("PrivateData.plist"),
+                                          {{"CompanionApp", companion}}));
     const QString app = QDir(QCoreApplication::applicationDirPath()).filePath(companion + ".app");
     const QString message = PublicObj::getLocalStr();
     QCOMPARE(message, app + "/Contents/Resources/LocalVersionMessage.plist");

@@ -132,6 +132,19 @@ void TestDoCopyFiles::twentyItemsStartAtTheFloor() {
     QVERIFY(recorder.progress.isEmpty());
 }
 
+void TestDoCopyFiles::moreItemsAreRaisedToTheFloor() {
+    TestMachine mac;
+    makeFolder(mac, "/Volumes/Dest/out");
+    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
+    CopyRecorder recorder;
+    copier->setDelegate(&recorder);
+    // With 40 items the first two steps come out at 2 and 5: both are reported as 5.
+    copyAndWait(copier, selectedFiles(mac, "/Volumes/Src", 40), "/Volumes/Dest/out");
+    QCOMPARE(recorder.progress.size(), 41);
+    QCOMPARE(recorder.progress.mid(0, 6), (QList<float>{5, 5, 5, 7, 10, 12}));
+    QCOMPARE(recorder.progress.last(), 100.0f);
+}
+
 void TestDoCopyFiles::collisionsDropTheExtensionAndCount() {
     TestMachine mac;
     mac.writeFile("/Volumes/Src/Report.pdf", "new report");

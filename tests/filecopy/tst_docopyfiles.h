@@ -9,6 +9,7 @@ private Q_SLOTS:
     void datedFolderOnAFatStickHasNoColons();
     void fourItemsReportFiveToHundred();
     void twentyItemsStartAtTheFloor();
+    void moreItemsAreRaisedToTheFloor();
     void collisionsDropTheExtensionAndCount();
     void halfSelectedFoldersCopyTheirTickedChildren();
     void cancelDuringALargeItemFinishesItAndStartsNoOther();
