@@ -239,8 +239,7 @@ void RepairDiskViewController::renameFinished(const VolumeObjRef& volume, const 
 }
 
 void RepairDiskViewController::ejectButtonAction() {
-    // A record without a disk UUID cannot be named to the tool: nothing runs.
-    if (m_selectVolume && !m_selectVolume->diskUUID().isEmpty())
+    if (m_selectVolume)
         m_engine->ejectVolume(m_selectVolume);
 }
 
