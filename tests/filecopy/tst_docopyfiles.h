@@ -8,8 +8,7 @@ private Q_SLOTS:
     void datedFolderOnVolumesSlashAndDesktop();
     void datedFolderOnAFatStickHasNoColons();
     void fourItemsReportFiveToHundred();
-    void twentyItemsStartAtTheFloor();
-    void moreItemsAreRaisedToTheFloor();
+    void progressStartsAtTheFloor();
     void collisionsDropTheExtensionAndCount();
     void halfSelectedFoldersCopyTheirTickedChildren();
     void cancelDuringALargeItemFinishesItAndStartsNoOther();
