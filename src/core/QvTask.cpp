@@ -88,9 +88,8 @@ void QvTask::QvStartTask() {
         if (task.state() != QProcess::NotRunning && _bTimerOut.load()) {
             // Asked to stop, or out of time: the tool gets SIGTERM and the grace period to
             // leave on its own before it is killed.
-            const QString tool = QFileInfo(_strLaunchPath).fileName();
-            QvLog("stopped %s %s: %s", qUtf8Printable(tool),
-                  qUtf8Printable(_arrArguments.join(QLatin1Char(' '))),
+            const QStringList line = QStringList{QFileInfo(_strLaunchPath).fileName()} + _arrArguments;
+            QvLog("stopped %s: %s", qUtf8Printable(line.join(QLatin1Char(' '))),
                   _bStopAsked.load() ? "stop asked for" : "time limit reached");
             stopGracefully(task, toolTimeLimits().graceMs);
         } else if (task.exitStatus() == QProcess::NormalExit) {

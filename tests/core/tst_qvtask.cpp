@@ -94,7 +94,7 @@ void TestQvTask::stopAsksWithSigtermBeforeKilling() {
 
     QvUninitLog();
     const QByteArray log = mac.readFile("/tmp/Pellory.txt");
-    QVERIFY2(log.contains("stopped polite : stop asked for"), log.constData());
+    QVERIFY2(log.contains("stopped polite: stop asked for"), log.constData());
     QVERIFY2(log.contains("stopped stubborn --keep: stop asked for"), log.constData());
 }
 
