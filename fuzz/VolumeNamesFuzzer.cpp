@@ -1,5 +1,5 @@
-// The Disk Manager's name rules with any text: the FAT32 name, the blank-name test and the
-// Chinese test.
+// The Disk Manager's name rules with any text: the FAT32 name, the blank-name test, the Chinese
+// test, and the check of a name against each file system.
 #include "FuzzSupport.h"
 
 #include "diskmanager/VolumeOperations.h"
@@ -17,5 +17,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
               "a FAT32 name stays as it is");
     if (VolumeOperations::isBlankName(typed))
         fuzzCheck(typed.trimmed().isEmpty(), "only empty or blank text is no name");
+
+    // A name the check lets through keeps to its file system's limits.
+    for (const char* fs : {"MS-DOS FAT32", "ExFAT"}) {
+        if (VolumeOperations::nameProblem(typed, QLatin1String(fs)).isNull())
+            fuzzCheck(typed.size() <= 11 && !typed.contains(QLatin1Char(':')) &&
+                          !typed.contains(QLatin1Char('/')),
+                      "a FAT or exFAT name that passes fits");
+    }
+    if (VolumeOperations::nameProblem(fat, QStringLiteral("MS-DOS FAT32")).isNull())
+        fuzzCheck(fat.toUpper() == fat || VolumeOperations::containsChinese(typed),
+                  "a FAT32 name is capitals");
+    for (const char* fs : {"Journaled HFS+", "APFS"}) {
+        if (VolumeOperations::nameProblem(typed, QLatin1String(fs)).isNull())
+            fuzzCheck(typed.toUtf8().size() <= 255 && !typed.contains(QLatin1Char(':')),
+                      "an HFS+ or APFS name that passes fits");
+    }
     return 0;
 }

@@ -25,8 +25,16 @@ bool validName(const QString& fs, const QString& name) {
         }
         return true;
     }
-    if (fs == QLatin1String("exfat"))
-        return name.size() <= 11 && !name.contains(QLatin1Char('/'));
+    if (fs == QLatin1String("exfat")) {
+        static const QString forbidden = QStringLiteral("\"*/:<>?\\|");
+        if (name.size() > 11)
+            return false;
+        for (QChar c : name) {
+            if (forbidden.contains(c) || c.unicode() < 0x20)
+                return false;
+        }
+        return true;
+    }
     return name.toUtf8().size() <= 255 && !name.contains(QLatin1Char(':'));
 }
 

@@ -17,6 +17,9 @@ QByteArray QvShellEscapeInQuotes(const QByteArray& text) {
 }
 
 QByteArray QvShellBareArgument(const QByteArray& text) {
+    // An empty argument would vanish from the line without its quotes.
+    if (text.isEmpty())
+        return "\"\"";
     for (const char c : text) {
         const bool safe = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
                           c == '/' || c == '.' || c == '_' || c == '-' || c == ':';

@@ -12,8 +12,8 @@
 // Every argument reaches the tool literally:
 //  - an argument placed between double quotes in the format ("diskutil rename %s \"%s\"") has
 //    \ " $ and ` escaped with a backslash;
-//  - a bare argument holding anything beyond letters, digits and /._-: is wrapped in double
-//    quotes with the same escaping.
+//  - a bare argument that is empty or holds anything beyond letters, digits and /._-: is wrapped
+//    in double quotes with the same escaping.
 // Ordinary names therefore give exactly the documented lines.
 //
 // A line that does not fit bufferSize bytes (including the terminating NUL) is not cut: it is

@@ -12,50 +12,56 @@
 
 namespace {
 
-// Runs "LINE > OUTPUT" through the shell; false when the whole line does not fit the buffer.
-bool runInto(const QByteArray& line, const QString& outputHostPath, std::size_t bufferSize) {
+// Runs "LINE > OUTPUT" through the shell within limitMs; not run when the whole line does not
+// fit the buffer. A run stopped at its limit is logged.
+ToolRun runInto(const QByteArray& line, const QString& outputHostPath, std::size_t bufferSize, int limitMs) {
     QFile::remove(outputHostPath);
     const QByteArray shellLine = line + " > " + QvShellBareArgument(outputHostPath.toUtf8());
     if (!QvFitsBuffer(bufferSize, shellLine))
-        return false;
-    runShellLine(shellLine);
-    return true;
+        return ToolRun();
+    const ToolRun run = runShellLine(shellLine, limitMs);
+    if (run.timedOut)
+        QvLog("stopped \"%s\": no end within %d s", line.constData(), (limitMs + 999) / 1000);
+    return run;
 }
 
-// A runner's fixed output file and the lock its runs, and the reads of their answers, take.
+// A runner's fixed output file, its time limit and the lock its runs, and the reads of their
+// answers, take.
 struct RunnerFile {
     const char* fileName;
+    bool erases;
     QMutex lock;
 };
 
 RunnerFile& runnerFile(Runner runner) {
     static RunnerFile files[] = {
-        {"KelvaroTemp.plist", {}},
-        {"QvTemp.plist", {}},
-        {"Fennick.plist", {}},
-        {"eraserDiskTemp.plist", {}},
-        {"eraserVolumeTemp.plist", {}},
-        {"BrindleRepairTemp.plist", {}},
-        {"BrindleChangeNameTemp.plist", {}},
-        {"ejectExecCommandTemp.plist", {}},
+        {"KelvaroTemp.plist", false, {}},
+        {"QvTemp.plist", false, {}},
+        {"Fennick.plist", false, {}},
+        {"eraserDiskTemp.plist", true, {}},
+        {"eraserVolumeTemp.plist", true, {}},
+        {"BrindleRepairTemp.plist", false, {}},
+        {"BrindleChangeNameTemp.plist", false, {}},
+        {"ejectExecCommandTemp.plist", false, {}},
     };
     return files[static_cast<int>(runner)];
 }
 
 // The run itself; the caller holds the runner's lock.
-QString runLocked(const RunnerFile& file, const QByteArray& line) {
+RunnerResult runLocked(const RunnerFile& file, const QByteArray& line) {
+    RunnerResult result;
+    if (line.isNull())
+        return result;
     const QString output = runnerOutputPath(QString::fromLatin1(file.fileName));
-    if (!runInto(line, output, 2048))
-        return QString();
-    return output;
+    const ToolTimeLimits limits = toolTimeLimits();
+    result.run = runInto(line, output, 2048, file.erases ? limits.longMs : limits.normalMs);
+    if (result.run.started && !result.run.timedOut)
+        result.path = output;
+    return result;
 }
 
 QString runRunner(Runner runner, const QByteArray& line) {
-    if (line.isNull())
-        return QString();
-    RunnerFile& file = runnerFile(runner);
-    QMutexLocker locker(&file.lock);
-    return runLocked(file, line);
+    return runCommand(runner, line).path;
 }
 
 } // namespace
@@ -89,11 +95,19 @@ QString ejectExecCommand(const QByteArray& line) {
     return runRunner(Runner::EjectExec, line);
 }
 
+RunnerResult runCommand(Runner runner, const QByteArray& line) {
+    if (line.isNull())
+        return RunnerResult();
+    RunnerFile& file = runnerFile(runner);
+    QMutexLocker locker(&file.lock);
+    return runLocked(file, line);
+}
+
 std::optional<QVariantMap> runForDictionary(Runner runner, const QByteArray& line,
                                             const QByteArray& failure) {
     RunnerFile& file = runnerFile(runner);
     QMutexLocker locker(&file.lock);
-    const QString path = line.isNull() ? QString() : runLocked(file, line);
+    const QString path = runLocked(file, line).path;
     if (path.isNull()) {
         if (!failure.isNull())
             QvLog("%s", failure.constData());
@@ -113,5 +127,5 @@ std::optional<QVariantMap> deviceInfo(Runner runner, const char* bsdName) {
 void DoCommand(const QByteArray& line, const QString& outputMacPath) {
     if (line.isNull() || outputMacPath.isNull())
         return;
-    runInto(line, Machine::hostPath(outputMacPath), 4096);
+    runInto(line, Machine::hostPath(outputMacPath), 4096, toolTimeLimits().normalMs);
 }

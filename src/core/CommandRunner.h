@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Shell.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QVariantMap>
@@ -9,8 +11,12 @@
 // The shell-command runners: each hands a command line to the shell with standard output
 // redirected into a fixed file of its own in the user's temporary directory, waits for it, and
 // answers that file's host path (a null string for a null command line). Standard error stays
-// with the process; the shell's exit status is not looked at. A stale file from an earlier run
-// is deleted first, so a command that prints nothing leaves an empty file behind.
+// with the process. A stale file from an earlier run is deleted first, so a command that prints
+// nothing leaves an empty file behind.
+//
+// Every run has a time limit (toolTimeLimits(): the long one for the two erase runners). A tool
+// still running at its limit is stopped (SIGTERM, SIGKILL after the grace period), the log says
+// which line was stopped and why, and the runner answers no path, as for a line it could not run.
 //
 // Every runner owns a lock that its runs take: as all callers of a runner share its one file,
 // a caller that reads the answer back does so with runForDictionary, which keeps the run and
@@ -28,6 +34,16 @@ QString ejectExecCommand(const QByteArray& line);      // ejectExecCommandTemp.p
 
 // The runners above, named for runForDictionary.
 enum class Runner { Exec, QvExec, GetExec, EraserDisk, EraserExec, AepairExec, ChangeNameExec, EjectExec };
+
+// What one run did: the output file's host path (null when the line did not run to its end) and
+// how the tool ended, for the callers that check the tool's verdict.
+struct RunnerResult {
+    QString path;
+    ToolRun run;
+    bool ran() const { return !path.isNull(); }
+    bool succeeded() const { return ran() && run.succeeded(); }
+};
+RunnerResult runCommand(Runner runner, const QByteArray& line);
 
 // Runs the line through the runner and reads its output file back as a dictionary, both under
 // the runner's lock, so that callers sharing a runner on several threads each read their own

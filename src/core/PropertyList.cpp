@@ -7,7 +7,11 @@
 
 #include <plist/plist.h>
 
+#include <clocale>
 #include <cstdlib>
+#if defined(__APPLE__)
+#include <xlocale.h>
+#endif
 #include <limits>
 #include <memory>
 
@@ -159,20 +163,78 @@ plist_t fromVariant(const QVariant& value) {
 
 namespace PropertyList {
 
+namespace {
+
+// The C library's number formats for this thread while it lives. The property-list library
+// reads and writes reals with strtod and printf, which follow the process's locale: under a
+// comma-decimal one "0.5" would read as 0 and be written as "0,5".
+class CNumbersOnThisThread {
+public:
+    CNumbersOnThisThread() {
+        static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(nullptr));
+        if (cLocale)
+            m_previous = uselocale(cLocale);
+    }
+    ~CNumbersOnThisThread() {
+        if (m_previous)
+            uselocale(m_previous);
+    }
+    CNumbersOnThisThread(const CNumbersOnThisThread&) = delete;
+    CNumbersOnThisThread& operator=(const CNumbersOnThisThread&) = delete;
+
+private:
+    locale_t m_previous = static_cast<locale_t>(nullptr);
+};
+
+} // namespace
+
+// True when XML text holds a NUL, raw or as a character reference ("&#0;", "&#x00;"). No tool
+// prints one, and the library stops the process on an assertion at a key that holds one (a
+// string is read with its length, a key cannot be), so such text is taken as no property list.
+static bool holdsNul(const QByteArray& xml) {
+    if (xml.contains('\0'))
+        return true;
+    for (qsizetype at = xml.indexOf("&#"); at >= 0; at = xml.indexOf("&#", at + 2)) {
+        qsizetype i = at + 2;
+        if (i < xml.size() && (xml[i] == 'x' || xml[i] == 'X'))
+            ++i;
+        const qsizetype digits = i;
+        while (i < xml.size() && xml[i] == '0')
+            ++i;
+        if (i > digits && i < xml.size() && xml[i] == ';')
+            return true;
+    }
+    return false;
+}
+
 QVariant fromBytes(const QByteArray& bytes) {
     if (bytes.isEmpty() || bytes.size() > std::numeric_limits<int32_t>::max())
         return QVariant();
+    const CNumbersOnThisThread cNumbers;
     QByteArray data = bytes;
-    if (!plist_is_binary(data.constData(), static_cast<uint32_t>(data.size()))) {
-        qsizetype start = data.indexOf("<?xml");
-        if (start < 0)
-            start = data.indexOf("<plist");
-        if (start < 0)
+    if (plist_is_binary(data.constData(), static_cast<uint32_t>(data.size()))) {
+        // Binary input is read through its XML form, so that the same test for NULs applies.
+        plist_t binary = nullptr;
+        plist_from_bin(data.constData(), static_cast<uint32_t>(data.size()), &binary);
+        if (!binary)
             return QVariant();
-        data = data.mid(start);
+        PlistPtr binaryOwner(binary);
+        char* xml = nullptr;
+        uint32_t length = 0;
+        plist_to_xml(binary, &xml, &length);
+        data = QByteArray(xml, static_cast<qsizetype>(length));
+        plist_to_xml_free(xml);
     }
+    qsizetype start = data.indexOf("<?xml");
+    if (start < 0)
+        start = data.indexOf("<plist");
+    if (start < 0)
+        return QVariant();
+    data = data.mid(start);
+    if (holdsNul(data))
+        return QVariant();
     plist_t root = nullptr;
-    plist_from_memory(data.constData(), static_cast<uint32_t>(data.size()), &root);
+    plist_from_xml(data.constData(), static_cast<uint32_t>(data.size()), &root);
     if (!root)
         return QVariant();
     PlistPtr owner(root);
@@ -199,6 +261,7 @@ QByteArray toXml(const QVariant& value) {
     PlistPtr root(fromVariant(value));
     char* xml = nullptr;
     uint32_t length = 0;
+    const CNumbersOnThisThread cNumbers;
     plist_to_xml(root.get(), &xml, &length);
     QByteArray out(xml, static_cast<qsizetype>(length));
     plist_to_xml_free(xml);

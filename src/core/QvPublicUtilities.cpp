@@ -15,9 +15,20 @@
 #include <QFileInfo>
 #include <QLocale>
 
+#include <clocale>
 #include <cstdlib>
+#if defined(__APPLE__)
+#include <xlocale.h>
+#endif
 
 namespace {
+
+// strtof in the C locale whatever the process's locale: size texts always use a decimal point,
+// and under a comma-decimal locale strtof would stop at it ("12.50" read as 12).
+float strtofInC(const char* text) {
+    static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(nullptr));
+    return cLocale ? strtof_l(text, nullptr, cLocale) : std::strtof(text, nullptr);
+}
 
 // The quotient is computed in double, kept as a single-precision float and widened again, so
 // 999,999,999,999 bytes read 1000.00 GB as they always have.
@@ -58,7 +69,7 @@ std::uint64_t QvPublicUtilities::volSpaceFromString(const QString& text) {
     if (text.isEmpty())
         return 0;
     const QByteArray number = text.left(text.size() - 2).toUtf8();
-    const double value = static_cast<double>(std::strtof(number.constData(), nullptr));
+    const double value = static_cast<double>(strtofInC(number.constData()));
     const QString unit = text.right(2);
     double factor = 0;
     if (unit == QLatin1String("KB"))
@@ -259,7 +270,10 @@ void PublicObj::returnBootableIsSuccess(const QString& result) {
     const QString path = getLocalStr();
     if (path.isNull())
         return;
-    QVariantMap message = PropertyList::readDictionary(path).value_or(QVariantMap());
-    message.insert(QStringLiteral("BOOTRESULT"), result);
-    PropertyList::writeDictionary(path, message);
+    // A message file that cannot be read is left alone: writing it would lose what it holds.
+    std::optional<QVariantMap> message = PropertyList::readDictionary(path);
+    if (!message)
+        return;
+    message->insert(QStringLiteral("BOOTRESULT"), result);
+    PropertyList::writeDictionary(path, *message);
 }

@@ -2,8 +2,11 @@
 
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
+#include "core/QvLog.h"
 #include "platform/Machine.h"
+#include "platform/Shell.h"
 
+#include <QFileInfo>
 #include <QPointer>
 #include <QProcess>
 #include <QTimer>
@@ -36,6 +39,7 @@ void QvTask::QvSetTimeoutCount(double seconds) {
 }
 
 void QvTask::QvStopTask() {
+    _bStopAsked.store(true);
     _bTimerOut.store(true);
 }
 
@@ -46,15 +50,18 @@ void QvTask::QvTimerImp(QTimer*) {
 
 void QvTask::QvStartTask() {
     _bTimerOut.store(false);
+    _bStopAsked.store(false);
     if (_dTimeoutCount < 60.0)
         _dTimeoutCount = 60.0;
 
     QProcess task;
     task.setProcessEnvironment(Machine::toolEnvironment());
     task.setProcessChannelMode(QProcess::ForwardedChannels);
-    task.setInputChannelMode(QProcess::ForwardedInputChannel);
+    task.setStandardInputFile(QProcess::nullDevice());
     task.setProgram(Machine::hostPath(_strLaunchPath));
     task.setArguments(_arrArguments);
+    startInOwnProcessGroup(task);
+    _iLastExitCode.store(-1);
 
     // A one-shot timer on the main thread's loop, tagged with this run.
     const unsigned generation = ++_runGeneration;
@@ -79,9 +86,14 @@ void QvTask::QvStartTask() {
         while (task.state() != QProcess::NotRunning && !_bTimerOut.load())
             task.waitForFinished(1000);
         if (task.state() != QProcess::NotRunning && _bTimerOut.load()) {
-            task.terminate();
-            // Give the tool a moment to leave on its own; the destructor kills what is left.
-            task.waitForFinished(300);
+            // Asked to stop, or out of time: the tool gets SIGTERM and the grace period to
+            // leave on its own before it is killed.
+            const QStringList line = QStringList{QFileInfo(_strLaunchPath).fileName()} + _arrArguments;
+            QvLog("stopped %s: %s", qUtf8Printable(line.join(QLatin1Char(' '))),
+                  _bStopAsked.load() ? "stop asked for" : "time limit reached");
+            stopGracefully(task, toolTimeLimits().graceMs);
+        } else if (task.exitStatus() == QProcess::NormalExit) {
+            _iLastExitCode.store(task.exitCode());
         }
     } else {
         QvConsoleLog("QvTask could not launch %s", qUtf8Printable(task.program()));

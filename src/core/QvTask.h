@@ -9,8 +9,10 @@ class QTimer;
 
 // The shared task object for long, destructive tool runs (erase, partition, resize) whose
 // output is not parsed: launch one executable with arguments, wait for it with a time limit of
-// at least a minute, kill it when the limit passes or a stop is asked for. Callers learn the
-// outcome by looking at the disks again.
+// at least a minute, stop it when the limit passes or a stop is asked for: SIGTERM first, SIGKILL
+// only when it is still there after the grace period of toolTimeLimits(). The log says which
+// tool was stopped and why. Callers learn the outcome by looking at the disks again, or from
+// QvLastExitCode.
 //
 // QvStartTask blocks its caller and must run off the main thread: the time-limit timer lives on
 // the main thread's event loop.
@@ -31,6 +33,8 @@ public:
     QStringList arguments() const { return _arrArguments; }
     double timeoutCount() const { return _dTimeoutCount; }
     bool timedOut() const { return _bTimerOut.load(); }
+    // The last run's exit status: -1 when it could not start, crashed or was stopped.
+    int QvLastExitCode() const { return _iLastExitCode.load(); }
 
     QvTask();
 
@@ -38,6 +42,8 @@ private:
     QString _strLaunchPath;
     QStringList _arrArguments;
     std::atomic<bool> _bTimerOut{false};
+    std::atomic<bool> _bStopAsked{false};
+    std::atomic<int> _iLastExitCode{-1};
     double _dTimeoutCount = 60.0;
     // Which run the current timer belongs to, so a timer that fires after its run ended does
     // nothing.

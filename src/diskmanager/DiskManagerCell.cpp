@@ -57,6 +57,13 @@ DiskManagerCell::DiskManagerCell(QWidget* parent) : QWidget(parent) {
                                        KitStyle::css(KitStyle::accent())));
     m_editName->hide();
 
+    m_problem = new QLabel(this);
+    m_problem->setObjectName(QStringLiteral("nameProblem"));
+    m_problem->setTextFormat(Qt::PlainText);
+    m_problem->setFont(KitStyle::font(12));
+    m_problem->setStyleSheet(QStringLiteral("color: %1;").arg(KitStyle::css(KitStyle::error())));
+    m_problem->hide();
+
     m_type = new QLabel(this);
     m_type->setObjectName(QStringLiteral("type"));
     m_type->setTextFormat(Qt::PlainText);
@@ -75,6 +82,7 @@ DiskManagerCell::DiskManagerCell(QWidget* parent) : QWidget(parent) {
 
     auto* details = new QHBoxLayout;
     details->setSpacing(10);
+    details->addWidget(m_problem);
     details->addWidget(m_type);
     details->addWidget(m_size);
     details->addStretch(1);
@@ -125,6 +133,7 @@ void DiskManagerCell::configure(const VolumeObj& volume, bool selected, bool ren
         m_editName->selectAll();
     } else if (!editing) {
         m_editName->hide();
+        setNameProblem(QString());
     }
     m_type->setText(volume.diskType());
     m_type->setToolTip(volume.diskType());
@@ -134,6 +143,14 @@ void DiskManagerCell::configure(const VolumeObj& volume, bool selected, bool ren
     m_format->setVisible(!renaming && volume.volumeMountPoint() != QLatin1String("/"));
     m_eject->setVisible(!renaming && volume.bCanEject());
     update();
+}
+
+void DiskManagerCell::setNameProblem(const QString& problem) {
+    m_problem->setText(problem);
+    m_problem->setVisible(!problem.isEmpty());
+    m_type->setVisible(problem.isEmpty());
+    m_size->setVisible(problem.isEmpty());
+    m_editName->setToolTip(problem);
 }
 
 void DiskManagerCell::mousePressEvent(QMouseEvent* event) {

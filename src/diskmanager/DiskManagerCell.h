@@ -28,6 +28,10 @@ public:
 
     bool isSelected() const { return m_selected; }
     QLineEdit* nameField() const { return m_editName; }
+    // Why the typed name cannot be used, shown under the name field while renaming (empty:
+    // nothing to say). configure() clears it when the row leaves renaming.
+    void setNameProblem(const QString& problem);
+    QLabel* nameProblemLabel() const { return m_problem; }
 
 Q_SIGNALS:
     void pressed();                       // the row itself was clicked
@@ -46,6 +50,7 @@ private:
     ImageView* m_icon;
     QLabel* m_name;
     QLineEdit* m_editName;
+    QLabel* m_problem;
     QLabel* m_type;
     QLabel* m_size;
     ImageButton* m_save;

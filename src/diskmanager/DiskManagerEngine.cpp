@@ -68,10 +68,40 @@ void DiskManagerEngine::formatVolume(const VolumeObjRef& volume, const QString& 
     const VolumeObj target = volume ? *volume : VolumeObj();
     QPointer<DiskManagerEngine> self(this);
     startCounted(m_workers, [self, target, name, type] {
-        VolumeOperations::formatVolume(target, name, type);
-        onMain([self] {
+        const VolumeOperations::Outcome outcome = VolumeOperations::formatVolume(target, name, type);
+        onMain([self, outcome] {
             if (self)
-                Q_EMIT self->formatFinished();
+                Q_EMIT self->formatFinished(outcome);
+        });
+    });
+}
+
+void DiskManagerEngine::renameVolume(const VolumeObjRef& volume, const QString& editedText) {
+    if (!volume)
+        return;
+    VolumeObj copy = *volume;
+    QPointer<DiskManagerEngine> self(this);
+    startCounted(m_workers, [self, volume, copy, editedText]() mutable {
+        const VolumeOperations::Outcome outcome = VolumeOperations::renameVolume(copy, editedText);
+        onMain([self, volume, name = copy.volumeName(), editedText, outcome] {
+            if (outcome.succeeded)
+                volume->setVolumeName(name);
+            if (self)
+                Q_EMIT self->renameFinished(volume, editedText, outcome);
+        });
+    });
+}
+
+void DiskManagerEngine::ejectVolume(const VolumeObjRef& volume) {
+    if (!volume)
+        return;
+    const VolumeObj target = *volume;
+    QPointer<DiskManagerEngine> self(this);
+    startCounted(m_workers, [self, target] {
+        const VolumeOperations::Outcome outcome = VolumeOperations::ejectVolume(target);
+        onMain([self, outcome] {
+            if (self)
+                Q_EMIT self->ejectFinished(outcome);
         });
     });
 }

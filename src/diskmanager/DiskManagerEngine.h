@@ -1,5 +1,6 @@
 #pragma once
 
+#include "diskmanager/VolumeOperations.h"
 #include "volumes/VolumeObj.h"
 
 #include <QObject>
@@ -33,8 +34,12 @@ public:
     // filled when the worker is done (listingFinished). Answers whether a listing started.
     bool getallVolumes();
 
-    // Formats on a worker; formatFinished follows on the main thread when the commands returned.
+    // The operations run on a worker, so the main thread never waits for the disk tool; their
+    // signals follow on the main thread when the commands returned. A rename that succeeded has
+    // given the record its new name by then.
     void formatVolume(const VolumeObjRef& volume, const QString& name, const QString& type);
+    void renameVolume(const VolumeObjRef& volume, const QString& editedText);
+    void ejectVolume(const VolumeObjRef& volume);
 
     // The listing's steps, run on the calling thread.
     static VolumeObjList listVolumes();
@@ -49,7 +54,10 @@ public:
 Q_SIGNALS:
     void listingStarted();
     void listingFinished();
-    void formatFinished();
+    void formatFinished(const VolumeOperations::Outcome& outcome);
+    void renameFinished(const VolumeObjRef& volume, const QString& editedText,
+                        const VolumeOperations::Outcome& outcome);
+    void ejectFinished(const VolumeOperations::Outcome& outcome);
 
 private:
     VolumeObjList m_allVolumeArr;

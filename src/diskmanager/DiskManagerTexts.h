@@ -61,8 +61,45 @@ inline QString formatType(int tag) {
 }
 inline constexpr int kFormatTypeCount = 3;
 
-// The progress and end popups. The end popup says that the work ended, not how: the refreshed
-// list shows the outcome.
+// Why a typed name cannot be used, and how a tool run went wrong.
+inline QString nameTooLong(const QString& fileSystem, int characters) {
+    return QStringLiteral("The name is too long: %1 volumes take at most %2 characters.")
+        .arg(fileSystem)
+        .arg(characters);
+}
+inline QString nameTooLongBytes(const QString& fileSystem) {
+    return QStringLiteral("The name is too long: %1 volumes take at most 255 bytes.").arg(fileSystem);
+}
+inline QString nameRefusedCharacter(const QString& fileSystem, const QString& character) {
+    return QStringLiteral("%1 volumes cannot have “%2” in their name.").arg(fileSystem, character);
+}
+inline QString nameLowerCase(const QString& fileSystem) {
+    return QStringLiteral("%1 volumes take capital letters only.").arg(fileSystem);
+}
+inline QString nameControlCharacter() {
+    return QStringLiteral("The name cannot hold control characters.");
+}
+inline QString nameMissing() {
+    return QStringLiteral("Type a name for the volume.");
+}
+inline QString nameTooLongForTool() {
+    return QStringLiteral("The name is too long for the disk tool.");
+}
+inline QString toolNotRun() {
+    return QStringLiteral("The disk tool could not be run.");
+}
+inline QString toolStopped() {
+    return QStringLiteral("The disk tool did not finish in time and was stopped.");
+}
+inline QString toolFailed(int status) {
+    return QStringLiteral("The disk tool ended with status %1.").arg(status);
+}
+inline QString eraseNotFinished() {
+    return QStringLiteral("The disk tool did not report the erase as finished.");
+}
+
+// The progress and end popups. The end popup says whether the disk tool succeeded; the
+// refreshed list shows the volume as it is now.
 inline QString formattingTitle() {
     return QStringLiteral("Formatting…");
 }
@@ -74,6 +111,9 @@ inline QString formatEndTitle() {
 }
 inline QString formatEndBody() {
     return QStringLiteral("The volume list has been read again and shows the volume as it is now.");
+}
+inline QString formatFailedTitle() {
+    return QStringLiteral("Format failed");
 }
 inline QString okButton() {
     return QStringLiteral("OK");

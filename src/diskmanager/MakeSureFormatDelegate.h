@@ -11,6 +11,13 @@ public:
         (void)name;
         (void)type;
     }
+    // Asked before "Continue" goes on: why the name cannot be used with that type, or a null
+    // string. The confirmation stays open and shows the answer.
+    virtual QString formatNameProblem(const QString& name, const QString& type) {
+        (void)name;
+        (void)type;
+        return QString();
+    }
     // "Cancel".
     virtual void cancelFormatVoluem() {}
 };

@@ -62,6 +62,14 @@ MakeSureFormatViewController::MakeSureFormatViewController(QWidget* parent) : QW
     nodeLabel->setStyleSheet(QStringLiteral("color: %1;").arg(KitStyle::css(KitStyle::textSecondary())));
     nodeLabel->setWordWrap(true);
 
+    problemLabel = new QLabel(makeSureView);
+    problemLabel->setObjectName(QStringLiteral("problemLabel"));
+    problemLabel->setTextFormat(Qt::PlainText);
+    problemLabel->setFont(KitStyle::font(12));
+    problemLabel->setStyleSheet(QStringLiteral("color: %1;").arg(KitStyle::css(KitStyle::error())));
+    problemLabel->setWordWrap(true);
+    problemLabel->hide();
+
     nameTextFiled = new QLineEdit(makeSureView);
     nameTextFiled->setObjectName(QStringLiteral("nameTextFiled"));
     nameTextFiled->setFont(KitStyle::font(13));
@@ -129,6 +137,7 @@ MakeSureFormatViewController::MakeSureFormatViewController(QWidget* parent) : QW
     body->addWidget(nodeLabel);
     body->addSpacing(6);
     body->addLayout(fields);
+    body->addWidget(problemLabel);
     body->addWidget(loading);
     body->addSpacing(8);
     body->addLayout(buttons);
@@ -178,8 +187,14 @@ void MakeSureFormatViewController::setName(const QString& name, const QString& t
 }
 
 void MakeSureFormatViewController::okButtonAction() {
-    if (m_delegate)
+    if (m_delegate) {
+        const QString problem = m_delegate->formatNameProblem(nameTextFiled->text(), typeLabel->text());
+        problemLabel->setText(problem);
+        problemLabel->setVisible(!problem.isEmpty());
+        if (!problem.isEmpty())
+            return;
         m_delegate->makeSureToFormatSelectVolumeWithName(nameTextFiled->text(), typeLabel->text());
+    }
     closeWindow();
 }
 

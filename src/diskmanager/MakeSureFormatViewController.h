@@ -18,7 +18,8 @@ class QPushButton;
 
 // The format confirmation: "Format '<name>'?", what it does, the new name, the file-system type
 // (with its menu) and "Continue" / "Cancel". It is shown in an attached window (superDelegate);
-// both buttons tell the delegate and close that window.
+// both buttons tell the delegate and close that window, except that "Continue" with a name the
+// delegate refuses keeps it open and says why.
 //
 // The name field becomes editable only once the popup is up. The type of an APFS or NTFS volume
 // cannot be changed: its label is dimmed and the type button disabled.
@@ -47,6 +48,7 @@ public:
 
     QLabel* nameLabel;
     QLabel* nodeLabel;
+    QLabel* problemLabel; // why the typed name cannot be used
     QLineEdit* nameTextFiled;
     QLabel* typeLabel;
     QPushButton* typeSelectBut;

@@ -19,6 +19,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
+#include <QLineEdit>
 #include <QProgressBar>
 #include <QTableWidget>
 #include <QTimer>
@@ -105,6 +106,8 @@ RepairDiskViewController::RepairDiskViewController(QWidget* parent)
     connect(m_engine, &DiskManagerEngine::listingStarted, this, &RepairDiskViewController::listingStarted);
     connect(m_engine, &DiskManagerEngine::listingFinished, this, &RepairDiskViewController::listingFinished);
     connect(m_engine, &DiskManagerEngine::formatFinished, this, &RepairDiskViewController::formatFinished);
+    connect(m_engine, &DiskManagerEngine::renameFinished, this, &RepairDiskViewController::renameFinished);
+    connect(m_engine, &DiskManagerEngine::ejectFinished, this, &RepairDiskViewController::ejectFinished);
 
     if (allVolumeArr().isEmpty())
         getallVolumes();
@@ -201,15 +204,47 @@ void RepairDiskViewController::renameButtonAction() {
 }
 
 void RepairDiskViewController::saveButtonAction() {
-    if (m_isRenameEdit && m_selectVolume)
-        VolumeOperations::renameVolume(*m_selectVolume, m_editStr);
+    if (m_isRenameEdit && m_selectVolume) {
+        const VolumeOperations::NameCheck check =
+            VolumeOperations::checkRenameName(*m_selectVolume, m_editStr);
+        if (!check.name.isNull() && !check.usable()) {
+            // Nothing runs; the field stays open and says why the name cannot be used.
+            if (DiskManagerCell* cell = cellAt(m_selectIndex))
+                cell->setNameProblem(check.problem);
+            return;
+        }
+        if (check.usable())
+            m_engine->renameVolume(m_selectVolume, m_editStr);
+    }
     m_editStr.clear();
     m_isRenameEdit = false;
     reloadData();
 }
 
+void RepairDiskViewController::renameFinished(const VolumeObjRef& volume, const QString& editedText,
+                                              const VolumeOperations::Outcome& outcome) {
+    const qsizetype row = allVolumeArr().indexOf(volume);
+    if (outcome.succeeded || row < 0) {
+        reloadData();
+        return;
+    }
+    // The tool refused: the row goes back to its name field with the typed text and the reason.
+    tableViewShouldSelectRow(static_cast<int>(row));
+    renameButtonAction();
+    m_editStr = editedText;
+    if (DiskManagerCell* cell = cellAt(static_cast<int>(row))) {
+        cell->nameField()->setText(editedText);
+        cell->setNameProblem(outcome.message);
+    }
+}
+
 void RepairDiskViewController::ejectButtonAction() {
-    if (m_selectVolume && VolumeOperations::ejectVolume(*m_selectVolume))
+    if (m_selectVolume)
+        m_engine->ejectVolume(m_selectVolume);
+}
+
+void RepairDiskViewController::ejectFinished(const VolumeOperations::Outcome& outcome) {
+    if (outcome.ran)
         reloadData();
 }
 
@@ -244,6 +279,13 @@ void RepairDiskViewController::makeSureToFormatSelectVolumeWithName(const QStrin
     m_engine->formatVolume(target, name, type);
 }
 
+QString RepairDiskViewController::formatNameProblem(const QString& name, const QString& type) {
+    const VolumeObjRef target = m_formatTarget ? m_formatTarget : m_selectVolume;
+    if (!target)
+        return QString();
+    return VolumeOperations::checkFormatName(*target, name, type).problem;
+}
+
 void RepairDiskViewController::cancelFormatVoluem() {
     m_formatend = true;
     m_formatTarget.reset();
@@ -260,7 +302,8 @@ void RepairDiskViewController::showFormatingView() {
     m_formating = progress;
 }
 
-void RepairDiskViewController::formatFinished() {
+void RepairDiskViewController::formatFinished(const VolumeOperations::Outcome& outcome) {
+    m_lastFormat = outcome;
     if (m_formatsRunning > 0)
         --m_formatsRunning;
     if (m_formatsRunning == 0 && m_formating)
@@ -274,6 +317,7 @@ void RepairDiskViewController::showFormatEndWindow() {
     if (m_formatEnd)
         m_formatEnd->closeWindow();
     auto* end = new FormatEndViewController;
+    end->setOutcome(m_lastFormat.succeeded, m_lastFormat.message);
     end->setSuperDelegate(attach(end));
     m_formatEnd = end;
 }

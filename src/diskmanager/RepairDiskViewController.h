@@ -4,6 +4,7 @@
 #include "diskmanager/FormatingViewController.h"
 #include "diskmanager/MakeSureFormatDelegate.h"
 #include "diskmanager/MakeSureFormatViewController.h"
+#include "diskmanager/VolumeOperations.h"
 #include "volumes/VolumeObj.h"
 
 #include <QPointer>
@@ -24,8 +25,10 @@ class WatchMountUnmount;
 
 // The "Disk Manager" tab: a table of the mounted volumes with, on each row, buttons to rename,
 // format and eject the volume. It keeps its own volume list (DiskManagerEngine), read again on
-// every mount and unmount and after each format. Rename and eject run on the main thread;
-// a format runs in the background behind a progress popup and ends in the end popup.
+// every mount and unmount and after each format. Rename, eject and format run the disk tool on
+// a worker; a format runs behind a progress popup and ends in the end popup, which says whether
+// the tool succeeded. A typed name is checked before anything runs: the name field or the
+// confirmation says why a name cannot be used.
 //
 // A row's buttons act on that row: pressing one on another row first selects it.
 class RepairDiskViewController : public QWidget, public MakeSureFormatDelegate {
@@ -82,6 +85,7 @@ public:
 
     // The format confirmation's answers.
     void makeSureToFormatSelectVolumeWithName(const QString& name, const QString& type) override;
+    QString formatNameProblem(const QString& name, const QString& type) override;
     void cancelFormatVoluem() override;
     void showFormatingView();
     void showFormatEndWindow();
@@ -93,7 +97,10 @@ Q_SIGNALS:
 private:
     void listingStarted();
     void listingFinished();
-    void formatFinished();
+    void formatFinished(const VolumeOperations::Outcome& outcome);
+    void renameFinished(const VolumeObjRef& volume, const QString& editedText,
+                        const VolumeOperations::Outcome& outcome);
+    void ejectFinished(const VolumeOperations::Outcome& outcome);
     // A button pressed on a row other than the selected one selects that row first.
     void selectRowOf(DiskManagerCell* cell);
     AttachedWindow* attach(QWidget* content);
@@ -109,6 +116,8 @@ private:
     VolumeObjRef m_formatTarget;
     // Formats whose commands have not returned yet (main thread only).
     int m_formatsRunning = 0;
+    // How the last format ended, for the end popup.
+    VolumeOperations::Outcome m_lastFormat;
     QTableWidget* m_table;
     QProgressBar* m_loadProView;
     ImageButton* m_help;

@@ -2,13 +2,17 @@
 
 #include "core/CommandLine.h"
 #include "core/CommandRunner.h"
-#include "core/ConsoleLog.h"
 #include "core/QvLog.h"
+#include "diskmanager/DiskManagerTexts.h"
 #include "platform/Machine.h"
+#include "platform/Shell.h"
 
-#include <QProcess>
+#include <QFile>
 
 namespace {
+
+constexpr qsizetype kFatNameLength = 11;
+constexpr qsizetype kMacNameBytes = 255;
 
 QByteArray utf8(const QString& text) {
     return text.toUtf8();
@@ -22,23 +26,86 @@ void logErase(const char* branch, const QString& path, const QString& name) {
         QvLog("format volume : %s", utf8(name).constData());
 }
 
-// "reformat" runs on its own; the format does not wait for it, and nothing reads its end.
-void launchReformat(const QString& volumePath) {
-    QProcess task;
-    task.setProgram(Machine::hostPath(QStringLiteral("/usr/sbin/diskutil")));
-    task.setArguments({QStringLiteral("reformat"), volumePath});
-    task.setProcessEnvironment(Machine::toolEnvironment());
-    task.setStandardInputFile(QProcess::nullDevice());
-    if (!task.startDetached())
-        QvConsoleLog("diskutil reformat %s could not be started", utf8(volumePath).constData());
-}
-
 // The first `length` UTF-16 units of the text, without cutting a character of two units in half.
 QString cutToCharacters(const QString& text, qsizetype length) {
     QString cut = text.left(length);
     if (!cut.isEmpty() && cut.back().isHighSurrogate())
         cut.chop(1);
     return cut;
+}
+
+enum class NameRules { Fat, ExFat, Mac, None };
+
+NameRules rulesFor(const QString& fileSystem) {
+    const QString fs = fileSystem.toLower();
+    if (fs.contains(QLatin1String("exfat")))
+        return NameRules::ExFat;
+    if (fs.contains(QLatin1String("fat")) || fs.contains(QLatin1String("ms-dos")) ||
+        fs == QLatin1String("msdos"))
+        return NameRules::Fat;
+    if (fs.contains(QLatin1String("apfs")) || fs.contains(QLatin1String("hfs")))
+        return NameRules::Mac;
+    return NameRules::None;
+}
+
+// The last line the tool printed, for a failure it explains itself.
+QString lastLine(const QString& outputPath) {
+    QFile file(outputPath);
+    if (outputPath.isNull() || !file.open(QIODevice::ReadOnly))
+        return QString();
+    const QList<QByteArray> lines = file.read(64 * 1024).split('\n');
+    for (auto it = lines.crbegin(); it != lines.crend(); ++it) {
+        const QByteArray line = it->trimmed();
+        if (!line.isEmpty())
+            return QString::fromUtf8(line);
+    }
+    return QString();
+}
+
+// The outcome of one runner run; `said` is the text a successful run prints, if it prints one.
+VolumeOperations::Outcome outcomeOf(const RunnerResult& result, const char* said = nullptr) {
+    VolumeOperations::Outcome outcome;
+    outcome.ran = result.run.started;
+    if (!result.run.started) {
+        outcome.message = DiskManagerTexts::toolNotRun();
+    } else if (result.run.timedOut) {
+        outcome.message = DiskManagerTexts::toolStopped();
+    } else if (!result.run.succeeded()) {
+        const QString line = lastLine(result.path);
+        outcome.message = line.isEmpty() ? DiskManagerTexts::toolFailed(result.run.exitCode) : line;
+    } else if (said) {
+        QFile file(result.path);
+        outcome.succeeded = file.open(QIODevice::ReadOnly) && file.readAll().contains(said);
+        if (!outcome.succeeded)
+            outcome.message = DiskManagerTexts::eraseNotFinished();
+    } else {
+        outcome.succeeded = true;
+    }
+    return outcome;
+}
+
+VolumeOperations::Outcome refused(const QString& problem) {
+    VolumeOperations::Outcome outcome;
+    outcome.message = problem;
+    return outcome;
+}
+
+// The command line, or the problem that it does not fit its buffer.
+VolumeOperations::NameCheck withLine(VolumeOperations::NameCheck check, const QByteArray& line) {
+    if (check.problem.isNull() && line.isNull())
+        check.problem = DiskManagerTexts::nameTooLongForTool();
+    return check;
+}
+
+QByteArray renameLine(const VolumeObj& volume, const QString& name) {
+    return QvFormatCommand(128, "diskutil rename %s \"%s\"", {volume.diskUUID(), name});
+}
+
+QByteArray eraseLine(const VolumeObj& volume, const QString& name, const QString& type) {
+    // The type goes to the shell between double quotes, as one argument, like the name and the
+    // device.
+    return QvFormatCommand(128, "diskutil eraseVolume \"%s\" \"%s\" \"%s\"",
+                           {type, name, volume.volRootDir()});
 }
 
 } // namespace
@@ -63,67 +130,140 @@ bool VolumeOperations::containsChinese(const QString& text) {
 QString VolumeOperations::fat32Name(const QString& text) {
     if (containsChinese(text))
         return QStringLiteral("NEW");
-    return cutToCharacters(text.toUpper(), 11);
+    return cutToCharacters(text.toUpper(), kFatNameLength);
 }
 
 bool VolumeOperations::isBlankName(const QString& text) {
     return text.isEmpty() || text == QLatin1String(" ");
 }
 
-bool VolumeOperations::renameVolume(VolumeObj& volume, const QString& editedText) {
-    if (isBlankName(editedText))
-        return false;
-    QString name = editedText;
-    if (volume.diskType().toLower().contains(QLatin1String("fat32")))
-        name = fat32Name(name);
-    const QString path =
-        aepairExecCommand(QvFormatCommand(128, "diskutil rename %s \"%s\"", {volume.diskUUID(), name}));
-    QvLog(" rename : %s ", utf8(path).constData());
-    if (path.isNull())
-        return false;
-    volume.setVolumeName(name);
-    return true;
+QString VolumeOperations::nameProblem(const QString& name, const QString& fileSystem) {
+    const NameRules rules = rulesFor(fileSystem);
+    if (rules == NameRules::None)
+        return QString();
+    for (QChar c : name) {
+        if (c.unicode() < 0x20 || c.unicode() == 0x7F)
+            return DiskManagerTexts::nameControlCharacter();
+    }
+    if (rules == NameRules::Mac) {
+        if (name.contains(QLatin1Char(':')))
+            return DiskManagerTexts::nameRefusedCharacter(fileSystem, QStringLiteral(":"));
+        if (name.toUtf8().size() > kMacNameBytes)
+            return DiskManagerTexts::nameTooLongBytes(fileSystem);
+        return QString();
+    }
+    if (name.size() > kFatNameLength)
+        return DiskManagerTexts::nameTooLong(fileSystem, kFatNameLength);
+    const QString refusedCharacters =
+        rules == NameRules::Fat ? QStringLiteral("\"*+,./:;<=>?[\\]|") : QStringLiteral("\"*/:<>?\\|");
+    for (QChar c : name) {
+        if (refusedCharacters.contains(c))
+            return DiskManagerTexts::nameRefusedCharacter(fileSystem, QString(c));
+        if (rules == NameRules::Fat && c.isLower())
+            return DiskManagerTexts::nameLowerCase(fileSystem);
+    }
+    return QString();
 }
 
-bool VolumeOperations::formatVolume(const VolumeObj& volume, const QString& name, const QString& type) {
+VolumeOperations::NameCheck VolumeOperations::checkRenameName(const VolumeObj& volume,
+                                                              const QString& editedText) {
+    NameCheck check;
+    if (isBlankName(editedText))
+        return check;
+    check.name = editedText;
+    if (volume.diskType().toLower().contains(QLatin1String("fat32")))
+        check.name = fat32Name(check.name);
+    check.problem = nameProblem(check.name, volume.diskType());
+    return check.problem.isNull() ? withLine(check, renameLine(volume, check.name)) : check;
+}
+
+VolumeOperations::NameCheck VolumeOperations::checkFormatName(const VolumeObj& volume, const QString& name,
+                                                              const QString& type) {
+    NameCheck check;
+    switch (formatBranch(volume.diskType())) {
+    case FormatBranch::General:
+        check.name = isBlankName(name) ? QStringLiteral("NEW") : name;
+        if (type == QLatin1String("MS-DOS FAT32"))
+            check.name = fat32Name(check.name);
+        check.problem = nameProblem(check.name, type);
+        return check.problem.isNull() ? withLine(check, eraseLine(volume, check.name, type)) : check;
+    case FormatBranch::Ntfs:
+        check.name = QStringLiteral("NEW");
+        return check;
+    case FormatBranch::Apfs:
+        check.name = name;
+        check.problem =
+            isBlankName(name) ? DiskManagerTexts::nameMissing() : nameProblem(name, volume.diskType());
+        return check.problem.isNull() ? withLine(check, renameLine(volume, check.name)) : check;
+    }
+    return check;
+}
+
+VolumeOperations::Outcome VolumeOperations::renameVolume(VolumeObj& volume, const QString& editedText) {
+    const NameCheck check = checkRenameName(volume, editedText);
+    if (check.name.isNull())
+        return Outcome();
+    if (!check.usable())
+        return refused(check.problem);
+    const RunnerResult result = runCommand(Runner::AepairExec, renameLine(volume, check.name));
+    QvLog(" rename : %s ", utf8(result.path).constData());
+    const Outcome outcome = outcomeOf(result);
+    if (outcome.succeeded)
+        volume.setVolumeName(check.name);
+    return outcome;
+}
+
+VolumeOperations::Outcome VolumeOperations::formatVolume(const VolumeObj& volume, const QString& name,
+                                                         const QString& type) {
+    const NameCheck check = checkFormatName(volume, name, type);
+    if (!check.usable())
+        return refused(check.problem);
     switch (formatBranch(volume.diskType())) {
     case FormatBranch::General: {
-        QString finalName = isBlankName(name) ? QStringLiteral("NEW") : name;
-        if (type == QLatin1String("MS-DOS FAT32"))
-            finalName = fat32Name(finalName);
-        // The type goes to the shell between double quotes, as one argument, like the name
-        // and the device.
-        const QString path = eraserExecCommand(QvFormatCommand(
-            128, "diskutil eraseVolume \"%s\" \"%s\" \"%s\"", {type, finalName, volume.volRootDir()}));
-        logErase(" 1 ", path, finalName);
-        return !path.isNull();
+        const RunnerResult result = runCommand(Runner::EraserExec, eraseLine(volume, check.name, type));
+        logErase(" 1 ", result.path, check.name);
+        return outcomeOf(result, "Finished erase");
     }
     case FormatBranch::Ntfs: {
         // The name and type chosen are not used: an NTFS volume always becomes FAT32 "NEW".
-        const QString path = eraserExecCommand(
+        const RunnerResult result = runCommand(
+            Runner::EraserExec,
             QvFormatCommand(128, "diskutil eraseVolume \"MS-DOS FAT32\" NEW \"%s\"", {volume.volRootDir()}));
-        logErase(" 2 ", path, QStringLiteral("NEW"));
-        return !path.isNull();
+        logErase(" 2 ", result.path, check.name);
+        return outcomeOf(result, "Finished erase");
     }
     case FormatBranch::Apfs: {
-        // An APFS volume keeps its file system: it takes the new name and is reformatted.
-        QString finalName = name;
-        if (volume.diskType().toLower() == QLatin1String("fat32"))
-            finalName = finalName.toUpper().left(11);
+        // An APFS volume keeps its file system: it takes the new name and is reformatted, but
+        // only once the rename has gone through.
         QvLog(" 3 ");
-        const QString path = changeNameExecCommand(
-            QvFormatCommand(128, "diskutil rename %s \"%s\"", {volume.diskUUID(), finalName}));
-        launchReformat(volume.volumePath());
-        return !path.isNull();
+        const Outcome renamed = outcomeOf(runCommand(Runner::ChangeNameExec, renameLine(volume, check.name)));
+        if (!renamed.succeeded)
+            return renamed;
+        const ToolRun reformat =
+            runTool(Machine::hostPath(QStringLiteral("/usr/sbin/diskutil")),
+                    {QStringLiteral("reformat"), volume.volumePath()}, toolTimeLimits().longMs);
+        if (reformat.timedOut)
+            QvLog("stopped diskutil reformat %s: time limit reached", utf8(volume.volumePath()).constData());
+        Outcome outcome;
+        outcome.ran = true;
+        outcome.succeeded = reformat.succeeded();
+        if (!reformat.started)
+            outcome.message = DiskManagerTexts::toolNotRun();
+        else if (reformat.timedOut)
+            outcome.message = DiskManagerTexts::toolStopped();
+        else if (!outcome.succeeded)
+            outcome.message = DiskManagerTexts::toolFailed(reformat.exitCode);
+        return outcome;
     }
     }
-    return false;
+    return Outcome();
 }
 
-bool VolumeOperations::ejectVolume(const VolumeObj& volume) {
+VolumeOperations::Outcome VolumeOperations::ejectVolume(const VolumeObj& volume) {
     if (volume.diskUUID().isEmpty())
-        return false;
-    return !aepairExecCommand(QvFormatCommand(64, "diskutil eject %s", {volume.diskUUID()})).isNull();
+        return Outcome();
+    return outcomeOf(
+        runCommand(Runner::AepairExec, QvFormatCommand(64, "diskutil eject %s", {volume.diskUUID()})));
 }
 
 std::optional<QVariantMap> VolumeOperations::getDisjInfo(const char* name) {

@@ -10,13 +10,12 @@
 
 // The Disk Manager's work on one volume through the disk tool: rename, format (erase, or
 // rename-and-reformat for APFS) and eject, plus the disk-info lookup its listing uses. No
-// widgets and no state: each operation formats its command line, runs it through its runner and
-// answers what happened. None of them reads the tool's verdict; the next listing shows the
-// truth.
+// widgets and no state: each operation checks the name it was given, formats its command line,
+// runs it through its runner (blocking: call them on a worker) and answers how the tool ended.
 //
 // Rename, eject and the info lookup share aepairExecCommand's one output file; the runner keeps
-// a run and the read of its file together, so a listing on a worker and an eject on the main
-// thread never read each other's answers.
+// a run and the read of its file together, so a listing on a worker and an eject never read
+// each other's answers.
 class VolumeOperations {
 public:
     VolumeOperations() = delete;
@@ -34,19 +33,43 @@ public:
     // Empty, missing or a single blank: no name at all.
     static bool isBlankName(const QString& text);
 
-    // Renames the volume (by diskUUID) to the edited text, FAT32 volumes through fat32Name().
-    // Blocks the calling thread (the main thread) while the tool runs. A blank text runs
-    // nothing. When the command ran, the record takes the new name; answers whether it ran.
-    static bool renameVolume(VolumeObj& volume, const QString& editedText);
+    // A typed name checked before anything runs: the name the tool would get and, when it
+    // cannot be used, why (in words for the user).
+    struct NameCheck {
+        QString name;    // null: nothing is to run (a blank rename)
+        QString problem; // null: the name can be used
+        bool usable() const { return !name.isNull() && problem.isNull(); }
+    };
+    // Why a name cannot be used on a file system given by its type text ("MS-DOS FAT32",
+    // "ExFAT", "Journaled HFS+", "APFS", ...), or a null string. FAT and exFAT take 11
+    // characters without their refused characters (FAT no lower-case letters either); HFS+ and
+    // APFS 255 bytes without ":". Other file systems are not checked here.
+    static QString nameProblem(const QString& name, const QString& fileSystem);
+    // The rename's name for the volume (FAT32 through fat32Name()), checked against the
+    // volume's file system and the command line's buffer.
+    static NameCheck checkRenameName(const VolumeObj& volume, const QString& editedText);
+    // The name the format will hand the tool for this volume and chosen type, checked the same
+    // way (an NTFS volume always becomes FAT32 "NEW": nothing to check).
+    static NameCheck checkFormatName(const VolumeObj& volume, const QString& name, const QString& type);
 
-    // Formats the volume with the name and type the confirmation handed over; blocks while the
-    // tool runs, so call it on a worker. The APFS branch renames and then launches "reformat"
-    // without waiting for it. Answers whether the (first) command ran.
-    static bool formatVolume(const VolumeObj& volume, const QString& name, const QString& type);
+    // How an operation ended.
+    struct Outcome {
+        bool ran = false;       // a command was run
+        bool succeeded = false; // every command ran to its end, exit status 0, and said so
+        QString message;        // for the user when it did not succeed
+    };
 
-    // Ejects the volume by its diskUUID; a volume without one is left alone. Answers whether the
-    // command ran.
-    static bool ejectVolume(const VolumeObj& volume);
+    // Renames the volume (by diskUUID) to the checked name. A blank text runs nothing; a name
+    // that cannot be used runs nothing and says why. When the tool succeeded the record takes
+    // the new name.
+    static Outcome renameVolume(VolumeObj& volume, const QString& editedText);
+
+    // Formats the volume with the name and type the confirmation handed over. The APFS branch
+    // renames and, only when the rename succeeded, reformats, waiting for it.
+    static Outcome formatVolume(const VolumeObj& volume, const QString& name, const QString& type);
+
+    // Ejects the volume by its diskUUID; a volume without one is left alone (nothing runs).
+    static Outcome ejectVolume(const VolumeObj& volume);
 
     // "diskutil info -plist %s" through aepairExecCommand, read back; nothing when the tool
     // gives no dictionary.

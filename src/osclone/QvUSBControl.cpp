@@ -55,7 +55,7 @@ bool listHas(const QList<QVariantMap>& list, const QString& bsdName) {
 // A clone target: a USB whole disk of at least the minimum size.
 bool isCloneTarget(const QVariantMap& info) {
     const std::int64_t size = info.value(QStringLiteral("TotalSize")).toLongLong();
-    return isUsbWholeDisk(info) && (size >> 8) >= 9'765'625;
+    return isUsbWholeDisk(info) && (size >> 8) >= (kMinimumDriveSize >> 8);
 }
 
 } // namespace

@@ -1,12 +1,15 @@
 #include "tst_commandrunner.h"
 
+#include "TaskRun.h"
 #include "TestMachine.h"
+#include "Wait.h"
 #include "core/CommandLine.h"
 #include "core/CommandRunner.h"
 #include "core/PropertyList.h"
 #include "core/QvLog.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
@@ -188,4 +191,41 @@ void TestCommandRunner::failureToRunIsLoggedOnlyWhenNamed() {
     const QList<QByteArray> lines = mac.readFile("/tmp/Pellory.txt").split('\n');
     QCOMPARE(lines.size(), 2);
     QVERIFY2(lines[0].endsWith("  diskutil info disk4 error"), lines[0].constData());
+}
+
+void TestCommandRunner::hungToolIsStoppedAtItsLimit() {
+    TestMachine mac;
+    mac.installTool("/usr/sbin/diskutil", "echo $$ > \"$(dirname \"$0\")/../../tmp/pid\"\nexec sleep 30");
+    const ToolTimeLimits saved = toolTimeLimits();
+    setToolTimeLimits({1000, 2000, 300});
+    QvUninitLog();
+    QElapsedTimer clock;
+
+    // An answer that never comes: no path after the normal limit, and the tool is gone.
+    clock.start();
+    QVERIFY(aepairExecCommand("diskutil info -plist disk4").isNull());
+    QVERIFY2(clock.elapsed() >= 1000 && clock.elapsed() < 4000, qPrintable(QString::number(clock.elapsed())));
+    QVERIFY(waitUntil([&] { return !processAlive(mac.readFile("/tmp/pid")); }, 2000));
+    // The erase runners wait for the long limit.
+    clock.restart();
+    QVERIFY(eraserExecCommand("diskutil eraseVolume ExFAT NEW /dev/disk4s1").isNull());
+    QVERIFY2(clock.elapsed() >= 2000 && clock.elapsed() < 5000, qPrintable(QString::number(clock.elapsed())));
+
+    // A tool that ignores SIGTERM is killed once the grace period is over.
+    mac.installTool("/usr/sbin/diskutil", "trap '' TERM\necho $$ > \"$(dirname \"$0\")/../../tmp/pid\"\n"
+                                          "while :; do sleep 0.1; done");
+    clock.restart();
+    QVERIFY(!runForDictionary(Runner::QvExec, "diskutil list -plist", "diskutil list error"));
+    QVERIFY2(clock.elapsed() >= 1300 && clock.elapsed() < 4000, qPrintable(QString::number(clock.elapsed())));
+    QVERIFY(waitUntil([&] { return !processAlive(mac.readFile("/tmp/pid")); }, 2000));
+    setToolTimeLimits(saved);
+
+    QvUninitLog();
+    QList<QByteArray> lines = mac.readFile("/tmp/Pellory.txt").trimmed().split('\n');
+    for (QByteArray& line : lines)
+        line = line.mid(21);
+    QCOMPARE(lines, (QList<QByteArray>{
+                        "stopped \"diskutil info -plist disk4\": no end within 1 s",
+                        "stopped \"diskutil eraseVolume ExFAT NEW /dev/disk4s1\": no end within 2 s",
+                        "stopped \"diskutil list -plist\": no end within 1 s", "diskutil list error"}));
 }

@@ -15,4 +15,5 @@ private Q_SLOTS:
     void doCommandWritesWhereItIsTold();
     void callersSharingARunnerReadTheirOwnAnswers();
     void failureToRunIsLoggedOnlyWhenNamed();
+    void hungToolIsStoppedAtItsLimit();
 };

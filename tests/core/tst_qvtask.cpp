@@ -4,9 +4,12 @@
 #include "TaskRun.h"
 #include "TestMachine.h"
 #include "Wait.h"
+#include "core/QvLog.h"
 #include "core/QvTask.h"
+#include "platform/Shell.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <QTest>
 #include <QTimer>
 
@@ -50,6 +53,49 @@ void TestQvTask::stopKillsTheToolWithinASecondOrSo() {
     const QStringList said = messages.lines();
     QVERIFY(said.contains("QvStartTask return"));
     QVERIFY(!said.contains("task timeout"));
+}
+
+void TestQvTask::stopAsksWithSigtermBeforeKilling() {
+    TestMachine mac;
+    // Both tools write down every SIGTERM they get; the polite one leaves when it gets one.
+    const QByteArray recordTerm = "dir=\"$(dirname \"$0\")/../../tmp\"\necho $$ > \"$dir/pid\"\n"
+                                  "trap 'echo TERM >> \"$dir/signals\"";
+    mac.installTool("/usr/sbin/polite", recordTerm + "; exit 0' TERM\nwhile :; do sleep 0.1; done");
+    // The stubborn one stays and counts its tenths of a second after the first SIGTERM.
+    mac.installTool("/usr/sbin/stubborn", recordTerm +
+                                              "' TERM\nwhile :; do sleep 0.1; "
+                                              "[ -f \"$dir/signals\" ] && echo . >> \"$dir/after\"; done");
+    const ToolTimeLimits saved = toolTimeLimits();
+    QvUninitLog();
+    QElapsedTimer sinceStop;
+    const auto stopOnceRunning = [&] {
+        QVERIFY(waitUntil([&] { return !mac.readFile("/tmp/pid").isEmpty(); }, 5000));
+        sinceStop.start();
+        QvTask::QvShareInstance()->QvStopTask();
+    };
+
+    setToolTimeLimits({saved.normalMs, saved.longMs, 3000});
+    QVERIFY(runTask("/usr/sbin/polite", {}, 600, 10000, stopOnceRunning) >= 0);
+    QVERIFY2(sinceStop.elapsed() < 2500, qPrintable(QString::number(sinceStop.elapsed())));
+    QCOMPARE(mac.readFile("/tmp/signals"), QByteArray("TERM\n"));
+    QCOMPARE(QvTask::QvShareInstance()->QvLastExitCode(), -1);
+
+    QFile::remove(mac.host("/tmp/pid"));
+    QFile::remove(mac.host("/tmp/signals"));
+    setToolTimeLimits({saved.normalMs, saved.longMs, 1000});
+    QVERIFY(runTask("/usr/sbin/stubborn", {"--keep"}, 600, 10000, stopOnceRunning) >= 0);
+    QVERIFY2(sinceStop.elapsed() < 4000, qPrintable(QString::number(sinceStop.elapsed())));
+    QVERIFY(mac.readFile("/tmp/signals").startsWith("TERM\n"));
+    // It was killed only when the grace period of a second was over.
+    const qsizetype tenthsAfterTerm = mac.readFile("/tmp/after").count('\n');
+    QVERIFY2(tenthsAfterTerm >= 6, qPrintable(QString::number(tenthsAfterTerm)));
+    QVERIFY(waitUntil([&] { return !processAlive(mac.readFile("/tmp/pid")); }, 2000));
+    setToolTimeLimits(saved);
+
+    QvUninitLog();
+    const QByteArray log = mac.readFile("/tmp/Pellory.txt");
+    QVERIFY2(log.contains("stopped polite: stop asked for"), log.constData());
+    QVERIFY2(log.contains("stopped stubborn --keep: stop asked for"), log.constData());
 }
 
 void TestQvTask::normalEndLeavesNoTimerBehind() {

@@ -7,5 +7,6 @@ private Q_SLOTS:
     void raisesShortLimitsAndKeepsLongOnes();
     void keepsArgumentsWhenGivenNone();
     void stopKillsTheToolWithinASecondOrSo();
+    void stopAsksWithSigtermBeforeKilling();
     void normalEndLeavesNoTimerBehind();
 };

@@ -5,9 +5,51 @@
 #include "core/QvPublicUtilities.h"
 #include "core/Resources.h"
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <clocale>
+#include <cstring>
+
+namespace {
+
+// Switches the C library to German number formats (decimal comma) for as long as it lives. The
+// locale is compiled into a folder of its own, so the machine need not have it generated.
+class GermanNumbers {
+public:
+    GermanNumbers() {
+        if (!m_dir.isValid())
+            return;
+        const QString target = m_dir.filePath(QStringLiteral("de_DE.UTF-8"));
+        QProcess::execute(QStringLiteral("localedef"),
+                          {QStringLiteral("-i"), QStringLiteral("de_DE"), QStringLiteral("-f"),
+                           QStringLiteral("UTF-8"), target});
+        m_oldLocPath = qgetenv("LOCPATH");
+        qputenv("LOCPATH", QFile::encodeName(m_dir.path()));
+        m_active = std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr &&
+                   std::strcmp(std::localeconv()->decimal_point, ",") == 0;
+    }
+    ~GermanNumbers() {
+        std::setlocale(LC_ALL, "C");
+        if (m_oldLocPath.isNull())
+            qunsetenv("LOCPATH");
+        else
+            qputenv("LOCPATH", m_oldLocPath);
+    }
+    bool active() const { return m_active; }
+
+private:
+    QTemporaryDir m_dir;
+    QByteArray m_oldLocPath;
+    bool m_active = false;
+};
+
+} // namespace
 
 void TestUtilities::sizeTexts_data() {
     QTest::addColumn<qint64>("bytes");
@@ -68,6 +110,47 @@ void TestUtilities::moreThan2GB() {
     QVERIFY(!QvPublicUtilities::isMoreThan2GB(2048999999LL));
     QVERIFY(QvPublicUtilities::isMoreThan2GB(2049000000LL));
     QVERIFY(!QvPublicUtilities::isMoreThan2GB(-5));
+}
+
+void TestUtilities::parsingUnderACommaDecimalLocale() {
+    GermanNumbers german;
+    QVERIFY2(german.active(), "de_DE.UTF-8 could not be made (localedef and the locales package are needed)");
+    QCOMPARE(QvPublicUtilities::volSpaceFromString(QStringLiteral("12.50 GB")), 12500000000ULL);
+    QCOMPARE(QvPublicUtilities::volSpaceFromString(QStringLiteral("1.25 KB")), 1250ULL);
+    QCOMPARE(QvPublicUtilities::longlongConvertVolSpace(12500000000LL), QStringLiteral("12.50 GB"));
+
+    // The clone result for the companion application: a message file that cannot be read as a
+    // property list is left as it is, a missing one is not made, a readable one gets the result.
+    QTemporaryDir resources;
+    setResourceDirectory(resources.path());
+    const QString companion =
+        QStringLiteral("Tavrill Test Helper %1").arg(QCoreApplication::applicationPid());
+    QVERIFY(PropertyList::writeDictionary(resources.filePath("PrivateData.plist"),
+                                          {{"CompanionApp", companion}}));
+    const QString app = QDir(QCoreApplication::applicationDirPath()).filePath(companion + ".app");
+    const QString message = PublicObj::getLocalStr();
+    QCOMPARE(message, app + "/Contents/Resources/LocalVersionMessage.plist");
+
+    PublicObj::returnBootableIsSuccess(QStringLiteral("1"));
+    QVERIFY(!QFile::exists(message));
+    QVERIFY(QDir().mkpath(QFileInfo(message).path()));
+    const QByteArray unreadable("<?xml version=\"1.0\"?><plist><dict><key>Ratio</key><real>0,5</real>");
+    QFile file(message);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(unreadable);
+    file.close();
+    PublicObj::returnBootableIsSuccess(QStringLiteral("1"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), unreadable);
+    file.close();
+
+    QVERIFY(PropertyList::writeDictionary(message, {{"Version", "2.0"}, {"Ratio", 0.5}}));
+    PublicObj::returnBootableIsSuccess(QStringLiteral("1"));
+    const auto written = PropertyList::readDictionary(message);
+    QVERIFY(written);
+    QCOMPARE(*written, (QVariantMap{{"Version", "2.0"}, {"Ratio", 0.5}, {"BOOTRESULT", "1"}}));
+    setResourceDirectory(QString());
+    QDir(app).removeRecursively();
 }
 
 void TestUtilities::versionFromSwVers_data() {

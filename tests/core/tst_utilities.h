@@ -9,6 +9,7 @@ private Q_SLOTS:
     void sizeFromText_data();
     void sizeFromText();
     void moreThan2GB();
+    void parsingUnderACommaDecimalLocale();
     void versionFromSwVers_data();
     void versionFromSwVers();
     void settingsReadAndWrite();

@@ -253,7 +253,7 @@ void TestDiskManagerEngine::renameRunsOneLineAndKeepsTheName() {
 
     mac->clearLog();
     QvUninitLog();
-    QVERIFY(VolumeOperations::renameVolume(*stick, QStringLiteral("my backup disk")));
+    QVERIFY(VolumeOperations::renameVolume(*stick, QStringLiteral("my backup disk")).succeeded);
     QCOMPARE(diskutilCalls(*mac), QList<QStringList>({{"rename", uuid, "MY BACKUP D"}}));
     // The tool's answer went into the Disk Manager's runner file, whose path is logged.
     const QString runnerFile = mac->host(QStringLiteral("/tmp/BrindleRepairTemp.plist"));
@@ -262,13 +262,16 @@ void TestDiskManagerEngine::renameRunsOneLineAndKeepsTheName() {
     QCOMPARE(stick->volumeName(), QStringLiteral("MY BACKUP D"));
     QCOMPARE(str(mac->diskInfo(stick->diskUUID()), "VolumeName"), QStringLiteral("MY BACKUP D"));
 
-    // A name the tool refuses still shows on the record until the next listing tells the truth.
+    // A rename the tool refuses leaves the record as it was and says what went wrong.
+    QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "rename", "mode": "fail", "times": 1})"));
     mac->clearLog();
-    QVERIFY(VolumeOperations::renameVolume(*data, QStringLiteral("a:b")));
+    const VolumeOperations::Outcome refused =
+        VolumeOperations::renameVolume(*data, QStringLiteral("Archive"));
+    QVERIFY(refused.ran && !refused.succeeded);
+    QCOMPARE(refused.message, QStringLiteral("The disk tool ended with status 1."));
     QCOMPARE(changingCalls(*mac).size(), 1);
-    QCOMPARE(data->volumeName(), QStringLiteral("a:b"));
+    QCOMPARE(data->volumeName(), QStringLiteral("Data"));
     QCOMPARE(str(mac->diskInfo(data->diskUUID()), "VolumeName"), QStringLiteral("Data"));
-    QVERIFY(volumeNamed(DiskManagerEngine::listVolumes(), QStringLiteral("Data")));
 }
 
 void TestDiskManagerEngine::formatRunsTheGeneralLine() {
@@ -282,7 +285,8 @@ void TestDiskManagerEngine::formatRunsTheGeneralLine() {
     mac->clearLog();
     QvUninitLog();
     QVERIFY(VolumeOperations::formatVolume(*stick, QStringLiteral("my backup disk"),
-                                           QStringLiteral("MS-DOS FAT32")));
+                                           QStringLiteral("MS-DOS FAT32"))
+                .succeeded);
     QCOMPARE(changingCalls(*mac),
              QList<QStringList>({{"eraseVolume", "MS-DOS FAT32", "MY BACKUP D", "/dev/disk3s1"}}));
     QCOMPARE(str(mac->diskInfo(QStringLiteral("/dev/disk3s1")), "VolumeName"), QStringLiteral("MY BACKUP D"));
@@ -300,23 +304,87 @@ void TestDiskManagerEngine::apfsFormatRenamesThenReformats() {
     QVERIFY(projects);
     const QString uuid = uuidOf(*mac, QStringLiteral("/Volumes/Projects"));
     mac->clearLog();
-    // The chosen type is not used: the volume stays APFS.
-    QVERIFY(VolumeOperations::formatVolume(*projects, QStringLiteral("Work 2026"), QStringLiteral("ExFAT")));
-    QVERIFY(waitUntil([&] { return changingCalls(*mac).size() == 2; }, 20000));
+    // A rename the tool refuses: nothing is reformatted, and the format says it failed.
+    QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "rename", "mode": "fail", "times": 1})"));
+    const VolumeOperations::Outcome refused =
+        VolumeOperations::formatVolume(*projects, QStringLiteral("Work 2026"), QStringLiteral("ExFAT"));
+    QVERIFY(refused.ran && !refused.succeeded);
+    QCOMPARE(changingCalls(*mac), QList<QStringList>({{"rename", uuid, "Work 2026"}}));
+
+    // The chosen type is not used: the volume stays APFS, renamed and then reformatted.
+    mac->clearLog();
+    QVERIFY(VolumeOperations::formatVolume(*projects, QStringLiteral("Work 2026"), QStringLiteral("ExFAT"))
+                .succeeded);
     QCOMPARE(changingCalls(*mac),
              QList<QStringList>({{"rename", uuid, "Work 2026"}, {"reformat", "/dev/disk6s1"}}));
     QVERIFY(readHostFile(mac->host(QStringLiteral("/tmp/BrindleChangeNameTemp.plist")))
                 .contains("renamed to Work 2026"));
-    // The reformat runs on its own; wait until the volume is back.
-    QVariantMap info;
-    QVERIFY(waitUntil(
-        [&] {
-            info = mac->diskInfo(QStringLiteral("/dev/disk6s1"));
-            return str(info, "MountPoint") == QLatin1String("/Volumes/Work 2026");
-        },
-        20000));
+    const QVariantMap info = mac->diskInfo(QStringLiteral("/dev/disk6s1"));
+    QCOMPARE(str(info, "MountPoint"), QStringLiteral("/Volumes/Work 2026"));
     QCOMPARE(str(info, "FilesystemName"), QStringLiteral("APFS"));
     QCOMPARE(str(info, "VolumeName"), QStringLiteral("Work 2026"));
+}
+
+void TestDiskManagerEngine::namesThatCannotBeUsedRunNothing_data() {
+    QTest::addColumn<QString>("volume");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("type"); // empty: a rename
+    QTest::addColumn<QString>("problem");
+    const QString longName(256, QLatin1Char('n'));
+    QTest::newRow("FAT32 refused character")
+        << "STICK"
+        << "PHOTOS*2026" << QString()
+        << QString::fromUtf8("MS-DOS FAT32 volumes cannot have “*” in their name.");
+    QTest::newRow("FAT32 chosen in the confirmation")
+        << "Data"
+        << "a+b" << QStringLiteral("MS-DOS FAT32")
+        << QString::fromUtf8("MS-DOS FAT32 volumes cannot have “+” in their name.");
+    QTest::newRow("exFAT too long") << "STICK"
+                                    << "Holiday 2026" << QStringLiteral("ExFAT")
+                                    << "The name is too long: ExFAT volumes take at most 11 characters.";
+    QTest::newRow("exFAT refused character")
+        << "STICK"
+        << "a:b" << QStringLiteral("ExFAT")
+        << QString::fromUtf8("ExFAT volumes cannot have “:” in their name.");
+    QTest::newRow("HFS+ too long") << "Data" << longName << QString()
+                                   << "The name is too long: Journaled HFS+ volumes take at most 255 bytes.";
+    QTest::newRow("HFS+ refused character")
+        << "Data"
+        << "2026:11" << QStringLiteral("Journaled HFS+")
+        << QString::fromUtf8("Journaled HFS+ volumes cannot have “:” in their name.");
+    QTest::newRow("APFS too long") << "Projects" << longName << QStringLiteral("APFS")
+                                   << "The name is too long: APFS volumes take at most 255 bytes.";
+    QTest::newRow("APFS refused character")
+        << "Projects"
+        << "a:b" << QString() << QString::fromUtf8("APFS volumes cannot have “:” in their name.");
+    QTest::newRow("APFS without a name") << "Projects"
+                                         << " " << QStringLiteral("APFS") << "Type a name for the volume.";
+    QTest::newRow("longer than the command line")
+        << "Data" << QString(120, QLatin1Char('d')) << QString() << "The name is too long for the disk tool.";
+}
+
+void TestDiskManagerEngine::namesThatCannotBeUsedRunNothing() {
+    QFETCH(QString, volume);
+    QFETCH(QString, name);
+    QFETCH(QString, type);
+    QFETCH(QString, problem);
+    auto mac = managerMachine();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const VolumeObjRef target = volumeNamed(DiskManagerEngine::listVolumes(), volume);
+    QVERIFY(target);
+    mac->clearLog();
+    VolumeOperations::Outcome outcome;
+    if (type.isEmpty()) {
+        QCOMPARE(VolumeOperations::checkRenameName(*target, name).problem, problem);
+        outcome = VolumeOperations::renameVolume(*target, name);
+        QCOMPARE(target->volumeName(), volume);
+    } else {
+        QCOMPARE(VolumeOperations::checkFormatName(*target, name, type).problem, problem);
+        outcome = VolumeOperations::formatVolume(*target, name, type);
+    }
+    QVERIFY(!outcome.ran && !outcome.succeeded);
+    QCOMPARE(outcome.message, problem);
+    QCOMPARE(diskutilCalls(*mac), QList<QStringList>());
 }
 
 void TestDiskManagerEngine::hostileNamesReachTheToolLiterally() {
@@ -340,7 +408,7 @@ void TestDiskManagerEngine::hostileNamesReachTheToolLiterally() {
     for (const QString& name : names) {
         mac->clearLog();
         VolumeObj volume = *data;
-        QVERIFY2(VolumeOperations::renameVolume(volume, name), qPrintable(name));
+        QVERIFY2(VolumeOperations::renameVolume(volume, name).succeeded, qPrintable(name));
         QCOMPARE(diskutilCalls(*mac), QList<QStringList>({{QStringLiteral("rename"), uuid, name}}));
         const QVariantMap info = mac->diskInfo(uuid);
         QCOMPARE(str(info, "VolumeName"), name);
@@ -351,7 +419,7 @@ void TestDiskManagerEngine::hostileNamesReachTheToolLiterally() {
     for (const QString& name :
          {QStringLiteral("x\"$(touch pwned5)\""), QString::fromUtf8("`touch pwned6` Ωmega")}) {
         mac->clearLog();
-        QVERIFY2(VolumeOperations::formatVolume(*data, name, QStringLiteral("Journaled HFS+")),
+        QVERIFY2(VolumeOperations::formatVolume(*data, name, QStringLiteral("Journaled HFS+")).succeeded,
                  qPrintable(name));
         QCOMPARE(diskutilCalls(*mac),
                  QList<QStringList>({{"eraseVolume", "Journaled HFS+", name, "/dev/disk2s2"}}));

@@ -16,4 +16,6 @@ private Q_SLOTS:
     void formatRunsTheGeneralLine();
     void apfsFormatRenamesThenReformats();
     void hostileNamesReachTheToolLiterally();
+    void namesThatCannotBeUsedRunNothing_data();
+    void namesThatCannotBeUsedRunNothing();
 };

@@ -3,15 +3,18 @@
 #include "DiskManagerTestKit.h"
 #include "Pointer.h"
 #include "Screenshot.h"
+#include "TreeCompare.h"
 #include "UrlCatcher.h"
 #include "VolumesTestKit.h"
 #include "Wait.h"
+#include "core/QvLog.h"
 #include "diskmanager/DiskManagerCell.h"
 #include "diskmanager/DiskManagerEngine.h"
 #include "diskmanager/FormatEndViewController.h"
 #include "diskmanager/FormatTypeViewController.h"
 #include "diskmanager/MakeSureFormatViewController.h"
 #include "diskmanager/RepairDiskViewController.h"
+#include "platform/Shell.h"
 #include "ui/FlatButton.h"
 #include "ui/ImageButton.h"
 #include "ui/ImageView.h"
@@ -21,6 +24,7 @@
 #include <QAbstractButton>
 #include <QDesktopServices>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -30,6 +34,7 @@
 #include <QSignalSpy>
 #include <QTableWidget>
 #include <QTest>
+#include <QTimer>
 
 using namespace DiskManagerTestKit;
 using namespace VolumesTestKit;
@@ -198,11 +203,14 @@ void TestDiskManagerWorkflow::renameFromTheRow() {
     saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("rename-editing"));
 
     qsizetype listings = listed.size();
+    QSignalSpy renamed(tab->engine(), &DiskManagerEngine::renameFinished);
     click(button(stick, "save"));
+    QVERIFY(!tab->isRenameEdit());
+    // The tool runs on a worker; the row takes the name once it has succeeded.
+    QVERIFY(waitUntil([&] { return renamed.size() == 1; }, 20000));
     QCOMPARE(changingCalls(*mac),
              QList<QStringList>({{QStringLiteral("rename"), uuid, QStringLiteral("MY BACKUP D")}}));
-    QVERIFY(!tab->isRenameEdit());
-    QCOMPARE(shownName(stick), QStringLiteral("MY BACKUP D")); // at once, before any listing
+    QCOMPARE(shownName(stick), QStringLiteral("MY BACKUP D"));
     // The tool moved the mount point; the notices bring a listing with the tool's own name.
     QVERIFY(waitForRow(*tab, listed, listings, QStringLiteral("MY BACKUP D"), true));
     QCOMPARE(mac->diskInfo(uuid).value(QStringLiteral("VolumeName")).toString(),
@@ -233,6 +241,7 @@ void TestDiskManagerWorkflow::renameFromTheRow() {
             QCOMPARE(shownName(cell), current);
             continue;
         }
+        QVERIFY(waitUntil([&] { return !changingCalls(*mac).isEmpty(); }, 20000));
         QCOMPARE(changingCalls(*mac), QList<QStringList>({{QStringLiteral("rename"), uuid, c.expected}}));
         QVERIFY2(waitForRow(*tab, listed, listings, c.expected, true), qPrintable(c.expected));
         QCOMPARE(shownName(cellOf(*tab, c.expected)), c.expected);
@@ -410,6 +419,7 @@ void TestDiskManagerWorkflow::ejectRemovesTheRowAfterTheUnmountNotice() {
     const qsizetype listings = listed.size();
     mac->clearLog();
     click(button(cellOf(*tab, QStringLiteral("STICK")), "eject"));
+    QVERIFY(waitUntil([&] { return !changingCalls(*mac).isEmpty(); }, 20000));
     QCOMPARE(changingCalls(*mac), QList<QStringList>({{QStringLiteral("eject"), uuid}}));
     // The row stays until the platform reports the volume gone.
     QVERIFY(rowOf(*tab, QStringLiteral("STICK")) >= 0);
@@ -445,4 +455,125 @@ void TestDiskManagerWorkflow::mountDuringListingIsIgnored() {
     const qsizetype listings = listed.size();
     mac->run(QStringLiteral("diskutil"), {QStringLiteral("mount"), QStringLiteral("/dev/disk3s1")});
     QVERIFY(waitForRow(tab, listed, listings, QStringLiteral("STICK"), true));
+}
+
+void TestDiskManagerWorkflow::unusableNamesAndFailuresAreShown() {
+    auto mac = managerMachine();
+    auto tab = openTab(*mac);
+    QVERIFY(tab);
+    mac->clearLog();
+
+    // A rename the volume's file system refuses: the field stays open and says why.
+    click(button(cellOf(*tab, QStringLiteral("STICK")), "rename"));
+    DiskManagerCell* stick = cellOf(*tab, QStringLiteral("STICK"));
+    retype(stick->nameField(), QStringLiteral("photos*2026"));
+    click(button(stick, "save"));
+    QVERIFY(tab->isRenameEdit());
+    QVERIFY(stick->nameField()->isVisible());
+    QVERIFY(stick->nameProblemLabel()->isVisible());
+    QCOMPARE(stick->nameProblemLabel()->text(),
+             QString::fromUtf8("MS-DOS FAT32 volumes cannot have “*” in their name."));
+    saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("rename-refused"));
+    // Leaving the field forgets the reason.
+    DiskManagerCell* data = cellOf(*tab, QStringLiteral("Data"));
+    QTest::mouseClick(data, Qt::LeftButton, {}, QPoint(8, data->height() / 2));
+    QVERIFY(!stick->nameProblemLabel()->isVisible());
+
+    // The confirmation keeps a name it cannot use and says why.
+    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, QStringLiteral("Data"));
+    QVERIFY(confirm);
+    QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
+    retype(confirm->nameTextFiled, QStringLiteral("2026:11"));
+    click(confirm->okButton);
+    QCOMPARE(tab->makeSureFormatViewController(), confirm);
+    QVERIFY(confirm->problemLabel->isVisible());
+    QCOMPARE(confirm->problemLabel->text(),
+             QString::fromUtf8("Journaled HFS+ volumes cannot have “:” in their name."));
+    saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("confirm-name-refused"));
+    QTest::qWait(200);
+    QCOMPARE(changingCalls(*mac), QList<QStringList>());
+
+    // An erase the tool fails ends in an end popup that says so.
+    QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "eraseVolume", "mode": "fail", "times": 1})"));
+    retype(confirm->nameTextFiled, QStringLiteral("Archive"));
+    click(confirm->okButton);
+    QVERIFY(waitUntil([&] { return tab->formatEndViewController() != nullptr; }, 20000));
+    QCOMPARE(changingCalls(*mac),
+             QList<QStringList>({{"eraseVolume", "Journaled HFS+", "Archive", "/dev/disk2s2"}}));
+    FormatEndViewController* end = tab->formatEndViewController();
+    QCOMPARE(end->titleLabel()->text(), QStringLiteral("Format failed"));
+    QCOMPARE(end->text(), QStringLiteral("The disk tool ended with status 1."));
+    saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("format-failed"));
+    QVERIFY(waitUntil([&] { return !tab->isScanV() && rowOf(*tab, QStringLiteral("Data")) >= 0; }, 20000));
+}
+
+void TestDiskManagerWorkflow::hungToolEndsAtItsLimitWithTheWindowResponsive() {
+    auto mac = managerMachine();
+    auto tab = openTab(*mac);
+    QVERIFY(tab);
+    QvUninitLog();
+    const ToolTimeLimits saved = toolTimeLimits();
+    setToolTimeLimits({1500, 1500, 300});
+    QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "rename", "mode": "hang", "seconds": 60})"));
+
+    click(button(cellOf(*tab, QStringLiteral("STICK")), "rename"));
+    DiskManagerCell* stick = cellOf(*tab, QStringLiteral("STICK"));
+    retype(stick->nameField(), QStringLiteral("BACKUP"));
+    // The main loop keeps turning while the tool hangs.
+    int ticks = 0;
+    QTimer heartbeat;
+    QObject::connect(&heartbeat, &QTimer::timeout, [&] { ++ticks; });
+    heartbeat.start(50);
+    QSignalSpy renamed(tab->engine(), &DiskManagerEngine::renameFinished);
+    QElapsedTimer clock;
+    clock.start();
+    click(button(stick, "save"));
+    QVERIFY(clock.elapsed() < 500);
+    QVERIFY(waitUntil([&] { return renamed.size() == 1; }, 10000));
+    setToolTimeLimits(saved);
+    QVERIFY2(clock.elapsed() >= 1500 && clock.elapsed() < 6000, qPrintable(QString::number(clock.elapsed())));
+    QVERIFY2(ticks >= 20, qPrintable(QString::number(ticks)));
+
+    // The failure path: the name field is back with the reason, the volume keeps its name.
+    stick = cellOf(*tab, QStringLiteral("STICK"));
+    QVERIFY(stick && tab->isRenameEdit());
+    QCOMPARE(stick->nameField()->text(), QStringLiteral("BACKUP"));
+    QCOMPARE(stick->nameProblemLabel()->text(),
+             QStringLiteral("The disk tool did not finish in time and was stopped."));
+    QCOMPARE(mac->diskInfo(QStringLiteral("/Volumes/STICK")).value(QStringLiteral("VolumeName")).toString(),
+             QStringLiteral("STICK"));
+    QvUninitLog();
+    QVERIFY(
+        readHostFile(mac->host(QStringLiteral("/tmp/Pellory.txt"))).contains("stopped \"diskutil rename "));
+    saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("rename-timed-out"));
+}
+
+void TestDiskManagerWorkflow::quickFormatLeavesNoProgressPopup() {
+    auto mac = managerMachine();
+    auto tab = openTab(*mac);
+    QVERIFY(tab);
+    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, QStringLiteral("STICK"));
+    QVERIFY(confirm);
+    QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
+    click(confirm->okButton);
+    QVERIFY(waitUntil([&] { return tab->formatEndViewController() != nullptr; }, 20000));
+    QCOMPARE(tab->formatEndViewController()->titleLabel()->text(), QStringLiteral("Format finished"));
+    // The progress popup's delay running out after the format returned shows nothing.
+    tab->showFormatingView();
+    QVERIFY(tab->formatingViewController() == nullptr);
+}
+
+void TestDiskManagerWorkflow::ejectWithoutUuidRunsNothing() {
+    auto mac = managerMachine();
+    auto tab = openTab(*mac);
+    QVERIFY(tab);
+    const int row = rowOf(*tab, QStringLiteral("STICK"));
+    QVERIFY(row >= 0);
+    tab->tableViewShouldSelectRow(row);
+    tab->selectVolume()->setDiskUUID(QString());
+    mac->clearLog();
+    click(button(cellOf(*tab, QStringLiteral("STICK")), "eject"));
+    QTest::qWait(500);
+    QCOMPARE(diskutilCalls(*mac), QList<QStringList>());
+    QVERIFY(QDir(mac->host(QStringLiteral("/Volumes/STICK"))).exists());
 }

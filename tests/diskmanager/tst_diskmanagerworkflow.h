@@ -14,4 +14,8 @@ private Q_SLOTS:
     void cancelLeavesTheVolumeAlone();
     void ejectRemovesTheRowAfterTheUnmountNotice();
     void mountDuringListingIsIgnored();
+    void unusableNamesAndFailuresAreShown();
+    void hungToolEndsAtItsLimitWithTheWindowResponsive();
+    void quickFormatLeavesNoProgressPopup();
+    void ejectWithoutUuidRunsNothing();
 };

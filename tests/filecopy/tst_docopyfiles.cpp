@@ -113,7 +113,7 @@ void TestDoCopyFiles::fourItemsReportFiveToHundred() {
     QCOMPARE(recorder.offMainReports.load(), 0);
 }
 
-void TestDoCopyFiles::twentyItemsStartAtTheFloor() {
+void TestDoCopyFiles::progressStartsAtTheFloor() {
     TestMachine mac;
     makeFolder(mac, "/Volumes/Dest/out");
     std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
@@ -125,6 +125,14 @@ void TestDoCopyFiles::twentyItemsStartAtTheFloor() {
         expected << float(i * 5);
     QCOMPARE(recorder.progress, expected);
     QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out")).size(), 20);
+
+    // With 40 items the first two steps come out at 2 and 5: both are reported as 5.
+    recorder.progress.clear();
+    makeFolder(mac, "/Volumes/Dest/forty");
+    copyAndWait(copier, selectedFiles(mac, "/Volumes/Src40", 40), "/Volumes/Dest/forty");
+    QCOMPARE(recorder.progress.size(), 41);
+    QCOMPARE(recorder.progress.mid(0, 6), (QList<float>{5, 5, 5, 7, 10, 12}));
+    QCOMPARE(recorder.progress.last(), 100.0f);
 
     // An empty array reports nothing at all.
     recorder.progress.clear();

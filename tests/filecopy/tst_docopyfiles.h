@@ -8,7 +8,7 @@ private Q_SLOTS:
     void datedFolderOnVolumesSlashAndDesktop();
     void datedFolderOnAFatStickHasNoColons();
     void fourItemsReportFiveToHundred();
-    void twentyItemsStartAtTheFloor();
+    void progressStartsAtTheFloor();
     void collisionsDropTheExtensionAndCount();
     void halfSelectedFoldersCopyTheirTickedChildren();
     void cancelDuringALargeItemFinishesItAndStartsNoOther();

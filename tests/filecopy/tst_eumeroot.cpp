@@ -229,6 +229,25 @@ void TestEumeRoot::controllerTurnsEndScanIntoTheScreensCallback() {
     }
 }
 
+void TestEumeRoot::folderWithNothingToListStillEndsTheScan() {
+    TestMachine mac;
+    makeFolder(mac, "/Volumes/Empty");
+    writeSized(mac, "/Volumes/OnlySkipped/.DS_Store", 10);
+    makeFolder(mac, "/Volumes/OnlySkipped/.Trashes");
+    Controller controller;
+    ScreenRecorder screen;
+    controller.setADelegate(&screen);
+    // "Copy all" goes on to the copy once the scan ends, even when it found nothing.
+    int expected = 0;
+    for (const char* folder : {"/Volumes/Empty", "/Volumes/OnlySkipped"}) {
+        FileNodeArrayRef array = makeFileNodeArray();
+        controller.eumeAllRootFileNodeWithRootArr(array, folder, true, true);
+        ++expected;
+        QVERIFY2(waitUntil([&] { return screen.copyScans.load() == expected; }, 5000), folder);
+        QCOMPARE(array->count(), 0);
+    }
+}
+
 void TestEumeRoot::fullTreeListingMeasuresAndReportsOncePerProcess() {
     TestMachine mac;
     writeSized(mac, "/Volumes/Data/small", 5);

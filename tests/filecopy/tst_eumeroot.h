@@ -11,6 +11,7 @@ private Q_SLOTS:
     void fileAndMissingRoots();
     void onDemandListingFollowsTheFathersState();
     void controllerTurnsEndScanIntoTheScreensCallback();
+    void folderWithNothingToListStillEndsTheScan();
     void fullTreeListingMeasuresAndReportsOncePerProcess();
     void listsWhileTheListReadsAndAfterBeingReplaced();
     void callbacksComeOnTheMainThreadAndStopWithTheirController();

@@ -236,6 +236,8 @@ void TestVolumeEnumerator::usbScanOffersOnlyPlainUsbDisks() {
         usbStick("plain") + "," + usbStick("raid", "16GB", ",\"raidMaster\":true") + "," +
         usbStick("locked", "16GB", ",\"coreStorageEncrypted\":true") + "," +
         usbStick("hfsx", "16GB", ",\"content\":\"Apple_HFSX\"") + "," +
+        // A mounted disk image that sits on a USB bus: virtual, never a target.
+        usbStick("virtual", "16GB", ",\"virtual\":true") + "," +
         "{\"name\":\"nameless\",\"mediaName\":\"\",\"size\":\"8GB\",\"scheme\":\"MBR\","
         "\"partitions\":[{\"fs\":\"ExFAT\",\"name\":\"NONAME\"}]}";
     auto mac = machine("10.15.7", disks,
@@ -243,7 +245,7 @@ void TestVolumeEnumerator::usbScanOffersOnlyPlainUsbDisks() {
                        "\"attach\":true}]");
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     const QStringList wholeDisks = mac->diskList().value(QStringLiteral("WholeDisks")).toStringList();
-    QVERIFY(wholeDisks.size() >= 8);
+    QVERIFY(wholeDisks.size() >= 9);
     mac->clearLog();
 
     Scan scan;
