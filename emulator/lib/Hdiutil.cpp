@@ -109,7 +109,7 @@ int doCreate(MachineState& m, const QStringList& args, Output& o) {
     qint64 capacity =
         sizeArg.isEmpty() ? srcBytes + srcBytes / 5 + 4 * 1048576 : parseSize(sizeArg, SizeUnits::Hdiutil);
     if (capacity <= 0)
-        return o.fail(QStringLiteral("hdiutil: create: Invalid size specification: ") + sizeArg);
+        return createFailed(o, QStringLiteral("Invalid argument"));
     Disk* holderDisk = nullptr;
     if (Partition* holder = volumeHolding(m, path, &holderDisk)) {
         const qint64 free = holder->fs == QLatin1String("apfs") && holderDisk->container
