@@ -122,22 +122,39 @@ QString partitionContent(const QString& scheme, const Partition& p) {
     return QString::fromLatin1(scheme == QLatin1String("MBR") ? r.mbrContent : r.gptContent);
 }
 
+namespace {
+
+QByteArray dosRefused() {
+    QByteArray refused;
+    for (char c = 1; c < 0x20; ++c)
+        refused += c;
+    return refused + "\"*/:<>?\\|";
+}
+
+} // namespace
+
 QString mountOptions(const Partition& p) {
     const Row& r = rowOf(p);
     QString options;
     if (r.maxFileSize > 0)
         options += QStringLiteral(",maxfilesize=") + QString::number(r.maxFileSize);
-    if (r.dosNames) {
-        QByteArray refused;
-        for (char c = 1; c < 0x20; ++c)
-            refused += c;
-        refused += "\"*/:<>?\\|";
-        options += QStringLiteral(",badchars=") + QString::fromLatin1(refused.toHex());
-    }
+    if (r.dosNames)
+        options += QStringLiteral(",badchars=") + QString::fromLatin1(dosRefused().toHex());
     // Everything a Mac mounts folds case but the case-sensitive HFS+ and APFS.
     if (p.hasVolume() && !p.caseSensitive)
         options += QStringLiteral(",casefold");
     return options;
+}
+
+bool refusesName(const Partition& p, const QString& name) {
+    if (!rowOf(p).dosNames)
+        return false;
+    const QByteArray refused = dosRefused();
+    for (const QChar c : name) {
+        if (c.unicode() < 0x80 && refused.contains(char(c.unicode())))
+            return true;
+    }
+    return false;
 }
 
 qint64 freshCapacity(const Partition& p) {

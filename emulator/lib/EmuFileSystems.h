@@ -41,6 +41,8 @@ QString partitionContent(const QString& scheme, const Partition& p);
 // ",badchars=<hex bytes>" (FAT and ExFAT: control characters and " * / : < > ? \ |) and
 // ",casefold" (every file system but the case-sensitive HFS+ and APFS).
 QString mountOptions(const Partition& p);
+// True when the partition's file system refuses the name (see mountOptions).
+bool refusesName(const Partition& p, const QString& name);
 // The capacity of a fresh file system on the partition: FAT keeps a little of it back.
 qint64 freshCapacity(const Partition& p);
 

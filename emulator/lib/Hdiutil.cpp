@@ -119,6 +119,9 @@ int doCreate(MachineState& m, const QStringList& args, Output& o) {
             return createFailed(o, QStringLiteral("No space left on device"));
         if (!holder->writable)
             return createFailed(o, QStringLiteral("Read-only file system"));
+        // A FAT or ExFAT driver takes no ':' (or the other DOS characters) in a name.
+        if (refusesName(*holder, QFileInfo(path).fileName()))
+            return createFailed(o, QStringLiteral("Invalid argument"));
     }
     const QString volname = option(args, QStringLiteral("-volname")).isEmpty()
                                 ? QStringLiteral("untitled")

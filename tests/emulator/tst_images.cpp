@@ -97,6 +97,10 @@ void TestImages::createRefusesWhatARealMacRefuses() {
     QCOMPARE(r.code, 1);
     QVERIFY(r.err.endsWith("hdiutil: create failed - No space left on device\n"));
     QVERIFY(r.err.contains("could not access /Volumes/Tiny/blob.bin - No space left on device"));
+    // A name the FAT32 driver refuses.
+    r = mac->run(QStringLiteral("hdiutil"), {"create", "/Volumes/SMALL/at 10:00.dmg", "-size", "1m"});
+    QCOMPARE(r.err, QByteArray("hdiutil: create failed - Invalid argument\n"));
+    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/SMALL/at 10:00.dmg"))));
     // No such folder for the image.
     r = mac->run(QStringLiteral("hdiutil"), {"create", "/nowhere/x.dmg", "-size", "1m"});
     QCOMPARE(r.err, QByteArray("hdiutil: create failed - No such file or directory\n"));
