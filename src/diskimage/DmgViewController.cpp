@@ -6,8 +6,10 @@
 #include "core/Resources.h"
 #include "diskimage/DMGMakeSureWC.h"
 #include "diskimage/DiskImageTexts.h"
+#include "filecopy/DoCopyFiles.h"
 #include "filecopy/GetFilesSize.h"
 #include "filecopy/SourceSlot.h"
+#include "platform/DiskArbitration.h"
 #include "platform/Machine.h"
 #include "ui/ErrorWindowController.h"
 #include "ui/FlatButton.h"
@@ -226,9 +228,9 @@ void DmgViewController::buildEndView() {
     m_pages->addWidget(m_endView);
 }
 
-QString DmgViewController::getCreateName() {
-    return QStringLiteral("Tavrill(%1)")
-        .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
+QString DmgViewController::getCreateName(const QString& folder) {
+    return DoCopyFiles::copyFolderName(QDateTime::currentDateTime(),
+                                       DiskArbitration::fileSystemInfoForItem(folder).type);
 }
 
 QString DmgViewController::destinationFolder(const QString& volumePath) {
@@ -534,7 +536,7 @@ void DmgViewController::beginToMakeDMGorZIP() {
 void DmgViewController::doMakeZipWithFileArr() {
     const QString folder = destinationFolder(m_toVolume->volumePath());
     m_openUrl = folder;
-    m_makeDmg->doZipWithPath(joinPath(folder, getCreateName() + QStringLiteral(".zip")),
+    m_makeDmg->doZipWithPath(joinPath(folder, getCreateName(folder) + QStringLiteral(".zip")),
                              m_filesArr->toList());
 }
 
@@ -566,7 +568,7 @@ void DmgViewController::allCopyFilesSize(qint64 size) {
         return;
     const QString folder = destinationFolder(m_toVolume->volumePath());
     m_openUrl = MakeDmg::imageFolderFor(folder);
-    m_makeDmg->makeTmpDmgWithPath(folder, getCreateName(), std::uint64_t(qMax<qint64>(size, 0)));
+    m_makeDmg->makeTmpDmgWithPath(folder, getCreateName(folder), std::uint64_t(qMax<qint64>(size, 0)));
 }
 
 // The builder's reports.

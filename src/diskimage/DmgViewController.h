@@ -77,7 +77,9 @@ public:
     // ControllerDelegate: a copy-all listing of the source volume is complete.
     void endScanFiles() override;
 
-    static QString getCreateName();
+    // "Tavrill(<date and time>)" for a result in the folder, named as the copy folder is: the
+    // time's colons become dots on a file system that refuses them (most USB sticks).
+    static QString getCreateName(const QString& folder);
     // Where a result goes for a destination volume path: the Desktop on "/" from 10.15 on.
     static QString destinationFolder(const QString& volumePath);
 
