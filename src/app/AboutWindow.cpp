@@ -13,11 +13,9 @@
 namespace {
 
 QLabel* makeLabel(const QString& text, double pointSize, bool bold, const QColor& color, QWidget* parent) {
-    auto* label = new QLabel(text, parent);
-    label->setFont(KitStyle::font(pointSize, bold));
+    auto* label = KitStyle::label(text, pointSize, bold, color, parent);
     label->setAlignment(Qt::AlignHCenter);
     label->setWordWrap(true);
-    label->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(color)));
     return label;
 }
 

@@ -38,9 +38,7 @@ namespace {
 constexpr int kStartDelayMs = 300;
 
 QLabel* makeLabel(const QString& text, double pointSize, bool bold, const QColor& colour, QWidget* parent) {
-    auto* label = new QLabel(text, parent);
-    label->setFont(KitStyle::font(pointSize, bold));
-    label->setStyleSheet(QStringLiteral("color: %1;").arg(KitStyle::css(colour)));
+    auto* label = KitStyle::label(text, pointSize, bold, colour, parent);
     label->setAlignment(Qt::AlignCenter);
     label->setWordWrap(true);
     return label;

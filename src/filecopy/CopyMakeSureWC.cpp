@@ -12,11 +12,9 @@
 namespace {
 
 QLabel* textLabel(const QString& text, double size, bool bold, const QColor& colour, QWidget* parent) {
-    auto* label = new QLabel(text, parent);
+    auto* label = KitStyle::label(text, size, bold, colour, parent);
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
-    label->setFont(KitStyle::font(size, bold));
-    label->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(colour)));
     return label;
 }
 

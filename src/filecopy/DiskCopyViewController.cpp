@@ -32,12 +32,10 @@ constexpr int kStopPollMs = 100;
 const QString kLinkWords = QStringLiteral("the copy on the destination drive.");
 
 QLabel* makeLabel(QWidget* parent, const QString& name, double size, bool bold, const QColor& colour) {
-    auto* label = new QLabel(parent);
+    auto* label = KitStyle::label(QString(), size, bold, colour, parent);
     label->setObjectName(name);
     label->setAlignment(Qt::AlignCenter);
     label->setWordWrap(true);
-    label->setFont(KitStyle::font(size, bold));
-    label->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(colour)));
     return label;
 }
 

@@ -50,11 +50,8 @@ DiskListWC::DiskListWC(QWidget* parent)
     QPalette bar = m_titleBar->palette();
     bar.setColor(QPalette::Window, KitStyle::sidebarBackground());
     m_titleBar->setPalette(bar);
-    m_pathLabel = new QLabel(m_titleBar);
-    m_pathLabel->setFont(KitStyle::font(12, true));
+    m_pathLabel = KitStyle::label(QString(), 12, true, KitStyle::textSecondary(), m_titleBar);
     m_pathLabel->setAlignment(Qt::AlignCenter);
-    m_pathLabel->setStyleSheet(
-        QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(KitStyle::textSecondary())));
     m_pathLabel->setAttribute(Qt::WA_TransparentForMouseEvents);
     connect(m_titleBar, &TitleBarView::closeClicked, this, &DiskListWC::closeWindow);
 

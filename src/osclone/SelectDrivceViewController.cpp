@@ -21,10 +21,8 @@ namespace {
 constexpr int kPopupDistance = 5;
 
 QLabel* textLabel(double pointSize, bool bold, const QColor& colour, QWidget* parent) {
-    auto* label = new QLabel(parent);
-    label->setFont(KitStyle::font(pointSize, bold));
+    auto* label = KitStyle::label(QString(), pointSize, bold, colour, parent);
     label->setTextFormat(Qt::PlainText);
-    label->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(colour)));
     return label;
 }
 

@@ -3,6 +3,7 @@
 #include <QColor>
 #include <QFont>
 #include <QGraphicsDropShadowEffect>
+#include <QLabel>
 #include <QWidget>
 
 // The look every screen shares: one calm dark palette with a single blue accent. Screens take
@@ -97,6 +98,16 @@ inline QFont font(double pointSize, bool bold = false) {
 // Colour as a style sheet value.
 inline QString css(const QColor& c) {
     return c.name(c.alpha() == 255 ? QColor::HexRgb : QColor::HexArgb);
+}
+
+// A label in the kit's font and colour, showing whatever lies behind it. Screens add their own
+// alignment, wrapping and text format.
+inline QLabel* label(const QString& text, double pointSize, bool bold, const QColor& colour,
+                     QWidget* parent) {
+    auto* made = new QLabel(text, parent);
+    made->setFont(font(pointSize, bold));
+    made->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(css(colour)));
+    return made;
 }
 
 // The soft shadow under the panels that float over the window (popovers, attached windows).

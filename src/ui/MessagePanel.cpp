@@ -12,10 +12,7 @@
 namespace {
 
 QLabel* messageLabel(double pointSize, bool bold, const QColor& colour, QWidget* parent) {
-    auto* label = new QLabel(parent);
-    label->setFont(KitStyle::font(pointSize, bold));
-    label->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(colour)));
-    return label;
+    return KitStyle::label(QString(), pointSize, bold, colour, parent);
 }
 
 // A centred message keeps room for two lines even when it is shorter.

@@ -15,11 +15,9 @@ constexpr int kClose = 18;
 constexpr qreal kRadius = 12;
 
 QLabel* makeLabel(QWidget* parent, const QString& name, double pointSize, bool bold, const QColor& color) {
-    auto* label = new QLabel(parent);
+    auto* label = KitStyle::label(QString(), pointSize, bold, color, parent);
     label->setObjectName(name);
     label->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
-    label->setFont(KitStyle::font(pointSize, bold));
-    label->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(color)));
     // Clicks and drops on the texts belong to the slot.
     label->setAttribute(Qt::WA_TransparentForMouseEvents);
     return label;

@@ -79,11 +79,9 @@ QString breakableText(const QString& text) {
 }
 
 QLabel* makeLabel(const QString& text, double points, bool bold, const QColor& colour, QWidget* parent) {
-    auto* label = new QLabel(text, parent);
+    auto* label = KitStyle::label(text, points, bold, colour, parent);
     label->setTextFormat(Qt::PlainText);
-    label->setFont(KitStyle::font(points, bold));
     label->setWordWrap(true);
-    label->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(colour)));
     return label;
 }
 

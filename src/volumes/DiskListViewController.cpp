@@ -21,9 +21,7 @@ constexpr int kBarHeight = 4;
 constexpr int kBarTop = DiskListViewController::kHeight - 21 - kBarHeight;
 
 QLabel* makeLabel(QWidget* parent, const QColor& color, double pointSize, bool bold) {
-    auto* label = new QLabel(parent);
-    label->setFont(KitStyle::font(pointSize, bold));
-    label->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(color)));
+    auto* label = KitStyle::label(QString(), pointSize, bold, color, parent);
     label->setAttribute(Qt::WA_TransparentForMouseEvents);
     return label;
 }
