@@ -2,6 +2,7 @@
 
 #include "DiskImageTestKit.h"
 #include "FileListTestKit.h"
+#include "Pointer.h"
 #include "Screenshot.h"
 #include "TreeCompare.h"
 #include "UrlCatcher.h"
@@ -51,10 +52,6 @@ struct Window {
     }
     void shot(const QString& name) { saveScreenshot(main.window(), kFolder, name); }
 };
-
-void click(QWidget* w) {
-    QTest::mouseClick(w, Qt::LeftButton, {}, QPoint(w->width() / 2, w->height() / 2));
-}
 
 // Opens a slot's drive picker and clicks the row of the named volume.
 bool pick(Window& w, SelectValueView* slot, const QString& name) {

@@ -78,10 +78,6 @@ QString shownName(DiskManagerCell* cell) {
     return cell->findChild<QLabel*>(QStringLiteral("name"))->text();
 }
 
-void click(QWidget* widget) {
-    QTest::mouseClick(widget, Qt::LeftButton, {}, QPoint(widget->width() / 2, widget->height() / 2));
-}
-
 // Waits until the tab shows a listing taken after `listings` were seen, in which `name` is (or
 // is not) a row.
 bool waitForRow(RepairDiskViewController& tab, const QSignalSpy& listed, qsizetype listings,

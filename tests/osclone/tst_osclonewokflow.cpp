@@ -1,6 +1,7 @@
 #include "tst_osclonewokflow.h"
 
 #include "EmulatedMac.h"
+#include "Pointer.h"
 #include "Screenshot.h"
 #include "Wait.h"
 #include "app/MainWindowController.h"
@@ -32,10 +33,6 @@ std::unique_ptr<EmulatedMac> cloneMac(const QByteArray& asr = "\"stepDelayMs\":3
         "\"partitions\":[{\"fs\":\"FAT32\",\"name\":\"TINY\"}]}],"
         "\"asr\":{" +
         asr + "}}");
-}
-
-void click(QWidget* widget) {
-    QTest::mouseClick(widget, Qt::LeftButton, {}, QPoint(widget->width() / 2, widget->height() / 2));
 }
 
 struct Tab {

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QEnterEvent>
+#include <QTest>
 #include <QWidget>
 
 void hover(QWidget* widget, bool in) {
@@ -12,4 +13,8 @@ void hover(QWidget* widget, bool in) {
         QEvent leave(QEvent::Leave);
         QCoreApplication::sendEvent(widget, &leave);
     }
+}
+
+void click(QWidget* widget) {
+    QTest::mouseClick(widget, Qt::LeftButton, {}, QPoint(widget->width() / 2, widget->height() / 2));
 }
