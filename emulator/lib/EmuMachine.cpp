@@ -159,6 +159,7 @@ Partition partitionFromJson(const QJsonObject& o) {
     p.groupId = o.value(QStringLiteral("groupId")).toString();
     p.seed = o.value(QStringLiteral("seed")).toObject();
     p.used = sizeValue(o.value(QStringLiteral("used")));
+    p.throttle = sizeValue(o.value(QStringLiteral("throttle")));
     return p;
 }
 
@@ -184,6 +185,8 @@ QJsonObject partitionToJson(const Partition& p) {
     o.insert(QStringLiteral("snapshotUUID"), p.snapshotUUID);
     o.insert(QStringLiteral("groupId"), p.groupId);
     o.insert(QStringLiteral("used"), p.used);
+    if (p.throttle > 0)
+        o.insert(QStringLiteral("throttle"), p.throttle);
     if (!p.seed.isEmpty())
         o.insert(QStringLiteral("seed"), p.seed);
     return o;
@@ -246,6 +249,7 @@ bool MachineState::load() {
     shape = o.value(QStringLiteral("shape")).toString();
     nextDisk = o.value(QStringLiteral("nextDisk")).toInt();
     asr = o.value(QStringLiteral("asr")).toObject();
+    writeThrottle = o.value(QStringLiteral("writeThrottle")).toInteger();
     processes.clear();
     for (const QJsonValue& v : o.value(QStringLiteral("processes")).toArray())
         processes << v.toString();
@@ -266,6 +270,7 @@ bool MachineState::save() {
     o.insert(QStringLiteral("shape"), shape);
     o.insert(QStringLiteral("nextDisk"), nextDisk);
     o.insert(QStringLiteral("asr"), asr);
+    o.insert(QStringLiteral("writeThrottle"), writeThrottle);
     o.insert(QStringLiteral("processes"), QJsonArray::fromStringList(processes));
     QJsonArray ds;
     for (const Disk& d : disks)
@@ -777,6 +782,13 @@ void seedFolder(const QString& folder, const QJsonObject& seed) {
     }
 }
 
+QString MachineState::throttleOption(const Partition& p) const {
+    const qint64 rate = p.throttle > 0 ? p.throttle : writeThrottle;
+    if (rate <= 0 || !p.writable)
+        return {};
+    return QStringLiteral(",throttle=") + QString::number(rate);
+}
+
 void MachineState::writeMountTable() const {
     QString table;
     for (const Disk& d : disks) {
@@ -790,7 +802,8 @@ void MachineState::writeMountTable() const {
             table += escapeMountField(dev) + QLatin1Char(' ') + escapeMountField(p.mountPoint) +
                      QLatin1Char(' ') + filesystemType(p) + QLatin1Char(' ') +
                      (p.writable ? QStringLiteral("rw") : QStringLiteral("ro")) + QStringLiteral(",size=") +
-                     QString::number(p.totalSize) + mountOptions(p) + QStringLiteral(" 0 0\n");
+                     QString::number(p.totalSize) + mountOptions(p) + throttleOption(p) +
+                     QStringLiteral(" 0 0\n");
         }
     }
     QDir().mkpath(m_root + QStringLiteral("/proc/self"));

@@ -31,8 +31,11 @@ struct Partition {
     QString container;    // Apple_APFS physical store: the container disk it holds
     QString snapshot;     // sealed system: name of the snapshot mounted at "/"
     QString snapshotUUID;
-    QString groupId;  // APFS volume group of a system and its data volume
-    qint64 used = 0;  // bytes notionally stored besides the real files (system software)
+    QString groupId; // APFS volume group of a system and its data volume
+    qint64 used = 0; // bytes notionally stored besides the real files (system software)
+    // Bytes a second the volume's driver takes in (0: the machine's write throttle, if any):
+    // a slow stick, so that long copies can be watched and stopped.
+    qint64 throttle = 0;
     QJsonObject seed; // generated files for a fresh volume (see README)
 
     bool hasVolume() const { return !fs.isEmpty(); }
@@ -111,8 +114,9 @@ public:
     QString shape; // "hfs", "apfs", "catalina", "sealed"
     QList<Disk> disks;
     QList<Fault> faults;
-    QJsonObject asr;       // delivery knobs
-    QStringList processes; // what killall can find
+    QJsonObject asr;          // delivery knobs
+    QStringList processes;    // what killall can find
+    qint64 writeThrottle = 0; // bytes a second every volume without a throttle of its own takes in
     int nextDisk = 0;
 
     // Lookups. `arg` is anything diskutil accepts: disk4s1, /dev/disk4s1, a mount point, a
@@ -153,6 +157,8 @@ public:
 
     // Mount table in Linux format with Mac paths (proc/self/mounts).
     void writeMountTable() const;
+    // ",throttle=<bytes a second>" for a writable volume that is throttled, else nothing.
+    QString throttleOption(const Partition& p) const;
 
     static Disk diskFromJson(const QJsonObject& o);
     static QJsonObject diskToJson(const Disk& d);

@@ -56,6 +56,8 @@ int usage(QTextStream& err) {
            "  clear-faults             remove every fault knob\n"
            "  asr KEY VALUE            set an asr knob (delivery, pieceDelayMs, stepDelayMs, failAt, ...)\n"
            "  processes NAME...        the processes killall finds (none: no names)\n"
+           "  throttle [VOLUME] SIZE   bytes a second written into VOLUME (default: every volume\n"
+           "                           without a throttle of its own); 0 lifts it\n"
            "  image-extract IMAGE DIR  write the files inside a disk image (host path) into DIR\n"
            "  state                    print the machine's state\n";
     return 2;
@@ -136,6 +138,25 @@ int emuctlMain(const QStringList& argsIn) {
     }
     if (command == QLatin1String("asr") && args.size() == 3) {
         m.asr.insert(args.at(1), parseValue(args.at(2)));
+        m.save();
+        return 0;
+    }
+    if (command == QLatin1String("throttle") && (args.size() == 2 || args.size() == 3)) {
+        const qint64 rate = parseSize(args.last(), SizeUnits::Scenario);
+        if (rate <= 0 && args.last() != QLatin1String("0")) {
+            err << "emuctl: not a size: " << args.last() << "\n";
+            return 1;
+        }
+        if (args.size() == 2) {
+            m.writeThrottle = rate;
+        } else {
+            Located l = m.locate(args.at(1));
+            if (!l.part || !l.part->hasVolume()) {
+                err << "emuctl: no volume " << args.at(1) << "\n";
+                return 1;
+            }
+            l.part->throttle = rate;
+        }
         m.save();
         return 0;
     }

@@ -193,6 +193,10 @@ int mkmachineMain(const QStringList& args) {
     const QJsonObject system = scenario.value(QStringLiteral("system")).toObject();
     m.shape = system.value(QStringLiteral("shape")).toString(shapeFor(m.version));
     m.asr = scenario.value(QStringLiteral("asr")).toObject();
+    const QJsonValue throttle = scenario.value(QStringLiteral("writeThrottle"));
+    m.writeThrottle = throttle.isDouble()   ? throttle.toInteger()
+                      : throttle.isString() ? parseSize(throttle.toString(), SizeUnits::Scenario)
+                                            : 0;
     for (const QJsonValue& v :
          scenario.value(QStringLiteral("processes")).toArray(QJsonArray{QStringLiteral("mds_stores")}))
         m.processes << v.toString();

@@ -33,6 +33,9 @@ struct FileSystemInfo {
     // no limit known) and the bytes no name may hold.
     std::int64_t maxFileSize = -1;
     QByteArray refusedNameBytes;
+    // Bytes a second the volume takes in, where the platform layer paces writes (an emulated
+    // Mac's slow volume); 0: as fast as the disk goes.
+    std::int64_t writeBytesPerSecond = 0;
 };
 
 namespace DiskArbitration {

@@ -6,9 +6,12 @@
 #include "platform/ItemCopy.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <thread>
 
 void TestItemCopy::copiesATreeWithDataModesTimesAndLinks() {
     QTemporaryDir dir;
@@ -129,4 +132,59 @@ void TestItemCopy::skipsEntriesAndStopsWhenAborted() {
     QVERIFY(!copyItem(dir.filePath("large.bin"), dir.filePath("large-copy.bin"), &error, stopped));
     QVERIFY2(error.contains("canceled"), qPrintable(error));
     QVERIFY(!QFileInfo::exists(dir.filePath("large-copy.bin")));
+}
+
+void TestItemCopy::throttledVolumeTakesDataAtItsPace() {
+    auto mac =
+        VolumesTestKit::machine("10.15.7", VolumesTestKit::usbStick("stick") + "," +
+                                               "{\"name\":\"ssd\",\"size\":\"64GB\",\"scheme\":\"GPT\","
+                                               "\"partitions\":[{\"fs\":\"ExFAT\",\"name\":\"SSD\"}]}");
+    QVERIFY2(mac && mac->isValid(), qPrintable(mac ? mac->error() : QString()));
+    const auto line = [&](const QByteArray& mountPoint) {
+        for (const QByteArray& l : mac->mountTable().split('\n')) {
+            if (l.contains(" " + mountPoint + " "))
+                return l;
+        }
+        return QByteArray();
+    };
+    // One volume of its own, then every other writable volume.
+    QCOMPARE(mac->emuctl({"throttle", "STICK", "4MB"}).code, 0);
+    QVERIFY2(line("/Volumes/STICK").endsWith(",casefold,throttle=4000000 0 0"), line("/Volumes/STICK"));
+    QVERIFY(!line("/Volumes/SSD").isEmpty());
+    QVERIFY(!line("/Volumes/SSD").contains("throttle"));
+    QCOMPARE(mac->emuctl({"throttle", "16MB"}).code, 0);
+    QVERIFY(line("/Volumes/SSD").endsWith(",throttle=16000000 0 0"));
+    QVERIFY(line("/Volumes/STICK").endsWith(",throttle=4000000 0 0"));
+    QCOMPARE(DiskArbitration::fileSystemInfoForItem("/Volumes/STICK/x").writeBytesPerSecond, 4000000LL);
+    QVERIFY(mac->emuctl({"throttle", "fast"}).code != 0);
+
+    QTemporaryDir dir;
+    const QByteArray data(2'000'000, 'd');
+    writeHostFile(dir.filePath("two.bin"), data);
+    QElapsedTimer clock;
+    clock.start();
+    QString error;
+    QVERIFY2(copyItem(dir.filePath("two.bin"), mac->host("/Volumes/STICK/two.bin"), &error),
+             qPrintable(error));
+    QVERIFY2(clock.elapsed() >= 450, qPrintable(QString::number(clock.elapsed())));
+    QCOMPARE(readHostFile(mac->host("/Volumes/STICK/two.bin")), data);
+
+    // A stop during a slow write takes effect at once and leaves no half file.
+    std::atomic<bool> abort{false};
+    ItemCopyControl control;
+    control.abort = &abort;
+    std::thread stopper([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        abort = true;
+    });
+    clock.restart();
+    QVERIFY(!copyItem(dir.filePath("two.bin"), mac->host("/Volumes/STICK/again.bin"), &error, control));
+    const qint64 took = clock.elapsed();
+    stopper.join();
+    QVERIFY2(took < 400, qPrintable(QString::number(took)));
+    QVERIFY(!QFileInfo::exists(mac->host("/Volumes/STICK/again.bin")));
+
+    QCOMPARE(mac->emuctl({"throttle", "STICK", "0"}).code, 0);
+    QCOMPARE(mac->emuctl({"throttle", "0"}).code, 0);
+    QVERIFY(!mac->mountTable().contains("throttle="));
 }

@@ -11,4 +11,5 @@ private Q_SLOTS:
     void reportsAMissingSource();
     void emulatedFatVolumeRefusesWhatFatCannotStore();
     void skipsEntriesAndStopsWhenAborted();
+    void throttledVolumeTakesDataAtItsPace();
 };

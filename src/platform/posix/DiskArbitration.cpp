@@ -36,8 +36,9 @@ struct MountEntry {
     QString type;       // lower-case type name
     bool writable = false;
     std::int64_t size = -1; // from size=, -1 when the table does not say
-    // The emulated driver's limits (maxfilesize=, badchars=, casefold).
+    // The emulated driver's limits (maxfilesize=, badchars=, casefold) and pace (throttle=).
     std::int64_t maxFileSize = -1;
+    std::int64_t throttle = 0;
     QByteArray refusedNameBytes;
     bool caseFold = false;
 };
@@ -87,6 +88,8 @@ QList<MountEntry> readMountTable() {
                 const qlonglong size = option.mid(12).toLongLong(&ok);
                 if (ok)
                     e.maxFileSize = size;
+            } else if (option.startsWith("throttle=")) {
+                e.throttle = std::max<qlonglong>(0, option.mid(9).toLongLong());
             } else if (option.startsWith("badchars=")) {
                 e.refusedNameBytes = QByteArray::fromHex(option.mid(9));
             } else if (option == "casefold") {
@@ -275,6 +278,7 @@ FileSystemInfo infoOf(const MountEntry* e, const QList<MountEntry>& table) {
     info.caseSensitive = !e->caseFold;
     info.maxFileSize = e->maxFileSize;
     info.refusedNameBytes = e->refusedNameBytes;
+    info.writeBytesPerSecond = e->throttle;
     return info;
 }
 

@@ -17,7 +17,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 // Linux: the data goes through copy_file_range (the kernel copies, or shares blocks where the
@@ -29,7 +32,8 @@
 // On an emulated Mac the host's kernel knows nothing of the emulated volumes' file systems, so
 // this layer stands in for the Mac's drivers: a write into an emulated volume obeys the limits
 // the volume's line in the mount table gives (a FAT volume refuses a file over 4 GiB and names
-// with ':' and the other characters it cannot store).
+// with ':' and the other characters it cannot store) and, when the line gives a throttle, takes
+// data no faster than a slow stick would.
 
 namespace {
 
@@ -40,6 +44,10 @@ struct Failure {
     const ItemCopyControl* control = nullptr;
     std::int64_t maxFileSize = -1;
     QByteArray refusedNameBytes;
+    // A throttled volume: bytes a second, and the bytes and time since the copy began.
+    std::int64_t throttle = 0;
+    std::int64_t throttledBytes = 0;
+    std::chrono::steady_clock::time_point throttleStart = std::chrono::steady_clock::now();
 
     void note(const std::string& where, int error) {
         if (first.empty())
@@ -65,6 +73,7 @@ void takeLimits(const QString& destinationHostPath, Failure& failure) {
     const FileSystemInfo info = DiskArbitration::fileSystemInfoForItem(Machine::macPath(destinationHostPath));
     failure.maxFileSize = info.maxFileSize;
     failure.refusedNameBytes = info.refusedNameBytes;
+    failure.throttle = info.writeBytesPerSecond;
 }
 
 class Fd {
@@ -86,8 +95,31 @@ private:
 // Data moves in pieces of this size when the copy can be stopped, so a stop takes effect soon.
 constexpr size_t kStoppablePiece = size_t(8) << 20;
 
-bool copyDataByReadWrite(int in, int out, const Failure& failure) {
-    std::vector<char> buffer(1 << 20);
+// On a throttled volume, waits until the bytes written so far are due, in short naps so that
+// an abort is seen soon. Answers false when aborted meanwhile.
+bool pace(Failure& failure, std::int64_t bytes) {
+    if (failure.throttle <= 0)
+        return true;
+    failure.throttledBytes += bytes;
+    const auto due = failure.throttleStart +
+                     std::chrono::microseconds(failure.throttledBytes * 1000000 / failure.throttle);
+    for (;;) {
+        if (failure.aborted())
+            return false;
+        const auto now = std::chrono::steady_clock::now();
+        if (now >= due)
+            return true;
+        std::this_thread::sleep_for(
+            std::min<std::chrono::steady_clock::duration>(due - now, std::chrono::milliseconds(20)));
+    }
+}
+
+bool copyDataByReadWrite(int in, int out, Failure& failure) {
+    // A throttled volume takes data in pieces of about a twentieth of a second.
+    const size_t piece = failure.throttle > 0
+                             ? size_t(std::clamp<std::int64_t>(failure.throttle / 20, 4096, 1 << 20))
+                             : size_t(1) << 20;
+    std::vector<char> buffer(piece);
     for (;;) {
         if (failure.aborted()) {
             errno = ECANCELED;
@@ -110,10 +142,16 @@ bool copyDataByReadWrite(int in, int out, const Failure& failure) {
             }
             done += put;
         }
+        if (!pace(failure, got)) {
+            errno = ECANCELED;
+            return false;
+        }
     }
 }
 
-bool copyData(int in, int out, const Failure& failure) {
+bool copyData(int in, int out, Failure& failure) {
+    if (failure.throttle > 0)
+        return copyDataByReadWrite(in, out, failure);
 #ifdef FICLONE
     if (::ioctl(out, FICLONE, in) == 0)
         return true;
