@@ -31,8 +31,15 @@ tavrill_build() {
     shift
     local dir=build
     [ "$preset" = default ] || dir="build-$preset"
+    # A compiler cache, when the machine has one, makes a rebuild of unchanged sources cheap;
+    # paths below the checkout are hashed relative to it, so another clone reuses the cache.
+    local launcher=()
+    if command -v ccache >/dev/null 2>&1; then
+        launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+        export CCACHE_BASEDIR="$PWD"
+    fi
     if [ ! -f "$dir/build.ninja" ]; then
-        cmake --preset "$preset" >/dev/null || return 1
+        cmake --preset "$preset" "${launcher[@]}" >/dev/null || return 1
     fi
     cmake --build "$dir" "$@"
 }
