@@ -1,6 +1,6 @@
 // Runs one emulated tool: logs the call, lets the fault knobs have their say, and writes what
-// the tool printed. Also the small tools: sw_vers, killall, and the wrappers that run the
-// host's own zip and chmod on the emulated Mac's paths.
+// the tool printed. Also the small tools: sw_vers, killall, caffeinate, and the wrappers that
+// run the host's own zip and chmod on the emulated Mac's paths.
 
 #include "EmuTools.h"
 
@@ -9,6 +9,9 @@
 #include <QFileInfo>
 #include <QThread>
 
+#include <cerrno>
+#include <csignal>
+#include <signal.h>
 #include <unistd.h>
 
 namespace emu {
@@ -93,18 +96,25 @@ void defaultFailure(const QString& tool, const QStringList& args, Output& o) {
     }
 }
 
-// Runs a host tool on the emulated Mac: absolute Mac paths become paths relative to the
-// root, and the tool runs in the root, so what it prints shows the Mac's paths.
+// Runs a host tool on the emulated Mac. Called from a folder of the machine, it stays there:
+// relative paths mean what they mean on the Mac, and absolute Mac paths become host paths.
+// Called from elsewhere, absolute Mac paths become paths relative to the root and the tool runs
+// in the root, so what it prints shows the Mac's paths.
 int runHostTool(MachineState& m, const QByteArray& hostTool, const QString& name, const QStringList& args) {
     if (::access(hostTool.constData(), X_OK) != 0) {
         writeAll(STDERR_FILENO, name.toUtf8() + ": the host has no " + hostTool + "\n");
         return 127;
     }
+    const QString root = QDir(m.root()).canonicalPath();
+    const QString here = QDir::current().canonicalPath();
+    const bool inMachine = here == root || here.startsWith(root + QLatin1Char('/'));
     QList<QByteArray> storage;
     storage << QFile::encodeName(name);
     for (const QString& a : args) {
         QString mapped = a;
-        if (a == QLatin1String("/"))
+        if (inMachine && a.startsWith(QLatin1Char('/')))
+            mapped = root + a;
+        else if (a == QLatin1String("/"))
             mapped = QStringLiteral(".");
         else if (a.startsWith(QLatin1Char('/')))
             mapped = a.mid(1);
@@ -114,7 +124,7 @@ int runHostTool(MachineState& m, const QByteArray& hostTool, const QString& name
     for (QByteArray& s : storage)
         argv.push_back(s.data());
     argv.push_back(nullptr);
-    if (::chdir(QFile::encodeName(m.root()).constData()) != 0)
+    if (!inMachine && ::chdir(QFile::encodeName(m.root()).constData()) != 0)
         return 1;
     ::execv(hostTool.constData(), argv.data());
     return 127;
@@ -166,6 +176,31 @@ int killallMain(MachineState& m, const QStringList& args, Output& o) {
     return o.code;
 }
 
+namespace {
+
+volatile std::sig_atomic_t caffeinateStop = 0;
+
+void stopCaffeinate(int) {
+    caffeinateStop = 1;
+}
+
+} // namespace
+
+int caffeinateMain(MachineState& m, const QStringList& args) {
+    // Its start is the logged call; its end is logged as it leaves, told to or because the
+    // process it waits for (-w) has ended.
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
+        std::signal(signal, stopCaffeinate);
+    const qint64 waitFor = option(args, QStringLiteral("-w")).toLongLong();
+    while (!caffeinateStop) {
+        if (waitFor > 0 && ::kill(pid_t(waitFor), 0) != 0 && errno == ESRCH)
+            break;
+        QThread::msleep(50);
+    }
+    logInvocation(m.root(), QStringLiteral("caffeinate"), args, QStringLiteral("end"));
+    return 0;
+}
+
 int dispatchTool(const QString& root, const QString& tool, const QStringList& args) {
     logInvocation(root, tool, args);
     MachineState m(root);
@@ -199,6 +234,8 @@ int dispatchTool(const QString& root, const QString& tool, const QStringList& ar
         return runHostTool(m, "/usr/bin/zip", tool, args);
     if (tool == QLatin1String("chmod"))
         return runHostTool(m, "/bin/chmod", tool, args);
+    if (tool == QLatin1String("caffeinate"))
+        return caffeinateMain(m, args);
     Output o;
     if (tool == QLatin1String("diskutil"))
         diskutilMain(m, args, o);

@@ -825,12 +825,15 @@ QString rootFromExecutable() {
     return dir.absolutePath();
 }
 
-void logInvocation(const QString& root, const QString& tool, const QStringList& args) {
+void logInvocation(const QString& root, const QString& tool, const QStringList& args, const QString& event) {
     QDir().mkpath(root + QStringLiteral("/var/log"));
     QJsonObject line;
     line.insert(QStringLiteral("time"), QDateTime::currentDateTime().toString(Qt::ISODateWithMs));
     line.insert(QStringLiteral("tool"), tool);
     line.insert(QStringLiteral("argv"), QJsonArray::fromStringList(args));
+    line.insert(QStringLiteral("pid"), qint64(::getpid()));
+    if (!event.isEmpty())
+        line.insert(QStringLiteral("event"), event);
     const QByteArray bytes = QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n';
     // One write on an O_APPEND descriptor keeps concurrent lines whole.
     const QByteArray path = QFile::encodeName(root + QStringLiteral("/var/log/emulator.log"));

@@ -193,8 +193,11 @@ private:
 
 // The root of the machine a tool binary lives in (<root>/usr/sbin/diskutil -> <root>).
 QString rootFromExecutable();
-// Appends one line to var/log/emulator.log: the time, the tool and its argv as a JSON array.
-void logInvocation(const QString& root, const QString& tool, const QStringList& args);
+// Appends one line to var/log/emulator.log: the time, the tool, its argv as a JSON array and the
+// process id. A line for something the tool did later than its start (`event`, "end") carries
+// that word too.
+void logInvocation(const QString& root, const QString& tool, const QStringList& args,
+                   const QString& event = QString());
 
 // Fills a folder with a generated tree as a scenario's "seed" describes it.
 void seedFolder(const QString& hostFolder, const QJsonObject& seed);

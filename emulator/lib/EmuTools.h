@@ -34,7 +34,8 @@ int hdiutilMain(MachineState& m, const QStringList& args, Output& o);
 int asrMain(MachineState& m, const QStringList& args); // streams to stdout
 int swVersMain(MachineState& m, const QStringList& args, Output& o);
 int killallMain(MachineState& m, const QStringList& args, Output& o);
-int zipMain(MachineState& m, const QStringList& args); // runs the host's zip
+int zipMain(MachineState& m, const QStringList& args);        // runs the host's zip
+int caffeinateMain(MachineState& m, const QStringList& args); // waits, then logs its end
 int emuctlMain(const QStringList& args);
 int mkmachineMain(const QStringList& args);
 

@@ -234,10 +234,11 @@ int mkmachineMain(const QStringList& args) {
     // The tools: one binary that acts by the name it is called under.
     const QString binary = QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget();
     const QString toolBinary = QFileInfo(binary).absolutePath() + QStringLiteral("/emutool");
-    const QStringList tools = {QStringLiteral("usr/sbin/diskutil"), QStringLiteral("usr/sbin/asr"),
-                               QStringLiteral("usr/bin/hdiutil"),   QStringLiteral("usr/bin/zip"),
-                               QStringLiteral("usr/bin/sw_vers"),   QStringLiteral("usr/bin/killall"),
-                               QStringLiteral("usr/bin/chmod"),     QStringLiteral("usr/local/bin/emuctl")};
+    const QStringList tools = {QStringLiteral("usr/sbin/diskutil"),   QStringLiteral("usr/sbin/asr"),
+                               QStringLiteral("usr/bin/hdiutil"),     QStringLiteral("usr/bin/zip"),
+                               QStringLiteral("usr/bin/sw_vers"),     QStringLiteral("usr/bin/killall"),
+                               QStringLiteral("usr/bin/chmod"),       QStringLiteral("usr/bin/caffeinate"),
+                               QStringLiteral("usr/local/bin/emuctl")};
     for (const QString& t : tools) {
         if (!installTool(toolBinary, root + QLatin1Char('/') + t)) {
             err << "mkmachine: cannot install " << t << " from " << toolBinary << "\n";

@@ -14,6 +14,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QScreen>
+#include <QSessionManager>
 #include <QUrl>
 
 namespace {
@@ -54,6 +55,13 @@ bool AppDelegate::applicationDidFinishLaunching() {
     connect(m_instance.get(), &SingleInstance::bringToFrontRequested, m_mainWindow.get(),
             &MainWindowController::bringToFront);
     buildMenus();
+    // Logging out while a job runs: the log-out waits, and the quit question asks what to do.
+    connect(qGuiApp, &QGuiApplication::commitDataRequest, this, [this](QSessionManager& manager) {
+        if (m_mainWindow->runningJob() == FeatureTab::Job::None)
+            return;
+        manager.cancel();
+        m_mainWindow->closeWindow();
+    });
     m_mainWindow->showWindow();
     return true;
 }

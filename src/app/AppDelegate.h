@@ -37,7 +37,8 @@ public:
     void userGuideMenuItemAction();
     void helpMenuItemAction();
     void checkUpdateMenuItemAction();
-    // Quit: at once, unless an open update window asks to fade out first.
+    // Quit: as closing the main window (which asks first while a job runs), unless an open update
+    // window asks to fade out first.
     void quitMenuItemAction();
 
     // The update window (the update check's own by default); without one the menu item stays

@@ -1,11 +1,15 @@
 #include "app/MainWindowController.h"
 
+#include "app/QuitQuestionPanel.h"
 #include "app/SideTabButton.h"
 #include "core/ConsoleLog.h"
 #include "diskimage/DmgViewController.h"
 #include "diskmanager/RepairDiskViewController.h"
 #include "filecopy/DiskCopyViewController.h"
 #include "osclone/SelectDrivceViewController.h"
+#include "platform/KeepAwake.h"
+#include "platform/ToolProcesses.h"
+#include "ui/AttachedWindow.h"
 #include "ui/BackgroundView.h"
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"
@@ -18,11 +22,13 @@
 #include <QParallelAnimationGroup>
 #include <QPropertyAnimation>
 #include <QScreen>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 
 namespace {
 
@@ -51,7 +57,8 @@ void endProcessNow(int status) {
 
 } // namespace
 
-MainWindowController::MainWindowController(QObject* parent) : QObject(parent), m_exitProcess(endProcessNow) {
+MainWindowController::MainWindowController(QObject* parent)
+    : QObject(parent), m_keepAwake(new KeepAwake(this)), m_exitProcess(endProcessNow) {
     windowDidLoad();
 }
 
@@ -159,53 +166,57 @@ void MainWindowController::installFeature(int tab, QWidget* view) {
     *features[tab] = view;
 }
 
-// Each feature's container is made here; a feature's screen is put into it with
-// installFeature(tab, screen) once that screen exists.
-namespace {
-
-// The copy tab locks the tabs through its delegate while a copy runs.
-class DiskCopyTabLock : public QObject, public DiskCopyVCDelegate {
-public:
-    explicit DiskCopyTabLock(MainWindowController* owner) : QObject(owner), m_owner(owner) {}
-    void canChangeTab(bool allowed) override { m_owner->canChangeTab(allowed); }
-
-private:
-    MainWindowController* m_owner;
-};
-
-} // namespace
+// Each feature's container is made here; a feature's screen is put into it once it exists, and
+// the screen answers to this window through its tab contract.
+void MainWindowController::addTab(int tab, QWidget* view, FeatureTab* feature) {
+    addPlaceholder(tab);
+    feature->setTabHost(this);
+    m_features[tab] = feature;
+    installFeature(tab, view);
+}
 
 void MainWindowController::addBaseView() {
-    addPlaceholder(DiskCopyTab);
     auto* diskCopy = new DiskCopyViewController;
-    diskCopy->setDelegate(new DiskCopyTabLock(this));
     connect(this, &MainWindowController::windowWillClose, diskCopy,
             &DiskCopyViewController::applicationWillTerminate);
-    installFeature(DiskCopyTab, diskCopy);
+    addTab(DiskCopyTab, diskCopy, diskCopy);
 }
 
 void MainWindowController::addDmgView() {
-    addPlaceholder(DiskImageTab);
     auto* dmg = new DmgViewController;
-    dmg->setCanChangeTab([this](bool allowed) { canChangeTab(allowed); });
-    installFeature(DiskImageTab, dmg);
+    addTab(DiskImageTab, dmg, dmg);
 }
 
 void MainWindowController::addDiskToolView() {
-    addPlaceholder(DiskManagerTab);
-    installFeature(DiskManagerTab, new RepairDiskViewController);
+    auto* repair = new RepairDiskViewController;
+    addTab(DiskManagerTab, repair, repair);
 }
 
 void MainWindowController::addBootableView() {
-    addPlaceholder(OSCloneTab);
     auto* bootable = new SelectDrivceViewController;
-    connect(bootable, &SelectDrivceViewController::canChangeTabChanged, this,
-            &MainWindowController::canChangeTab);
-    installFeature(OSCloneTab, bootable);
+    addTab(OSCloneTab, bootable, bootable);
 }
 
 void MainWindowController::canChangeTab(bool allowed) {
     m_canChangeTab = allowed;
+    // A locked tab bar means a long job runs: the Mac stays awake until it ends.
+    if (allowed)
+        m_keepAwake->end();
+    else
+        m_keepAwake->begin();
+}
+
+FeatureTab* MainWindowController::busyTab() const {
+    for (FeatureTab* feature : m_features) {
+        if (feature && feature->runningJob() != FeatureTab::Job::None)
+            return feature;
+    }
+    return nullptr;
+}
+
+FeatureTab::Job MainWindowController::runningJob() const {
+    const FeatureTab* busy = busyTab();
+    return busy ? busy->runningJob() : FeatureTab::Job::None;
 }
 
 void MainWindowController::TopCloneButtonAction() {
@@ -225,7 +236,7 @@ void MainWindowController::TopDiskToolButtonAction() {
 }
 
 void MainWindowController::tabAction(int tab) {
-    if (!m_canChangeTab)
+    if (!m_canChangeTab || m_quitting)
         return;
     setTabFrame(0, kRows[tab].originY);
     showTab(tab);
@@ -271,7 +282,51 @@ void MainWindowController::setTabFrame(int x, int y) {
 }
 
 void MainWindowController::closeWindow() {
+    if (m_quitting || m_quitQuestion)
+        return;
+    const FeatureTab::Job job = runningJob();
+    if (job == FeatureTab::Job::None) {
+        endProcess();
+        return;
+    }
+    auto* question = new QuitQuestionPanel(job);
+    connect(question, &QuitQuestionPanel::stopAndQuit, this, &MainWindowController::stopAndQuit);
+    question->setSuperDelegate(new AttachedWindow(question, AttachedWindow::middleTop(aWindow), aWindow));
+    m_quitQuestion = question;
+}
+
+void MainWindowController::stopAndQuit() {
+    FeatureTab* busy = busyTab();
+    if (!busy) {
+        endProcess();
+        return;
+    }
+    m_quitting = true;
+    // Whichever comes first: the job has stopped, or the wait is over and what still runs is
+    // killed.
+    auto done = std::make_shared<bool>(false);
+    auto finish = [this, done] {
+        if (*done)
+            return;
+        *done = true;
+        endProcess();
+    };
+    QTimer::singleShot(kQuitWaitMs, this, [finish] {
+        if (const int killed = ToolProcesses::killAll())
+            QvConsoleLog("Quitting: %d tools did not stop in time and were killed", killed);
+        finish();
+    });
+    QPointer<MainWindowController> self(this);
+    busy->stopForQuit([self, finish] {
+        if (self)
+            finish();
+    });
+}
+
+void MainWindowController::endProcess() {
     Q_EMIT windowWillClose();
+    m_keepAwake->end();
+    ToolProcesses::killAll();
     m_exitProcess(0);
 }
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "app/QuitQuestionPanel.h"
+#include "core/FeatureTab.h"
+
 #include <QObject>
 #include <QPointer>
 #include <QRect>
@@ -10,6 +13,7 @@
 
 class BackgroundView;
 class ImageView;
+class KeepAwake;
 class QLabel;
 class QMenu;
 class QParallelAnimationGroup;
@@ -21,8 +25,13 @@ class TitleBarView;
 // feature tabs on the left and the content area, in which exactly one of the four feature
 // containers is visible. All four containers and their screens are created at start and live
 // until the process ends, so switching tabs never loses what a feature shows. While a
-// feature runs a long operation it locks the tabs with canChangeTab(false).
-class MainWindowController : public QObject {
+// feature runs a long operation it locks the tabs with canChangeTab(false), and the Mac is
+// kept awake.
+//
+// Closing the window (or quitting) while a tab runs a job asks first; "Stop and Quit" stops the
+// job, waits until it has really ended (at most kQuitWaitMs, then every tool still running is
+// killed) and then ends the process.
+class MainWindowController : public QObject, public FeatureTabHost {
     Q_OBJECT
 public:
     // The tabs, top to bottom.
@@ -34,6 +43,7 @@ public:
     // The area below the title bar: tab bar and feature containers.
     static constexpr int kBodyWidth = 880;
     static constexpr int kBodyHeight = 500;
+    static constexpr int kQuitWaitMs = 15000;
 
     explicit MainWindowController(QObject* parent = nullptr);
     ~MainWindowController() override;
@@ -45,8 +55,10 @@ public:
     void bringToFront();
 
     // The lock a feature sets while it works: false ignores tab clicks until it is true again.
-    void canChangeTab(bool allowed);
+    void canChangeTab(bool allowed) override;
     bool isTabChangeAllowed() const { return m_canChangeTab; }
+    // The job a tab runs, if any.
+    FeatureTab::Job runningJob() const;
 
     // The tab actions.
     void TopCloneButtonAction();
@@ -57,8 +69,14 @@ public:
     // Moves the highlight, animated, to a row's origin (x, y), y counted upwards from the
     // bottom of the tab bar as the rows' origins are given.
     void setTabFrame(int x, int y);
-    // The close button: ends the process at once with status 0, whatever a feature is doing.
+    // The close button and quitting: ends the process with status 0, at once when no tab runs a
+    // job, otherwise once the user has answered the quit question with "Stop and Quit" and the
+    // job has stopped.
     void closeWindow();
+    // The quit question while it shows.
+    QuitQuestionPanel* quitQuestion() const { return m_quitQuestion; }
+    // "Stop and Quit" was chosen: the process ends once the job has stopped.
+    bool isQuitting() const { return m_quitting; }
 
     // Puts a feature's screen into its container, filling it, in place of the container's
     // title. Each add...View calls it once its feature's screen exists.
@@ -102,6 +120,10 @@ private:
     void addBootableView();
 
     void addPlaceholder(int tab);
+    void addTab(int tab, QWidget* view, FeatureTab* feature);
+    FeatureTab* busyTab() const;
+    void stopAndQuit();
+    void endProcess();
     void tabAction(int tab);
     void showTab(int tab);
 
@@ -126,7 +148,11 @@ private:
     QPointer<QWidget> bootableVC;
     QPointer<QWidget> dmgVC;
     QPointer<QWidget> repairDiskVC;
+    FeatureTab* m_features[kTabCount] = {};
     bool m_canChangeTab = true;
     int m_currentTab = DiskCopyTab;
+    KeepAwake* m_keepAwake = nullptr;
+    QPointer<QuitQuestionPanel> m_quitQuestion;
+    bool m_quitting = false;
     std::function<void(int)> m_exitProcess;
 };

@@ -5,6 +5,7 @@
 #include "core/QvLog.h"
 #include "platform/Machine.h"
 #include "platform/Shell.h"
+#include "platform/ToolProcesses.h"
 
 #include <QFileInfo>
 #include <QPointer>
@@ -82,6 +83,7 @@ void QvTask::QvStartTask() {
 
     task.start();
     if (task.waitForStarted(-1)) {
+        const ToolProcesses::Remembered remembered(task.processId());
         // Look once a second (sooner when the task ends) until it ends or must be stopped.
         while (task.state() != QProcess::NotRunning && !_bTimerOut.load())
             task.waitForFinished(1000);

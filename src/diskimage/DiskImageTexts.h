@@ -68,6 +68,12 @@ inline QString operationFailed() {
 inline QString stopped() {
     return QStringLiteral("You have stopped the process.");
 }
+inline QString stopping() {
+    return QStringLiteral("Stopping: removing the unfinished image\u2026");
+}
+inline QString stoppingButton() {
+    return QStringLiteral("Stopping\u2026");
+}
 inline QString enumerating() {
     return QStringLiteral("enumerating files...");
 }

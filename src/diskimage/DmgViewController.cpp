@@ -33,6 +33,8 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
+#include <utility>
+
 namespace {
 
 constexpr int kStartDelayMs = 300;
@@ -238,8 +240,7 @@ QString DmgViewController::destinationFolder(const QString& volumePath) {
 }
 
 void DmgViewController::lockTabs(bool locked) {
-    if (m_canChangeTab)
-        m_canChangeTab(!locked);
+    tellTabHost(!locked);
 }
 
 void DmgViewController::setCopyType(int index) {
@@ -576,7 +577,14 @@ void DmgViewController::beginToCopyDmg() {
 }
 
 void DmgViewController::copyFileToDmgWithFileName(const QString& text, float progress) {
-    if (m_working)
+    if (m_stopping && progress >= 100) {
+        // The run completed before it saw the stop: the image is whole and stays.
+        endStopping();
+        changePathValue(text, progress);
+        notifyStoppedForQuit();
+        return;
+    }
+    if (m_working && !m_stopping)
         changePathValue(text, progress);
 }
 
@@ -589,6 +597,11 @@ void DmgViewController::changePathValue(const QString& text, float value) {
 }
 
 void DmgViewController::makeDmgFailWithError(const MakeDmgFailure& failure) {
+    if (m_stopping) {
+        // The run ended on its own before it saw the stop.
+        showStopped();
+        return;
+    }
     if (!m_working)
         return;
     switch (failure.kind) {
@@ -605,19 +618,57 @@ void DmgViewController::makeDmgFailWithError(const MakeDmgFailure& failure) {
 }
 
 void DmgViewController::makeDmgDidStop() {
-    m_failBackButton->setEnabled(true);
+    if (m_stopping)
+        showStopped();
 }
 
 // Stopping and the end views.
 
 void DmgViewController::cancelButtonAction() {
-    if (!m_working)
+    if (!m_working || m_stopping)
         return;
     m_aTimer->stop();
     ++m_sizeGeneration;
     m_makeDmg->setIsCancelCopy(true);
     m_makeDmg->stopMakeDmg();
+    m_stopping = true;
+    if (!m_makeDmg->isBusy()) {
+        // Nothing had started yet (the start delay, the measuring of dropped items).
+        showStopped();
+        return;
+    }
+    // Until the builder has cleaned up, the progress view says so and offers nothing to press.
+    m_pathLabel->setText(DiskImageTexts::stopping());
+    m_cancelButton->setText(DiskImageTexts::stoppingButton());
+    m_cancelButton->setEnabled(false);
+}
+
+void DmgViewController::endStopping() {
+    m_stopping = false;
+    m_cancelButton->setText(DiskImageTexts::cancel());
+    m_cancelButton->setEnabled(true);
+}
+
+void DmgViewController::notifyStoppedForQuit() {
+    if (m_stoppedForQuit)
+        std::exchange(m_stoppedForQuit, nullptr)();
+}
+
+void DmgViewController::showStopped() {
+    endStopping();
     showFailView(DiskImageTexts::stopped());
+    // A stopped run is no failure of the tab: its way back reads "Done".
+    m_failBackButton->setText(DiskImageTexts::done());
+    notifyStoppedForQuit();
+}
+
+void DmgViewController::stopForQuit(std::function<void()> stopped) {
+    if (!m_working && !m_stopping) {
+        stopped();
+        return;
+    }
+    m_stoppedForQuit = std::move(stopped);
+    cancelButtonAction();
 }
 
 void DmgViewController::showFailView(const QString& text) {
@@ -630,8 +681,7 @@ void DmgViewController::showFaile(bool failed) {
     m_pages->setCurrentWidget(m_endView);
     m_successView->setVisible(!failed);
     m_failView->setVisible(failed);
-    // A stopped run is still cleaning up: back to the start only once it is done.
-    m_failBackButton->setEnabled(!m_makeDmg->isBusy());
+    m_failBackButton->setText(DiskImageTexts::cancel());
     m_step->setSetpIn(3);
     lockTabs(false);
     if (!failed)

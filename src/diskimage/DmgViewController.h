@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/FeatureTab.h"
 #include "diskimage/MakeDmg.h"
 #include "filecopy/Controller.h"
 #include "filecopy/DiskListWC.h"
@@ -31,7 +32,9 @@ class StripedProgressBar;
 // The "Disk Image Create" tab. The user fills the source slot with a volume (or drops files on
 // it), may narrow the selection to some files, fills the destination slot, chooses a disk
 // image or a zip archive and confirms; the tab then shows the builder's progress until the
-// success or the failure view. Tab switching is locked while the builder works.
+// success or the failure view. Tab switching is locked while the builder works. Cancel shows a
+// stopping state until the builder has cleaned up (tools ended, image ejected, partial file
+// removed), then the stopped view.
 //
 // Sizes of -1 are unknown. All of it runs on the main thread; the builder and the listing call
 // back there.
@@ -40,14 +43,18 @@ class DmgViewController : public QWidget,
                           public SelectDiskVCDelegate,
                           public MakeDmgDelegate,
                           public ControllerDelegate,
-                          public DiskListWCDelegate {
+                          public DiskListWCDelegate,
+                          public FeatureTab {
     Q_OBJECT
 public:
     explicit DmgViewController(QWidget* parent = nullptr);
     ~DmgViewController() override;
 
-    // The main window's tab lock (canChangeTab).
-    void setCanChangeTab(std::function<void(bool)> canChangeTab) { m_canChangeTab = std::move(canChangeTab); }
+    // FeatureTab: an image runs from the confirmation until its end view shows.
+    Job runningJob() const override { return m_working || m_stopping ? Job::Image : Job::None; }
+    void stopForQuit(std::function<void()> stopped) override;
+    // Cancel was pressed and the builder is still cleaning up.
+    bool isStopping() const { return m_stopping; }
 
     // SelectValueViewDelegate
     void selectDiskButton(int slot, QObject* sender) override;
@@ -127,6 +134,9 @@ private:
     void allCopyFilesSize(qint64 size);
     void lockTabs(bool locked);
     void setCopyType(int index);
+    void showStopped();
+    void endStopping();
+    void notifyStoppedForQuit();
 
     // Selection
     VolumeObjRef m_fromeVolume;
@@ -140,7 +150,9 @@ private:
     bool m_isDragValue = false;
     int m_openPopType = 0;
     QString m_openUrl;
-    bool m_working = false; // from the confirmation until the end view
+    bool m_working = false;  // from the confirmation until the end view
+    bool m_stopping = false; // from Cancel until the builder has cleaned up
+    std::function<void()> m_stoppedForQuit;
 
     MakeDmg* m_makeDmg;
     std::unique_ptr<Controller> m_controller;
@@ -148,7 +160,6 @@ private:
     QTimer* m_aTimer;
     QPointer<Popover> m_popover;
     QPointer<DiskListWC> m_listWindow;
-    std::function<void(bool)> m_canChangeTab;
 
     SetpViewController* m_step;
     QStackedWidget* m_pages;

@@ -8,6 +8,7 @@
 #include "platform/ItemCopy.h"
 #include "platform/Machine.h"
 #include "platform/Shell.h"
+#include "platform/ToolProcesses.h"
 
 #include <QDir>
 #include <QFile>
@@ -49,6 +50,17 @@ bool isMountedVolume(const std::optional<QVariantMap>& info) {
            !info->value(QStringLiteral("MountPoint")).toString().isEmpty();
 }
 
+// The folder that holds a path ("/" for the top).
+QString parentFolder(const QString& path) {
+    const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
+    return slash > 0 ? path.left(slash) : QStringLiteral("/");
+}
+
+bool isInside(const QString& path, const QString& folder) {
+    return folder == QLatin1String("/") ? path.startsWith(QLatin1Char('/'))
+                                        : path == folder || path.startsWith(folder + QLatin1Char('/'));
+}
+
 // Starts a tool with its arguments through the Machine seam.
 void startTool(QProcess& tool, const char* macPath, const QStringList& args) {
     tool.setProgram(Machine::hostPath(latin1(macPath)));
@@ -56,6 +68,7 @@ void startTool(QProcess& tool, const char* macPath, const QStringList& args) {
     tool.setProcessEnvironment(Machine::toolEnvironment());
     tool.setStandardInputFile(QProcess::nullDevice());
     tool.start();
+    tool.waitForStarted(-1);
 }
 
 // Ends a tool that is asked to stop: SIGTERM first, then SIGKILL.
@@ -234,6 +247,7 @@ void MakeDmg::createAndMount(const std::shared_ptr<Job>& job) {
     QProcess create;
     create.setProcessChannelMode(QProcess::MergedChannels);
     startTool(create, kImageTool, createArguments(job->filePath, job->size));
+    const ToolProcesses::Remembered rememberedCreate(create.processId());
     while (!create.waitForFinished(kPollMs) && create.state() != QProcess::NotRunning) {
         if (m_isCancelCopy) {
             endTool(create);
@@ -259,9 +273,17 @@ void MakeDmg::createAndMount(const std::shared_ptr<Job>& job) {
     QProcess mount;
     mount.setProcessChannelMode(QProcess::MergedChannels);
     startTool(mount, kImageTool, {QStringLiteral("mount"), job->filePath});
-    // A mount is not broken off: once it has run, what it mounted is known and can be ejected.
-    mount.waitForFinished(-1);
+    {
+        // A stop does not break a mount off: once it has ended, what it mounted is known and can
+        // be ejected. A mount that hangs is ended at the tools' usual limit.
+        const ToolProcesses::Remembered remembered(mount.processId());
+        if (!mount.waitForFinished(toolTimeLimits().normalMs) && mount.state() != QProcess::NotRunning) {
+            QvLog("hdiutil mount did not end in time");
+            endTool(mount);
+        }
+    }
     logOutput("hdiutil mount", mount.readAll());
+    // Whatever the mount made by now is looked for, also after a time-out, so that it is ejected.
     const std::optional<QVariantMap> volume = getDisjInfo(latin1(kVolumeName));
     if (isMountedVolume(volume))
         job->volumeUUID = volume->value(QStringLiteral("VolumeUUID")).toString();
@@ -314,8 +336,12 @@ void MakeDmg::doCopyFilesToDmgWithDmg(const QStringList& paths) {
             if (i == 0)
                 report(creatingText(), kFirstProgress);
             QString error;
+            // A stop also ends the copy of a folder between its files; the file under way is
+            // removed.
+            ItemCopyControl control;
+            control.abort = &m_isCancelCopy;
             if (!copyItem(Machine::hostPath(path),
-                          Machine::hostPath(volumeFolder() + QLatin1Char('/') + name), &error)) {
+                          Machine::hostPath(volumeFolder() + QLatin1Char('/') + name), &error, control)) {
                 QvLog("error--------%s", error.toUtf8().constData());
                 ++missing;
             }
@@ -416,9 +442,35 @@ void MakeDmg::doZipWithPath(const QString& zipPath, const FileNodeList& nodes) {
     startWorker([this, job, nodes] { zip(job, nodes); });
 }
 
+QString MakeDmg::zipFolderFor(const FileNodeList& nodes) {
+    QString folder;
+    for (const FileNodeRef& node : nodes) {
+        const QString parent = parentFolder(node->path());
+        if (folder.isEmpty())
+            folder = parent;
+        while (!isInside(parent, folder))
+            folder = parentFolder(folder);
+    }
+    return folder.isEmpty() ? QStringLiteral("/") : folder;
+}
+
+QStringList MakeDmg::zipArguments(const QString& zipPath, const QString& folder, const QStringList& paths) {
+    QStringList args{QStringLiteral("-r"), zipPath};
+    const qsizetype cut = folder == QLatin1String("/") ? 1 : folder.size() + 1;
+    for (const QString& path : paths) {
+        const QString name = path.mid(cut);
+        // A name that starts like an option is still a name.
+        args << (name.startsWith(QLatin1Char('-')) ? QStringLiteral("./") + name : name);
+    }
+    return args;
+}
+
 void MakeDmg::zip(const std::shared_ptr<Job>& job, const FileNodeList& nodes) {
     QStringList paths;
     selectedPaths(nodes, &paths);
+    // zip runs in the folder holding the chosen items, so the archive's entries are named as the
+    // user sees them there.
+    const QString folder = zipFolderFor(nodes);
     // zip starts at once; the entries it will report are counted beside it, and the progress
     // shows from the first output after the count is known.
     struct Count {
@@ -437,7 +489,9 @@ void MakeDmg::zip(const std::shared_ptr<Job>& job, const FileNodeList& nodes) {
     job->fileWasThere = QFileInfo::exists(hostZip);
 
     QProcess zip;
-    startTool(zip, kArchiveTool, QStringList{QStringLiteral("-r"), job->filePath} + paths);
+    zip.setWorkingDirectory(Machine::hostPath(folder));
+    startTool(zip, kArchiveTool, zipArguments(job->filePath, folder, paths));
+    const ToolProcesses::Remembered remembered(zip.processId());
     ZipProgressReader reader;
     QByteArray errors;
     int shown = -1;

@@ -57,6 +57,7 @@ public:
 // progress.
 //
 // Safety, beyond the bare pipeline:
+//  - a mount that hangs is ended at the tools' usual time limit, and what it mounted is ejected;
 //  - a run refuses to start while a volume named "TavrillDmg" is mounted, and ejects only the
 //    volume its own mount made (matched by its UUID);
 //  - items that could not be copied or packed, and a zip status other than 0, end the run as
@@ -91,7 +92,8 @@ public:
     void makeTmpDmgWithPath(const QString& folder, const QString& name, std::uint64_t size);
     // Stage 3, the owner's answer to beginToCopyDmg: copies the items, then ejects.
     void doCopyFilesToDmgWithDmg(const QStringList& paths);
-    // The archive: "zip -r <zipPath> <every selected path>".
+    // The archive: "zip -r <zipPath> <every selected path>", run in the folder that holds the
+    // top-level items (a volume's root), with the paths relative to it.
     void doZipWithPath(const QString& zipPath, const FileNodeList& nodes);
     // Stops the run; makeDmgDidStop follows once it has cleaned up.
     void stopMakeDmg();
@@ -110,6 +112,10 @@ public:
     // The same paths without the count.
     static void selectedPaths(const FileNodeList& nodes, QStringList* paths);
     static std::uint64_t getAllFileCountWithPath(const QString& folder);
+    // The folder zip runs in: the one holding every top-level item of the tree.
+    static QString zipFolderFor(const FileNodeList& nodes);
+    // zip's arguments for the selected paths, named relative to that folder.
+    static QStringList zipArguments(const QString& zipPath, const QString& folder, const QStringList& paths);
     // The folder an image goes into: "/" becomes the root fallback folder.
     static QString imageFolderFor(const QString& folder);
     // hdiutil's arguments for stage 1.

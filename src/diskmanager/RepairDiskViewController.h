@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/FeatureTab.h"
 #include "diskmanager/FormatEndViewController.h"
 #include "diskmanager/FormatingViewController.h"
 #include "diskmanager/MakeSureFormatDelegate.h"
@@ -30,8 +31,9 @@ class WatchMountUnmount;
 // the tool succeeded. A typed name is checked before anything runs: the name field or the
 // confirmation says why a name cannot be used.
 //
-// A row's buttons act on that row: pressing one on another row first selects it.
-class RepairDiskViewController : public QWidget, public MakeSureFormatDelegate {
+// A row's buttons act on that row: pressing one on another row first selects it. The tab never
+// locks the tab bar and holds up no quit.
+class RepairDiskViewController : public QWidget, public MakeSureFormatDelegate, public FeatureTab {
     Q_OBJECT
 public:
     explicit RepairDiskViewController(QWidget* parent = nullptr);

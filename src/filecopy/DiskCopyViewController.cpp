@@ -597,8 +597,21 @@ void DiskCopyViewController::backHomeView() {
 }
 
 void DiskCopyViewController::canChangeTab(bool allowed) {
-    if (m_delegate)
-        m_delegate->canChangeTab(allowed);
+    tellTabHost(allowed);
+}
+
+void DiskCopyViewController::stopForQuit(std::function<void()> stopped) {
+    if (!m_copying) {
+        stopped();
+        return;
+    }
+    auto* once = new QObject(this);
+    connect(this, &DiskCopyViewController::copyEnded, once, [once, stopped = std::move(stopped)] {
+        once->deleteLater();
+        stopped();
+    });
+    if (m_cancelButton->isEnabled())
+        cancelButtonAction();
 }
 
 void DiskCopyViewController::applicationWillTerminate() {

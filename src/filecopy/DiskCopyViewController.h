@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/FeatureTab.h"
 #include "filecopy/Controller.h"
 #include "filecopy/CopyMakeSureWC.h"
 #include "filecopy/DestinationCheck.h"
@@ -30,14 +31,6 @@ class SelectValueView;
 class SetpViewController;
 class StripedProgressBar;
 
-// What the copy tab tells the main window.
-class DiskCopyVCDelegate {
-public:
-    virtual ~DiskCopyVCDelegate() = default;
-    // False while a copy runs (the other tabs cannot be chosen), true again when it ends.
-    virtual void canChangeTab(bool allowed) = 0;
-};
-
 // The "Disk Copy" tab: a source slot (a volume, or files dropped onto it) and a destination slot
 // (a volume), the copy type ("Copy All Files" or "Copy Some Files", the latter through the file
 // list window), the space check, a confirmation that lists what the destination cannot store,
@@ -52,7 +45,8 @@ class DiskCopyViewController : public QWidget,
                                public CopyMakeSureWCDelegate,
                                public ControllerDelegate,
                                public DiskListWCDelegate,
-                               public DoCopyFilesDelegate {
+                               public DoCopyFilesDelegate,
+                               public FeatureTab {
     Q_OBJECT
 public:
     // The screen's texts.
@@ -67,7 +61,9 @@ public:
     explicit DiskCopyViewController(QWidget* parent = nullptr);
     ~DiskCopyViewController() override;
 
-    void setDelegate(DiskCopyVCDelegate* delegate) { m_delegate = delegate; }
+    // FeatureTab: a copy runs from its start until its end view shows.
+    Job runningJob() const override { return m_copying ? Job::Copy : Job::None; }
+    void stopForQuit(std::function<void()> stopped) override;
 
     // SelectValueViewDelegate
     void selectDiskButton(int slot, QObject* sender) override;
@@ -162,7 +158,6 @@ private:
     // slot changes: its answer would be for a choice the user no longer has.
     void dropPendingStart();
 
-    DiskCopyVCDelegate* m_delegate = nullptr;
     SelectValueView* m_sourceView;
     SelectValueView* m_destinationView;
     std::unique_ptr<SourceSlot> m_source;

@@ -94,12 +94,15 @@ std::int64_t QvBootable::systemVolumeUsedSize() {
 }
 
 int QvBootable::QvStart(const VolumeObjRef& target) {
-    _bUserCancel.store(false);
     if (!target || target->volumePath().isEmpty())
         return kErrNoTarget;
     bool idle = false;
     if (!m_running.compare_exchange_strong(idle, true))
         return kErrNoTarget;
+    // Only a clone that really starts forgets an earlier cancel: a start refused while another
+    // clone runs must not undo that clone's cancel.
+    _bUserCancel.store(false);
+    m_eraseBegan.store(false);
     QvUSBControl* control = QvUSBControl::QvShareInstance();
     control->CreateVolumeName();
     const ConfirmedDrive drive{target->volumePath(), target->volumeTotalSizeNum(), target->volumeName()};
@@ -138,6 +141,7 @@ void QvBootable::worker(const ConfirmedDrive& drive, const QString& volumeName, 
     task->QvSetLaunchPath(QStringLiteral("/usr/sbin/diskutil"));
     task->QvSetArguments(QStringList{QStringLiteral("eraseDisk"), fileSystem, volumeName, drive.bsdName});
     task->QvSetTimeoutCount(kEraseTimeoutSeconds);
+    m_eraseBegan.store(true);
     task->QvStartTask();
 
     // The erase is judged by the volume it leaves. Without one the restore tool is not started:

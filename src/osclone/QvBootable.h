@@ -98,6 +98,8 @@ public:
 
     // A clone is under way (from QvStart to its last report).
     bool isRunning() const { return m_running.load(); }
+    // The running clone has begun to erase its target drive.
+    bool eraseBegan() const { return m_eraseBegan.load(); }
     // The restore tool's output as read so far (main thread).
     const AsrOutputParser& asrOutput() const { return m_parser; }
 
@@ -115,4 +117,5 @@ private:
     AsrOutputParser m_parser; // main thread only
     QString m_targetDisk;     // the whole disk being cloned onto
     std::atomic<bool> m_running{false};
+    std::atomic<bool> m_eraseBegan{false};
 };

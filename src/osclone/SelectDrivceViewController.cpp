@@ -14,11 +14,14 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QTimer>
 #include <QVBoxLayout>
 
 namespace {
 
 constexpr int kPopupDistance = 5;
+// How often a stop for quitting looks whether the engine has ended.
+constexpr int kStopPollMs = 100;
 
 QLabel* textLabel(double pointSize, bool bold, const QColor& colour, QWidget* parent) {
     auto* label = KitStyle::label(QString(), pointSize, bold, colour, parent);
@@ -432,7 +435,33 @@ void SelectDrivceViewController::backHomeView() {
 }
 
 void SelectDrivceViewController::canChangeTab(bool allowed) {
-    Q_EMIT canChangeTabChanged(allowed);
+    tellTabHost(allowed);
+}
+
+FeatureTab::Job SelectDrivceViewController::runningJob() const {
+    if (!m_engine->isRunning())
+        return Job::None;
+    return m_engine->eraseBegan() ? Job::CloneErased : Job::Clone;
+}
+
+void SelectDrivceViewController::stopForQuit(std::function<void()> stopped) {
+    if (!m_engine->isRunning()) {
+        stopped();
+        return;
+    }
+    if (m_cancelConfirmation)
+        m_cancelConfirmation->closeWindow();
+    cancelToCopySystem();
+    // The engine's last report comes once the erase or the restore tool has ended.
+    auto* watch = new QTimer(this);
+    connect(watch, &QTimer::timeout, this, [this, watch, stopped = std::move(stopped)] {
+        if (m_engine->isRunning())
+            return;
+        watch->deleteLater();
+        watch->stop();
+        stopped();
+    });
+    watch->start(kStopPollMs);
 }
 
 QString SelectDrivceViewController::trim(const QString& text) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/FeatureTab.h"
 #include "osclone/MakeSureCancelCloneSystemVC.h"
 #include "osclone/MakeSureToCloneSystemVC.h"
 #include "osclone/QvBootable.h"
@@ -30,7 +31,8 @@ class SelectDrivceViewController : public QWidget,
                                    public SelectValueViewDelegate,
                                    public SelectDiskVCDelegate,
                                    public MakeSureToCloneSystemDelegate,
-                                   public MakeSureCancelCloneSystemDelegate {
+                                   public MakeSureCancelCloneSystemDelegate,
+                                   public FeatureTab {
     Q_OBJECT
 public:
     explicit SelectDrivceViewController(QWidget* parent = nullptr);
@@ -42,6 +44,10 @@ public:
     void changeSelectCopyType();
     void changeCloneButtonActon();
     void closeDiskValue(int slot) override;
+
+    // FeatureTab: a clone runs while the engine works, also after a cancel until its tools ended.
+    Job runningJob() const override;
+    void stopForQuit(std::function<void()> stopped) override;
 
     // Starting and stopping.
     void cloneButtonAction();
@@ -93,10 +99,6 @@ public:
     MakeSureToCloneSystemVC* startConfirmation() const { return m_startConfirmation; }
     MakeSureCancelCloneSystemVC* cancelConfirmation() const { return m_cancelConfirmation; }
     ErrorWindowController* errorWindow() const { return m_errorWindow; }
-
-Q_SIGNALS:
-    // The tab bar is to be locked (false) or unlocked (true).
-    void canChangeTabChanged(bool allowed);
 
 private:
     QWidget* buildSelectDiskView();

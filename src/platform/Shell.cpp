@@ -1,6 +1,7 @@
 #include "platform/Shell.h"
 
 #include "platform/Machine.h"
+#include "platform/ToolProcesses.h"
 
 #include <QElapsedTimer>
 #include <QProcess>
@@ -26,6 +27,7 @@ ToolRun runBounded(QProcess& process, int limitMs) {
     if (!process.waitForStarted(-1))
         return run;
     run.started = true;
+    const ToolProcesses::Remembered remembered(process.processId());
     const int limit = limitMs > 0 ? limitMs : toolTimeLimits().normalMs;
     if (!process.waitForFinished(limit) && process.state() != QProcess::NotRunning) {
         run.timedOut = true;

@@ -1,5 +1,7 @@
 #include "platform/TerminalProcess.h"
 
+#include "platform/ToolProcesses.h"
+
 #include <QProcess>
 #include <QSocketNotifier>
 
@@ -57,6 +59,7 @@ TerminalProcess::~TerminalProcess() {
         m_process->kill();
         m_process->waitForFinished(5000);
     }
+    ToolProcesses::forget(m_pid);
     closeMaster();
 }
 
@@ -85,6 +88,8 @@ bool TerminalProcess::start(const QString& hostProgram, const QStringList& argum
             ::close(master);
         return false;
     }
+    m_pid = m_process->processId();
+    ToolProcesses::remember(m_pid);
     if (master >= 0) {
         m_master = master;
         m_notifier = new QSocketNotifier(m_master, QSocketNotifier::Read, this);
@@ -143,6 +148,7 @@ void TerminalProcess::closeMaster() {
 }
 
 void TerminalProcess::onFinished() {
+    ToolProcesses::forget(m_pid);
     // Whatever the tool wrote before it ended is still waiting on the terminal (or the pipe).
     if (m_master >= 0) {
         readAvailable();

@@ -54,5 +54,6 @@ private:
 
     QProcess* m_process;
     int m_master = -1;
+    qint64 m_pid = 0;
     QSocketNotifier* m_notifier = nullptr;
 };

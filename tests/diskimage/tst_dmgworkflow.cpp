@@ -8,11 +8,13 @@
 #include "UrlCatcher.h"
 #include "Wait.h"
 #include "app/MainWindowController.h"
+#include "app/QuitQuestionPanel.h"
 #include "diskimage/DMGMakeSureWC.h"
 #include "diskimage/DmgViewController.h"
 #include "filecopy/EumeRoot.h"
 #include "filecopy/ListFileViewController.h"
 #include "platform/Machine.h"
+#include "platform/Shell.h"
 #include "ui/DragView.h"
 #include "ui/ErrorWindowController.h"
 #include "ui/FlatButton.h"
@@ -20,12 +22,14 @@
 #include "ui/Popover.h"
 #include "ui/SelectValueView.h"
 #include "ui/SetpViewController.h"
+#include "ui/TitleBarView.h"
 #include "volumes/DiskListView.h"
 #include "volumes/DiskListViewController.h"
 
 #include <QComboBox>
 #include <QDesktopServices>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QMimeData>
 #include <QProcess>
@@ -34,6 +38,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
+
+#include <algorithm>
 
 using namespace DiskImageTestKit;
 
@@ -203,9 +209,10 @@ void TestDmgWorkflow::chosenFilesToZip() {
     QVERIFY(unzip.waitForFinished(30000));
     QStringList entries = QString::fromUtf8(unzip.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
     entries.sort();
-    QStringList expected = {"Volumes/SRC/Notes.txt", "Volumes/SRC/Photos/"};
+    // Named from the volume's root, as the user sees them there.
+    QStringList expected = {"Notes.txt", "Photos/"};
     for (const QString& line : treeListing(mac->host("/Volumes/SRC/Photos")))
-        expected << "Volumes/SRC/Photos/" + line;
+        expected << "Photos/" + line;
     expected.sort();
     QCOMPARE(entries, expected);
 }
@@ -287,10 +294,11 @@ void TestDmgWorkflow::sameVolumeAndNothingSelected() {
     QVERIFY(mac->calls("hdiutil").isEmpty());
 }
 
-void TestDmgWorkflow::cancelAndAFailedCreate() {
+void TestDmgWorkflow::cancelAndFailures() {
     auto mac = machine();
     QVERIFY(mac->isValid());
-    QVERIFY(mac->addFault(R"({"tool":"hdiutil","verb":"create","mode":"hang","seconds":30,"times":1})"));
+    // Copies into the image crawl, so that Cancel comes in the middle of the copy stage.
+    QCOMPARE(mac->emuctl({"throttle", "300KB"}).code, 0);
     Window w;
     QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
     QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
@@ -305,28 +313,130 @@ void TestDmgWorkflow::cancelAndAFailedCreate() {
     QVERIFY(w.tab->selectView()->isVisible());
 
     createAndConfirm(w);
-    QVERIFY(waitUntil([&] { return !mac->calls("hdiutil").isEmpty(); }, 20000));
+    QVERIFY(waitUntil([&] { return !treeListing(mac->host("/Volumes/TavrillDmg")).isEmpty(); }, 30000));
     click(w.tab->cancelButton());
-    QVERIFY(w.tab->failView()->isVisible());
+    // Stopping: said so, nothing to press, the tabs still locked.
+    QVERIFY(w.tab->progressView()->isVisible());
+    QCOMPARE(w.tab->pathLabel()->text(), QStringLiteral("Stopping: removing the unfinished image\u2026"));
+    QCOMPARE(w.tab->cancelButton()->text(), QStringLiteral("Stopping\u2026"));
+    QVERIFY(!w.tab->cancelButton()->isEnabled());
+    QVERIFY(!w.main.isTabChangeAllowed());
+    w.shot("12-stopping");
+    // Stopped once the builder has cleaned up: no image, nothing mounted, no hdiutil left.
+    QVERIFY(waitUntil([&] { return w.tab->failView()->isVisible(); }, 20000));
     QCOMPARE(w.tab->errorLabel()->text(), QStringLiteral("You have stopped the process."));
+    QCOMPARE(w.tab->failBackButton()->text(), QStringLiteral("Done"));
+    QVERIFY(w.tab->failBackButton()->isEnabled());
     QVERIFY(w.main.isTabChangeAllowed());
-    // Back to the start once the stopped run has cleaned up.
-    QVERIFY(!w.tab->failBackButton()->isEnabled());
-    w.shot("12-stopped");
-    QVERIFY(waitUntil([&] { return w.tab->failBackButton()->isEnabled(); }, 20000));
+    w.shot("13-stopped");
     QCOMPARE(treeListing(mac->host("/Volumes/DEST")), before);
+    QVERIFY(!mac->mountTable().contains("/Volumes/TavrillDmg"));
+    QCOMPARE(mac->runningCallPids("hdiutil"), QList<qint64>());
     click(w.tab->failBackButton());
     QVERIFY(w.tab->selectView()->isVisible());
     QCOMPARE(w.tab->stepView()->currentStep(), 1);
 
-    // hdiutil makes no image: the failure view, never the success one.
-    QVERIFY(mac->addFault(R"({"tool":"hdiutil","verb":"create","mode":"fail","times":1})"));
+    // hdiutil makes no image, or its mount hangs (ended at the tools' limit, well before the
+    // hang would end): the failure view, never the success one, and nothing left behind.
+    const ToolTimeLimits limits = toolTimeLimits();
+    setToolTimeLimits({2000, limits.longMs, 1000});
+    for (const QByteArray& fault :
+         {QByteArray(R"({"tool":"hdiutil","verb":"create","mode":"fail","times":1})"),
+          QByteArray(R"({"tool":"hdiutil","verb":"mount","mode":"hang","seconds":60,)"
+                     R"("times":1})")}) {
+        QVERIFY(mac->addFault(fault));
+        QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
+        QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+        QElapsedTimer clock;
+        clock.start();
+        createAndConfirm(w);
+        QVERIFY(ended(w));
+        QVERIFY2(clock.elapsed() < 30000, fault.constData());
+        QVERIFY(w.tab->failView()->isVisible());
+        QCOMPARE(w.tab->errorLabel()->text(), QStringLiteral("Operation failed."));
+        QCOMPARE(w.tab->failBackButton()->text(), QStringLiteral("Cancel"));
+        QVERIFY(w.main.isTabChangeAllowed());
+        QCOMPARE(treeListing(mac->host("/Volumes/DEST")), before);
+        QVERIFY(!mac->mountTable().contains("/Volumes/TavrillDmg"));
+        QCOMPARE(mac->runningCallPids("hdiutil"), QList<qint64>());
+        click(w.tab->failBackButton());
+    }
+    setToolTimeLimits(limits);
+}
+
+void TestDmgWorkflow::quitWhileAnImageIsMade_data() {
+    QTest::addColumn<bool>("zip");
+    QTest::addColumn<bool>("byQuitEvent"); // the application's quit rather than the close button
+    QTest::addColumn<bool>("stop");
+    QTest::newRow("image, close, keep working") << false << false << false;
+    QTest::newRow("image, quit, stop and quit") << false << true << true;
+    QTest::newRow("archive, close, stop and quit") << true << false << true;
+}
+
+void TestDmgWorkflow::quitWhileAnImageIsMade() {
+    QFETCH(bool, zip);
+    QFETCH(bool, byQuitEvent);
+    QFETCH(bool, stop);
+    auto mac = machine();
+    QVERIFY(mac->isValid());
+    // The image's copy crawls; zip, which writes on its own, is held up before it starts.
+    QCOMPARE(mac->emuctl({"throttle", "400KB"}).code, 0);
+    if (zip)
+        QVERIFY(mac->addFault(R"({"tool":"zip","mode":"hang","seconds":60,"times":1})"));
+    Window w;
+    QList<int> exits;
+    w.main.setProcessExit([&exits](int status) { exits << status; });
     QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
     QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+    if (zip)
+        click(w.tab->zipButton());
+    const QStringList before = treeListing(mac->host("/Volumes/DEST"));
+    mac->clearLog();
     createAndConfirm(w);
-    QVERIFY(ended(w));
-    QVERIFY(w.tab->failView()->isVisible());
-    QCOMPARE(w.tab->errorLabel()->text(), QStringLiteral("Operation failed."));
-    QVERIFY(w.main.isTabChangeAllowed());
+    if (zip)
+        QVERIFY(waitUntil([&] { return !mac->runningCallPids("zip").isEmpty(); }, 30000));
+    else
+        QVERIFY(waitUntil([&] { return !treeListing(mac->host("/Volumes/TavrillDmg")).isEmpty(); }, 30000));
+    // The Mac is kept awake from before the run's first tool.
+    const QList<QStringList> calls = mac->calls();
+    const qsizetype awake = calls.indexOf(
+        QStringList{"caffeinate", "-i", "-w", QString::number(QCoreApplication::applicationPid())});
+    const auto firstTool = std::find_if(calls.begin(), calls.end(), [&](const QStringList& call) {
+        return call.first() == (zip ? "zip" : "hdiutil");
+    });
+    QVERIFY(awake >= 0 && awake < firstTool - calls.begin());
+    QCOMPARE(mac->runningCallPids("caffeinate").size(), 1);
+
+    if (byQuitEvent) {
+        QEvent quit(QEvent::Quit);
+        QCoreApplication::sendEvent(qApp, &quit);
+    } else {
+        click(w.main.titleBarView()->closeButton());
+    }
+    QuitQuestionPanel* question = w.main.quitQuestion();
+    QVERIFY(question && question->isVisible());
+    QCOMPARE(question->titleLabel()->text(), QStringLiteral("Stop creating the image and quit?"));
+    QCOMPARE(question->text(), QStringLiteral("Tavrill is creating a disk image. If you quit now, it stops "
+                                              "and the unfinished image or archive is removed."));
+    QCOMPARE(exits, QList<int>());
+    if (!stop) {
+        w.shot("14-quit-question");
+        click(question->keepWorkingButton());
+        QVERIFY(ended(w));
+        QVERIFY2(w.tab->successView()->isVisible(), qPrintable(w.tab->errorLabel()->text()));
+        QCOMPARE(exits, QList<int>());
+        QVERIFY(!onlyFileIn(mac->host("/Volumes/DEST"), ".dmg").isEmpty());
+        // Awake until the end view showed, then no longer.
+        QCOMPARE(mac->events("caffeinate"), QStringList{"end"});
+        QCOMPARE(mac->runningCallPids(), QList<qint64>());
+        return;
+    }
+    click(question->stopAndQuitButton());
+    QVERIFY(waitUntil([&] { return !exits.isEmpty(); }, 20000));
+    QCOMPARE(exits, QList<int>{0});
+    // Nothing of the run is left: no tool, no mounted image, no partial image or archive.
+    QCOMPARE(mac->runningCallPids(), QList<qint64>());
+    QVERIFY(!mac->mountTable().contains("/Volumes/TavrillDmg"));
     QCOMPARE(treeListing(mac->host("/Volumes/DEST")), before);
+    QCOMPARE(mac->events("caffeinate"), QStringList{"end"});
 }

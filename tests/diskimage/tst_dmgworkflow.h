@@ -9,5 +9,7 @@ private Q_SLOTS:
     void chosenFilesToZip();
     void droppedFilesAndAnItemThatCannotBeRead();
     void sameVolumeAndNothingSelected();
-    void cancelAndAFailedCreate();
+    void cancelAndFailures();
+    void quitWhileAnImageIsMade_data();
+    void quitWhileAnImageIsMade();
 };

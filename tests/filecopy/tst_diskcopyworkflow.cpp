@@ -7,6 +7,7 @@
 #include "UrlCatcher.h"
 #include "Wait.h"
 #include "app/MainWindowController.h"
+#include "app/QuitQuestionPanel.h"
 #include "filecopy/CopyMakeSureWC.h"
 #include "filecopy/DiskCopyViewController.h"
 #include "filecopy/DiskListWC.h"
@@ -19,13 +20,16 @@
 #include "ui/DragView.h"
 #include "ui/ErrorWindowController.h"
 #include "ui/FlatButton.h"
+#include "ui/ImageButton.h"
 #include "ui/SelectValueView.h"
+#include "ui/TitleBarView.h"
 #include "volumes/DiskListView.h"
 #include "volumes/DiskListViewController.h"
 
 #include <QDesktopServices>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QLabel>
 #include <QListWidget>
 #include <QMimeData>
@@ -33,8 +37,6 @@
 #include <QScopeGuard>
 #include <QTest>
 #include <QUrl>
-
-#include <thread>
 
 namespace {
 
@@ -549,36 +551,67 @@ void TestDiskCopyWorkflow::fatStickGetsItsFolderAndLeavesOutWhatItCannotStore() 
     QVERIFY(compareTrees(base + "/plain.txt", copy + "/plain.txt").isEmpty());
 }
 
+void TestDiskCopyWorkflow::quitAndCloseDuringACopy_data() {
+    QTest::addColumn<bool>("byQuitEvent"); // the application's quit rather than the close button
+    QTest::addColumn<bool>("stop");
+    QTest::newRow("close, keep working") << false << false;
+    QTest::newRow("close, stop and quit") << false << true;
+    QTest::newRow("quit, stop and quit") << true << true;
+}
+
 void TestDiskCopyWorkflow::quitAndCloseDuringACopy() {
+    QFETCH(bool, byQuitEvent);
+    QFETCH(bool, stop);
     auto mac = EmulatedMac::fromJson(kScenario);
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    if (!leasesGranted(*mac))
-        QSKIP("this file system grants no leases");
-    for (bool quit : {true, false}) {
-        QDir(mac->host("/Volumes/Backup")).removeRecursively();
-        QDir().mkpath(mac->host("/Volumes/Backup"));
-        auto w = std::make_unique<Window>();
-        const std::unique_ptr<Hold> hold = startStoppableCopy(*mac, *w);
-        QVERIFY(hold);
-        const QString bundle = mac->host("/Users/alex/Work/bundle");
-        const QString held = bundle + '/' + listingOrder(bundle).last();
-        std::shared_ptr<DoCopyFiles> run = w->tab->doCopy();
-        // The held open returns a moment later, while the main thread is closing.
-        std::thread letGo([&hold] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(300));
-            hold->release();
-        });
-        if (quit) {
-            w->main->closeWindow();
-            QCOMPARE(w->exits, QList<int>{0});
-        }
-        w.reset();
-        letGo.join();
-        QVERIFY(run->waitForRuns(10000));
-        // Stopped at once: the file being written is gone, nothing after it started.
-        const QString copy = datedFolder(*mac, "/Volumes/Backup");
-        QCOMPARE(entries(copy), (QStringList{"bundle", "first.txt"}));
-        QVERIFY(!QFileInfo::exists(copy + "/bundle/" + QFileInfo(held).fileName()));
-        QCoreApplication::processEvents();
+    // Three files of 400 KB onto a drive that takes 400 KB a second.
+    QCOMPARE(mac->emuctl({"throttle", "Backup", "400KB"}).code, 0);
+    const QString base = mac->host("/Users/alex/Work");
+    const QStringList names = {"a.bin", "b.bin", "c.bin"};
+    for (const QString& name : names)
+        QVERIFY(writeHostFile(base + '/' + name, QByteArray(400000, name.at(0).toLatin1())));
+    Window w;
+    dropFiles(w, {base + "/a.bin", base + "/b.bin", base + "/c.bin"});
+    QVERIFY(pick(w, 2, "Backup"));
+    confirm(w);
+    QVERIFY(waitUntil([&] { return !entries(datedFolder(*mac, "/Volumes/Backup")).isEmpty(); }, 20000));
+    // Kept awake while it copies (the emulated caffeinate logs its start once it runs).
+    QVERIFY(waitUntil([&] { return mac->runningCallPids("caffeinate").size() == 1; }, 5000));
+
+    if (byQuitEvent) {
+        QEvent quit(QEvent::Quit);
+        QCoreApplication::sendEvent(qApp, &quit);
+    } else {
+        QTest::mouseClick(w.main->titleBarView()->closeButton(), Qt::LeftButton);
     }
+    QuitQuestionPanel* question = w.main->quitQuestion();
+    QVERIFY(question && question->isVisible());
+    QCOMPARE(question->titleLabel()->text(), QStringLiteral("Stop copying and quit?"));
+    QCOMPARE(question->text(),
+             QStringLiteral("Tavrill is copying files. If you quit now, the copy stops; what "
+                            "was copied so far stays in its folder on the destination drive."));
+    QCOMPARE(w.exits, QList<int>());
+    const QString copy = datedFolder(*mac, "/Volumes/Backup");
+    if (!stop) {
+        w.shot("12-quit-question");
+        QTest::mouseClick(question->keepWorkingButton(), Qt::LeftButton);
+        QVERIFY(waitForEnd(w));
+        QVERIFY(w.tab->endLabel()->text().contains("the copy on the destination drive."));
+        QCOMPARE(w.exits, QList<int>());
+        QCOMPARE(entries(copy), names);
+        // Awake until the end view showed, then no longer.
+        QCOMPARE(mac->events("caffeinate"), QStringList{"end"});
+        QCOMPARE(mac->runningCallPids(), QList<qint64>());
+        return;
+    }
+    QTest::mouseClick(question->stopAndQuitButton(), Qt::LeftButton);
+    QVERIFY(waitUntil([&] { return !w.exits.isEmpty(); }, 20000));
+    QCOMPARE(w.exits, QList<int>{0});
+    // Stopped before the copy's end; what stayed is whole.
+    const QStringList kept = entries(copy);
+    QVERIFY(kept.size() < names.size());
+    for (const QString& name : kept)
+        QCOMPARE(QFileInfo(copy + '/' + name).size(), qint64(400000));
+    QCOMPARE(mac->events("caffeinate"), QStringList{"end"});
+    QCOMPARE(mac->runningCallPids(), QList<qint64>());
 }

@@ -14,5 +14,6 @@ private Q_SLOTS:
     void cancelHoldsInNestedHalfSelectedFolders();
     void destinationUnpluggedDuringTheCopy();
     void fatStickGetsItsFolderAndLeavesOutWhatItCannotStore();
+    void quitAndCloseDuringACopy_data();
     void quitAndCloseDuringACopy();
 };

@@ -329,6 +329,11 @@ void TestBootable::cancelAtEachStage() {
             30000));
     }
     QCOMPARE(e->QvStop(), 0);
+    // A start refused while the stopped clone still runs leaves it stopped.
+    if (e->isRunning()) {
+        QCOMPARE(e->QvStart(driveRecord(*mac, disk)), QvBootable::kErrNoTarget);
+        QVERIFY(e->QvUserIsCancel());
+    }
     QVERIFY(waitUntil([e] { return !e->isRunning(); }, 30000));
     e->QvSetDelegate(nullptr);
     // Stopped well before the hanging tool would have answered.

@@ -5,6 +5,7 @@
 #include "Screenshot.h"
 #include "Wait.h"
 #include "app/MainWindowController.h"
+#include "app/QuitQuestionPanel.h"
 #include "osclone/SelectDrivceViewController.h"
 #include "ui/ErrorWindowController.h"
 #include "ui/FlatButton.h"
@@ -13,6 +14,7 @@
 #include "ui/SelectValueView.h"
 #include "ui/SetpFViewController.h"
 #include "ui/StripedProgressBar.h"
+#include "ui/TitleBarView.h"
 #include "volumes/DiskListView.h"
 
 #include <QFileInfo>
@@ -194,4 +196,69 @@ void TestOsCloneWorkflow::unplugDuringTheClone() {
     QCOMPARE(tab.errorPopupText(), text);
     QVERIFY(tab.window->isTabChangeAllowed());
     saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("unplugged"));
+}
+
+void TestOsCloneWorkflow::quitDuringTheClone_data() {
+    QTest::addColumn<bool>("byQuitEvent"); // the application's quit rather than the close button
+    QTest::addColumn<bool>("stop");
+    QTest::newRow("close, keep working") << false << false;
+    QTest::newRow("quit, stop and quit") << true << true;
+}
+
+void TestOsCloneWorkflow::quitDuringTheClone() {
+    QFETCH(bool, byQuitEvent);
+    QFETCH(bool, stop);
+    Tab tab;
+    QVERIFY(tab.open(cloneMac("\"stepDelayMs\":100,\"pieceDelayMs\":0")));
+    QList<int> exits;
+    tab.window->setProcessExit([&exits](int status) { exits << status; });
+    SelectDrivceViewController* vc = tab.vc;
+    QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
+    tab.mac->clearLog();
+    QVERIFY(tab.start(QStringLiteral("SanDisk Cruzer")));
+    QVERIFY(waitUntil([&] { return vc->iProgreeBar()->doubleValue() >= 0.38; }, 30000));
+    // Kept awake from before the erase.
+    const QList<QStringList> calls = tab.mac->calls();
+    const auto indexOf = [&](const QString& tool, const QString& verb) {
+        for (qsizetype i = 0; i < calls.size(); ++i) {
+            if (calls.at(i).value(0) == tool && (verb.isEmpty() || calls.at(i).value(1) == verb))
+                return i;
+        }
+        return qsizetype(-1);
+    };
+    QVERIFY(indexOf("caffeinate", {}) >= 0);
+    QVERIFY(indexOf("caffeinate", {}) < indexOf("diskutil", "eraseDisk"));
+    QCOMPARE(tab.mac->runningCallPids("caffeinate").size(), 1);
+
+    if (byQuitEvent) {
+        QEvent quit(QEvent::Quit);
+        QCoreApplication::sendEvent(qApp, &quit);
+    } else {
+        click(tab.window->titleBarView()->closeButton());
+    }
+    QuitQuestionPanel* question = tab.window->quitQuestion();
+    QVERIFY(question && question->isVisible());
+    QCOMPARE(question->titleLabel()->text(), QStringLiteral("Stop cloning and quit?"));
+    // The drive is erased by now: the question says what stopping leaves.
+    QCOMPARE(question->text(),
+             QStringLiteral("Tavrill is cloning the system onto the drive. If you quit now, the "
+                            "drive is left erased and will not be able to start up a Mac."));
+    QCOMPARE(exits, QList<int>());
+    if (!stop) {
+        saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("quit-question"));
+        click(question->keepWorkingButton());
+        QVERIFY(waitUntil([&] { return tab.ended(); }, 60000));
+        QVERIFY(vc->sussView()->isVisible());
+        QCOMPARE(exits, QList<int>());
+        QCOMPARE(tab.mac->events("caffeinate"), QStringList{"end"});
+        QCOMPARE(tab.mac->runningCallPids(), QList<qint64>());
+        return;
+    }
+    click(question->stopAndQuitButton());
+    QVERIFY(waitUntil([&] { return !exits.isEmpty(); }, 20000));
+    QCOMPARE(exits, QList<int>{0});
+    // The restore tool and everything else Tavrill started have ended.
+    QVERIFY(!QvBootable::QvShareInstance()->isRunning());
+    QCOMPARE(tab.mac->runningCallPids(), QList<qint64>());
+    QCOMPARE(tab.mac->events("caffeinate"), QStringList{"end"});
 }

@@ -102,21 +102,69 @@ QVariantMap EmulatedMac::diskList(const QStringList& filters) const {
     return PropertyList::dictionaryFromBytes(r.out).value_or(QVariantMap());
 }
 
-QList<QStringList> EmulatedMac::calls(const QString& tool) const {
-    QList<QStringList> out;
-    QFile f(root() + QStringLiteral("/var/log/emulator.log"));
+namespace {
+
+// The log's lines of one tool (every tool but emuctl when empty); `events` picks the lines of
+// later events instead of the calls.
+QList<QJsonObject> logLines(const QString& root, const QString& tool, bool events) {
+    QList<QJsonObject> out;
+    QFile f(root + QStringLiteral("/var/log/emulator.log"));
     if (!f.open(QIODevice::ReadOnly))
         return out;
     while (!f.atEnd()) {
         const QJsonObject line = QJsonDocument::fromJson(f.readLine()).object();
         const QString t = line.value(QStringLiteral("tool")).toString();
-        if (t.isEmpty() || (!tool.isEmpty() && t != tool) || t == QLatin1String("emuctl"))
+        if (t.isEmpty() || (!tool.isEmpty() && t != tool) || t == QLatin1String("emuctl") ||
+            line.contains(QStringLiteral("event")) != events)
             continue;
-        QStringList call{t};
+        out << line;
+    }
+    return out;
+}
+
+// A process that has not ended (a zombie has).
+bool isRunning(qint64 pid) {
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray text = stat.readAll();
+    const qsizetype close = text.lastIndexOf(')');
+    return close > 0 && text.mid(close + 2, 1) != "Z";
+}
+
+} // namespace
+
+QList<QStringList> EmulatedMac::calls(const QString& tool) const {
+    QList<QStringList> out;
+    for (const QJsonObject& line : logLines(root(), tool, false)) {
+        QStringList call{line.value(QStringLiteral("tool")).toString()};
         for (const QJsonValue& v : line.value(QStringLiteral("argv")).toArray())
             call << v.toString();
         out << call;
     }
+    return out;
+}
+
+QList<qint64> EmulatedMac::callPids(const QString& tool) const {
+    QList<qint64> out;
+    for (const QJsonObject& line : logLines(root(), tool, false))
+        out << line.value(QStringLiteral("pid")).toInteger();
+    return out;
+}
+
+QList<qint64> EmulatedMac::runningCallPids(const QString& tool) const {
+    QList<qint64> out;
+    for (const qint64 pid : callPids(tool)) {
+        if (isRunning(pid))
+            out << pid;
+    }
+    return out;
+}
+
+QStringList EmulatedMac::events(const QString& tool) const {
+    QStringList out;
+    for (const QJsonObject& line : logLines(root(), tool, true))
+        out << line.value(QStringLiteral("event")).toString();
     return out;
 }
 

@@ -47,6 +47,11 @@ public:
     // Every call the tools received, oldest first, as the argument lists the emulator logged:
     // {tool, arg1, arg2, ...}. `tool` filters.
     QList<QStringList> calls(const QString& tool = {}) const;
+    // The process ids of those calls, oldest first, and the ones among them still running.
+    QList<qint64> callPids(const QString& tool = {}) const;
+    QList<qint64> runningCallPids(const QString& tool = {}) const;
+    // What a tool logged besides its calls ("end"), oldest first.
+    QStringList events(const QString& tool) const;
     // The same calls as space-joined lines ("diskutil info -plist /"), for the benchmarks to
     // replay through the shell runner. Tests compare calls(), never these.
     QStringList commandLines(const QString& tool = {}) const;

@@ -1,0 +1,51 @@
+#include "platform/ToolProcesses.h"
+
+#include <QMutex>
+#include <QSet>
+
+#include <csignal>
+#include <unistd.h>
+
+namespace {
+
+QMutex lock;
+
+QSet<qint64>& remembered() {
+    static QSet<qint64> pids;
+    return pids;
+}
+
+} // namespace
+
+namespace ToolProcesses {
+
+void remember(qint64 pid) {
+    if (pid <= 0)
+        return;
+    QMutexLocker locker(&lock);
+    remembered().insert(pid);
+}
+
+void forget(qint64 pid) {
+    QMutexLocker locker(&lock);
+    remembered().remove(pid);
+}
+
+int count() {
+    QMutexLocker locker(&lock);
+    return int(remembered().size());
+}
+
+int killAll() {
+    QMutexLocker locker(&lock);
+    const QSet<qint64> pids = std::exchange(remembered(), {});
+    for (const qint64 pid : pids) {
+        const auto id = static_cast<pid_t>(pid);
+        if (::getpgid(id) == id)
+            ::kill(-id, SIGKILL);
+        ::kill(id, SIGKILL);
+    }
+    return int(pids.size());
+}
+
+} // namespace ToolProcesses
