@@ -2,6 +2,9 @@
 
 #include "EmuFileSystems.h"
 
+#if defined(__APPLE__)
+#include <mach-o/dyld.h>
+#endif
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -246,6 +249,7 @@ bool MachineState::load() {
     shape = o.value(QStringLiteral("shape")).toString();
     nextDisk = o.value(QStringLiteral("nextDisk")).toInt();
     asr = o.value(QStringLiteral("asr")).toObject();
+    authorization = o.value(QStringLiteral("authorization")).toString(QStringLiteral("approve"));
     processes.clear();
     for (const QJsonValue& v : o.value(QStringLiteral("processes")).toArray())
         processes << v.toString();
@@ -266,6 +270,8 @@ bool MachineState::save() {
     o.insert(QStringLiteral("shape"), shape);
     o.insert(QStringLiteral("nextDisk"), nextDisk);
     o.insert(QStringLiteral("asr"), asr);
+    o.insert(QStringLiteral("authorization"),
+             authorization.isEmpty() ? QStringLiteral("approve") : authorization);
     o.insert(QStringLiteral("processes"), QJsonArray::fromStringList(processes));
     QJsonArray ds;
     for (const Disk& d : disks)
@@ -353,6 +359,7 @@ Fault MachineState::faultFromJson(const QJsonObject& o) {
     f.message = o.value(QStringLiteral("message")).toString();
     f.exitCode = o.value(QStringLiteral("exit")).toInt(-1);
     f.times = o.value(QStringLiteral("times")).toInt(-1);
+    f.unlessRoot = o.value(QStringLiteral("unlessRoot")).toBool(false);
     return f;
 }
 
@@ -366,6 +373,8 @@ QJsonObject MachineState::faultToJson(const Fault& f) {
     o.insert(QStringLiteral("message"), f.message);
     o.insert(QStringLiteral("exit"), f.exitCode);
     o.insert(QStringLiteral("times"), f.times);
+    if (f.unlessRoot)
+        o.insert(QStringLiteral("unlessRoot"), true);
     return o;
 }
 
@@ -801,8 +810,18 @@ void MachineState::writeMountTable() const {
     }
 }
 
+QString executablePath() {
+#if defined(__APPLE__)
+    char path[4096];
+    uint32_t size = sizeof path;
+    return _NSGetExecutablePath(path, &size) == 0 ? QFile::decodeName(path) : QString();
+#else
+    return QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget();
+#endif
+}
+
 QString rootFromExecutable() {
-    const QString exe = QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget();
+    const QString exe = executablePath();
     // <root>/usr/sbin/tool, <root>/usr/bin/tool, <root>/usr/local/bin/tool
     QDir dir = QFileInfo(exe).absoluteDir();
     dir.cdUp();
@@ -812,12 +831,18 @@ QString rootFromExecutable() {
     return dir.absolutePath();
 }
 
+bool runsAsRoot() {
+    return qEnvironmentVariable(kRootMarker) == QLatin1String("0");
+}
+
 void logInvocation(const QString& root, const QString& tool, const QStringList& args) {
     QDir().mkpath(root + QStringLiteral("/var/log"));
     QJsonObject line;
     line.insert(QStringLiteral("time"), QDateTime::currentDateTime().toString(Qt::ISODateWithMs));
     line.insert(QStringLiteral("tool"), tool);
     line.insert(QStringLiteral("argv"), QJsonArray::fromStringList(args));
+    if (runsAsRoot())
+        line.insert(QStringLiteral("root"), true);
     const QByteArray bytes = QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n';
     // One write on an O_APPEND descriptor keeps concurrent lines whole.
     const QByteArray path = QFile::encodeName(root + QStringLiteral("/var/log/emulator.log"));

@@ -56,6 +56,7 @@ int usage(QTextStream& err) {
            "  clear-faults             remove every fault knob\n"
            "  asr KEY VALUE            set an asr knob (delivery, pieceDelayMs, stepDelayMs, failAt, ...)\n"
            "  processes NAME...        the processes killall finds (none: no names)\n"
+           "  authorize approve|deny|cancel  how the administrator dialog is answered\n"
            "  image-extract IMAGE DIR  write the files inside a disk image (host path) into DIR\n"
            "  state                    print the machine's state\n";
     return 2;
@@ -136,6 +137,13 @@ int emuctlMain(const QStringList& argsIn) {
     }
     if (command == QLatin1String("asr") && args.size() == 3) {
         m.asr.insert(args.at(1), parseValue(args.at(2)));
+        m.save();
+        return 0;
+    }
+    if (command == QLatin1String("authorize") && args.size() == 2 &&
+        QStringList{QStringLiteral("approve"), QStringLiteral("deny"), QStringLiteral("cancel")}.contains(
+            args.at(1))) {
+        m.authorization = args.at(1);
         m.save();
         return 0;
     }

@@ -193,6 +193,7 @@ int mkmachineMain(const QStringList& args) {
     const QJsonObject system = scenario.value(QStringLiteral("system")).toObject();
     m.shape = system.value(QStringLiteral("shape")).toString(shapeFor(m.version));
     m.asr = scenario.value(QStringLiteral("asr")).toObject();
+    m.authorization = scenario.value(QStringLiteral("authorization")).toString(QStringLiteral("approve"));
     for (const QJsonValue& v :
          scenario.value(QStringLiteral("processes")).toArray(QJsonArray{QStringLiteral("mds_stores")}))
         m.processes << v.toString();
@@ -228,12 +229,13 @@ int mkmachineMain(const QStringList& args) {
     }
 
     // The tools: one binary that acts by the name it is called under.
-    const QString binary = QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget();
+    const QString binary = executablePath();
     const QString toolBinary = QFileInfo(binary).absolutePath() + QStringLiteral("/emutool");
-    const QStringList tools = {QStringLiteral("usr/sbin/diskutil"), QStringLiteral("usr/sbin/asr"),
-                               QStringLiteral("usr/bin/hdiutil"),   QStringLiteral("usr/bin/zip"),
-                               QStringLiteral("usr/bin/sw_vers"),   QStringLiteral("usr/bin/killall"),
-                               QStringLiteral("usr/bin/chmod"),     QStringLiteral("usr/local/bin/emuctl")};
+    const QStringList tools = {QStringLiteral("usr/sbin/diskutil"),   QStringLiteral("usr/sbin/asr"),
+                               QStringLiteral("usr/bin/hdiutil"),     QStringLiteral("usr/bin/zip"),
+                               QStringLiteral("usr/bin/sw_vers"),     QStringLiteral("usr/bin/killall"),
+                               QStringLiteral("usr/bin/chmod"),       QStringLiteral("usr/bin/osascript"),
+                               QStringLiteral("usr/local/bin/emuctl")};
     for (const QString& t : tools) {
         if (!installTool(toolBinary, root + QLatin1Char('/') + t)) {
             err << "mkmachine: cannot install " << t << " from " << toolBinary << "\n";

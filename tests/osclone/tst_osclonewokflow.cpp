@@ -195,3 +195,35 @@ void TestOsCloneWorkflow::unplugDuringTheClone() {
     QVERIFY(tab.window->isTabChangeAllowed());
     saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("unplugged"));
 }
+
+void TestOsCloneWorkflow::rightsNotGiven_data() {
+    QTest::addColumn<QString>("answer");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("refused")
+        << "deny"
+        << "Cloning the system needs the name and password of an administrator of this Mac. "
+           "They were not accepted, so nothing was erased.";
+    QTest::newRow("cancelled") << "cancel"
+                               << "The administrator password was not given, so the clone did not start and "
+                                  "nothing was erased.";
+}
+
+void TestOsCloneWorkflow::rightsNotGiven() {
+    QFETCH(QString, answer);
+    QFETCH(QString, text);
+    Tab tab;
+    QVERIFY(tab.open(cloneMac()));
+    QVERIFY(tab.mac->setAuthorization(answer));
+    SelectDrivceViewController* vc = tab.vc;
+    QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
+    QVERIFY(tab.start(QStringLiteral("SanDisk Cruzer")));
+    QVERIFY(waitUntil([&] { return tab.ended(); }, 30000));
+    QVERIFY(vc->failView()->isVisible());
+    QCOMPARE(vc->errorLable()->text(), text);
+    QCOMPARE(tab.errorPopupText(), text);
+    QVERIFY(tab.window->isTabChangeAllowed());
+    // The stick is as it was.
+    QVERIFY(QFileInfo(tab.mac->host(QStringLiteral("/Volumes/STICK"))).isDir());
+    QVERIFY(tab.mac->calls(QStringLiteral("asr")).isEmpty());
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("rights-") + answer);
+}

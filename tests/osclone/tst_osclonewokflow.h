@@ -10,4 +10,6 @@ private Q_SLOTS:
     void tooSmallDrive();
     void cancelStopsTheClone();
     void unplugDuringTheClone();
+    void rightsNotGiven_data();
+    void rightsNotGiven();
 };

@@ -103,6 +103,14 @@ QVariantMap EmulatedMac::diskList(const QStringList& filters) const {
 }
 
 QList<QStringList> EmulatedMac::calls(const QString& tool) const {
+    return loggedCalls(tool, false);
+}
+
+QList<QStringList> EmulatedMac::rootCalls(const QString& tool) const {
+    return loggedCalls(tool, true);
+}
+
+QList<QStringList> EmulatedMac::loggedCalls(const QString& tool, bool rootOnly) const {
     QList<QStringList> out;
     QFile f(root() + QStringLiteral("/var/log/emulator.log"));
     if (!f.open(QIODevice::ReadOnly))
@@ -110,7 +118,8 @@ QList<QStringList> EmulatedMac::calls(const QString& tool) const {
     while (!f.atEnd()) {
         const QJsonObject line = QJsonDocument::fromJson(f.readLine()).object();
         const QString t = line.value(QStringLiteral("tool")).toString();
-        if (t.isEmpty() || (!tool.isEmpty() && t != tool) || t == QLatin1String("emuctl"))
+        if (t.isEmpty() || (!tool.isEmpty() && t != tool) || t == QLatin1String("emuctl") ||
+            (rootOnly && !line.value(QStringLiteral("root")).toBool()))
             continue;
         QStringList call{t};
         for (const QJsonValue& v : line.value(QStringLiteral("argv")).toArray())
@@ -151,6 +160,39 @@ bool EmulatedMac::addFault(const QByteArray& faultJson) const {
 
 bool EmulatedMac::setAsr(const QString& key, const QString& jsonValue) const {
     return emuctl({QStringLiteral("asr"), key, jsonValue}).code == 0;
+}
+
+bool EmulatedMac::setAuthorization(const QString& answer) const {
+    return emuctl({QStringLiteral("authorize"), answer}).code == 0;
+}
+
+QProcessEnvironment EmulatedMac::rootEnvironment() {
+    QProcessEnvironment environment = Machine::toolEnvironment();
+    environment.insert(QStringLiteral("EMULATOR_EUID"), QStringLiteral("0"));
+    return environment;
+}
+
+QList<qint64> EmulatedMac::runningTools(const QString& tool) const {
+    QList<qint64> pids;
+    const QStringList programs{host(QStringLiteral("/usr/sbin/") + tool),
+                               host(QStringLiteral("/usr/bin/") + tool)};
+    QProcess ps;
+    ps.start(QStringLiteral("ps"),
+             {QStringLiteral("-A"), QStringLiteral("-o"), QStringLiteral("pid=,stat=,args=")});
+    if (!ps.waitForFinished(10000))
+        return pids;
+    for (const QByteArray& line : ps.readAllStandardOutput().split('\n')) {
+        const QStringList fields = QString::fromLocal8Bit(line).simplified().split(QLatin1Char(' '));
+        // A process that has ended but not been reaped yet runs nothing.
+        if (fields.size() < 3 || fields.at(1).startsWith(QLatin1Char('Z')))
+            continue;
+        const QString args = fields.mid(2).join(QLatin1Char(' '));
+        for (const QString& program : programs) {
+            if (args == program || args.startsWith(program + QLatin1Char(' ')))
+                pids << fields.at(0).toLongLong();
+        }
+    }
+    return pids;
 }
 
 bool EmulatedMac::extractImage(const QString& macImage, const QString& hostFolder) const {
