@@ -217,6 +217,11 @@ int mkmachineMain(const QStringList& args) {
     writeText(root + QStringLiteral("/Applications/TextEdit.app/Contents/Info.plist"), QByteArray(2048, 'x'));
     writeText(root + QStringLiteral("/Library/Preferences/com.apple.loginwindow.plist"),
               QByteArray(512, 'y'));
+    // The privacy database opens only for a program with Full Disk Access; an emulated Mac
+    // without it for Tavrill does not show the file at all.
+    if (scenario.value(QStringLiteral("fullDiskAccess")).toBool(true))
+        writeText(root + QStringLiteral("/Library/Application Support/com.apple.TCC/TCC.db"),
+                  QByteArray("SQLite format 3"));
     seedFolder(root + QStringLiteral("/Users/") + m.user, scenario.value(QStringLiteral("home")).toObject());
 
     // Disks: the system disk first (disk0 and its container), then the scenario's.

@@ -76,6 +76,17 @@ inline QString needsRoot() {
         "The restore tool refused to run without administrator rights, so the system was not "
         "cloned.");
 }
+// Said in the tab before a clone starts: what a clone will ask for, or what this Mac lacks for it.
+inline QString needsAdministrator() {
+    return QStringLiteral(
+        "A clone asks for an administrator\u2019s name and password before it erases anything.");
+}
+inline QString needsFullDiskAccess() {
+    return QStringLiteral(
+        "This macOS lets Tavrill clone the running system only with Full Disk Access: turn it "
+        "on in System Settings \u203a Privacy & Security \u203a Full Disk Access, then open "
+        "Tavrill again.");
+}
 inline QString stopped() {
     return QStringLiteral("You have stopped the clone process.");
 }

@@ -12,4 +12,6 @@ private Q_SLOTS:
     void unplugDuringTheClone();
     void rightsNotGiven_data();
     void rightsNotGiven();
+    void needsSaidBeforeTheStart_data();
+    void needsSaidBeforeTheStart();
 };
