@@ -12,7 +12,8 @@
 
 // One command that may run as root: a tool of a fixed set with arguments that passed strict
 // checks. Nothing a person typed reaches it: device names look like "disk4" or "/dev/disk4s2",
-// volumes are mount points under "/Volumes/", names and file systems come from fixed sets.
+// volumes are mount points under "/Volumes/", file systems come from a fixed set and volume names
+// hold only letters, digits, spaces, dots, dashes and underscores.
 class PrivilegedCommand {
 public:
     // "/usr/sbin/asr restore --source SOURCE --target TARGET --erase --noprompt": SOURCE "/" or a
