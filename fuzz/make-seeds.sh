@@ -38,7 +38,8 @@ echo "seeds written to $corpus"
 # and the same cut a line at a time. The inputs written by hand beside them (pieces as a terminal
 # delivers them, a split percentage, the tool's failures) stay as they are.
 mkdir -p "$corpus/asr_output"
-printf y | "$mac/usr/sbin/asr" restore --source / --target /Volumes/Backup --erase \
+# asr restores only as root; on the emulated Mac that is a call marked as one.
+printf y | EMULATOR_EUID=0 "$mac/usr/sbin/asr" restore --source / --target /Volumes/Backup --erase \
     > "$corpus/asr_output/emulator-pipe" || true
 sed 's/$/\n\n%%/' "$corpus/asr_output/emulator-pipe" > "$corpus/asr_output/emulator-lines"
 echo "asr seeds written to $corpus/asr_output"

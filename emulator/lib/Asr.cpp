@@ -132,6 +132,11 @@ int asrMain(MachineState& m, const QStringList& args) {
     const int failAt = knobs.value(QStringLiteral("failAt")).toInt(-1);
     const int failPass = knobs.value(QStringLiteral("failPass")).toInt(1);
 
+    // asr works on disks only as root; how the real one words its refusal is not recorded
+    // anywhere public, so the emulator takes its manual's sentence.
+    if (!runsAsRoot())
+        return failLine(out, QStringLiteral("asr needs to be run as root (see sudo(8))"));
+
     const QString source = option(args, QStringLiteral("--source"));
     const QString target = option(args, QStringLiteral("--target"));
     if (args.value(0) != QLatin1String("restore") || source.isEmpty() || target.isEmpty())

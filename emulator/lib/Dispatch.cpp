@@ -49,7 +49,7 @@ bool takeFault(MachineState& m, const QString& tool, const QStringList& args, Fa
     const QString verb = args.value(0);
     for (qsizetype i = 0; i < m.faults.size(); ++i) {
         Fault& f = m.faults[i];
-        if (f.tool != tool)
+        if (f.tool != tool || (f.unlessRoot && runsAsRoot()))
             continue;
         if (!f.verb.isEmpty() && f.verb.compare(verb, Qt::CaseInsensitive) != 0)
             continue;
@@ -230,6 +230,8 @@ int dispatchTool(const QString& root, const QString& tool, const QStringList& ar
     }
     if (tool == QLatin1String("asr"))
         return asrMain(m, args);
+    if (tool == QLatin1String("osascript"))
+        return osascriptMain(m, args);
     if (tool == QLatin1String("zip"))
         return runHostTool(m, "/usr/bin/zip", tool, args);
     if (tool == QLatin1String("chmod"))

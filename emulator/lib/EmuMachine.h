@@ -75,14 +75,15 @@ struct Disk {
 };
 
 struct Fault {
-    QString tool;      // "diskutil", "asr", "hdiutil", "zip", "sw_vers", "killall"
-    QString verb;      // diskutil/hdiutil verb, "" for any
-    QString device;    // only when one of the arguments names this device; "" for any
-    QString mode;      // "silent", "garbage", "truncated", "hang", "fail"
-    int seconds = 0;   // hang
-    QString message;   // fail: the message printed (default: the tool's own for the verb)
-    int exitCode = -1; // -1: the mode's own (fail: 1, others: 0)
-    int times = -1;    // how many more calls it applies to; -1 = always
+    QString tool;            // "diskutil", "asr", "hdiutil", "zip", "sw_vers", "killall"
+    QString verb;            // diskutil/hdiutil verb, "" for any
+    QString device;          // only when one of the arguments names this device; "" for any
+    QString mode;            // "silent", "garbage", "truncated", "hang", "fail"
+    int seconds = 0;         // hang
+    QString message;         // fail: the message printed (default: the tool's own for the verb)
+    int exitCode = -1;       // -1: the mode's own (fail: 1, others: 0)
+    int times = -1;          // how many more calls it applies to; -1 = always
+    bool unlessRoot = false; // only calls that do not run as root
 };
 
 // Where a volume is found: the partition and the disk (or container) that holds it.
@@ -117,6 +118,9 @@ public:
     QJsonObject asr;          // delivery knobs
     QStringList processes;    // what killall can find
     qint64 writeThrottle = 0; // bytes a second every volume without a throttle of its own takes in
+    QJsonObject asr;          // delivery knobs
+    QString authorization;    // how the administrator dialog is answered: "approve", "deny", "cancel"
+    QStringList processes;    // what killall can find
     int nextDisk = 0;
 
     // Lookups. `arg` is anything diskutil accepts: disk4s1, /dev/disk4s1, a mount point, a
@@ -191,13 +195,20 @@ private:
     MachineState* m_s;
 };
 
+// The path this program was started from (a machine's usr/sbin/diskutil, not the file it links to).
+QString executablePath();
 // The root of the machine a tool binary lives in (<root>/usr/sbin/diskutil -> <root>).
 QString rootFromExecutable();
-// Appends one line to var/log/emulator.log: the time, the tool, its argv as a JSON array and the
-// process id. A line for something the tool did later than its start (`event`, "end") carries
-// that word too.
+// Appends one line to var/log/emulator.log: the time, the tool, its argv as a JSON array, the
+// process id and, for a call that runs as root, "root": true. A line for something the tool did
+// later than its start (`event`, "end") carries that word too.
 void logInvocation(const QString& root, const QString& tool, const QStringList& args,
                    const QString& event = QString());
+
+// Whether this process runs as root on the emulated Mac: only what the emulated osascript starts
+// after an approved administrator dialog does (it marks its child's environment so).
+bool runsAsRoot();
+constexpr const char* kRootMarker = "EMULATOR_EUID";
 
 // Fills a folder with a generated tree as a scenario's "seed" describes it.
 void seedFolder(const QString& hostFolder, const QJsonObject& seed);

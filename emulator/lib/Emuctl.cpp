@@ -58,6 +58,7 @@ int usage(QTextStream& err) {
            "  processes NAME...        the processes killall finds (none: no names)\n"
            "  throttle [VOLUME] SIZE   bytes a second written into VOLUME (default: every volume\n"
            "                           without a throttle of its own); 0 lifts it\n"
+           "  authorize approve|deny|cancel  how the administrator dialog is answered\n"
            "  image-extract IMAGE DIR  write the files inside a disk image (host path) into DIR\n"
            "  state                    print the machine's state\n";
     return 2;
@@ -157,6 +158,13 @@ int emuctlMain(const QStringList& argsIn) {
             }
             l.part->throttle = rate;
         }
+        m.save();
+        return 0;
+    }
+    if (command == QLatin1String("authorize") && args.size() == 2 &&
+        QStringList{QStringLiteral("approve"), QStringLiteral("deny"), QStringLiteral("cancel")}.contains(
+            args.at(1))) {
+        m.authorization = args.at(1);
         m.save();
         return 0;
     }

@@ -197,6 +197,7 @@ int mkmachineMain(const QStringList& args) {
     m.writeThrottle = throttle.isDouble()   ? throttle.toInteger()
                       : throttle.isString() ? parseSize(throttle.toString(), SizeUnits::Scenario)
                                             : 0;
+    m.authorization = scenario.value(QStringLiteral("authorization")).toString(QStringLiteral("approve"));
     for (const QJsonValue& v :
          scenario.value(QStringLiteral("processes")).toArray(QJsonArray{QStringLiteral("mds_stores")}))
         m.processes << v.toString();
@@ -220,6 +221,11 @@ int mkmachineMain(const QStringList& args) {
     writeText(root + QStringLiteral("/Applications/TextEdit.app/Contents/Info.plist"), QByteArray(2048, 'x'));
     writeText(root + QStringLiteral("/Library/Preferences/com.apple.loginwindow.plist"),
               QByteArray(512, 'y'));
+    // The privacy database opens only for a program with Full Disk Access; an emulated Mac
+    // without it for Tavrill does not show the file at all.
+    if (scenario.value(QStringLiteral("fullDiskAccess")).toBool(true))
+        writeText(root + QStringLiteral("/Library/Application Support/com.apple.TCC/TCC.db"),
+                  QByteArray("SQLite format 3"));
     seedFolder(root + QStringLiteral("/Users/") + m.user, scenario.value(QStringLiteral("home")).toObject());
 
     // Disks: the system disk first (disk0 and its container), then the scenario's.
@@ -232,13 +238,13 @@ int mkmachineMain(const QStringList& args) {
     }
 
     // The tools: one binary that acts by the name it is called under.
-    const QString binary = QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget();
+    const QString binary = executablePath();
     const QString toolBinary = QFileInfo(binary).absolutePath() + QStringLiteral("/emutool");
-    const QStringList tools = {QStringLiteral("usr/sbin/diskutil"),   QStringLiteral("usr/sbin/asr"),
-                               QStringLiteral("usr/bin/hdiutil"),     QStringLiteral("usr/bin/zip"),
-                               QStringLiteral("usr/bin/sw_vers"),     QStringLiteral("usr/bin/killall"),
-                               QStringLiteral("usr/bin/chmod"),       QStringLiteral("usr/bin/caffeinate"),
-                               QStringLiteral("usr/local/bin/emuctl")};
+    const QStringList tools = {QStringLiteral("usr/sbin/diskutil"), QStringLiteral("usr/sbin/asr"),
+                               QStringLiteral("usr/bin/hdiutil"),   QStringLiteral("usr/bin/zip"),
+                               QStringLiteral("usr/bin/sw_vers"),   QStringLiteral("usr/bin/killall"),
+                               QStringLiteral("usr/bin/chmod"),     QStringLiteral("usr/bin/caffeinate"),
+                               QStringLiteral("usr/bin/osascript"), QStringLiteral("usr/local/bin/emuctl")};
     for (const QString& t : tools) {
         if (!installTool(toolBinary, root + QLatin1Char('/') + t)) {
             err << "mkmachine: cannot install " << t << " from " << toolBinary << "\n";

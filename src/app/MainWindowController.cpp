@@ -17,6 +17,7 @@
 
 #include <QDir>
 #include <QEvent>
+#include <QEventLoop>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QParallelAnimationGroup>
@@ -48,6 +49,8 @@ constexpr TabRow kRows[MainWindowController::kTabCount] = {
 };
 
 constexpr int kHighlightMs = 200;
+// How long a tab may take to fill in before its picture is saved.
+constexpr int kScreenshotSettleMs = 1500;
 constexpr int kContentWidth = MainWindowController::kBodyWidth - MainWindowController::kSidebarWidth;
 
 void endProcessNow(int status) {
@@ -375,6 +378,10 @@ QStringList MainWindowController::saveTabScreenshots(const QString& hostFolder) 
         m_selectBgImage->setGeometry(highlightFrameForTab(tab));
         m_selectBgImage->setOpacity(1.0);
         showTab(tab);
+        // What a tab reads when it shows (the Disk Manager's volumes) arrives from other threads.
+        QEventLoop settle;
+        QTimer::singleShot(kScreenshotSettleMs, &settle, &QEventLoop::quit);
+        settle.exec();
         const QString file =
             QDir(hostFolder)
                 .filePath(QStringLiteral("%1-%2.png").arg(tab + 1).arg(QLatin1String(kRows[tab].fileName)));

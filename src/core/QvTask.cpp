@@ -12,6 +12,8 @@
 #include <QProcess>
 #include <QTimer>
 
+#include <cstdio>
+
 QvTask* QvTask::QvShareInstance() {
     static QvTask instance;
     return &instance;
@@ -39,6 +41,11 @@ void QvTask::QvSetTimeoutCount(double seconds) {
     _dTimeoutCount = seconds;
 }
 
+QByteArray QvTask::QvLastErrorOutput() const {
+    QMutexLocker lock(&_errorLock);
+    return _lastErrorOutput;
+}
+
 void QvTask::QvStopTask() {
     _bStopAsked.store(true);
     _bTimerOut.store(true);
@@ -57,7 +64,7 @@ void QvTask::QvStartTask() {
 
     QProcess task;
     task.setProcessEnvironment(Machine::toolEnvironment());
-    task.setProcessChannelMode(QProcess::ForwardedChannels);
+    task.setProcessChannelMode(QProcess::ForwardedOutputChannel);
     task.setStandardInputFile(QProcess::nullDevice());
     task.setProgram(Machine::hostPath(_strLaunchPath));
     task.setArguments(_arrArguments);
@@ -99,6 +106,14 @@ void QvTask::QvStartTask() {
         }
     } else {
         QvConsoleLog("QvTask could not launch %s", qUtf8Printable(task.program()));
+    }
+
+    const QByteArray errors = task.readAllStandardError();
+    if (!errors.isEmpty())
+        std::fwrite(errors.constData(), 1, size_t(errors.size()), stderr);
+    {
+        QMutexLocker lock(&_errorLock);
+        _lastErrorOutput = errors;
     }
 
     // Invalidate the timer so no stray "task timeout" follows a normal end.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QByteArray>
+#include <QMutex>
 #include <QString>
 #include <QStringList>
 
@@ -35,6 +37,8 @@ public:
     bool timedOut() const { return _bTimerOut.load(); }
     // The last run's exit status: -1 when it could not start, crashed or was stopped.
     int QvLastExitCode() const { return _iLastExitCode.load(); }
+    // What the last run printed on its standard error (also passed on to this process's).
+    QByteArray QvLastErrorOutput() const;
 
     QvTask();
 
@@ -45,6 +49,8 @@ private:
     std::atomic<bool> _bStopAsked{false};
     std::atomic<int> _iLastExitCode{-1};
     double _dTimeoutCount = 60.0;
+    mutable QMutex _errorLock;
+    QByteArray _lastErrorOutput;
     // Which run the current timer belongs to, so a timer that fires after its run ended does
     // nothing.
     std::atomic<unsigned> _runGeneration{0};

@@ -56,6 +56,37 @@ inline QString targetChanged() {
         "The destination drive is no longer the drive you confirmed, so nothing was erased. "
         "Please select the destination drive again.");
 }
+// The administrator dialog's explanation, and what the tab says when the rights were not given
+// or the restore tool ran without them.
+inline QString rightsPrompt() {
+    return QStringLiteral(
+        "Tavrill needs an administrator\u2019s name and password to erase the destination drive "
+        "and clone the system onto it.");
+}
+inline QString notAuthorized() {
+    return QStringLiteral("Cloning the system needs the name and password of an administrator of this Mac. "
+                          "They were not accepted, so nothing was erased.");
+}
+inline QString authorizationCancelled() {
+    return QStringLiteral("The administrator password was not given, so the clone did not start and nothing "
+                          "was erased.");
+}
+inline QString needsRoot() {
+    return QStringLiteral(
+        "The restore tool refused to run without administrator rights, so the system was not "
+        "cloned.");
+}
+// Said in the tab before a clone starts: what a clone will ask for, or what this Mac lacks for it.
+inline QString needsAdministrator() {
+    return QStringLiteral(
+        "A clone asks for an administrator\u2019s name and password before it erases anything.");
+}
+inline QString needsFullDiskAccess() {
+    return QStringLiteral(
+        "This macOS lets Tavrill clone the running system only with Full Disk Access: turn it "
+        "on in System Settings \u203a Privacy & Security \u203a Full Disk Access, then open "
+        "Tavrill again.");
+}
 inline QString stopped() {
     return QStringLiteral("You have stopped the clone process.");
 }
@@ -92,6 +123,12 @@ inline QString stopBody() {
 // (the cancel, -8).
 inline QString errorText(int errorCode) {
     switch (errorCode) {
+    case -12:
+        return needsRoot();
+    case -11:
+        return authorizationCancelled();
+    case -10:
+        return notAuthorized();
     case -9:
         return targetChanged();
     case -7:

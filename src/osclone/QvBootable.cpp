@@ -7,6 +7,7 @@
 #include "core/QvLog.h"
 #include "core/QvPublicUtilities.h"
 #include "core/QvTask.h"
+#include "osclone/OsCloneTexts.h"
 #include "platform/Machine.h"
 #include "platform/Shell.h"
 #include "platform/TerminalProcess.h"
@@ -24,6 +25,11 @@ namespace {
 // How long the restore tool has to leave after a cancel before it is killed.
 constexpr int kRestoreKillMs = 5000;
 constexpr double kEraseTimeoutSeconds = 600.0;
+// The commands of a clone's administrator session, in the order they are granted.
+constexpr int kRootErase = 0;
+constexpr int kRootRestore = 1;
+// How much of the restore tool's output is kept for the verdict's reasons.
+constexpr qsizetype kOutputTail = 4096;
 
 std::optional<QVariantMap> lookupDisk(const QString& arg) {
     return runForDictionary(Runner::EraserDisk, QvFormatCommand(64, "diskutil info -plist %s", {arg}));
@@ -126,12 +132,23 @@ void QvBootable::worker(const ConfirmedDrive& drive, const QString& volumeName, 
     const int version = QvPublicUtilities::getSystemVersion();
     const QString fileSystem = fileSystemForVersion(version);
 
-    // The drive is erased only if it is still the one the user confirmed.
-    const QString refusal = checkCloneTarget(drive, lookupDisk);
-    if (!refusal.isEmpty()) {
-        QvLog("Clone refused, nothing erased: %s", qUtf8Printable(refusal));
+    // The drive is erased only if it is still the one the user confirmed: no question for rights
+    // about a drive that is not, and a last look once they are given (the dialog may have stood
+    // open a while).
+    const auto targetRefused = [&drive] {
+        const QString refusal = checkCloneTarget(drive, lookupDisk);
+        if (!refusal.isEmpty())
+            QvLog("Clone refused, nothing erased: %s", qUtf8Printable(refusal));
+        return !refusal.isEmpty();
+    };
+    if (targetRefused())
         return finish(kErrTargetChanged, 2);
-    }
+    if (_bUserCancel.load())
+        return finish(kErrCancelled, 1);
+    if (const int refused = askForRights(drive, fileSystem, volumeName, volumePath); refused != 0)
+        return finish(refused, refused == kErrCancelled ? 1 : 2);
+    if (targetRefused())
+        return finish(kErrTargetChanged, 2);
     if (_bUserCancel.load())
         return finish(kErrCancelled, 1);
 
@@ -143,6 +160,15 @@ void QvBootable::worker(const ConfirmedDrive& drive, const QString& volumeName, 
     task->QvSetTimeoutCount(kEraseTimeoutSeconds);
     m_eraseBegan.store(true);
     task->QvStartTask();
+    // The disk tool refuses some drives to an ordinary user; the erase is then run as root.
+    if (task->QvLastErrorOutput().contains("-69877") && !_bUserCancel.load()) {
+        QvLog("eraseDisk refused to the user: again with administrator rights");
+        QByteArray output;
+        const std::shared_ptr<PrivilegedRunner> granted = rights();
+        const int code =
+            !granted ? -1 : granted->run(kRootErase, &output, [this] { return _bUserCancel.load(); });
+        QvLog("eraseDisk as root ended with %d: %s", code, output.constData());
+    }
 
     // The erase is judged by the volume it leaves. Without one the restore tool is not started:
     // whatever else is mounted under a clone name is not the drive the user chose.
@@ -167,12 +193,67 @@ void QvBootable::worker(const ConfirmedDrive& drive, const QString& volumeName, 
         return finish(errorCode, 3);
     QvUpdateProgress(0, 0, 3);
     onMain([this, volumePath] {
-        if (QvCreateBootableSystem(QStringLiteral("/"), volumePath) != 0)
+        if (QvCreateBootableSystem(QStringLiteral("/"), volumePath) != 0) {
+            QThreadPool::globalInstance()->start([this] { endRights(); });
             m_running.store(false);
+        }
     });
 }
 
+int QvBootable::askForRights(const ConfirmedDrive& drive, const QString& fileSystem,
+                             const QString& volumeName, const QString& volumePath) {
+    const std::optional<PrivilegedCommand> erase =
+        PrivilegedCommand::diskutil({QStringLiteral("eraseDisk"), fileSystem, volumeName, drive.bsdName});
+    const std::optional<PrivilegedCommand> restore =
+        PrivilegedCommand::restore(QStringLiteral("/"), volumePath);
+    if (!erase || !restore) {
+        QvLog("no administrator rights asked for: %s %s %s", qUtf8Printable(drive.bsdName),
+              qUtf8Printable(volumeName), qUtf8Printable(volumePath));
+        return kErrNoTarget;
+    }
+    auto runner = std::make_shared<PrivilegedRunner>(QList<PrivilegedCommand>{*erase, *restore});
+    {
+        QMutexLocker lock(&m_rightsLock);
+        m_rights = runner;
+        m_rightsTarget = volumePath;
+    }
+    const PrivilegedRunner::Answer answer =
+        runner->authorize(OsCloneTexts::rightsPrompt(), [this] { return _bUserCancel.load(); });
+    switch (answer) {
+    case PrivilegedRunner::Answer::Approved:
+        QvLog("administrator rights given");
+        return 0;
+    case PrivilegedRunner::Answer::GaveUp:
+        return kErrCancelled;
+    case PrivilegedRunner::Answer::Cancelled:
+        QvLog("administrator rights: dialog cancelled, nothing erased");
+        return kErrAuthorizationCancelled;
+    case PrivilegedRunner::Answer::Denied:
+    case PrivilegedRunner::Answer::Failed:
+        break;
+    }
+    QvLog("administrator rights refused, nothing erased: %s", qUtf8Printable(runner->refusal()));
+    return kErrNotAuthorized;
+}
+
+std::shared_ptr<PrivilegedRunner> QvBootable::rights() const {
+    QMutexLocker lock(&m_rightsLock);
+    return m_rights;
+}
+
+void QvBootable::endRights() {
+    std::shared_ptr<PrivilegedRunner> ending;
+    {
+        QMutexLocker lock(&m_rightsLock);
+        ending.swap(m_rights);
+        m_rightsTarget.clear();
+    }
+    if (ending)
+        ending->end();
+}
+
 void QvBootable::finish(int errorCode, int stepCode) {
+    endRights();
     onMain([this, errorCode, stepCode] {
         QvUpdateProgressImp(0, errorCode, stepCode);
         m_running.store(false);
@@ -191,6 +272,32 @@ int QvBootable::QvCreateBootableSystem(const QString& source, const QString& tar
     }
     postLabel(QString());
     m_parser = AsrOutputParser();
+    m_outputTail.clear();
+
+    // A clone's restore runs as root, as its rights were granted.
+    std::shared_ptr<PrivilegedRunner> granted;
+    {
+        QMutexLocker lock(&m_rightsLock);
+        if (m_rights && source == QLatin1String("/") && target == m_rightsTarget)
+            granted = m_rights;
+    }
+    if (granted) {
+        PrivilegedJob* job = granted->start(kRootRestore);
+        if (!job) {
+            QvLog("asr could not be started as root");
+            QvUpdateProgressImp(0, kErrRestore, 8);
+            return kErrRestore;
+        }
+        QObject::connect(job, &PrivilegedJob::outputReady, job,
+                         [this](const QByteArray& chunk) { QvReceivedData(chunk); });
+        QObject::connect(job, &PrivilegedJob::finished, job, [this, job](int code, bool normal) {
+            job->deleteLater();
+            QvTerminated(code, normal);
+        });
+        m_rootRestore = job;
+        return 0;
+    }
+
     auto* process = new TerminalProcess;
     QObject::connect(process, &TerminalProcess::outputReady, process,
                      [this](const QByteArray& chunk) { QvReceivedData(chunk); });
@@ -218,6 +325,7 @@ void QvBootable::QvReceivedData(const QByteArray& chunk) {
     if (chunk.isEmpty())
         return;
     QvLog("========: | %s |", chunk.constData());
+    m_outputTail = (m_outputTail + chunk).right(kOutputTail);
     for (const AsrReport& report : m_parser.feed(chunk)) {
         switch (report.kind) {
         case AsrReport::Kind::AnswerPrompt:
@@ -241,15 +349,20 @@ void QvBootable::QvReceivedData(const QByteArray& chunk) {
 
 void QvBootable::QvTerminated(int exitCode, bool normalExit) {
     _taskCreate = nullptr;
+    m_rootRestore = nullptr;
     const bool succeeded = m_parser.succeeded(exitCode, normalExit);
     const bool cancelled = _bUserCancel.load();
+    // The tool's own words when it was started without the rights it needs.
+    const bool needsRoot = m_outputTail.contains("needs to be run as root");
     const QString disk = m_targetDisk;
-    QThreadPool::globalInstance()->start([this, succeeded, cancelled, exitCode, normalExit, disk] {
+    QThreadPool::globalInstance()->start([this, succeeded, cancelled, needsRoot, exitCode, normalExit, disk] {
         QvLog("task terminated (%s %d)", normalExit ? "exit" : "signal", exitCode);
         if (cancelled)
             QvLog("User cancel");
         int errorCode = 0;
-        if (!succeeded)
+        if (!succeeded && needsRoot)
+            errorCode = kErrNeedsRoot;
+        else if (!succeeded)
             errorCode = !cancelled && !diskPresent(disk) ? kErrUnplugged : kErrRestore;
         finish(errorCode, 8);
     });
@@ -259,6 +372,9 @@ int QvBootable::QvStop() {
     _bUserCancel.store(true);
     QvTask::QvShareInstance()->QvStopTask();
     onMainSync([this] {
+        // The root side ends the restore: SIGTERM, then SIGKILL after its grace period.
+        if (m_rootRestore)
+            m_rootRestore->stop();
         QPointer<TerminalProcess> process = _taskCreate;
         if (!process || !process->isRunning())
             return;

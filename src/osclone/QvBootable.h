@@ -3,16 +3,19 @@
 #include "osclone/AsrOutputParser.h"
 #include "osclone/CloneTargetCheck.h"
 #include "osclone/QvUSBControl.h"
+#include "platform/PrivilegedRunner.h"
 #include "platform/TerminalProcess.h"
 #include "volumes/VolumeObj.h"
 
 #include <QList>
+#include <QMutex>
 #include <QPointer>
 #include <QString>
 #include <QVariantMap>
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 // What the clone engine hands its listener with each report; valid only during the call.
 struct QvProgressRecord {
@@ -41,22 +44,31 @@ public:
 //
 // One engine serves the process. Call QvInit and QvSetDelegate once, then QvStart per clone and
 // QvStop at any time, all on the main thread. The preparation and the erase run on a worker;
-// the restore tool runs from the main thread on a terminal (see TerminalProcess), so that its
-// progress and its question arrive while it works.
+// the restore tool runs from the main thread, so that its progress arrives while it works.
+//
+// The restore tool works only as root. Before anything is erased the engine asks the person at
+// the Mac, once, for administrator rights for this clone's commands (PrivilegedRunner): the
+// restore, and the erase should the disk tool refuse it to the user (error -69877). Refused or
+// cancelled, the clone ends there with nothing erased. The restore then runs as root; a stop ends
+// it there too. Started on its own (QvCreateBootableSystem without a clone's rights), the restore
+// tool runs as Tavrill's own user, which is enough only when Tavrill itself runs as root.
 //
 // Step codes: 0 started, 1 preparing, 2 erasing, 3 erased / validating the target, 4 validating
 // the source, 5 copying, 8 finished. Error codes: see the constants below.
 class QvBootable : public QvUSBControlDelegate {
 public:
-    static constexpr int kErrLaunch = -1;        // the restore tool had no source or target
-    static constexpr int kErrNoTarget = -2;      // no target drive (or a clone is still running)
-    static constexpr int kErrUnplugged = -3;     // the target drive was pulled out
-    static constexpr int kErrErase = -4;         // the erased drive's volume is missing
-    static constexpr int kErrSystemVersion = -5; // the running system cannot be cloned
-    static constexpr int kErrFailed = -6;        // the clone failed
-    static constexpr int kErrRestore = -7;       // the restore tool did not finish its work
-    static constexpr int kErrCancelled = -8;     // the user cancelled
-    static constexpr int kErrTargetChanged = -9; // the confirmed drive is not there any more as it was
+    static constexpr int kErrLaunch = -1;         // the restore tool had no source or target
+    static constexpr int kErrNoTarget = -2;       // no target drive (or a clone is still running)
+    static constexpr int kErrUnplugged = -3;      // the target drive was pulled out
+    static constexpr int kErrErase = -4;          // the erased drive's volume is missing
+    static constexpr int kErrSystemVersion = -5;  // the running system cannot be cloned
+    static constexpr int kErrFailed = -6;         // the clone failed
+    static constexpr int kErrRestore = -7;        // the restore tool did not finish its work
+    static constexpr int kErrCancelled = -8;      // the user cancelled
+    static constexpr int kErrTargetChanged = -9;  // the confirmed drive is not there any more as it was
+    static constexpr int kErrNotAuthorized = -10; // no administrator rights were given
+    static constexpr int kErrAuthorizationCancelled = -11; // the rights dialog was cancelled
+    static constexpr int kErrNeedsRoot = -12;              // the restore tool refused to run without rights
 
     static QvBootable* QvShareInstance();
 
@@ -108,9 +120,20 @@ private:
     void worker(const ConfirmedDrive& drive, const QString& volumeName, const QString& volumePath);
     void postLabel(const QString& text);
     void finish(int errorCode, int stepCode);
+    // Asks for this clone's rights: 0 when given, else the error code to end with.
+    int askForRights(const ConfirmedDrive& drive, const QString& fileSystem, const QString& volumeName,
+                     const QString& volumePath);
+    std::shared_ptr<PrivilegedRunner> rights() const;
+    // Ends this clone's administrator session (blocks for up to a second or two).
+    void endRights();
 
     QString _strDmgPath;
-    QPointer<TerminalProcess> _taskCreate;
+    QPointer<TerminalProcess> _taskCreate; // the restore tool run as Tavrill's user
+    QPointer<PrivilegedJob> m_rootRestore; // the restore tool run as root
+    mutable QMutex m_rightsLock;
+    std::shared_ptr<PrivilegedRunner> m_rights; // this clone's administrator session
+    QString m_rightsTarget;                     // the restore target it was granted for
+    QByteArray m_outputTail;                    // the end of the restore tool's output (main thread)
     std::atomic<bool> _bUserCancel{false};
     QvBootableDelegate* _delegateObj = nullptr;
 

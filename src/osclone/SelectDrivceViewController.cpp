@@ -2,6 +2,7 @@
 
 #include "core/QvPublicUtilities.h"
 #include "osclone/OsCloneTexts.h"
+#include "platform/Privacy.h"
 #include "ui/AttachedWindow.h"
 #include "ui/ErrorWindowController.h"
 #include "ui/FlatButton.h"
@@ -129,8 +130,18 @@ QWidget* SelectDrivceViewController::buildSelectDiskView() {
     slots->addWidget(arrow);
     slots->addWidget(m_targetSlot);
     slots->addStretch(1);
+    // What a clone needs, said before it starts; what this Mac lacks for it, in the error colour.
+    const bool lacksFullDiskAccess =
+        QvPublicUtilities::getSystemVersion() >= 1300 && !Privacy::hasFullDiskAccess();
+    m_requirementsLabel =
+        textLabel(12, false, lacksFullDiskAccess ? KitStyle::error() : KitStyle::textSecondary(), view);
+    m_requirementsLabel->setObjectName(QStringLiteral("requirementsLabel"));
+    m_requirementsLabel->setWordWrap(true);
+    m_requirementsLabel->setText(lacksFullDiskAccess ? OsCloneTexts::needsFullDiskAccess()
+                                                     : OsCloneTexts::needsAdministrator());
     auto* buttons = new QHBoxLayout;
-    buttons->addStretch(1);
+    buttons->setSpacing(18);
+    buttons->addWidget(m_requirementsLabel, 1);
     buttons->addWidget(m_cloneButton);
     auto* column = new QVBoxLayout(view);
     column->setContentsMargins(0, 0, 0, 0);

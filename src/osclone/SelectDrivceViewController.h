@@ -90,6 +90,8 @@ public:
     QWidget* failView() const { return m_failView; }
     QLabel* errorLable() const { return m_errorLable; }
     QLabel* pathLabel() const { return m_pathLabel; }
+    // What a clone needs, shown before it starts.
+    QLabel* requirementsLabel() const { return m_requirementsLabel; }
     ImageView* animImageView() const { return m_animImageView; }
     StripedProgressBar* iProgreeBar() const { return m_iProgreeBar; }
     SetpFViewController* stepFVC() const { return m_stepFVC; }
@@ -117,6 +119,7 @@ private:
     SelectValueView* m_sourceSlot = nullptr;
     SelectValueView* m_targetSlot = nullptr;
     FlatButton* m_cloneButton = nullptr;
+    QLabel* m_requirementsLabel = nullptr;
 
     QWidget* m_copyProgressView = nullptr;
     SetpFViewController* m_stepFVC = nullptr;

@@ -1,53 +1,13 @@
 #include "platform/TerminalProcess.h"
 
+#include "platform/OutputTerminal.h"
 #include "platform/ToolProcesses.h"
 
 #include <QProcess>
 #include <QSocketNotifier>
 
 #include <cerrno>
-#include <cstdlib>
-#include <fcntl.h>
-#include <termios.h>
 #include <unistd.h>
-
-namespace {
-
-void setCloseOnExec(int fd) {
-    const int flags = ::fcntl(fd, F_GETFD);
-    if (flags >= 0)
-        ::fcntl(fd, F_SETFD, flags | FD_CLOEXEC);
-}
-
-// Opens a terminal pair for output only: no echo, no line editing, no "\r" before "\n". Answers
-// the master (non-blocking) and the slave, or -1 for both.
-std::pair<int, int> openOutputTerminal() {
-    const int master = ::posix_openpt(O_RDWR | O_NOCTTY);
-    if (master < 0)
-        return {-1, -1};
-    setCloseOnExec(master);
-    const char* name = nullptr;
-    if (::grantpt(master) != 0 || ::unlockpt(master) != 0 || !(name = ::ptsname(master))) {
-        ::close(master);
-        return {-1, -1};
-    }
-    const int slave = ::open(name, O_RDWR | O_NOCTTY);
-    if (slave < 0) {
-        ::close(master);
-        return {-1, -1};
-    }
-    setCloseOnExec(slave);
-    termios mode{};
-    if (::tcgetattr(slave, &mode) == 0) {
-        mode.c_oflag &= ~static_cast<tcflag_t>(OPOST);
-        mode.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG | IEXTEN);
-        ::tcsetattr(slave, TCSANOW, &mode);
-    }
-    ::fcntl(master, F_SETFL, ::fcntl(master, F_GETFL) | O_NONBLOCK);
-    return {master, slave};
-}
-
-} // namespace
 
 TerminalProcess::TerminalProcess(QObject* parent) : QObject(parent), m_process(new QProcess(this)) {
     connect(m_process, &QProcess::finished, this, &TerminalProcess::onFinished);
@@ -65,7 +25,9 @@ TerminalProcess::~TerminalProcess() {
 
 bool TerminalProcess::start(const QString& hostProgram, const QStringList& arguments,
                             const QProcessEnvironment& environment) {
-    const auto [master, slave] = openOutputTerminal();
+    const OutputTerminal terminal = openOutputTerminal();
+    const int master = terminal.master;
+    const int slave = terminal.slave;
     m_process->setProgram(hostProgram);
     m_process->setArguments(arguments);
     m_process->setProcessEnvironment(environment);

@@ -1,5 +1,6 @@
 #include "TestMain.h"
 #include "app/MyNSApplication.h"
+#include "tst_bundle.h"
 #include "tst_launch.h"
 #include "tst_mainwindow.h"
 #include "tst_shortcuts.h"
@@ -8,5 +9,5 @@
 // the same route as in the program.
 int main(int argc, char** argv) {
     MyNSApplication app(argc, argv);
-    return runTestClasses<TestMainWindow, TestShortcuts, TestLaunch>(argc, argv);
+    return runTestClasses<TestMainWindow, TestShortcuts, TestLaunch, TestBundle>(argc, argv);
 }

@@ -20,10 +20,10 @@ struct AsrRun {
 // Runs asr as the clone engine does: reads its output chunk by chunk and answers the prompt
 // with a single "y" (or `answer`) when it appears. `onChunk` may act mid-run.
 AsrRun runAsr(const EmulatedMac& mac, const QString& target, const QByteArray& answer = "y",
-              const std::function<void(const QByteArray&)>& onChunk = {}) {
+              const std::function<void(const QByteArray&)>& onChunk = {}, bool asRoot = true) {
     AsrRun r;
     QProcess p;
-    p.setProcessEnvironment(Machine::toolEnvironment());
+    p.setProcessEnvironment(asRoot ? EmulatedMac::rootEnvironment() : Machine::toolEnvironment());
     p.start(mac.host(QStringLiteral("/usr/sbin/asr")),
             {QStringLiteral("restore"), QStringLiteral("--source"), QStringLiteral("/"),
              QStringLiteral("--target"), target, QStringLiteral("--erase")});
@@ -146,6 +146,16 @@ void TestAsr::answerNoStopsBeforeTouchingTheTarget() {
     QCOMPARE(
         QDir(mac->host(QStringLiteral("/Volumes/Backup"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
         before);
+    // Without root it does nothing at all.
+    mac->clearLog();
+    const AsrRun user = runAsr(*mac, QStringLiteral("/Volumes/Backup"), "y", {}, false);
+    QCOMPARE(user.code, 1);
+    QCOMPARE(user.text, QByteArray("asr needs to be run as root (see sudo(8))\n"));
+    QCOMPARE(
+        QDir(mac->host(QStringLiteral("/Volumes/Backup"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+        before);
+    QVERIFY(mac->rootCalls().isEmpty());
+    QCOMPARE(mac->calls().size(), 1);
     // A target that is not a mounted volume fails validation.
     const AsrRun missing = runAsr(*mac, QStringLiteral("/Volumes/NewCloneSystem"));
     QCOMPARE(missing.code, 1);

@@ -147,9 +147,10 @@ void TestBootable::clonesInEveryDelivery() {
     QVERIFY(runClone(rec, target));
 
     if (delivery == QLatin1String("buffered")) {
-        // The question came with both validations, the whole copy in one piece at the end.
-        QCOMPARE(rec.reports, (QList<Report>{{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 3}, {0, 5}, {0, 8}}));
-        QCOMPARE(rec.tenths, (QList<QPair<int, int>>{{2, 1}}));
+        // Everything in one piece at the end: the piece is read as the target's validation, so
+        // no copy stage or tenth is shown, and the verdict still reads every line.
+        QCOMPARE(rec.reports, (QList<Report>{{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 3}, {0, 8}}));
+        QVERIFY(rec.tenths.isEmpty());
     } else if (delivery == QLatin1String("line")) {
         QCOMPARE(rec.reports.mid(0, 5), kGoodSteps.mid(0, 5));
         QCOMPARE(rec.reports.last(), Report(0, 8));
@@ -168,7 +169,7 @@ void TestBootable::clonesInEveryDelivery() {
         }
         QCOMPARE(rec.tenths.last(), qMakePair(10, 2));
     }
-    QVERIFY(rec.labels.contains(QStringLiteral("Cloning...")));
+    QVERIFY(delivery == QLatin1String("buffered") || rec.labels.contains(QStringLiteral("Cloning...")));
 
     // The exact commands, in order.
     QCOMPARE(mac->calls(QStringLiteral("killall")), (QList<QStringList>{{"killall", "mds_stores"}}));
@@ -177,15 +178,20 @@ void TestBootable::clonesInEveryDelivery() {
         if (c.value(1) != QLatin1String("info") && c.first() != QLatin1String("sw_vers"))
             changes << c;
     }
+    const QStringList restore{"asr",     "restore",   "--source", "/", "--target", "/Volumes/NewCloneSystem",
+                              "--erase", "--noprompt"};
+    QCOMPARE(changes.size(), 6);
+    QCOMPARE(changes.at(1).mid(0, 2), (QStringList{"osascript", "-e"}));
+    changes.removeAt(1);
     QCOMPARE(changes, (QList<QStringList>{{"killall", "mds_stores"},
                                           {"diskutil", "eraseDisk", "JHFS+", "NewCloneSystem", disk},
                                           {"diskutil", "unmountDisk", "/dev/" + disk},
                                           {"diskutil", "mountDisk", "/dev/" + disk},
-                                          {"asr", "restore", "--source", "/", "--target",
-                                           "/Volumes/NewCloneSystem", "--erase"}}));
-    // The tool's whole output is in the log, the question included.
+                                          restore}));
+    // Only the restore ran as root, after the one administrator dialog.
+    QCOMPARE(mac->rootCalls(), QList<QStringList>{restore});
+    // The tool's whole output is in the log.
     const QByteArray log = readHostFile(mac->host(QStringLiteral("/tmp/Pellory.txt")));
-    QVERIFY(log.contains("[ny]"));
     QVERIFY(log.contains("Restore completed successfully."));
 
     // The clone's volume carries the system's name and the system's files; no other disk changed.
@@ -234,22 +240,26 @@ void TestBootable::fileSystemBySystemVersion() {
 
 void TestBootable::failures_data() {
     QTest::addColumn<QByteArray>("fault");
-    QTest::addColumn<QString>("asrKnob");
+    QTest::addColumn<QString>("knob");
     QTest::addColumn<int>("error");
     QTest::addColumn<int>("step");
+    QTest::addColumn<bool>("erased");
     QTest::addColumn<bool>("restoreRan");
     QTest::newRow("erase leaves no volume")
         << QByteArray("{\"tool\":\"diskutil\",\"verb\":\"eraseDisk\",\"mode\":\"fail\"}") << QString() << -4
-        << 3 << false;
-    QTest::newRow("restore tool fails") << QByteArray() << "failAt" << -7 << 8 << true;
-    QTest::newRow("drive pulled out while copying") << QByteArray() << "unplug" << -3 << 8 << true;
+        << 3 << true << false;
+    QTest::newRow("restore tool fails") << QByteArray() << "failAt" << -7 << 8 << true << true;
+    QTest::newRow("drive pulled out while copying") << QByteArray() << "unplug" << -3 << 8 << true << true;
+    QTest::newRow("rights refused") << QByteArray() << "deny" << -10 << 2 << false << false;
+    QTest::newRow("rights dialog cancelled") << QByteArray() << "cancel" << -11 << 2 << false << false;
 }
 
 void TestBootable::failures() {
     QFETCH(QByteArray, fault);
-    QFETCH(QString, asrKnob);
+    QFETCH(QString, knob);
     QFETCH(int, error);
     QFETCH(int, step);
+    QFETCH(bool, erased);
     QFETCH(bool, restoreRan);
     // A volume already named as the clone's first choice is never the restore's target.
     const QByteArray busyName =
@@ -260,11 +270,14 @@ void TestBootable::failures() {
     QVERIFY(mac->isValid());
     if (!fault.isEmpty())
         QVERIFY(mac->addFault(fault));
-    if (asrKnob == QLatin1String("failAt"))
-        QVERIFY(mac->setAsr(asrKnob, QStringLiteral("40")));
+    if (knob == QLatin1String("failAt"))
+        QVERIFY(mac->setAsr(knob, QStringLiteral("40")));
+    if (knob == QLatin1String("deny") || knob == QLatin1String("cancel"))
+        QVERIFY(mac->setAuthorization(knob));
     const QString disk = diskOf(*mac, QStringLiteral("stick"));
+    const QByteArray before = mac->emuctl({QStringLiteral("state")}).out;
     Recorder rec;
-    if (asrKnob == QLatin1String("unplug")) {
+    if (knob == QLatin1String("unplug")) {
         rec.onTenth = [&](int tag, int pass) {
             if (tag == 3 && pass == 1)
                 QVERIFY(mac->unplug(QStringLiteral("stick")));
@@ -273,7 +286,11 @@ void TestBootable::failures() {
     QVERIFY(runClone(rec, driveRecord(*mac, disk)));
     QCOMPARE(rec.reports.last(), Report(error, step));
     QCOMPARE(rec.reports.count(rec.reports.last()), 1);
+    QCOMPARE(ranVerb(*mac, QStringLiteral("diskutil"), QStringLiteral("eraseDisk")), erased);
     QCOMPARE(ranVerb(*mac, QStringLiteral("asr"), QStringLiteral("restore")), restoreRan);
+    // Without the rights nothing on the Mac changed.
+    if (!erased)
+        QCOMPARE(mac->emuctl({QStringLiteral("state")}).out, before);
     for (const QStringList& c : mac->calls(QStringLiteral("asr")))
         QCOMPARE(c.value(5), QStringLiteral("/Volumes/NewCloneSystem1"));
     QCOMPARE(mac->diskInfo(QStringLiteral("/Volumes/NewCloneSystem"))
@@ -342,8 +359,47 @@ void TestBootable::cancelAtEachStage() {
     QCOMPARE(ranVerb(*mac, QStringLiteral("diskutil"), QStringLiteral("eraseDisk")), erased || step == 2);
     QCOMPARE(ranVerb(*mac, QStringLiteral("asr"), QStringLiteral("restore")),
              cancelAfter == QLatin1String("tenth"));
+    // The restore ran as root; the stop reached it there.
+    QVERIFY(mac->runningTools(QStringLiteral("asr")).isEmpty());
     // The stick's own volume is still there unless the erase ran to its end.
     QCOMPARE(QFileInfo::exists(mac->host(QStringLiteral("/Volumes/STICK"))), !erased);
+}
+
+void TestBootable::eraseRefusedToTheUser() {
+    auto mac = cloneMachine();
+    QVERIFY(mac->isValid());
+    QVERIFY(
+        mac->addFault("{\"tool\":\"diskutil\",\"verb\":\"eraseDisk\",\"mode\":\"fail\",\"unlessRoot\":true,"
+                      "\"message\":\"Error: -69877: Couldn't open device\"}"));
+    const QString disk = diskOf(*mac, QStringLiteral("SanDisk Cruzer"));
+    Recorder rec;
+    QVERIFY(runClone(rec, driveRecord(*mac, disk)));
+    QCOMPARE(rec.reports.last(), Report(0, 8));
+    // The user's erase was refused; the same erase ran again as root, without a second dialog.
+    const QStringList erase{"diskutil", "eraseDisk", "JHFS+", "NewCloneSystem", disk};
+    QCOMPARE(mac->calls(QStringLiteral("diskutil")).count(erase), 2);
+    QCOMPARE(mac->rootCalls(QStringLiteral("diskutil")), QList<QStringList>{erase});
+    QCOMPARE(mac->calls(QStringLiteral("osascript")).size(), 1);
+}
+
+void TestBootable::restoreWithoutRights() {
+    auto mac = cloneMachine();
+    QVERIFY(mac->isValid());
+    const QStringList before =
+        QDir(mac->host(QStringLiteral("/Volumes/STICK"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    QvBootable* e = engine();
+    Recorder rec;
+    e->QvSetDelegate(&rec);
+    // Started on its own, outside a clone that was granted the rights.
+    QCOMPARE(e->QvCreateBootableSystem(QStringLiteral("/"), QStringLiteral("/Volumes/STICK")), 0);
+    QVERIFY(waitUntil([&] { return !rec.reports.isEmpty(); }, 30000));
+    e->QvSetDelegate(nullptr);
+    QCOMPARE(rec.reports, (QList<Report>{{QvBootable::kErrNeedsRoot, 8}}));
+    QVERIFY(rec.labels.contains(QStringLiteral("asr needs to be run as root (see sudo(8))\n")));
+    QVERIFY(mac->rootCalls().isEmpty());
+    QCOMPARE(
+        QDir(mac->host(QStringLiteral("/Volumes/STICK"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+        before);
 }
 
 void TestBootable::targetSwappedBeforeTheErase() {

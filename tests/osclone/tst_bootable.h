@@ -16,6 +16,8 @@ private Q_SLOTS:
     void failures();
     void cancelAtEachStage_data();
     void cancelAtEachStage();
+    void eraseRefusedToTheUser();
+    void restoreWithoutRights();
     void targetSwappedBeforeTheErase();
     void targetRefusals_data();
     void targetRefusals();

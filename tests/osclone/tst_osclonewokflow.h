@@ -12,4 +12,8 @@ private Q_SLOTS:
     void unplugDuringTheClone();
     void quitDuringTheClone_data();
     void quitDuringTheClone();
+    void rightsNotGiven_data();
+    void rightsNotGiven();
+    void needsSaidBeforeTheStart_data();
+    void needsSaidBeforeTheStart();
 };

@@ -105,8 +105,8 @@ QVariantMap EmulatedMac::diskList(const QStringList& filters) const {
 namespace {
 
 // The log's lines of one tool (every tool but emuctl when empty); `events` picks the lines of
-// later events instead of the calls.
-QList<QJsonObject> logLines(const QString& root, const QString& tool, bool events) {
+// later events instead of the calls, `rootOnly` the calls that ran as root.
+QList<QJsonObject> logLines(const QString& root, const QString& tool, bool events, bool rootOnly = false) {
     QList<QJsonObject> out;
     QFile f(root + QStringLiteral("/var/log/emulator.log"));
     if (!f.open(QIODevice::ReadOnly))
@@ -115,9 +115,21 @@ QList<QJsonObject> logLines(const QString& root, const QString& tool, bool event
         const QJsonObject line = QJsonDocument::fromJson(f.readLine()).object();
         const QString t = line.value(QStringLiteral("tool")).toString();
         if (t.isEmpty() || (!tool.isEmpty() && t != tool) || t == QLatin1String("emuctl") ||
-            line.contains(QStringLiteral("event")) != events)
+            line.contains(QStringLiteral("event")) != events ||
+            (rootOnly && !line.value(QStringLiteral("root")).toBool()))
             continue;
         out << line;
+    }
+    return out;
+}
+
+QList<QStringList> argumentLists(const QList<QJsonObject>& lines) {
+    QList<QStringList> out;
+    for (const QJsonObject& line : lines) {
+        QStringList call{line.value(QStringLiteral("tool")).toString()};
+        for (const QJsonValue& v : line.value(QStringLiteral("argv")).toArray())
+            call << v.toString();
+        out << call;
     }
     return out;
 }
@@ -135,14 +147,11 @@ bool isRunning(qint64 pid) {
 } // namespace
 
 QList<QStringList> EmulatedMac::calls(const QString& tool) const {
-    QList<QStringList> out;
-    for (const QJsonObject& line : logLines(root(), tool, false)) {
-        QStringList call{line.value(QStringLiteral("tool")).toString()};
-        for (const QJsonValue& v : line.value(QStringLiteral("argv")).toArray())
-            call << v.toString();
-        out << call;
-    }
-    return out;
+    return argumentLists(logLines(root(), tool, false));
+}
+
+QList<QStringList> EmulatedMac::rootCalls(const QString& tool) const {
+    return argumentLists(logLines(root(), tool, false, true));
 }
 
 QList<qint64> EmulatedMac::callPids(const QString& tool) const {
@@ -199,6 +208,39 @@ bool EmulatedMac::addFault(const QByteArray& faultJson) const {
 
 bool EmulatedMac::setAsr(const QString& key, const QString& jsonValue) const {
     return emuctl({QStringLiteral("asr"), key, jsonValue}).code == 0;
+}
+
+bool EmulatedMac::setAuthorization(const QString& answer) const {
+    return emuctl({QStringLiteral("authorize"), answer}).code == 0;
+}
+
+QProcessEnvironment EmulatedMac::rootEnvironment() {
+    QProcessEnvironment environment = Machine::toolEnvironment();
+    environment.insert(QStringLiteral("EMULATOR_EUID"), QStringLiteral("0"));
+    return environment;
+}
+
+QList<qint64> EmulatedMac::runningTools(const QString& tool) const {
+    QList<qint64> pids;
+    const QStringList programs{host(QStringLiteral("/usr/sbin/") + tool),
+                               host(QStringLiteral("/usr/bin/") + tool)};
+    QProcess ps;
+    ps.start(QStringLiteral("ps"),
+             {QStringLiteral("-A"), QStringLiteral("-o"), QStringLiteral("pid=,stat=,args=")});
+    if (!ps.waitForFinished(10000))
+        return pids;
+    for (const QByteArray& line : ps.readAllStandardOutput().split('\n')) {
+        const QStringList fields = QString::fromLocal8Bit(line).simplified().split(QLatin1Char(' '));
+        // A process that has ended but not been reaped yet runs nothing.
+        if (fields.size() < 3 || fields.at(1).startsWith(QLatin1Char('Z')))
+            continue;
+        const QString args = fields.mid(2).join(QLatin1Char(' '));
+        for (const QString& program : programs) {
+            if (args == program || args.startsWith(program + QLatin1Char(' ')))
+                pids << fields.at(0).toLongLong();
+        }
+    }
+    return pids;
 }
 
 bool EmulatedMac::extractImage(const QString& macImage, const QString& hostFolder) const {

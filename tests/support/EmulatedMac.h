@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -52,6 +53,8 @@ public:
     QList<qint64> runningCallPids(const QString& tool = {}) const;
     // What a tool logged besides its calls ("end"), oldest first.
     QStringList events(const QString& tool) const;
+    // The calls that ran as root (through an approved administrator dialog).
+    QList<QStringList> rootCalls(const QString& tool = {}) const;
     // The same calls as space-joined lines ("diskutil info -plist /"), for the benchmarks to
     // replay through the shell runner. Tests compare calls(), never these.
     QStringList commandLines(const QString& tool = {}) const;
@@ -63,6 +66,12 @@ public:
     bool unplug(const QString& disk) const;
     bool addFault(const QByteArray& faultJson) const;
     bool setAsr(const QString& key, const QString& jsonValue) const;
+    // How the machine answers the administrator dialog: "approve", "deny" or "cancel".
+    bool setAuthorization(const QString& answer) const;
+    // The environment of a tool that runs as root on the emulated Mac.
+    static QProcessEnvironment rootEnvironment();
+    // The processes of one of the machine's tools ("asr") that are running now.
+    QList<qint64> runningTools(const QString& tool) const;
 
     // Writes the files inside a disk image (Mac path) into a host folder.
     bool extractImage(const QString& macImage, const QString& hostFolder) const;

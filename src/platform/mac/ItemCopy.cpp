@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QList>
 
 #include <cerrno>
 #include <copyfile.h>
@@ -16,18 +17,37 @@
 namespace {
 
 struct Progress {
-    const ItemCopyControl* control;
+    const ItemCopyControl* control = nullptr;
     bool aborted = false;
+    // The first entry that failed, and why; the walk goes on past it.
+    QByteArray failedSource;
+    int failure = 0;
+    // Files whose data could not be copied whole: no copies of their sources.
+    QList<QByteArray> cutShort;
 };
 
-// copyfile's status callback: leaves out the entries the caller skips and stops the walk (and
-// the data of the file being copied) once the caller asks for it.
-int status(int what, int stage, copyfile_state_t, const char* source, const char*, void* context) {
+// copyfile's status callback, installed on every copy: leaves out the entries the caller skips,
+// stops the walk (and the data of the file being copied) once the caller asks for it, and takes
+// note of an entry that fails. Without a callback, or when the callback answers
+// COPYFILE_CONTINUE to an error, copyfile skips the entry and still reports success for the whole
+// walk, so a failure is only known from here.
+int status(int what, int stage, copyfile_state_t, const char* source, const char* destination,
+           void* context) {
+    const int failure = errno;
     auto* progress = static_cast<Progress*>(context);
     const ItemCopyControl& control = *progress->control;
     if (control.abort && control.abort->load()) {
         progress->aborted = true;
         return COPYFILE_QUIT;
+    }
+    if (stage == COPYFILE_ERR) {
+        if (progress->failedSource.isEmpty()) {
+            progress->failedSource = source ? QByteArray(source) : QByteArray("?");
+            progress->failure = failure != 0 ? failure : EIO;
+        }
+        if (what == COPYFILE_COPY_DATA && destination)
+            progress->cutShort << QByteArray(destination);
+        return COPYFILE_CONTINUE;
     }
     if (stage == COPYFILE_START && (what == COPYFILE_RECURSE_FILE || what == COPYFILE_RECURSE_DIR) &&
         control.skip && source && control.skip(source))
@@ -43,22 +63,28 @@ bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath,
     const QByteArray destination = QFile::encodeName(destinationHostPath);
     const copyfile_flags_t flags =
         COPYFILE_ALL | COPYFILE_RECURSIVE | COPYFILE_EXCL | COPYFILE_NOFOLLOW_SRC | COPYFILE_CLONE;
-    Progress progress{&control};
+    Progress progress;
+    progress.control = &control;
     copyfile_state_t state = ::copyfile_state_alloc();
-    if (control.abort || control.skip) {
-        ::copyfile_state_set(state, COPYFILE_STATE_STATUS_CB, reinterpret_cast<const void*>(&status));
-        ::copyfile_state_set(state, COPYFILE_STATE_STATUS_CTX, &progress);
-    }
+    ::copyfile_state_set(state, COPYFILE_STATE_STATUS_CB, reinterpret_cast<const void*>(&status));
+    ::copyfile_state_set(state, COPYFILE_STATE_STATUS_CTX, &progress);
     const int result = ::copyfile(source.constData(), destination.constData(), state, flags);
     const int failure = errno;
     ::copyfile_state_free(state);
-    if (result == 0 && !progress.aborted)
+    for (const QByteArray& file : progress.cutShort)
+        QFile::remove(QFile::decodeName(file));
+    if (result == 0 && !progress.aborted && progress.failedSource.isEmpty())
         return true;
     if (progress.aborted && QFileInfo(destinationHostPath).isFile())
         QFile::remove(destinationHostPath); // a file cut short is no copy of its source
-    if (error)
-        *error = QString::fromUtf8(source) + QStringLiteral(": ") +
-                 QString::fromLocal8Bit(std::strerror(progress.aborted ? ECANCELED : failure));
+    if (error) {
+        // The first failure names its own entry; a copy that failed as a whole names the item.
+        const bool entryFailed = !progress.aborted && !progress.failedSource.isEmpty();
+        const QByteArray failed = entryFailed ? progress.failedSource : source;
+        const int reason = progress.aborted ? ECANCELED : entryFailed ? progress.failure : failure;
+        *error =
+            QString::fromUtf8(failed) + QStringLiteral(": ") + QString::fromLocal8Bit(std::strerror(reason));
+    }
     return false;
 }
 
