@@ -844,94 +844,92 @@ QString rootFromExecutable() {
     return dir.absolutePath();
 }
 
+bool runsAsRoot() {
+    return qEnvironmentVariable(kRootMarker) == QLatin1String("0");
+}
+
 void logInvocation(const QString& root, const QString& tool, const QStringList& args, const QString& event) {
-    bool runsAsRoot() {
-        return qEnvironmentVariable(kRootMarker) == QLatin1String("0");
+    QDir().mkpath(root + QStringLiteral("/var/log"));
+    QJsonObject line;
+    line.insert(QStringLiteral("time"), QDateTime::currentDateTime().toString(Qt::ISODateWithMs));
+    line.insert(QStringLiteral("tool"), tool);
+    line.insert(QStringLiteral("argv"), QJsonArray::fromStringList(args));
+    line.insert(QStringLiteral("pid"), qint64(::getpid()));
+    if (!event.isEmpty())
+        line.insert(QStringLiteral("event"), event);
+    if (runsAsRoot())
+        line.insert(QStringLiteral("root"), true);
+    const QByteArray bytes = QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n';
+    // One write on an O_APPEND descriptor keeps concurrent lines whole.
+    const QByteArray path = QFile::encodeName(root + QStringLiteral("/var/log/emulator.log"));
+    const int fd = ::open(path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+    if (fd >= 0) {
+        const ssize_t written = ::write(fd, bytes.constData(), size_t(bytes.size()));
+        Q_UNUSED(written);
+        ::close(fd);
     }
+}
 
-    void logInvocation(const QString& root, const QString& tool, const QStringList& args,
-                       const QString& event) {
-        QDir().mkpath(root + QStringLiteral("/var/log"));
-        QJsonObject line;
-        line.insert(QStringLiteral("time"), QDateTime::currentDateTime().toString(Qt::ISODateWithMs));
-        line.insert(QStringLiteral("tool"), tool);
-        line.insert(QStringLiteral("argv"), QJsonArray::fromStringList(args));
-        line.insert(QStringLiteral("pid"), qint64(::getpid()));
-        if (!event.isEmpty())
-            line.insert(QStringLiteral("event"), event);
-        if (runsAsRoot())
-            line.insert(QStringLiteral("root"), true);
-        const QByteArray bytes = QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n';
-        // One write on an O_APPEND descriptor keeps concurrent lines whole.
-        const QByteArray path = QFile::encodeName(root + QStringLiteral("/var/log/emulator.log"));
-        const int fd = ::open(path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-        if (fd >= 0) {
-            const ssize_t written = ::write(fd, bytes.constData(), size_t(bytes.size()));
-            Q_UNUSED(written);
-            ::close(fd);
-        }
+namespace {
+
+// How one kind of size text is read: a number, then a unit letter (K, M, G, ... each `base`
+// times the one before), or a lone B.
+struct SizeGrammar {
+    double base;
+    const char* units;
+    double loneB;     // bytes, or 512-byte sectors
+    bool unitThenB;   // "16GB": a B may follow the unit
+    bool plainNumber; // digits with an optional fraction; else any number toDouble reads
+    qint64 refused;   // the answer for text that is no size
+};
+
+constexpr SizeGrammar kScenarioSizes{1000, "KMGT", 1, true, false, 0};
+constexpr SizeGrammar kDiskutilSizes{1000, "KMGTPE", 1, false, true, -1};
+constexpr SizeGrammar kHdiutilSizes{1024, "KMGTPE", 512, false, true, -1};
+
+// Takes the text's last character off when it is one of `letters`; answers its place there.
+int takeLetter(QString& text, const char* letters) {
+    if (text.isEmpty() || text.back().unicode() > 0x7f || text.back().isNull())
+        return -1;
+    const char* hit = std::strchr(letters, text.back().toLatin1());
+    if (!hit)
+        return -1;
+    text.chop(1);
+    return int(hit - letters);
+}
+
+} // namespace
+
+qint64 parseSize(const QString& text, SizeUnits units) {
+    const SizeGrammar& g = units == SizeUnits::Diskutil  ? kDiskutilSizes
+                           : units == SizeUnits::Hdiutil ? kHdiutilSizes
+                                                         : kScenarioSizes;
+    QString number = text.trimmed().toUpper();
+    double factor = 1;
+    const bool b = takeLetter(number, "B") == 0;
+    if (b)
+        factor = g.loneB;
+    if (!b || g.unitThenB) {
+        const int unit = takeLetter(number, g.units);
+        for (int i = 0; i <= unit; ++i)
+            factor *= g.base;
     }
+    static const QRegularExpression plain(QStringLiteral("^[0-9]+(\\.[0-9]+)?$"));
+    bool ok = false;
+    const double value = number.toDouble(&ok);
+    if (!ok || (g.plainNumber && !plain.match(number).hasMatch()))
+        return g.refused;
+    // Exabytes of a few units already pass what a byte count can hold.
+    if (!(value * factor < 9.2e18))
+        return g.refused;
+    return qint64(value * factor);
+}
 
-    namespace {
-
-    // How one kind of size text is read: a number, then a unit letter (K, M, G, ... each `base`
-    // times the one before), or a lone B.
-    struct SizeGrammar {
-        double base;
-        const char* units;
-        double loneB;     // bytes, or 512-byte sectors
-        bool unitThenB;   // "16GB": a B may follow the unit
-        bool plainNumber; // digits with an optional fraction; else any number toDouble reads
-        qint64 refused;   // the answer for text that is no size
-    };
-
-    constexpr SizeGrammar kScenarioSizes{1000, "KMGT", 1, true, false, 0};
-    constexpr SizeGrammar kDiskutilSizes{1000, "KMGTPE", 1, false, true, -1};
-    constexpr SizeGrammar kHdiutilSizes{1024, "KMGTPE", 512, false, true, -1};
-
-    // Takes the text's last character off when it is one of `letters`; answers its place there.
-    int takeLetter(QString& text, const char* letters) {
-        if (text.isEmpty() || text.back().unicode() > 0x7f || text.back().isNull())
-            return -1;
-        const char* hit = std::strchr(letters, text.back().toLatin1());
-        if (!hit)
-            return -1;
-        text.chop(1);
-        return int(hit - letters);
-    }
-
-    } // namespace
-
-    qint64 parseSize(const QString& text, SizeUnits units) {
-        const SizeGrammar& g = units == SizeUnits::Diskutil  ? kDiskutilSizes
-                               : units == SizeUnits::Hdiutil ? kHdiutilSizes
-                                                             : kScenarioSizes;
-        QString number = text.trimmed().toUpper();
-        double factor = 1;
-        const bool b = takeLetter(number, "B") == 0;
-        if (b)
-            factor = g.loneB;
-        if (!b || g.unitThenB) {
-            const int unit = takeLetter(number, g.units);
-            for (int i = 0; i <= unit; ++i)
-                factor *= g.base;
-        }
-        static const QRegularExpression plain(QStringLiteral("^[0-9]+(\\.[0-9]+)?$"));
-        bool ok = false;
-        const double value = number.toDouble(&ok);
-        if (!ok || (g.plainNumber && !plain.match(number).hasMatch()))
-            return g.refused;
-        // Exabytes of a few units already pass what a byte count can hold.
-        if (!(value * factor < 9.2e18))
-            return g.refused;
-        return qint64(value * factor);
-    }
-
-    qint64 folderBytes(const QString& hostFolder, const QStringList& skip) {
-        QList<QByteArray> skipBytes;
-        for (const QString& s : skip)
-            skipBytes << QFile::encodeName(s);
-        return walkBytes(QFile::encodeName(hostFolder), skipBytes);
-    }
+qint64 folderBytes(const QString& hostFolder, const QStringList& skip) {
+    QList<QByteArray> skipBytes;
+    for (const QString& s : skip)
+        skipBytes << QFile::encodeName(s);
+    return walkBytes(QFile::encodeName(hostFolder), skipBytes);
+}
 
 } // namespace emu

@@ -116,11 +116,9 @@ public:
     QList<Disk> disks;
     QList<Fault> faults;
     QJsonObject asr;          // delivery knobs
-    QStringList processes;    // what killall can find
-    qint64 writeThrottle = 0; // bytes a second every volume without a throttle of its own takes in
-    QJsonObject asr;          // delivery knobs
     QString authorization;    // how the administrator dialog is answered: "approve", "deny", "cancel"
     QStringList processes;    // what killall can find
+    qint64 writeThrottle = 0; // bytes a second every volume without a throttle of its own takes in
     int nextDisk = 0;
 
     // Lookups. `arg` is anything diskutil accepts: disk4s1, /dev/disk4s1, a mount point, a

@@ -36,7 +36,6 @@ int swVersMain(MachineState& m, const QStringList& args, Output& o);
 int killallMain(MachineState& m, const QStringList& args, Output& o);
 int zipMain(MachineState& m, const QStringList& args);        // runs the host's zip
 int caffeinateMain(MachineState& m, const QStringList& args); // waits, then logs its end
-int zipMain(MachineState& m, const QStringList& args);        // runs the host's zip
 // osascript, for "do shell script ... with administrator privileges" only: answers the
 // administrator dialog as the machine's "authorization" knob says and runs the script as root.
 int osascriptMain(MachineState& m, const QStringList& args);

@@ -261,64 +261,64 @@ void TestOsCloneWorkflow::quitDuringTheClone() {
     QVERIFY(!QvBootable::QvShareInstance()->isRunning());
     QCOMPARE(tab.mac->runningCallPids(), QList<qint64>());
     QCOMPARE(tab.mac->events("caffeinate"), QStringList{"end"});
-    void TestOsCloneWorkflow::rightsNotGiven_data() {
-        QTest::addColumn<QString>("answer");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("refused")
-            << "deny"
-            << "Cloning the system needs the name and password of an administrator of this Mac. "
-               "They were not accepted, so nothing was erased.";
-        QTest::newRow("cancelled")
-            << "cancel"
-            << "The administrator password was not given, so the clone did not start and "
-               "nothing was erased.";
-    }
+}
 
-    void TestOsCloneWorkflow::rightsNotGiven() {
-        QFETCH(QString, answer);
-        QFETCH(QString, text);
-        Tab tab;
-        QVERIFY(tab.open(cloneMac()));
-        QVERIFY(tab.mac->setAuthorization(answer));
-        SelectDrivceViewController* vc = tab.vc;
-        QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
-        QVERIFY(tab.start(QStringLiteral("SanDisk Cruzer")));
-        QVERIFY(waitUntil([&] { return tab.ended(); }, 30000));
-        QVERIFY(vc->failView()->isVisible());
-        QCOMPARE(vc->errorLable()->text(), text);
-        QCOMPARE(tab.errorPopupText(), text);
-        QVERIFY(tab.window->isTabChangeAllowed());
-        // The stick is as it was.
-        QVERIFY(QFileInfo(tab.mac->host(QStringLiteral("/Volumes/STICK"))).isDir());
-        QVERIFY(tab.mac->calls(QStringLiteral("asr")).isEmpty());
-        saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("rights-") + answer);
-    }
+void TestOsCloneWorkflow::rightsNotGiven_data() {
+    QTest::addColumn<QString>("answer");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("refused")
+        << "deny"
+        << "Cloning the system needs the name and password of an administrator of this Mac. "
+           "They were not accepted, so nothing was erased.";
+    QTest::newRow("cancelled") << "cancel"
+                               << "The administrator password was not given, so the clone did not start and "
+                                  "nothing was erased.";
+}
 
-    void TestOsCloneWorkflow::needsSaidBeforeTheStart_data() {
-        QTest::addColumn<QByteArray>("version");
-        QTest::addColumn<bool>("fullDiskAccess");
-        QTest::addColumn<QString>("text");
-        const QString administrator = QStringLiteral(
-            "A clone asks for an administrator\u2019s name and password before it erases anything.");
-        const QString fullDiskAccess = QStringLiteral(
-            "This macOS lets Tavrill clone the running system only with Full Disk Access: turn it on in "
-            "System "
-            "Settings \u203a Privacy & Security \u203a Full Disk Access, then open Tavrill again.");
-        QTest::newRow("Catalina") << QByteArray("10.15.7") << false << administrator;
-        QTest::newRow("Ventura with access") << QByteArray("13.6") << true << administrator;
-        QTest::newRow("Ventura without access") << QByteArray("13.6") << false << fullDiskAccess;
-    }
+void TestOsCloneWorkflow::rightsNotGiven() {
+    QFETCH(QString, answer);
+    QFETCH(QString, text);
+    Tab tab;
+    QVERIFY(tab.open(cloneMac()));
+    QVERIFY(tab.mac->setAuthorization(answer));
+    SelectDrivceViewController* vc = tab.vc;
+    QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
+    QVERIFY(tab.start(QStringLiteral("SanDisk Cruzer")));
+    QVERIFY(waitUntil([&] { return tab.ended(); }, 30000));
+    QVERIFY(vc->failView()->isVisible());
+    QCOMPARE(vc->errorLable()->text(), text);
+    QCOMPARE(tab.errorPopupText(), text);
+    QVERIFY(tab.window->isTabChangeAllowed());
+    // The stick is as it was.
+    QVERIFY(QFileInfo(tab.mac->host(QStringLiteral("/Volumes/STICK"))).isDir());
+    QVERIFY(tab.mac->calls(QStringLiteral("asr")).isEmpty());
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("rights-") + answer);
+}
 
-    void TestOsCloneWorkflow::needsSaidBeforeTheStart() {
-        QFETCH(QByteArray, version);
-        QFETCH(bool, fullDiskAccess);
-        QFETCH(QString, text);
-        Tab tab;
-        QVERIFY(tab.open(EmulatedMac::fromJson("{\"version\":\"" + version + "\",\"fullDiskAccess\":" +
-                                               (fullDiskAccess ? "true" : "false") + "}")));
-        QVERIFY(tab.vc->requirementsLabel()->isVisible());
-        QCOMPARE(tab.vc->requirementsLabel()->text(), text);
-        if (!fullDiskAccess && version.startsWith("13"))
-            saveScreenshot(tab.window->window(), QStringLiteral("osclone"),
-                           QStringLiteral("needs-full-disk-access"));
-    }
+void TestOsCloneWorkflow::needsSaidBeforeTheStart_data() {
+    QTest::addColumn<QByteArray>("version");
+    QTest::addColumn<bool>("fullDiskAccess");
+    QTest::addColumn<QString>("text");
+    const QString administrator = QStringLiteral(
+        "A clone asks for an administrator\u2019s name and password before it erases anything.");
+    const QString fullDiskAccess = QStringLiteral(
+        "This macOS lets Tavrill clone the running system only with Full Disk Access: turn it on in System "
+        "Settings \u203a Privacy & Security \u203a Full Disk Access, then open Tavrill again.");
+    QTest::newRow("Catalina") << QByteArray("10.15.7") << false << administrator;
+    QTest::newRow("Ventura with access") << QByteArray("13.6") << true << administrator;
+    QTest::newRow("Ventura without access") << QByteArray("13.6") << false << fullDiskAccess;
+}
+
+void TestOsCloneWorkflow::needsSaidBeforeTheStart() {
+    QFETCH(QByteArray, version);
+    QFETCH(bool, fullDiskAccess);
+    QFETCH(QString, text);
+    Tab tab;
+    QVERIFY(tab.open(EmulatedMac::fromJson(
+        "{\"version\":\"" + version + "\",\"fullDiskAccess\":" + (fullDiskAccess ? "true" : "false") + "}")));
+    QVERIFY(tab.vc->requirementsLabel()->isVisible());
+    QCOMPARE(tab.vc->requirementsLabel()->text(), text);
+    if (!fullDiskAccess && version.startsWith("13"))
+        saveScreenshot(tab.window->window(), QStringLiteral("osclone"),
+                       QStringLiteral("needs-full-disk-access"));
+}
