@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <copyfile.h>
 #include <cstring>
+#include <sys/stat.h>
 
 // macOS: copyfile(3) copies data, permissions, times, extended attributes and access lists,
 // walks folders itself and clones the data on volumes that can (APFS). COPYFILE_EXCL makes an
@@ -16,17 +17,54 @@
 namespace {
 
 struct Progress {
-    const ItemCopyControl* control;
+    const ItemCopyControl* control = nullptr;
     bool aborted = false;
+    bool cancelled = false;
+    ItemCopyProgress done;
+    std::int64_t finishedBytes = 0; // data of the files complete
+    std::int64_t currentBytes = 0;  // data of the file under way
+
+    void tell() {
+        done.bytes = finishedBytes + currentBytes;
+        if (control->progress)
+            control->progress(done);
+    }
+    // A file is complete; a cloned one sent no data progress, so its size counts now.
+    void fileDone(const char* source) {
+        struct stat st;
+        if (currentBytes == 0 && source && ::lstat(source, &st) == 0 && S_ISREG(st.st_mode))
+            currentBytes = st.st_size;
+        finishedBytes += currentBytes;
+        currentBytes = 0;
+        ++done.files;
+        tell();
+    }
 };
 
-// copyfile's status callback: leaves out the entries the caller skips and stops the walk (and
-// the data of the file being copied) once the caller asks for it.
-int status(int what, int stage, copyfile_state_t, const char* source, const char*, void* context) {
+// copyfile's status callback: leaves out the entries the caller skips, follows the data, stops
+// the walk (and the data of the file being copied) once the caller aborts, and starts no
+// further entry once the caller cancels.
+int status(int what, int stage, copyfile_state_t state, const char* source, const char*, void* context) {
     auto* progress = static_cast<Progress*>(context);
     const ItemCopyControl& control = *progress->control;
     if (control.abort && control.abort->load()) {
         progress->aborted = true;
+        return COPYFILE_QUIT;
+    }
+    if (what == COPYFILE_COPY_DATA && stage == COPYFILE_PROGRESS) {
+        off_t copied = 0;
+        if (::copyfile_state_get(state, COPYFILE_STATE_COPIED, &copied) == 0)
+            progress->currentBytes = copied;
+        progress->tell();
+        return COPYFILE_CONTINUE;
+    }
+    if (stage == COPYFILE_FINISH && what == COPYFILE_RECURSE_FILE) {
+        progress->fileDone(source);
+        return COPYFILE_CONTINUE;
+    }
+    if (stage == COPYFILE_START && (what == COPYFILE_RECURSE_FILE || what == COPYFILE_RECURSE_DIR) &&
+        control.cancel && control.cancel->load()) {
+        progress->cancelled = true;
         return COPYFILE_QUIT;
     }
     if (stage == COPYFILE_START && (what == COPYFILE_RECURSE_FILE || what == COPYFILE_RECURSE_DIR) &&
@@ -43,22 +81,27 @@ bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath,
     const QByteArray destination = QFile::encodeName(destinationHostPath);
     const copyfile_flags_t flags =
         COPYFILE_ALL | COPYFILE_RECURSIVE | COPYFILE_EXCL | COPYFILE_NOFOLLOW_SRC | COPYFILE_CLONE;
-    Progress progress{&control};
+    Progress progress;
+    progress.control = &control;
     copyfile_state_t state = ::copyfile_state_alloc();
-    if (control.abort || control.skip) {
+    if (control.abort || control.cancel || control.skip || control.progress) {
         ::copyfile_state_set(state, COPYFILE_STATE_STATUS_CB, reinterpret_cast<const void*>(&status));
         ::copyfile_state_set(state, COPYFILE_STATE_STATUS_CTX, &progress);
     }
     const int result = ::copyfile(source.constData(), destination.constData(), state, flags);
     const int failure = errno;
     ::copyfile_state_free(state);
-    if (result == 0 && !progress.aborted)
+    if (result == 0 && !progress.aborted && !progress.cancelled) {
+        if (progress.done.files == 0 && !QFileInfo(sourceHostPath).isDir())
+            progress.fileDone(source.constData()); // a single file is no walk
         return true;
+    }
     if (progress.aborted && QFileInfo(destinationHostPath).isFile())
         QFile::remove(destinationHostPath); // a file cut short is no copy of its source
     if (error)
         *error = QString::fromUtf8(source) + QStringLiteral(": ") +
-                 QString::fromLocal8Bit(std::strerror(progress.aborted ? ECANCELED : failure));
+                 QString::fromLocal8Bit(
+                     std::strerror(progress.aborted || progress.cancelled ? ECANCELED : failure));
     return false;
 }
 
