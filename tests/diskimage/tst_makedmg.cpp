@@ -6,6 +6,7 @@
 #include "diskimage/MakeDmg.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -139,6 +140,22 @@ void TestMakeDmg::archiveUnzipsToTheSelection() {
         QVERIFY2(rec.texts.at(i).startsWith("adding: Volumes/SRC/"), qPrintable(rec.texts.at(i)));
     }
     QVERIFY(rec.progress.size() >= 2); // at least one step before the end
+    // The bytes of every file taken, of the same, before the end.
+    qint64 fileBytes = 0;
+    for (const QString& item : QStringList{"Photos", "Docs/a.txt", "Notes.txt", awkwardName() + ".txt"}) {
+        QDirIterator it(mac->host("/Volumes/SRC/" + item), QDirIterator::Subdirectories);
+        const QFileInfo single(mac->host("/Volumes/SRC/" + item));
+        if (single.isFile())
+            fileBytes += single.size();
+        while (it.hasNext()) {
+            const QFileInfo info(it.next());
+            if (info.isFile() && !info.isSymLink())
+                fileBytes += info.size();
+        }
+    }
+    QVERIFY(fileBytes > 0);
+    QVERIFY(!rec.bytes.isEmpty());
+    QCOMPARE(rec.bytes.last(), qMakePair(fileBytes, fileBytes));
     const QStringList selected = {"/Volumes/SRC/Photos", "/Volumes/SRC/Docs/a.txt", "/Volumes/SRC/Notes.txt",
                                   "/Volumes/SRC/" + awkwardName() + ".txt"};
     QCOMPARE(mac->calls("zip"), (QList<QStringList>{QStringList{"zip", "-r", zipPath} + selected}));
