@@ -199,6 +199,20 @@ std::unique_ptr<Hold> startStoppableCopy(EmulatedMac& mac, Window& w) {
     return hold;
 }
 
+// Drops one item onto the source, makes "Backup" take rate bytes a second and starts the copy
+// onto it; answers the dated folder once it is there (empty when it is not).
+QString startThrottledCopy(EmulatedMac& mac, Window& w, const QString& hostItem, const QString& rate) {
+    QString copy;
+    if (mac.emuctl({"throttle", "Backup", rate}).code != 0)
+        return copy;
+    dropFiles(w, {hostItem});
+    if (!pick(w, 2, "Backup"))
+        return copy;
+    confirm(w);
+    waitUntil([&] { return !(copy = datedFolder(mac, "/Volumes/Backup")).isEmpty(); }, 20000);
+    return copy;
+}
+
 // The file list window, opened through the copy-type pop-up's "Copy Some Files", once its top
 // level is listed.
 DiskListWC* openFileList(Window& w) {
@@ -443,13 +457,9 @@ void TestDiskCopyWorkflow::cancelStopsWithinATickedFolder() {
         data[i] = '!';
         writeHostFile(ten + QStringLiteral("/file%1.bin").arg(i), data);
     }
-    QCOMPARE(mac->emuctl({"throttle", "Backup", "2MB"}).code, 0);
     Window w;
-    dropFiles(w, {ten});
-    QVERIFY(pick(w, 2, "Backup"));
-    confirm(w);
-    QString copy;
-    QVERIFY(waitUntil([&] { return !(copy = datedFolder(*mac, "/Volumes/Backup")).isEmpty(); }, 20000));
+    const QString copy = startThrottledCopy(*mac, w, ten, "2MB");
+    QVERIFY(!copy.isEmpty());
     // Cancel once the second file has begun.
     QVERIFY(waitUntil([&] { return entries(copy + "/ten").size() >= 2; }, 20000));
     QTest::mouseClick(w.tab->cancelButton(), Qt::LeftButton);
@@ -521,13 +531,9 @@ void TestDiskCopyWorkflow::progressLineMeasuresALargeCopy() {
     QFile big(movie);
     QVERIFY(big.open(QIODevice::WriteOnly) && big.resize(1'000'000'000));
     big.close();
-    QCOMPARE(mac->emuctl({"throttle", "Backup", "100MB"}).code, 0);
     Window w;
-    dropFiles(w, {movie});
-    QVERIFY(pick(w, 2, "Backup"));
-    confirm(w);
-    QString copy;
-    QVERIFY(waitUntil([&] { return !(copy = datedFolder(*mac, "/Volumes/Backup")).isEmpty(); }, 20000));
+    const QString copy = startThrottledCopy(*mac, w, movie, "100MB");
+    QVERIFY(!copy.isEmpty());
     const QString written = copy + "/big.mov";
     QVERIFY(waitUntil([&] { return QFileInfo(written).size() > 0; }, 10000));
     QElapsedTimer clock;
