@@ -495,12 +495,17 @@ void MakeDmg::zip(const std::shared_ptr<Job>& job, const FileNodeList& nodes) {
     ZipProgressReader reader;
     QByteArray errors;
     int shown = -1;
-    // zip names each entry as it was given, less the leading "/"; a file's bytes count once zip
-    // has taken it.
+    // zip names each entry as it was given, relative to the folder it runs in (absolute paths
+    // lose their leading "/"); a file's bytes count once zip has taken it.
+    const QString entriesFolder = QStringLiteral("/");
     auto countBytes = [&] {
         for (const QByteArray& stored : reader.takeAdded()) {
+            const QString name = QString::fromUtf8(stored);
             const ItemInfo info =
-                readItemInfo(Machine::hostPath(QLatin1Char('/') + QString::fromUtf8(stored)), true);
+                readItemInfo(Machine::hostPath(entriesFolder.endsWith(QLatin1Char('/'))
+                                                   ? entriesFolder + name
+                                                   : entriesFolder + QLatin1Char('/') + name),
+                             true);
             if (info.exists && !info.isDirectory)
                 m_bytesDone += std::int64_t(info.dataLength);
         }
