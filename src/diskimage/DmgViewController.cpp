@@ -19,6 +19,7 @@
 #include "ui/SelectValueView.h"
 #include "ui/SetpViewController.h"
 #include "ui/StripedProgressBar.h"
+#include "ui/TransferProgress.h"
 
 #include <QComboBox>
 #include <QDateTime>
@@ -191,6 +192,9 @@ void DmgViewController::buildProgressView() {
     m_pathLabel->setMinimumWidth(1);
     m_progressBar = new StripedProgressBar(m_progressView);
     m_progressBar->setFixedHeight(14);
+    m_progressLine = makeLabel(QString(), 12, false, KitStyle::textSecondary(), m_progressView);
+    m_progressLine->setObjectName(QStringLiteral("progressLine"));
+    m_transfer = new TransferProgress(m_progressBar, m_progressLine, this);
     m_cancelButton = new FlatButton(DiskImageTexts::cancel(), FlatButton::Kind::Secondary, m_progressView);
     connect(m_cancelButton, &QPushButton::clicked, this, &DmgViewController::cancelButtonAction);
     auto* column = new QVBoxLayout(m_progressView);
@@ -199,6 +203,7 @@ void DmgViewController::buildProgressView() {
     column->addWidget(title);
     column->addWidget(m_pathLabel);
     column->addWidget(m_progressBar);
+    column->addWidget(m_progressLine);
     column->addStretch(1);
     column->addWidget(m_cancelButton, 0, Qt::AlignHCenter);
     m_pages->addWidget(m_progressView);
@@ -529,6 +534,7 @@ void DmgViewController::beginToMakeDMGorZIP() {
     m_pages->setCurrentWidget(m_progressView);
     m_step->setSetpIn(2);
     lockTabs(true);
+    m_transfer->start();
     m_aTimer->start();
 }
 
@@ -591,9 +597,16 @@ void DmgViewController::copyFileToDmgWithFileName(const QString& text, float pro
 void DmgViewController::changePathValue(const QString& text, float value) {
     const qsizetype lineBreak = text.indexOf(QLatin1Char('\n'));
     m_pathLabel->setText(lineBreak > 0 ? text.mid(lineBreak + 1) : text);
-    m_progressBar->setDoubleValue(value / 100.0);
+    // Once the bytes are measured the bar follows them; the stages and items are no measure.
+    if (!m_transfer->drawsBytes() || value >= 100)
+        m_progressBar->setDoubleValue(value / 100.0);
     if (value >= 100)
         showFaile(false);
+}
+
+void DmgViewController::makeDmgBytes(std::int64_t bytesDone, std::int64_t bytesToDo) {
+    if (m_working)
+        m_transfer->report(bytesDone, bytesToDo);
 }
 
 void DmgViewController::makeDmgFailWithError(const MakeDmgFailure& failure) {
@@ -678,6 +691,7 @@ void DmgViewController::showFailView(const QString& text) {
 
 void DmgViewController::showFaile(bool failed) {
     m_working = false;
+    m_transfer->stop();
     m_pages->setCurrentWidget(m_endView);
     m_successView->setVisible(!failed);
     m_failView->setVisible(failed);
@@ -711,6 +725,7 @@ void DmgViewController::backHomeView() {
     m_progressBar->setAnimated(false);
     m_progressBar->setDoubleValue(0);
     m_progressBar->setAnimated(true);
+    m_transfer->clear();
     closeDiskValue(1);
     closeDiskValue(2);
     m_step->setSetpIn(1);

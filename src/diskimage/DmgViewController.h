@@ -28,6 +28,7 @@ class QTimer;
 class SelectValueView;
 class SetpViewController;
 class StripedProgressBar;
+class TransferProgress;
 
 // The "Disk Image Create" tab. The user fills the source slot with a volume (or drops files on
 // it), may narrow the selection to some files, fills the destination slot, chooses a disk
@@ -81,6 +82,7 @@ public:
     void makeDmgFailWithError(const MakeDmgFailure& failure) override;
     void beginToCopyDmg() override;
     void makeDmgDidStop() override;
+    void makeDmgBytes(std::int64_t bytesDone, std::int64_t bytesToDo) override;
     // ControllerDelegate: a copy-all listing of the source volume is complete.
     void endScanFiles() override;
 
@@ -104,6 +106,8 @@ public:
     QLabel* openLabel() const { return m_openLabel; }
     QLabel* errorLabel() const { return m_errorLabel; }
     StripedProgressBar* progressBar() const { return m_progressBar; }
+    // Bytes, rate and time left, under the bar.
+    QLabel* progressLine() const { return m_progressLine; }
     SetpViewController* stepView() const { return m_step; }
     QWidget* selectView() const { return m_selectView; }
     QWidget* progressView() const { return m_progressView; }
@@ -173,6 +177,8 @@ private:
     QWidget* m_progressView;
     QLabel* m_pathLabel;
     StripedProgressBar* m_progressBar;
+    QLabel* m_progressLine;
+    TransferProgress* m_transfer;
     FlatButton* m_cancelButton;
     QWidget* m_endView;
     QWidget* m_successView;

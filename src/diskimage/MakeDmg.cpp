@@ -4,6 +4,7 @@
 #include "core/CommandRunner.h"
 #include "core/QvLog.h"
 #include "diskimage/ZipProgressReader.h"
+#include "filecopy/GetFilesSize.h"
 #include "platform/DirectoryBatchReader.h"
 #include "platform/ItemCopy.h"
 #include "platform/Machine.h"
@@ -20,6 +21,7 @@
 #include <QWaitCondition>
 
 #include <algorithm>
+#include <chrono>
 
 namespace {
 
@@ -162,6 +164,44 @@ void MakeDmg::report(const QString& text, float progress) {
         Qt::QueuedConnection);
 }
 
+void MakeDmg::reportBytes(bool force) {
+    const std::int64_t now = std::chrono::duration_cast<std::chrono::milliseconds>(
+                                 std::chrono::steady_clock::now().time_since_epoch())
+                                 .count();
+    if (!force && now - m_lastBytesReportMs < 100)
+        return;
+    // The work does not wait for the screen; one report at a time is on its way, and it carries
+    // the figures of the moment it is delivered.
+    if (m_bytesReportPending.exchange(true))
+        return;
+    m_lastBytesReportMs = now;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_bytesReportPending = false;
+            if (m_delegate && m_busy)
+                m_delegate->makeDmgBytes(m_bytesDone, m_bytesToDo);
+        },
+        Qt::QueuedConnection);
+}
+
+void MakeDmg::measure(const QStringList& paths) {
+    std::int64_t total = 0;
+    for (const QString& path : paths) {
+        if (m_isCancelCopy)
+            return;
+        total += std::int64_t(GetFilesSize::getFileSizeWithPat(path, 0, &m_isCancelCopy));
+    }
+    m_bytesToDo = total;
+    reportBytes(true);
+}
+
+void MakeDmg::waitForMeasure() {
+    // The walk began with the work, which reads every byte it counts: it is done or nearly.
+    while (m_bytesToDo < 0 && !m_isCancelCopy)
+        QThread::msleep(5);
+}
+
 void MakeDmg::fail(const MakeDmgFailure& failure) {
     QMetaObject::invokeMethod(
         this,
@@ -211,6 +251,8 @@ void MakeDmg::makeTmpDmgWithPath(const QString& folder, const QString& name, std
     }
     m_busy = true;
     m_isCancelCopy = false;
+    m_bytesDone = 0;
+    m_bytesToDo = -1;
     m_job = std::make_shared<Job>();
     m_job->size = size;
     if (m_delegate)
@@ -324,6 +366,7 @@ void MakeDmg::doCopyFilesToDmgWithDmg(const QStringList& paths) {
     const std::shared_ptr<Job> job = m_job;
     if (!job || !job->awaitingCopy.exchange(false))
         return;
+    startWorker([this, paths] { measure(paths); });
     startWorker([this, job, paths] {
         const qsizetype n = paths.size();
         int missing = 0;
@@ -340,6 +383,11 @@ void MakeDmg::doCopyFilesToDmgWithDmg(const QStringList& paths) {
             // removed.
             ItemCopyControl control;
             control.abort = &m_isCancelCopy;
+            const std::int64_t before = m_bytesDone;
+            control.progress = [this, before](const ItemCopyProgress& progress) {
+                m_bytesDone = before + progress.bytes;
+                reportBytes(false);
+            };
             if (!copyItem(Machine::hostPath(path),
                           Machine::hostPath(volumeFolder() + QLatin1Char('/') + name), &error, control)) {
                 QvLog("error--------%s", error.toUtf8().constData());
@@ -354,6 +402,8 @@ void MakeDmg::doCopyFilesToDmgWithDmg(const QStringList& paths) {
             stopped();
             return;
         }
+        waitForMeasure();
+        reportBytes(true);
         // Stage 4: the image is complete once its volume is ejected.
         const bool ejected = eject(*job);
         if (m_isCancelCopy) {
@@ -436,6 +486,8 @@ void MakeDmg::doZipWithPath(const QString& zipPath, const FileNodeList& nodes) {
     }
     m_busy = true;
     m_isCancelCopy = false;
+    m_bytesDone = 0;
+    m_bytesToDo = -1;
     m_job = std::make_shared<Job>();
     m_job->filePath = zipPath;
     const std::shared_ptr<Job> job = m_job;
@@ -478,12 +530,13 @@ void MakeDmg::zip(const std::shared_ptr<Job>& job, const FileNodeList& nodes) {
         std::atomic<bool> known{false};
     };
     const auto count = std::make_shared<Count>();
-    startWorker([nodes, count] {
+    startWorker([this, nodes, count, paths] {
         QStringList unused;
         std::uint64_t entries = 0;
         getAllFileCount(nodes, &unused, &entries);
         count->entries = entries;
         count->known = true;
+        measure(paths);
     });
     const QString hostZip = Machine::hostPath(job->filePath);
     job->fileWasThere = QFileInfo::exists(hostZip);
@@ -495,9 +548,26 @@ void MakeDmg::zip(const std::shared_ptr<Job>& job, const FileNodeList& nodes) {
     ZipProgressReader reader;
     QByteArray errors;
     int shown = -1;
+    // zip names each entry as it was given, relative to the folder it runs in (absolute paths
+    // lose their leading "/"); a file's bytes count once zip has taken it.
+    const QString entriesFolder = folder;
+    auto countBytes = [&] {
+        for (const QByteArray& stored : reader.takeAdded()) {
+            const QString name = QString::fromUtf8(stored);
+            const ItemInfo info =
+                readItemInfo(Machine::hostPath(entriesFolder.endsWith(QLatin1Char('/'))
+                                                   ? entriesFolder + name
+                                                   : entriesFolder + QLatin1Char('/') + name),
+                             true);
+            if (info.exists && !info.isDirectory)
+                m_bytesDone += std::int64_t(info.dataLength);
+        }
+    };
     auto take = [&] {
         if (reader.feed(zip.readAllStandardOutput()) == 0)
             return;
+        countBytes();
+        reportBytes(false);
         // With nothing counted there is no share to show; the end reports 100.
         const std::uint64_t expected = count->known ? count->entries.load() : 0;
         if (expected == 0)
@@ -524,6 +594,9 @@ void MakeDmg::zip(const std::shared_ptr<Job>& job, const FileNodeList& nodes) {
     zip.waitForFinished(-1);
     take();
     reader.finish();
+    countBytes();
+    waitForMeasure();
+    reportBytes(true);
     errors += zip.readAllStandardError().left(qMax<qsizetype>(0, kErrorTextLimit - errors.size()));
     logOutput("zip", errors);
     QvLog("--end---");

@@ -38,6 +38,14 @@ public:
         (void)text;
         (void)progress;
     }
+    // Bytes of file data put into the image, or of the files zip has taken, of the bytes to do
+    // (-1 until the selection is measured). Sent about ten times a second while data moves,
+    // also in the middle of a large file copied into the image (zip tells of a file once it
+    // has taken all of it).
+    virtual void makeDmgBytes(std::int64_t bytesDone, std::int64_t bytesToDo) {
+        (void)bytesDone;
+        (void)bytesToDo;
+    }
     // The run ended without its result. Nothing follows.
     virtual void makeDmgFailWithError(const MakeDmgFailure& failure) { (void)failure; }
     // The new image is mounted; the owner answers with doCopyFilesToDmgWithDmg.
@@ -127,6 +135,13 @@ private:
     struct Job;
     void startWorker(std::function<void()> work);
     void report(const QString& text, float progress);
+    // Sends makeDmgBytes unless one went less than a tenth of a second ago (force: anyway) or
+    // one is still on its way.
+    void reportBytes(bool force);
+    // Measures the selected paths for the bytes to do, beside the run.
+    void measure(const QStringList& paths);
+    // Waits until measure has set the bytes to do (or the run is stopped).
+    void waitForMeasure();
     void fail(const MakeDmgFailure& failure);
     void stopped();
     // Worker steps.
@@ -142,4 +157,8 @@ private:
     std::atomic<bool> m_isCancelCopy{false};
     std::atomic<bool> m_busy{false};
     std::atomic<int> m_workers{0};
+    std::atomic<std::int64_t> m_bytesDone{0};
+    std::atomic<std::int64_t> m_bytesToDo{-1};
+    std::atomic<std::int64_t> m_lastBytesReportMs{0};
+    std::atomic<bool> m_bytesReportPending{false};
 };

@@ -28,6 +28,26 @@ std::uint64_t ZipProgressReader::feed(QByteArrayView bytes) {
     return completed;
 }
 
+QByteArrayList ZipProgressReader::takeAdded() {
+    QByteArrayList taken;
+    taken.swap(m_added);
+    return taken;
+}
+
+QByteArray ZipProgressReader::storedPath(QByteArrayView entryLine) {
+    QByteArrayView path = entryLine;
+    for (const char* verb : {"adding: ", "updating: "}) {
+        if (path.startsWith(verb)) {
+            path = path.sliced(qstrlen(verb));
+            break;
+        }
+    }
+    const qsizetype open = path.lastIndexOf(" (");
+    if (open >= 0 && path.endsWith(')'))
+        path.truncate(open);
+    return path.toByteArray();
+}
+
 std::uint64_t ZipProgressReader::finish() {
     return m_line.isEmpty() ? 0 : endLine();
 }
@@ -39,7 +59,8 @@ std::uint64_t ZipProgressReader::endLine() {
     std::uint64_t completed = 0;
     if (line.startsWith("adding: ") || line.startsWith("updating: ")) {
         m_lastEntry = line.toByteArray();
-        ++m_added;
+        m_added.append(storedPath(line));
+        ++m_addedCount;
         completed = 1;
     } else if (line.startsWith("zip warning: name not matched: ") ||
                line.startsWith("zip warning: could not open for reading: ")) {

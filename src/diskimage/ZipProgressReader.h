@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QByteArrayView>
 
 #include <cstdint>
@@ -21,10 +22,16 @@ public:
     // Takes a last line that ended without a line break (zip ended).
     std::uint64_t finish();
 
-    std::uint64_t addedCount() const { return m_added; }
+    std::uint64_t addedCount() const { return m_addedCount; }
     std::uint64_t missingCount() const { return m_missing; }
     // The last complete entry line, without its line break and leading blanks ("adding: ...").
     QByteArray lastEntry() const { return m_lastEntry; }
+    // The paths zip stored for the entries completed since the last call ("Photos/a.jpg" of
+    // "  adding: Photos/a.jpg (stored 0%)"), in order; taking them empties the list.
+    QByteArrayList takeAdded();
+    // The stored path in an entry line: without "adding: " or "updating: " and without the
+    // closing " (deflated 62%)".
+    static QByteArray storedPath(QByteArrayView entryLine);
 
     // How much of one line is kept; longer lines are cut there.
     static constexpr qsizetype kLineHead = 4096;
@@ -34,6 +41,7 @@ private:
 
     QByteArray m_line;
     QByteArray m_lastEntry;
-    std::uint64_t m_added = 0;
+    QByteArrayList m_added;
+    std::uint64_t m_addedCount = 0;
     std::uint64_t m_missing = 0;
 };

@@ -2,6 +2,7 @@
 
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
+#include "core/QvPublicUtilities.h"
 #include "platform/Machine.h"
 #include "ui/AttachedWindow.h"
 #include "ui/ErrorWindowController.h"
@@ -12,6 +13,7 @@
 #include "ui/SelectValueView.h"
 #include "ui/SetpViewController.h"
 #include "ui/StripedProgressBar.h"
+#include "ui/TransferProgress.h"
 
 #include <QDateTime>
 #include <QDesktopServices>
@@ -167,6 +169,10 @@ void DiskCopyViewController::buildProgressView() {
     m_bar = new StripedProgressBar(m_progressView);
     m_bar->setObjectName(QStringLiteral("progressBar"));
     m_bar->setGeometry(100, 186, kWidth - 200, 12);
+    m_progressLine =
+        makeLabel(m_progressView, QStringLiteral("progressLine"), 12, false, KitStyle::textSecondary());
+    m_progressLine->setGeometry(40, 204, kWidth - 80, 20);
+    m_transfer = new TransferProgress(m_bar, m_progressLine, this);
     m_cancelButton = new FlatButton(QStringLiteral("Cancel"), FlatButton::Kind::Secondary, m_progressView);
     m_cancelButton->setObjectName(QStringLiteral("cancelButton"));
     m_cancelButton->setGeometry((kWidth - 120) / 2, 240, 120, 34);
@@ -503,6 +509,7 @@ void DiskCopyViewController::beginToCopyFiles() {
     m_doCopy->setDelegate(this);
     m_doCopy->setSkippedPaths(DestinationCheck::pathsOf(m_leftOut));
     m_openUrl = folder;
+    m_transfer->start([run = m_doCopy] { return std::make_pair(run->bytesCopied(), run->bytesToCopy()); });
     m_doCopy->doCopyFilesWithArr(m_copyArr->toList(), folder);
 }
 
@@ -516,9 +523,19 @@ void DiskCopyViewController::topCopyFilePath(const QString&) {
 void DiskCopyViewController::topCopyProgress(float percent) {
     if (!m_copying)
         return;
-    m_bar->setDoubleValue(percent / 100.0);
-    if (percent >= 100)
+    // Items are no measure of bytes: once the selection is measured the bar follows the bytes.
+    if (!m_transfer->drawsBytes())
+        m_bar->setDoubleValue(percent / 100.0);
+    if (percent >= 100) {
+        m_transfer->report(m_doCopy->bytesCopied(), m_doCopy->bytesToCopy());
+        m_bar->setDoubleValue(1.0);
         showEnd(true, succeededMessage());
+    }
+}
+
+void DiskCopyViewController::topCopyBytes(std::int64_t bytesCopied, std::int64_t bytesToCopy) {
+    if (m_copying)
+        m_transfer->report(bytesCopied, bytesToCopy);
 }
 
 void DiskCopyViewController::copyFileError() {
@@ -532,7 +549,7 @@ void DiskCopyViewController::cancelButtonAction() {
     // The item being copied is finished; the stopped view shows once the run has ended.
     m_doCopy->setIsCancel(true);
     m_cancelButton->setEnabled(false);
-    m_pathLabel->setText(QStringLiteral("Stopping after the current item\u2026"));
+    m_pathLabel->setText(QStringLiteral("Stopping after the current file\u2026"));
     m_stopWatch->start();
 }
 
@@ -548,16 +565,23 @@ void DiskCopyViewController::waitForStop() {
 void DiskCopyViewController::showEnd(bool success, const QString& text) {
     m_copying = false;
     m_stopWatch->stop();
+    m_transfer->stop();
     m_progressView->hide();
     m_step->setSetpIn(3);
     m_endIcon->setImageName(success ? QStringLiteral("copy") : QStringLiteral("ic_warning"));
     const int iconSide = success ? 160 : 64;
     m_endIcon->setGeometry((kWidth - iconSide) / 2, success ? 20 : 50, iconSide, success ? 110 : 64);
     QString shown = text.toHtmlEscaped();
-    if (!success && QFileInfo::exists(Machine::hostPath(m_openUrl)))
-        shown += QStringLiteral(
-                     "<br><span style=\"font-weight: normal; font-size: 12pt;\">What was copied stays in ") +
-                 kLinkWords + QStringLiteral("</span>");
+    if (!success && QFileInfo::exists(Machine::hostPath(m_openUrl))) {
+        const bool stopped = text == stoppedMessage();
+        if (stopped && m_doCopy && m_doCopy->filesCopied() == 0)
+            shown += QStringLiteral("<br><span style=\"font-weight: normal; font-size: 12pt;\">Nothing had "
+                                    "been copied when you stopped.</span>");
+        else
+            shown += QStringLiteral("<br><span style=\"font-weight: normal; font-size: 12pt;\">") +
+                     (stopped ? keptText() : QStringLiteral("What was copied stays in")) + QLatin1Char(' ') +
+                     kLinkWords + QStringLiteral("</span>");
+    }
     if (text.size() >= 11 && shown.contains(kLinkWords))
         shown.replace(
             kLinkWords,
@@ -566,6 +590,15 @@ void DiskCopyViewController::showEnd(bool success, const QString& text) {
     m_endView->show();
     canChangeTab(true);
     Q_EMIT copyEnded();
+}
+
+QString DiskCopyViewController::keptText() const {
+    const std::int64_t files = m_doCopy ? m_doCopy->filesCopied() : 0;
+    const std::int64_t bytes = m_doCopy ? m_doCopy->bytesCopied() : 0;
+    return QStringLiteral("%1 %2 (%3) copied before you stopped %4 in")
+        .arg(QString::number(files), files == 1 ? QStringLiteral("item") : QStringLiteral("items"),
+             QvPublicUtilities::longlongConvertVolSpace(bytes),
+             files == 1 ? QStringLiteral("is") : QStringLiteral("are"));
 }
 
 void DiskCopyViewController::openPathButtonAction() {
@@ -587,6 +620,7 @@ void DiskCopyViewController::backHomeView() {
     m_bar->setDoubleValue(0);
     m_bar->setAnimated(true);
     m_pathLabel->setText(QString());
+    m_transfer->clear();
     m_progressView->hide();
     m_endView->hide();
     clearSource();

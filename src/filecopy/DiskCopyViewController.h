@@ -30,6 +30,7 @@ class QTimer;
 class SelectValueView;
 class SetpViewController;
 class StripedProgressBar;
+class TransferProgress;
 
 // The "Disk Copy" tab: a source slot (a volume, or files dropped onto it) and a destination slot
 // (a volume), the copy type ("Copy All Files" or "Copy Some Files", the latter through the file
@@ -81,6 +82,7 @@ public:
     void topCopyFilePath(const QString& path) override;
     void topCopyProgress(float percent) override;
     void copyFileError() override;
+    void topCopyBytes(std::int64_t bytesCopied, std::int64_t bytesToCopy) override;
 
     void showSelectAllVC();
     void changeSelectCopyType();
@@ -124,6 +126,8 @@ public:
     QWidget* progressView() const { return m_progressView; }
     QLabel* pathLabel() const { return m_pathLabel; }
     StripedProgressBar* progressBar() const { return m_bar; }
+    // Bytes, rate and time left, under the bar.
+    QLabel* progressLine() const { return m_progressLine; }
     FlatButton* cancelButton() const { return m_cancelButton; }
     QWidget* endView() const { return m_endView; }
     QLabel* endLabel() const { return m_endLabel; }
@@ -152,6 +156,8 @@ private:
     void startDestinationCheck();
     void showMakeSure();
     void showEnd(bool success, const QString& text);
+    // What a stopped run left in the copy: "12 items (1.24 GB) copied before you stopped are in".
+    QString keptText() const;
     void waitForStop();
     void stopCopy(bool forGood);
     // Drops a start under way (the listing of a whole volume, the destination check) when a
@@ -184,6 +190,8 @@ private:
     QWidget* m_progressView;
     QLabel* m_pathLabel;
     StripedProgressBar* m_bar;
+    QLabel* m_progressLine;
+    TransferProgress* m_transfer;
     FlatButton* m_cancelButton;
     QTimer* m_stopWatch;
     QWidget* m_endView;

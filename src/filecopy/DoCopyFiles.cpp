@@ -2,6 +2,7 @@
 
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
+#include "filecopy/GetFilesSize.h"
 #include "platform/DirectoryBatchReader.h"
 #include "platform/DiskArbitration.h"
 #include "platform/ItemCopy.h"
@@ -13,6 +14,8 @@
 
 #include <chrono>
 #include <cstring>
+#include <functional>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -86,8 +89,12 @@ void DoCopyFiles::doCopyFilesWithArr(const FileNodeList& nodes, const QString& c
     m_isCancel = false;
     m_destinationLost = false;
     m_failedItems = 0;
+    m_filesCopied = 0;
+    m_bytesCopied = 0;
+    m_bytesToCopy = -1;
     ++m_activeRuns;
     std::shared_ptr<DoCopyFiles> self = shared_from_this();
+    QThreadPool::globalInstance()->start([self, nodes] { self->measure(nodes); });
     QThreadPool::globalInstance()->start([self, nodes, copyPath] {
         self->run(nodes, copyPath);
         std::lock_guard<std::mutex> lock(self->m_waitLock);
@@ -112,6 +119,11 @@ void DoCopyFiles::run(const FileNodeList& nodes, const QString& copyPath) {
         if (percent < 100)
             reportProgress(float(percent <= 5 ? 5 : percent));
     }
+    // The selection's walk began with the run, which read every byte the walk counts: it is
+    // done or nearly, and the last report carries the total.
+    while (m_bytesToCopy < 0 && !stopping())
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    reportBytes(true);
     if (m_isCancel || m_abort || count == 0)
         return;
     // A drive pulled out during the last item leaves nothing to say so but the missing folder.
@@ -163,6 +175,14 @@ void DoCopyFiles::toCopyFileWithNode(const FileNode* node, const QString& copyPa
     }
     ItemCopyControl control;
     control.abort = &m_abort;
+    control.cancel = &m_isCancel;
+    const std::int64_t filesBefore = m_filesCopied;
+    const std::int64_t bytesBefore = m_bytesCopied;
+    control.progress = [this, filesBefore, bytesBefore](const ItemCopyProgress& progress) {
+        m_filesCopied = filesBefore + progress.files;
+        m_bytesCopied = bytesBefore + progress.bytes;
+        reportBytes(false);
+    };
     if (!m_skipped.isEmpty()) {
         control.skip = [this](const std::string& hostPath) {
             return m_skipped.contains(
@@ -172,7 +192,7 @@ void DoCopyFiles::toCopyFileWithNode(const FileNode* node, const QString& copyPa
     QString error;
     if (!copyItem(Machine::hostPath(sourcePath), Machine::hostPath(copyPath + QLatin1Char('/') + chosen),
                   &error, control) &&
-        !m_abort)
+        !m_abort && !m_isCancel)
         ++m_failedItems;
     // Every item ends with this line, "(null)" when the copy went well: the console then shows
     // the run item by item, and a failure stands at its place in it.
@@ -237,4 +257,61 @@ template <typename Fn> void DoCopyFiles::tellDelegate(Fn fn) {
 
 void DoCopyFiles::reportProgress(float percent) {
     tellDelegate([percent](DoCopyFilesDelegate* delegate) { delegate->topCopyProgress(percent); });
+}
+
+void DoCopyFiles::reportBytes(bool force) {
+    const std::int64_t now = std::chrono::duration_cast<std::chrono::milliseconds>(
+                                 std::chrono::steady_clock::now().time_since_epoch())
+                                 .count();
+    if (m_abort || (!force && now - m_lastBytesReportMs < 100) || !QCoreApplication::instance())
+        return;
+    // The copy does not wait for this one: it would be held up by every redraw. One at a time
+    // is on its way, and it carries the figures of the moment it is delivered.
+    if (m_bytesReportPending.exchange(true))
+        return;
+    m_lastBytesReportMs = now;
+    std::shared_ptr<DoCopyFiles> self = shared_from_this();
+    onMain([self] {
+        self->m_bytesReportPending = false;
+        if (self->m_abort)
+            return;
+        if (DoCopyFilesDelegate* delegate = self->m_delegate)
+            delegate->topCopyBytes(self->m_bytesCopied, self->m_bytesToCopy);
+    });
+}
+
+void DoCopyFiles::measure(const FileNodeList& nodes) {
+    // What the run will copy: ticked items whole, half-selected folders walked into, less what
+    // is left out.
+    std::int64_t total = 0;
+    QSet<QString> skippedAsNodes;
+    const std::function<void(const FileNodeList&)> add = [&](const FileNodeList& level) {
+        for (const FileNodeRef& node : level) {
+            if (m_abort)
+                return;
+            if (m_skipped.contains(node->path()))
+                skippedAsNodes.insert(node->path());
+            else if (node->state() == 1)
+                total += std::int64_t(GetFilesSize::getFileSizeWithPat(node->path(), 0, &m_abort));
+            else if (node->state() == 2)
+                add(node->children().toList());
+        }
+    };
+    add(nodes);
+    // The rest was left out from inside a wholly ticked folder, whose walk counted it; an item
+    // inside another one left out went with it.
+    for (const QString& skipped : m_skipped) {
+        if (skippedAsNodes.contains(skipped))
+            continue;
+        bool withAnother = false;
+        for (qsizetype slash = skipped.lastIndexOf(QLatin1Char('/')); slash > 0 && !withAnother;
+             slash = skipped.lastIndexOf(QLatin1Char('/'), slash - 1))
+            withAnother = m_skipped.contains(skipped.left(slash));
+        if (!withAnother)
+            total -= std::int64_t(GetFilesSize::getFileSizeWithPat(skipped, 0, &m_abort));
+    }
+    if (m_abort)
+        return;
+    m_bytesToCopy = total;
+    reportBytes(true);
 }

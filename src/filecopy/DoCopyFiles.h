@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 
@@ -23,6 +24,14 @@ public:
     // The run has ended without copying everything: the destination folder went away, or
     // items could not be copied (each is in the log). Sent once, instead of 100.
     virtual void copyFileError() = 0;
+    // Bytes of file data written so far, of bytesToCopy (-1 until the run has measured the
+    // selection). Sent without waiting, about ten times a second while data moves (also in
+    // the middle of a large file) and once more at the end; a report may arrive after the
+    // run's last described report.
+    virtual void topCopyBytes(std::int64_t bytesCopied, std::int64_t bytesToCopy) {
+        (void)bytesCopied;
+        (void)bytesToCopy;
+    }
 };
 
 // Copies the ticked part of a node tree into one destination folder, in the background, item
@@ -35,10 +44,10 @@ public:
 // same run; an unselected one (0) is skipped. Progress is 5 before the first item, then
 // 100 * (i + 1) / count after each top-level item, never below 5.
 //
-// A cancel lets the item being copied finish and starts nothing else anywhere in the run; only
-// a new run clears it. An abort (the screen going away, the application quitting) also cuts the
-// item being copied short, removing its partial copy, and releases a run waiting for the main
-// thread. Nothing copied is removed after a cancel or a failure.
+// A cancel lets the file being written finish and starts nothing else anywhere in the run, also
+// inside a wholly ticked folder; only a new run clears it. An abort (the screen going away, the application
+// quitting) also cuts the item being copied short, removing its partial copy, and releases a run waiting for
+// the main thread. Nothing copied is removed after a cancel or a failure.
 //
 // Instances are shared with their runs: the owner may drop one while a run goes on.
 class DoCopyFiles : public std::enable_shared_from_this<DoCopyFiles> {
@@ -93,6 +102,12 @@ public:
     int activeRuns() const { return m_activeRuns; }
     // Items of the current run that could not be copied.
     int failedItems() const { return m_failedItems; }
+    // What the current run has put into the destination: files (and links) complete, and
+    // bytes of file data written. After a cancel this is what stayed.
+    std::int64_t filesCopied() const { return m_filesCopied; }
+    std::int64_t bytesCopied() const { return m_bytesCopied; }
+    // The file data the run's selection amounts to (less what is skipped); -1 until measured.
+    std::int64_t bytesToCopy() const { return m_bytesToCopy; }
 
 private:
     DoCopyFiles() = default;
@@ -101,12 +116,22 @@ private:
     // Runs fn with the delegate on the main thread and waits for it, unless aborted meanwhile.
     template <typename Fn> void tellDelegate(Fn fn);
     void reportProgress(float percent);
+    // Sends topCopyBytes unless one went less than a tenth of a second ago (force: anyway) or
+    // one is still on its way.
+    void reportBytes(bool force);
+    // Measures the selection for bytesToCopy, beside the run.
+    void measure(const FileNodeList& nodes);
 
     std::atomic<bool> m_isCancel{false};
     std::atomic<bool> m_abort{false};
     std::atomic<bool> m_destinationLost{false};
     std::atomic<int> m_failedItems{0};
     std::atomic<int> m_activeRuns{0};
+    std::atomic<std::int64_t> m_filesCopied{0};
+    std::atomic<std::int64_t> m_bytesCopied{0};
+    std::atomic<std::int64_t> m_bytesToCopy{-1};
+    std::atomic<std::int64_t> m_lastBytesReportMs{0};
+    std::atomic<bool> m_bytesReportPending{false};
     DoCopyFilesDelegate* m_delegate = nullptr; // main thread only
     QSet<QString> m_skipped;                   // written before a run, read by it
     // Wakes a run waiting for the main thread, or the owner waiting for the runs to end.

@@ -1,6 +1,7 @@
 #include "osclone/SelectDrivceViewController.h"
 
 #include "core/QvPublicUtilities.h"
+#include "core/TransferMeter.h"
 #include "osclone/OsCloneTexts.h"
 #include "platform/Privacy.h"
 #include "ui/AttachedWindow.h"
@@ -171,6 +172,13 @@ QWidget* SelectDrivceViewController::buildCopyProgressView() {
     m_pathLabel->setObjectName(QStringLiteral("pathLabel"));
     m_pathLabel->setAlignment(Qt::AlignHCenter);
     m_pathLabel->setFixedWidth(460);
+    m_progressLine = textLabel(12, false, KitStyle::textSecondary(), m_progressView);
+    m_progressLine->setObjectName(QStringLiteral("progressLine"));
+    m_progressLine->setAlignment(Qt::AlignHCenter);
+    m_progressLine->setFixedWidth(460);
+    m_timesTick = new QTimer(this);
+    m_timesTick->setInterval(1000);
+    connect(m_timesTick, &QTimer::timeout, this, &SelectDrivceViewController::showTimes);
     m_cancelButton = new FlatButton(OsCloneTexts::cancel(), FlatButton::Kind::Secondary, m_progressView);
     m_cancelButton->setObjectName(QStringLiteral("cancelButton"));
     connect(m_cancelButton, &QAbstractButton::clicked, this, &SelectDrivceViewController::cancelButtonAction);
@@ -179,6 +187,7 @@ QWidget* SelectDrivceViewController::buildCopyProgressView() {
     progress->setSpacing(14);
     progress->addWidget(m_animImageView, 0, Qt::AlignHCenter);
     progress->addWidget(m_iProgreeBar, 0, Qt::AlignHCenter);
+    progress->addWidget(m_progressLine, 0, Qt::AlignHCenter);
     progress->addWidget(m_pathLabel, 0, Qt::AlignHCenter);
     progress->addStretch(1);
     progress->addWidget(m_cancelButton, 0, Qt::AlignRight);
@@ -334,6 +343,11 @@ void SelectDrivceViewController::beginToCopySystem() {
     m_endView->hide();
     m_pathLabel->clear();
     m_iProgreeBar->setDoubleValue(0.0);
+    m_cloneClock.start();
+    m_pass = 0;
+    m_passTenths = 0;
+    showTimes();
+    m_timesTick->start();
     canChangeTab(false);
     const int result = m_engine->QvStart(m_toVolume);
     if (result < 0) {
@@ -376,6 +390,10 @@ void SelectDrivceViewController::QvUINotify(const QvProgressRecord* record) {
         m_stepFVC->setSetpIn(2);
         m_animImageView->setImageName(QStringLiteral("erase"));
     } else if (record->stepCode == 5) {
+        if (m_pass == 0) {
+            m_pass = 1;
+            m_passStartMs = m_cloneClock.elapsed();
+        }
         m_stepFVC->setSetpIn(3);
         m_animImageView->setImageName(QStringLiteral("copy"));
     } else if (record->stepCode == 8) {
@@ -387,6 +405,17 @@ void SelectDrivceViewController::QvUINotify(const QvProgressRecord* record) {
 }
 
 void SelectDrivceViewController::changeProTimeWithTag(int tag, int step) {
+    if ((step == 1 || step == 2) && tag >= 1 && tag <= 10) {
+        const std::int64_t now = m_cloneClock.elapsed();
+        if (step != m_pass) {
+            // The second pass begins where the first left off.
+            m_passStartMs = m_pass == 1 && m_passTenths > 0 ? m_passTenthsMs : now;
+            m_pass = step;
+        }
+        m_passTenths = tag;
+        m_passTenthsMs = now;
+        showTimes();
+    }
     if (step == 1)
         changeProValue(3 * tag + 35);
     else if (step == 2)
@@ -413,7 +442,23 @@ void SelectDrivceViewController::showFailView(const QString& text) {
     showFaile(true);
 }
 
+void SelectDrivceViewController::showTimes() {
+    const std::int64_t now = m_cloneClock.elapsed();
+    QString line = TransferMeter::elapsedText(now / 1000) + QStringLiteral(" elapsed");
+    if (m_passTenths > 0 && m_passTenths < 10) {
+        // The pace of the pass's tenths so far, counted down from the last one.
+        const double atTenth =
+            TransferMeter::secondsLeftAt(m_passTenthsMs - m_passStartMs, m_passTenths / 10.0);
+        const double left = atTenth - double(now - m_passTenthsMs) / 1000.0;
+        if (left > 0)
+            line += QStringLiteral(" \u00b7 ") + TransferMeter::timeLeftText(left) +
+                    QStringLiteral(" left in this pass");
+    }
+    m_progressLine->setText(line);
+}
+
 void SelectDrivceViewController::showFaile(bool failed) {
+    m_timesTick->stop();
     m_stepFVC->setSetpIn(4);
     m_failView->setVisible(failed);
     m_sussView->setVisible(!failed);
@@ -438,6 +483,7 @@ void SelectDrivceViewController::succCancelButtonAction() {
 
 void SelectDrivceViewController::backHomeView() {
     m_iProgreeBar->setDoubleValue(0.0);
+    m_progressLine->clear();
     m_progressView->show();
     m_endView->hide();
     closeDiskValue(2);

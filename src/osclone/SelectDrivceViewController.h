@@ -10,6 +10,7 @@
 #include "volumes/SelectDiskViewController.h"
 #include "volumes/VolumeObj.h"
 
+#include <QElapsedTimer>
 #include <QPointer>
 #include <QWidget>
 
@@ -20,6 +21,7 @@ class ImageView;
 class QLabel;
 class SelectValueView;
 class SetpFViewController;
+class QTimer;
 class StripedProgressBar;
 
 // The "OS Clone" tab: the system drive as the fixed source, a whole USB drive as the target
@@ -92,6 +94,8 @@ public:
     QLabel* pathLabel() const { return m_pathLabel; }
     // What a clone needs, shown before it starts.
     QLabel* requirementsLabel() const { return m_requirementsLabel; }
+    // The time since the clone began and, once a copy pass has begun, about how long it has left.
+    QLabel* progressLine() const { return m_progressLine; }
     ImageView* animImageView() const { return m_animImageView; }
     StripedProgressBar* iProgreeBar() const { return m_iProgreeBar; }
     SetpFViewController* stepFVC() const { return m_stepFVC; }
@@ -107,6 +111,7 @@ private:
     QWidget* buildCopyProgressView();
     QWidget* buildEndPanel(bool success);
     void showTargetProblem();
+    void showTimes();
 
     QvBootable* m_engine;
     std::int64_t m_usedSize = -1;
@@ -127,6 +132,14 @@ private:
     ImageView* m_animImageView = nullptr;
     StripedProgressBar* m_iProgreeBar = nullptr;
     QLabel* m_pathLabel = nullptr;
+    QLabel* m_progressLine = nullptr;
+    QTimer* m_timesTick = nullptr;
+    QElapsedTimer m_cloneClock;
+    // The copy pass under way (0: none yet), when it began, and its last tenth and when it came.
+    int m_pass = 0;
+    std::int64_t m_passStartMs = 0;
+    int m_passTenths = 0;
+    std::int64_t m_passTenthsMs = 0;
     FlatButton* m_cancelButton = nullptr;
     QWidget* m_endView = nullptr;
     QWidget* m_sussView = nullptr;

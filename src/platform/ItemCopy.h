@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -18,11 +19,26 @@
 // Paths are host paths. Returns true on success; otherwise error (when given) receives a
 // description naming the item that failed.
 
+// How far a copy has come: file data written (of the file under way too) and the entries other
+// than folders that are complete.
+struct ItemCopyProgress {
+    std::int64_t bytes = 0;
+    std::int64_t files = 0;
+};
+
 // What a caller may ask of a copy besides the item itself.
 struct ItemCopyControl {
     // Set (from any thread) to stop the copy: the file being written is cut short and removed,
     // nothing further starts, and the copy fails with "Operation canceled".
     const std::atomic<bool>* abort = nullptr;
+    // Set (from any thread) to stop the copy gently: the file being written is finished, no
+    // further entry starts, and the copy fails with "Operation canceled" when anything was
+    // left out (a file alone, once begun, is simply finished).
+    const std::atomic<bool>* cancel = nullptr;
+    // Told on the copying thread as the data moves, in pieces (of at most a few megabytes, or a
+    // twentieth of a second on a slow volume) also in the middle of a large file, and after
+    // every entry: the totals since this copy began.
+    std::function<void(const ItemCopyProgress&)> progress;
     // Entries inside the item (host paths of the source) that are left out of the copy.
     std::function<bool(const std::string& sourceHostPath)> skip;
 };

@@ -34,6 +34,7 @@ QStringList contentDifferences(const QString& hostA, const QString& hostB);
 struct Recorder : MakeDmgDelegate {
     QList<float> progress;
     QStringList texts;
+    QList<QPair<qint64, qint64>> bytes; // done, to do
     std::optional<MakeDmgFailure> failure;
     bool stopped = false;
     int beginCount = 0;
@@ -45,6 +46,7 @@ struct Recorder : MakeDmgDelegate {
     void makeDmgFailWithError(const MakeDmgFailure& f) override { failure = f; }
     void beginToCopyDmg() override;
     void makeDmgDidStop() override { stopped = true; }
+    void makeDmgBytes(std::int64_t done, std::int64_t toDo) override { bytes.append({done, toDo}); }
 
     bool ended() const {
         return failure.has_value() || stopped || (!progress.isEmpty() && progress.last() >= 100);

@@ -22,6 +22,7 @@
 #include "ui/Popover.h"
 #include "ui/SelectValueView.h"
 #include "ui/SetpViewController.h"
+#include "ui/StripedProgressBar.h"
 #include "ui/TitleBarView.h"
 #include "volumes/DiskListView.h"
 #include "volumes/DiskListViewController.h"
@@ -253,9 +254,31 @@ void TestDmgWorkflow::droppedFilesAndAnItemThatCannotBeRead() {
     QFile::remove(image);
 
     click(w.tab->doneButton());
-    QVERIFY(drop({"/Volumes/SRC/Report.docx", "/Volumes/SRC/listener"}));
+    // A large item first, copied into the image on drives that take 8 MB a second: the bar and
+    // the line under it follow the bytes, also within the file.
+    QFile big(mac->host("/Volumes/SRC/big.bin"));
+    QVERIFY(big.open(QIODevice::WriteOnly) && big.resize(24'000'000));
+    big.close();
+    QCOMPARE(mac->emuctl({"throttle", "8MB"}).code, 0);
+    QVERIFY(drop({"/Volumes/SRC/big.bin", "/Volumes/SRC/Report.docx", "/Volumes/SRC/listener"}));
     QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
     createAndConfirm(w);
+    const QString total = QString::number(
+        double(24'000'000 + QFileInfo(mac->host("/Volumes/SRC/Report.docx")).size()) / 1e6, 'f', 2);
+    const QRegularExpression form(
+        QStringLiteral("^(\\d+\\.\\d\\d) MB of %1 MB \u00b7 \\d+\\.\\d MB/s$").arg(total));
+    QRegularExpressionMatch match;
+    QVERIFY2(waitUntil(
+                 [&] {
+                     match = form.match(w.tab->progressLine()->text());
+                     return match.hasMatch() && match.captured(1).toDouble() > 6;
+                 },
+                 20000),
+             qPrintable(w.tab->progressLine()->text()));
+    QVERIFY(match.captured(1).toDouble() < 24);
+    QVERIFY(qAbs(w.tab->progressBar()->doubleValue() - match.captured(1).toDouble() / total.toDouble()) <
+            0.02);
+    w.shot("08b-progress-line");
     QVERIFY(ended(w));
     QVERIFY(w.tab->failView()->isVisible());
     QCOMPARE(w.tab->errorLabel()->text(), QStringLiteral("Operation failed. 1 item could not be copied."));

@@ -6,6 +6,7 @@
 #include "diskimage/MakeDmg.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 #include <QProcess>
 #include <QRegularExpression>
@@ -140,8 +141,24 @@ void TestMakeDmg::archiveUnzipsToTheSelection() {
         QVERIFY2(rec.texts.at(i).startsWith("adding: "), qPrintable(rec.texts.at(i)));
     }
     QVERIFY(rec.progress.size() >= 2); // at least one step before the end
-    // zip runs on the volume's root and names the items from there.
+    // The bytes of every file taken, of the same, before the end.
     const QStringList selected = {"Photos", "Docs/a.txt", "Notes.txt", awkwardName() + ".txt"};
+    qint64 fileBytes = 0;
+    for (const QString& item : selected) {
+        QDirIterator it(mac->host("/Volumes/SRC/" + item), QDirIterator::Subdirectories);
+        const QFileInfo single(mac->host("/Volumes/SRC/" + item));
+        if (single.isFile())
+            fileBytes += single.size();
+        while (it.hasNext()) {
+            const QFileInfo info(it.next());
+            if (info.isFile() && !info.isSymLink())
+                fileBytes += info.size();
+        }
+    }
+    QVERIFY(fileBytes > 0);
+    QVERIFY(!rec.bytes.isEmpty());
+    QCOMPARE(rec.bytes.last(), qMakePair(fileBytes, fileBytes));
+    // zip runs on the volume's root and names the items from there.
     QCOMPARE(mac->calls("zip"), (QList<QStringList>{QStringList{"zip", "-r", zipPath} + selected}));
 
     // The real unzip lists and extracts exactly the selection, byte for byte, named as the user

@@ -10,8 +10,9 @@ private Q_SLOTS:
     void copiesThreeDroppedFiles();
     void refusesTheSameVolumeAndTooLittleSpace();
     void copiesSomeFilesChosenInTheFileList();
-    void cancelFinishesTheItemAndStartsNoOther();
+    void cancelStopsWithinATickedFolder();
     void cancelHoldsInNestedHalfSelectedFolders();
+    void progressLineMeasuresALargeCopy();
     void destinationUnpluggedDuringTheCopy();
     void fatStickGetsItsFolderAndLeavesOutWhatItCannotStore();
     void quitAndCloseDuringACopy_data();

@@ -19,6 +19,7 @@
 
 #include <QFileInfo>
 #include <QLabel>
+#include <QRegularExpression>
 #include <QTest>
 
 namespace {
@@ -115,6 +116,13 @@ void TestOsCloneWorkflow::cloneToTheEnd() {
     tab.window->TopDiskToolButtonAction();
     QCOMPARE(tab.window->currentTab(), int(MainWindowController::OSCloneTab));
     QVERIFY(waitUntil([&] { return vc->iProgreeBar()->doubleValue() > 0.68; }, 30000));
+    // The time since the start; once a pass has gone a while, about how long it has left.
+    const QString times = vc->progressLine()->text();
+    QVERIFY2(QRegularExpression(
+                 QStringLiteral("^\\d+:\\d\\d elapsed( \u00b7 about \\d+ (s|min) left in this pass)?$"))
+                 .match(times)
+                 .hasMatch(),
+             qPrintable(times));
     saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("cloning"));
 
     QVERIFY(waitUntil([&] { return tab.ended(); }, 60000));

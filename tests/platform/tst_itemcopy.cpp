@@ -188,3 +188,50 @@ void TestItemCopy::throttledVolumeTakesDataAtItsPace() {
     QCOMPARE(mac->emuctl({"throttle", "0"}).code, 0);
     QVERIFY(!mac->mountTable().contains("throttle="));
 }
+
+void TestItemCopy::cancelFinishesTheFileUnderWayAndProgressFollowsIt() {
+    auto mac = VolumesTestKit::machine("10.15.7", VolumesTestKit::usbStick("stick"));
+    QVERIFY2(mac && mac->isValid(), qPrintable(mac ? mac->error() : QString()));
+    QCOMPARE(mac->emuctl({"throttle", "STICK", "4MB"}).code, 0);
+    QTemporaryDir dir;
+    for (const char* name : {"one.bin", "two.bin", "three.bin"})
+        writeHostFile(dir.filePath(QStringLiteral("three/") + name), QByteArray(1'000'000, name[1]));
+
+    // A cancel a third into the first file: that file is finished, no other begins.
+    std::atomic<bool> cancel{false};
+    QList<ItemCopyProgress> told;
+    ItemCopyControl control;
+    control.cancel = &cancel;
+    control.progress = [&](const ItemCopyProgress& progress) {
+        told.append(progress);
+        if (progress.bytes >= 300'000)
+            cancel = true;
+    };
+    QString error;
+    QVERIFY(!copyItem(dir.filePath("three"), mac->host("/Volumes/STICK/three"), &error, control));
+    QVERIFY2(error.endsWith("three: Operation canceled"), qPrintable(error));
+    const QStringList copied = QDir(mac->host("/Volumes/STICK/three")).entryList(QDir::Files);
+    QCOMPARE(copied.size(), 1);
+    QCOMPARE(readHostFile(mac->host("/Volumes/STICK/three/") + copied.first()),
+             readHostFile(dir.filePath("three/") + copied.first()));
+    // Told in pieces within the file (a twentieth of a second at 4 MB/s), and once it was done.
+    QVERIFY(std::any_of(told.begin(), told.end(), [](const ItemCopyProgress& p) {
+        return p.bytes > 0 && p.bytes < 1'000'000 && p.files == 0;
+    }));
+    QCOMPARE(told.last().bytes, 1'000'000);
+    QCOMPARE(told.last().files, 1);
+
+    // Unthrottled, a copy tells its totals too; a cancel once a lone file has begun finishes it.
+    told.clear();
+    cancel = false;
+    writeHostFile(dir.filePath("large.bin"), QByteArray(20'000'000, 'l'));
+    control.progress = [&](const ItemCopyProgress& progress) {
+        told.append(progress);
+        cancel = true;
+    };
+    QVERIFY2(copyItem(dir.filePath("large.bin"), dir.filePath("large-copy.bin"), &error, control),
+             qPrintable(error));
+    QCOMPARE(QFileInfo(dir.filePath("large-copy.bin")).size(), 20'000'000);
+    QCOMPARE(told.last().bytes, 20'000'000);
+    QCOMPARE(told.last().files, 1);
+}

@@ -12,4 +12,5 @@ private Q_SLOTS:
     void emulatedFatVolumeRefusesWhatFatCannotStore();
     void skipsEntriesAndStopsWhenAborted();
     void throttledVolumeTakesDataAtItsPace();
+    void cancelFinishesTheFileUnderWayAndProgressFollowsIt();
 };

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <copyfile.h>
 #include <cstring>
+#include <sys/stat.h>
 
 // macOS: copyfile(3) copies data, permissions, times, extended attributes and access lists,
 // walks folders itself and clones the data on volumes that can (APFS). COPYFILE_EXCL makes an
@@ -19,19 +20,40 @@ namespace {
 struct Progress {
     const ItemCopyControl* control = nullptr;
     bool aborted = false;
+    bool cancelled = false;
     // The first entry that failed, and why; the walk goes on past it.
     QByteArray failedSource;
     int failure = 0;
     // Files whose data could not be copied whole: no copies of their sources.
     QList<QByteArray> cutShort;
+    ItemCopyProgress done;
+    std::int64_t finishedBytes = 0; // data of the files complete
+    std::int64_t currentBytes = 0;  // data of the file under way
+
+    void tell() {
+        done.bytes = finishedBytes + currentBytes;
+        if (control->progress)
+            control->progress(done);
+    }
+    // A file is complete; a cloned one sent no data progress, so its size counts now.
+    void fileDone(const char* source) {
+        struct stat st;
+        if (currentBytes == 0 && source && ::lstat(source, &st) == 0 && S_ISREG(st.st_mode))
+            currentBytes = st.st_size;
+        finishedBytes += currentBytes;
+        currentBytes = 0;
+        ++done.files;
+        tell();
+    }
 };
 
 // copyfile's status callback, installed on every copy: leaves out the entries the caller skips,
-// stops the walk (and the data of the file being copied) once the caller asks for it, and takes
-// note of an entry that fails. Without a callback, or when the callback answers
-// COPYFILE_CONTINUE to an error, copyfile skips the entry and still reports success for the whole
-// walk, so a failure is only known from here.
-int status(int what, int stage, copyfile_state_t, const char* source, const char* destination,
+// follows the data, stops the walk (and the data of the file being copied) once the caller
+// aborts, starts no further entry once the caller cancels, and takes note of an entry that
+// fails. Without a callback, or when the callback answers COPYFILE_CONTINUE to an error,
+// copyfile skips the entry and still reports success for the whole walk, so a failure is only
+// known from here.
+int status(int what, int stage, copyfile_state_t state, const char* source, const char* destination,
            void* context) {
     const int failure = errno;
     auto* progress = static_cast<Progress*>(context);
@@ -48,6 +70,22 @@ int status(int what, int stage, copyfile_state_t, const char* source, const char
         if (what == COPYFILE_COPY_DATA && destination)
             progress->cutShort << QByteArray(destination);
         return COPYFILE_CONTINUE;
+    }
+    if (what == COPYFILE_COPY_DATA && stage == COPYFILE_PROGRESS) {
+        off_t copied = 0;
+        if (::copyfile_state_get(state, COPYFILE_STATE_COPIED, &copied) == 0)
+            progress->currentBytes = copied;
+        progress->tell();
+        return COPYFILE_CONTINUE;
+    }
+    if (stage == COPYFILE_FINISH && what == COPYFILE_RECURSE_FILE) {
+        progress->fileDone(source);
+        return COPYFILE_CONTINUE;
+    }
+    if (stage == COPYFILE_START && (what == COPYFILE_RECURSE_FILE || what == COPYFILE_RECURSE_DIR) &&
+        control.cancel && control.cancel->load()) {
+        progress->cancelled = true;
+        return COPYFILE_QUIT;
     }
     if (stage == COPYFILE_START && (what == COPYFILE_RECURSE_FILE || what == COPYFILE_RECURSE_DIR) &&
         control.skip && source && control.skip(source))
@@ -73,15 +111,19 @@ bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath,
     ::copyfile_state_free(state);
     for (const QByteArray& file : progress.cutShort)
         QFile::remove(QFile::decodeName(file));
-    if (result == 0 && !progress.aborted && progress.failedSource.isEmpty())
+    if (result == 0 && !progress.aborted && !progress.cancelled && progress.failedSource.isEmpty()) {
+        if (progress.done.files == 0 && !QFileInfo(sourceHostPath).isDir())
+            progress.fileDone(source.constData()); // a single file is no walk
         return true;
+    }
     if (progress.aborted && QFileInfo(destinationHostPath).isFile())
         QFile::remove(destinationHostPath); // a file cut short is no copy of its source
     if (error) {
         // The first failure names its own entry; a copy that failed as a whole names the item.
-        const bool entryFailed = !progress.aborted && !progress.failedSource.isEmpty();
+        const bool stopped = progress.aborted || progress.cancelled;
+        const bool entryFailed = !stopped && !progress.failedSource.isEmpty();
         const QByteArray failed = entryFailed ? progress.failedSource : source;
-        const int reason = progress.aborted ? ECANCELED : entryFailed ? progress.failure : failure;
+        const int reason = stopped ? ECANCELED : entryFailed ? progress.failure : failure;
         *error =
             QString::fromUtf8(failed) + QStringLiteral(": ") + QString::fromLocal8Bit(std::strerror(reason));
     }

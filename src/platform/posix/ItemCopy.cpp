@@ -53,7 +53,22 @@ struct Failure {
         if (first.empty())
             first = where + ": " + std::strerror(error);
     }
+    ItemCopyProgress done;
+
     bool aborted() const { return control && control->abort && control->abort->load(); }
+    bool cancelled() const { return control && control->cancel && control->cancel->load(); }
+    // Whether the caller follows the data, which then moves in pieces.
+    bool watched() const { return control && (control->abort || control->progress); }
+    void moved(std::int64_t bytes) {
+        done.bytes += bytes;
+        if (control && control->progress)
+            control->progress(done);
+    }
+    void entryDone() {
+        ++done.files;
+        if (control && control->progress)
+            control->progress(done);
+    }
     bool skipped(const std::string& source) const {
         return control && control->skip && control->skip(source);
     }
@@ -92,7 +107,8 @@ private:
     int m_fd;
 };
 
-// Data moves in pieces of this size when the copy can be stopped, so a stop takes effect soon.
+// Data moves in pieces of this size when the copy can be stopped or is followed, so a stop takes
+// effect soon and the caller hears of a large file as it goes.
 constexpr size_t kStoppablePiece = size_t(8) << 20;
 
 // On a throttled volume, waits until the bytes written so far are due, in short naps so that
@@ -142,6 +158,7 @@ bool copyDataByReadWrite(int in, int out, Failure& failure) {
             }
             done += put;
         }
+        failure.moved(got);
         if (!pace(failure, got)) {
             errno = ECANCELED;
             return false;
@@ -149,14 +166,18 @@ bool copyDataByReadWrite(int in, int out, Failure& failure) {
     }
 }
 
-bool copyData(int in, int out, Failure& failure) {
+bool copyData(int in, int out, std::int64_t size, Failure& failure) {
     if (failure.throttle > 0)
         return copyDataByReadWrite(in, out, failure);
 #ifdef FICLONE
-    if (::ioctl(out, FICLONE, in) == 0)
+    if (::ioctl(out, FICLONE, in) == 0) {
+        failure.moved(size);
         return true;
+    }
+#else
+    (void)size;
 #endif
-    const bool stoppable = failure.control && failure.control->abort;
+    const bool stoppable = failure.watched();
     bool copiedAny = false;
     for (;;) {
         if (failure.aborted()) {
@@ -167,6 +188,7 @@ bool copyData(int in, int out, Failure& failure) {
             ::copy_file_range(in, nullptr, out, nullptr, stoppable ? kStoppablePiece : size_t(1) << 30, 0);
         if (n > 0) {
             copiedAny = true;
+            failure.moved(n);
             continue;
         }
         if (n == 0)
@@ -212,7 +234,7 @@ void copyFile(int srcDir, const char* srcName, int dstDir, const char* dstName, 
     Fd out(::openat(dstDir, dstName, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!out.ok())
         return failure.note(where, errno);
-    if (!copyData(in.get(), out.get(), failure)) {
+    if (!copyData(in.get(), out.get(), std::int64_t(st.st_size), failure)) {
         const int error = errno;
         // A file cut short by a stop is no copy of its source.
         if (error == ECANCELED)
@@ -220,6 +242,7 @@ void copyFile(int srcDir, const char* srcName, int dstDir, const char* dstName, 
         return failure.note(where, error);
     }
     keepAttributes(dstDir, dstName, out.get(), st, where, failure);
+    failure.entryDone();
 }
 
 void copyLink(int srcDir, const char* srcName, int dstDir, const char* dstName, const struct stat& st,
@@ -234,6 +257,7 @@ void copyLink(int srcDir, const char* srcName, int dstDir, const char* dstName, 
     keepOwner(dstDir, dstName, st);
     const struct timespec times[2] = {st.st_atim, st.st_mtim};
     (void)::utimensat(dstDir, dstName, times, AT_SYMLINK_NOFOLLOW); // not every file system keeps link times
+    failure.entryDone();
 }
 
 void copyFolder(int srcDir, const char* srcName, int dstDir, const char* dstName, const struct stat& st,
@@ -258,7 +282,8 @@ void copyFolder(int srcDir, const char* srcName, int dstDir, const char* dstName
         const char* name = d->d_name;
         if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
             continue;
-        if (failure.aborted()) {
+        // A stop, gentle or not, starts no further entry.
+        if (failure.aborted() || failure.cancelled()) {
             failure.note(where, ECANCELED);
             break;
         }
@@ -290,6 +315,8 @@ void copyEntry(int srcDir, const char* srcName, int dstDir, const char* dstName,
     else if (S_ISFIFO(st.st_mode)) {
         if (::mkfifoat(dstDir, dstName, st.st_mode & 07777) != 0)
             failure.note(where, errno);
+        else
+            failure.entryDone();
     } else {
         failure.note(where, ENOTSUP); // sockets and device nodes are not copied
     }
