@@ -159,6 +159,10 @@ Partition partitionFromJson(const QJsonObject& o) {
     p.groupId = o.value(QStringLiteral("groupId")).toString();
     p.seed = o.value(QStringLiteral("seed")).toObject();
     p.used = sizeValue(o.value(QStringLiteral("used")));
+    p.busyPid = o.value(QStringLiteral("busyPid")).toInt();
+    p.busyProcess = o.value(QStringLiteral("busyProcess")).toString();
+    p.busyParentPid = o.value(QStringLiteral("busyParentPid")).toInt();
+    p.busyParent = o.value(QStringLiteral("busyParent")).toString();
     return p;
 }
 
@@ -186,6 +190,12 @@ QJsonObject partitionToJson(const Partition& p) {
     o.insert(QStringLiteral("used"), p.used);
     if (!p.seed.isEmpty())
         o.insert(QStringLiteral("seed"), p.seed);
+    if (p.busyPid > 0) {
+        o.insert(QStringLiteral("busyPid"), p.busyPid);
+        o.insert(QStringLiteral("busyProcess"), p.busyProcess);
+        o.insert(QStringLiteral("busyParentPid"), p.busyParentPid);
+        o.insert(QStringLiteral("busyParent"), p.busyParent);
+    }
     return o;
 }
 
@@ -568,6 +578,11 @@ void MachineState::unmount(Partition& p) {
     }
     p.mounted = false;
     p.mountPoint.clear();
+    // The holder loses its open files with the volume.
+    p.busyPid = 0;
+    p.busyProcess.clear();
+    p.busyParentPid = 0;
+    p.busyParent.clear();
 }
 
 void MachineState::eraseContent(Partition& p) {

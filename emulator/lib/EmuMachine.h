@@ -34,6 +34,12 @@ struct Partition {
     QString groupId;  // APFS volume group of a system and its data volume
     qint64 used = 0;  // bytes notionally stored besides the real files (system software)
     QJsonObject seed; // generated files for a fresh volume (see README)
+    // A process that holds files open on the mounted volume (emuctl busy): an unmount without
+    // "force" is dissented by it. Cleared when the volume is unmounted.
+    int busyPid = 0;
+    QString busyProcess;   // the holder's executable path, "/bin/zsh"
+    int busyParentPid = 0; // its parent, printed as the dissenter's parent when known
+    QString busyParent;
 
     bool hasVolume() const { return !fs.isEmpty(); }
     // Whether the volume mounts with its disk: EFI and the APFS Preboot, Recovery and VM

@@ -56,6 +56,9 @@ int usage(QTextStream& err) {
            "  clear-faults             remove every fault knob\n"
            "  asr KEY VALUE            set an asr knob (delivery, pieceDelayMs, stepDelayMs, failAt, ...)\n"
            "  processes NAME...        the processes killall finds (none: no names)\n"
+           "  busy VOLUME PID PATH [PPID PPATH]\n"
+           "                           a process holds files open on a mounted volume\n"
+           "  release VOLUME           the process lets the volume go\n"
            "  image-extract IMAGE DIR  write the files inside a disk image (host path) into DIR\n"
            "  state                    print the machine's state\n";
     return 2;
@@ -141,6 +144,25 @@ int emuctlMain(const QStringList& argsIn) {
     }
     if (command == QLatin1String("processes")) {
         m.processes = args.mid(1);
+        m.save();
+        return 0;
+    }
+    if ((command == QLatin1String("busy") && (args.size() == 4 || args.size() == 6)) ||
+        (command == QLatin1String("release") && args.size() == 2)) {
+        Located l = m.locate(args.at(1));
+        if (!l.part || !l.part->mounted) {
+            err << "emuctl: no mounted volume " << args.at(1) << "\n";
+            return 1;
+        }
+        const bool busy = command == QLatin1String("busy");
+        const int pid = busy ? args.at(2).toInt() : 0;
+        const int parentPid = busy && args.size() == 6 ? args.at(4).toInt() : 0;
+        if (busy && (pid <= 0 || (args.size() == 6 && parentPid <= 0)))
+            return usage(err);
+        l.part->busyPid = pid;
+        l.part->busyProcess = busy ? args.at(3) : QString();
+        l.part->busyParentPid = parentPid;
+        l.part->busyParent = parentPid > 0 ? args.at(5) : QString();
         m.save();
         return 0;
     }
