@@ -94,24 +94,20 @@ void DiskManagerEngine::renameVolume(const VolumeObjRef& volume, const QString& 
 }
 
 void DiskManagerEngine::ejectVolume(const VolumeObjRef& volume) {
-    if (!volume)
-        return;
-    QPointer<DiskManagerEngine> self(this);
-    startCounted(m_workers, [self, volume, target = *volume] {
-        const VolumeOperations::Outcome outcome = VolumeOperations::ejectVolume(target);
-        onMain([self, volume, outcome] {
-            if (self)
-                Q_EMIT self->ejectFinished(volume, outcome);
-        });
-    });
+    startEject(volume, false);
 }
 
 void DiskManagerEngine::forceEjectVolume(const VolumeObjRef& volume) {
+    startEject(volume, true);
+}
+
+void DiskManagerEngine::startEject(const VolumeObjRef& volume, bool force) {
     if (!volume)
         return;
     QPointer<DiskManagerEngine> self(this);
-    startCounted(m_workers, [self, volume, target = *volume] {
-        const VolumeOperations::Outcome outcome = VolumeOperations::forceEjectVolume(target);
+    startCounted(m_workers, [self, volume, force, target = *volume] {
+        const VolumeOperations::Outcome outcome =
+            force ? VolumeOperations::forceEjectVolume(target) : VolumeOperations::ejectVolume(target);
         onMain([self, volume, outcome] {
             if (self)
                 Q_EMIT self->ejectFinished(volume, outcome);

@@ -64,6 +64,8 @@ Q_SIGNALS:
     void ejectFinished(const VolumeObjRef& volume, const VolumeOperations::Outcome& outcome);
 
 private:
+    void startEject(const VolumeObjRef& volume, bool force);
+
     VolumeObjList m_allVolumeArr;
     std::atomic<bool> m_isScanV{false};
     // Which listing is the newest; an older one's list is dropped.

@@ -8,7 +8,7 @@ MakeSureToCloneSystemVC::MakeSureToCloneSystemVC(QWidget* parent)
     : CloneQuestionPanel(OsCloneTexts::confirmTitle(), OsCloneTexts::cancel(), OsCloneTexts::cloneNow(),
                          parent),
       m_loss(new DriveLossView) {
-    addContent(m_loss);
+    addDetails(m_loss);
     connect(cancelButton(), &QAbstractButton::clicked, this, &MakeSureToCloneSystemVC::cancelButtonAction);
     connect(cloneButton(), &QAbstractButton::clicked, this, &MakeSureToCloneSystemVC::cloneButtonAction);
 }

@@ -36,7 +36,9 @@ void ElidedLabel::changeEvent(QEvent* event) {
 
 void ElidedLabel::elide() {
     const int room = contentsRect().width() - 2 * margin() - (indent() > 0 ? indent() : 0);
-    const QString shown = fontMetrics().elidedText(m_fullText, Qt::ElideMiddle, qMax(0, room));
+    // A label its layout has not sized yet keeps the whole text until it is given room.
+    const QString shown =
+        room <= 0 ? m_fullText : fontMetrics().elidedText(m_fullText, Qt::ElideMiddle, room);
     if (shown != text())
         setText(shown);
     setToolTip(shown == m_fullText && !m_wholeTextTip ? QString() : m_fullText);

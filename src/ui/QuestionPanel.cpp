@@ -4,6 +4,7 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QVBoxLayout>
 
 QuestionPanel::QuestionPanel(const QString& title, const QString& quietButton, const QString& mainButton,
                              QWidget* parent)
@@ -15,6 +16,10 @@ QuestionPanel::QuestionPanel(const QString& title, const QString& quietButton, c
         button->setAutoDefault(false);
         button->setDefault(false);
     }
+    auto* details = new QWidget;
+    m_details = new QVBoxLayout(details);
+    m_details->setContentsMargins(0, 0, 0, 0);
+    addContent(details);
     auto* row = new QWidget;
     auto* buttons = new QHBoxLayout(row);
     buttons->setContentsMargins(0, 6, 0, 0);
@@ -23,6 +28,10 @@ QuestionPanel::QuestionPanel(const QString& title, const QString& quietButton, c
     buttons->addWidget(m_quiet);
     buttons->addWidget(m_main);
     addContent(row);
+}
+
+void QuestionPanel::addDetails(QWidget* widget) {
+    m_details->addWidget(widget);
 }
 
 void QuestionPanel::showEvent(QShowEvent* event) {

@@ -3,6 +3,7 @@
 #include "ui/MessagePanel.h"
 
 class FlatButton;
+class QVBoxLayout;
 
 // A question: a warning mark beside a title, the question, and two buttons at the right, the
 // quiet one first. Neither button is a default one, so Return answers nothing; the quiet one
@@ -13,6 +14,9 @@ public:
     QuestionPanel(const QString& title, const QString& quietButton, const QString& mainButton,
                   QWidget* parent = nullptr);
 
+    // Places a widget under the question, above the buttons.
+    void addDetails(QWidget* widget);
+
     FlatButton* quietButton() const { return m_quiet; }
     FlatButton* mainButton() const { return m_main; }
 
@@ -22,4 +26,5 @@ protected:
 private:
     FlatButton* m_quiet;
     FlatButton* m_main;
+    QVBoxLayout* m_details;
 };

@@ -26,7 +26,8 @@ void DriveLossView::setLoss(const QString& device, const DriveIdentity& drive,
                             const QList<DriveVolume>& destroyed) {
     qDeleteAll(m_lines);
     m_lines.clear();
-    addLine(device + QStringLiteral(" \u00b7 ") + drive.summary(), false);
+    addLine(device, false);
+    addLine(drive.summary(), false);
     if (destroyed.isEmpty())
         addLine(QStringLiteral("\u2022 ") + DriveIdentity::volumesText(destroyed), false);
     for (const DriveVolume& volume : destroyed)

@@ -626,7 +626,8 @@ void TestDiskManagerWorkflow::formatConfirmationListsOnlyWhatThatEraseDestroys()
     QVERIFY(confirm);
     QCOMPARE(confirm->nameLabel->text(), QStringLiteral("Format 'WINDOWS'?"));
     QCOMPARE(confirm->lossView()->lines(),
-             QStringList({QString::fromUtf8("/dev/disk2s3 · Samsung PSSD T7 Media · USB · 500.11 GB"),
+             QStringList({QStringLiteral("/dev/disk2s3"),
+                          QString::fromUtf8("Samsung PSSD T7 Media · USB · 500.11 GB"),
                           QString::fromUtf8("• WINDOWS — 22.22 KB used"),
                           QStringLiteral("22.22 KB of data will be erased.")}));
     QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));

@@ -166,7 +166,8 @@ void TestOsCloneWorkflow::confirmationListsWhatTheEraseDestroys() {
     MakeSureToCloneSystemVC* confirmation = vc->startConfirmation();
     QVERIFY(confirmation);
     QCOMPARE(confirmation->lossView()->lines(),
-             QStringList({QString::fromUtf8("/dev/disk2 · Samsung PSSD T7 Media · USB · 500.11 GB"),
+             QStringList({QStringLiteral("/dev/disk2"),
+                          QString::fromUtf8("Samsung PSSD T7 Media · USB · 500.11 GB"),
                           QString::fromUtf8("• Backup — 80.00 GB used"),
                           QString::fromUtf8("• WINDOWS — 22.22 KB used"),
                           QStringLiteral("80.00 GB of data will be erased.")}));
