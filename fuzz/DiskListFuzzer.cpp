@@ -5,6 +5,9 @@
 
 #include "core/PropertyList.h"
 #include "osclone/QvUSBControl.h"
+#include "volumes/DriveSurvey.h"
+
+#include <QRegularExpression>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::optional<QVariantMap> list = PropertyList::dictionaryFromBytes(
@@ -28,6 +31,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         fuzzCheck(partitions.has_value(), "an entry is found for its own identifier and size");
         drive.insert(QStringLiteral("QvUSBTotalSize"), entry.value(QStringLiteral("Size")).toLongLong() + 1);
         fuzzCheck(!QvUSBControl::partitionsOfEntry(entry, drive), "another size is another drive");
+
+        // The drive behind each disk is a whole disk: no slice of one.
+        const QString physical =
+            DriveSurvey::physicalDiskOf(*list, entry.value(QStringLiteral("DeviceIdentifier")).toString());
+        fuzzCheck(!physical.contains(QRegularExpression(QStringLiteral("^disk\\d+s\\d+$"))),
+                  "a drive is a whole disk");
+        DriveSurvey::volumeDevicesOf(*list, physical);
     }
+    DriveSurvey::startupDiskOf(*list);
     return 0;
 }

@@ -1,5 +1,5 @@
 // The Disk Manager's name rules with any text: the FAT32 name, the blank-name test, the Chinese
-// test, and the check of a name against each file system.
+// test, the check of a name against each file system, and the hint told while typing.
 #include "FuzzSupport.h"
 
 #include "diskmanager/VolumeOperations.h"
@@ -33,5 +33,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             fuzzCheck(typed.toUtf8().size() <= 255 && !typed.contains(QLatin1Char(':')),
                       "an HFS+ or APFS name that passes fits");
     }
+    // The hint tells the name the rename would give, or why none.
+    VolumeObj stick;
+    stick.setDiskType(QStringLiteral("MS-DOS FAT32"));
+    const VolumeOperations::NameHint hint = VolumeOperations::renameHint(stick, typed);
+    const VolumeOperations::NameCheck check = VolumeOperations::checkRenameName(stick, typed);
+    if (check.usable())
+        fuzzCheck(!hint.refused && hint.text.startsWith(QStringLiteral("Will be named ") + check.name),
+                  "a usable name is told as it will be");
+    else
+        fuzzCheck(hint.refused == !check.name.isNull(), "a refused name says why, a blank one nothing");
     return 0;
 }

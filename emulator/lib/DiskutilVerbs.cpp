@@ -190,6 +190,15 @@ void formatPartition(MachineState& m, Disk& d, Partition& p, const FileSystem& f
     m.mount(p);
 }
 
+// The first mounted volume on `d` that a process holds open, or null.
+Partition* busyVolumeOn(MachineState& m, Disk* d) {
+    for (Partition* p : m.volumesOn(d)) {
+        if (p->mounted && p->busyPid > 0)
+            return p;
+    }
+    return nullptr;
+}
+
 bool isBootDisk(MachineState& m, Disk& d) {
     Partition* sys = m.systemVolume();
     if (!sys)
@@ -261,7 +270,7 @@ int doEraseVolume(MachineState& m, const QStringList& args, Output& o, bool refo
         return o.fail(QStringLiteral("Error: -69877: Couldn't open device"));
     }
     Partition& p = *l.part;
-    if (p.mounted && p.mountPoint == QLatin1String("/"))
+    if (p.mounted && (p.mountPoint == QLatin1String("/") || p.busyPid > 0))
         return o.fail(QStringLiteral("Error: -69888: Couldn't unmount disk"));
     FileSystem fs;
     if (reformat) {
@@ -321,7 +330,7 @@ int doEraseDisk(MachineState& m, const QStringList& args, Output& o) {
         return invalidFormat(o, args.at(1));
     if (!noformat && !validName(fs->type, name))
         return invalidName(o, name);
-    if (isBootDisk(m, *d) || d->container)
+    if (isBootDisk(m, *d) || d->container || busyVolumeOn(m, d))
         return o.fail(QStringLiteral("Error: -69888: Couldn't unmount disk"));
     const QString diskId = d->id;
     o.line(QStringLiteral("Started erase on ") + diskId);
@@ -370,12 +379,26 @@ int doEraseDisk(MachineState& m, const QStringList& args, Output& o) {
     return 0;
 }
 
-// Unmounts every volume on `d`; on the boot disk says why it cannot and answers false.
-bool unmountAll(MachineState& m, Disk* d, Output& o) {
-    if (isBootDisk(m, *m.physicalDiskOf(d))) {
+// The line naming the holder's parent, which diskutil prints under a dissent when it knows it.
+void dissenterParent(const Partition& p, Output& o) {
+    if (p.busyParentPid > 0)
+        o.line(QStringLiteral("Dissenter parent PPID %1 (%2)").arg(p.busyParentPid).arg(p.busyParent));
+}
+
+// Unmounts every volume on `d`. On the boot disk, or without `force` while a process holds a
+// volume open, says who dissented (on standard output, as diskutil does) and answers false.
+bool unmountAll(MachineState& m, Disk* d, Output& o, bool force = false) {
+    const auto dissented = [&](int pid, const QString& process) {
         o.line(QStringLiteral("Unmount of %1 failed: at least one volume could not be unmounted").arg(d->id));
-        o.line(QStringLiteral("Unmount was dissented by PID 1 (/sbin/launchd)"));
+        o.line(QStringLiteral("Unmount was dissented by PID %1 (%2)").arg(pid).arg(process));
         o.code = 1;
+        return false;
+    };
+    if (isBootDisk(m, *m.physicalDiskOf(d)))
+        return dissented(1, QStringLiteral("/sbin/launchd"));
+    if (Partition* busy = force ? nullptr : busyVolumeOn(m, d)) {
+        dissented(busy->busyPid, busy->busyProcess);
+        dissenterParent(*busy, o);
         return false;
     }
     for (Partition* p : m.volumesOn(d))
@@ -383,10 +406,14 @@ bool unmountAll(MachineState& m, Disk* d, Output& o) {
     return true;
 }
 
+bool isForced(const QStringList& args) {
+    return args.size() > 1 && args.at(1).toLower() == QLatin1String("force");
+}
+
 // The arguments after the verb, without a leading "force".
 QStringList withoutForce(const QStringList& args) {
     QStringList rest = args.mid(1);
-    if (!rest.isEmpty() && rest.first().toLower() == QLatin1String("force"))
+    if (isForced(args))
         rest.removeFirst();
     return rest;
 }
@@ -399,7 +426,7 @@ int doUnmountDisk(MachineState& m, const QStringList& args, Output& o) {
     Located l = m.locate(rest.first());
     if (!l.disk)
         return o.fail(QStringLiteral("Unable to find disk for ") + rest.first());
-    if (!unmountAll(m, l.disk, o))
+    if (!unmountAll(m, l.disk, o, isForced(args)))
         return 1;
     o.line(QStringLiteral("Unmount of all volumes on %1 was successful").arg(l.disk->id));
     return 0;
@@ -431,6 +458,15 @@ int doUnmount(MachineState& m, const QStringList& args, Output& o) {
     if (l.part->mountPoint == QLatin1String("/")) {
         o.line(QStringLiteral("Volume %1 on %2 failed to unmount: dissented by PID 1 (/sbin/launchd)")
                    .arg(l.part->name, l.part->id));
+        o.code = 1;
+        return 1;
+    }
+    if (l.part->busyPid > 0 && !isForced(args)) {
+        o.line(QStringLiteral("Volume %1 on %2 failed to unmount: dissented by PID %3 (%4)")
+                   .arg(l.part->name, l.part->id)
+                   .arg(l.part->busyPid)
+                   .arg(l.part->busyProcess));
+        dissenterParent(*l.part, o);
         o.code = 1;
         return 1;
     }

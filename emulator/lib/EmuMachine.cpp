@@ -163,6 +163,10 @@ Partition partitionFromJson(const QJsonObject& o) {
     p.seed = o.value(QStringLiteral("seed")).toObject();
     p.used = sizeValue(o.value(QStringLiteral("used")));
     p.throttle = sizeValue(o.value(QStringLiteral("throttle")));
+    p.busyPid = o.value(QStringLiteral("busyPid")).toInt();
+    p.busyProcess = o.value(QStringLiteral("busyProcess")).toString();
+    p.busyParentPid = o.value(QStringLiteral("busyParentPid")).toInt();
+    p.busyParent = o.value(QStringLiteral("busyParent")).toString();
     return p;
 }
 
@@ -192,6 +196,12 @@ QJsonObject partitionToJson(const Partition& p) {
         o.insert(QStringLiteral("throttle"), p.throttle);
     if (!p.seed.isEmpty())
         o.insert(QStringLiteral("seed"), p.seed);
+    if (p.busyPid > 0) {
+        o.insert(QStringLiteral("busyPid"), p.busyPid);
+        o.insert(QStringLiteral("busyProcess"), p.busyProcess);
+        o.insert(QStringLiteral("busyParentPid"), p.busyParentPid);
+        o.insert(QStringLiteral("busyParent"), p.busyParent);
+    }
     return o;
 }
 
@@ -582,6 +592,11 @@ void MachineState::unmount(Partition& p) {
     }
     p.mounted = false;
     p.mountPoint.clear();
+    // The holder loses its open files with the volume.
+    p.busyPid = 0;
+    p.busyProcess.clear();
+    p.busyParentPid = 0;
+    p.busyParent.clear();
 }
 
 void MachineState::eraseContent(Partition& p) {

@@ -37,6 +37,12 @@ struct Partition {
     // a slow stick, so that long copies can be watched and stopped.
     qint64 throttle = 0;
     QJsonObject seed; // generated files for a fresh volume (see README)
+    // A process that holds files open on the mounted volume (emuctl busy): an unmount without
+    // "force" is dissented by it. Cleared when the volume is unmounted.
+    int busyPid = 0;
+    QString busyProcess;   // the holder's executable path, "/bin/zsh"
+    int busyParentPid = 0; // its parent, printed as the dissenter's parent when known
+    QString busyParent;
 
     bool hasVolume() const { return !fs.isEmpty(); }
     // Whether the volume mounts with its disk: EFI and the APFS Preboot, Recovery and VM

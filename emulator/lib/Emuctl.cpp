@@ -59,6 +59,9 @@ int usage(QTextStream& err) {
            "  throttle [VOLUME] SIZE   bytes a second written into VOLUME (default: every volume\n"
            "                           without a throttle of its own); 0 lifts it\n"
            "  authorize approve|deny|cancel  how the administrator dialog is answered\n"
+           "  busy VOLUME PID PATH [PPID PPATH]\n"
+           "                           a process holds files open on a mounted volume\n"
+           "  release VOLUME           the process lets the volume go\n"
            "  image-extract IMAGE DIR  write the files inside a disk image (host path) into DIR\n"
            "  state                    print the machine's state\n";
     return 2;
@@ -170,6 +173,25 @@ int emuctlMain(const QStringList& argsIn) {
     }
     if (command == QLatin1String("processes")) {
         m.processes = args.mid(1);
+        m.save();
+        return 0;
+    }
+    if ((command == QLatin1String("busy") && (args.size() == 4 || args.size() == 6)) ||
+        (command == QLatin1String("release") && args.size() == 2)) {
+        Located l = m.locate(args.at(1));
+        if (!l.part || !l.part->mounted) {
+            err << "emuctl: no mounted volume " << args.at(1) << "\n";
+            return 1;
+        }
+        const bool busy = command == QLatin1String("busy");
+        const int pid = busy ? args.at(2).toInt() : 0;
+        const int parentPid = busy && args.size() == 6 ? args.at(4).toInt() : 0;
+        if (busy && (pid <= 0 || (args.size() == 6 && parentPid <= 0)))
+            return usage(err);
+        l.part->busyPid = pid;
+        l.part->busyProcess = busy ? args.at(3) : QString();
+        l.part->busyParentPid = parentPid;
+        l.part->busyParent = parentPid > 0 ? args.at(5) : QString();
         m.save();
         return 0;
     }

@@ -278,6 +278,7 @@ void DmgViewController::showSourceVolume() {
     if (!m_fromeVolume)
         return;
     m_fromSlot->setName(m_fromeVolume->volumeName());
+    m_fromSlot->setDetailLines(m_fromeVolume->drive().detailLines());
     m_fromSlot->setHint(QString());
     m_fromSlot->setImage(SourceSlot::volumeImage(*m_fromeVolume));
     m_fromSlot->setCloseShown(true);
@@ -363,6 +364,7 @@ void DmgViewController::viewDragAction(const QStringList& paths) {
     m_filesArr->setList(nodes);
     m_fromSlot->setName(DiskImageTexts::dragSomeFiles());
     m_fromSlot->setSizeText(DiskImageTexts::filesSelected(int(nodes.size())));
+    m_fromSlot->setDetailLines({});
     m_fromSlot->setHint(QString());
     m_fromSlot->setImage(QStringLiteral("ic_folder"));
     m_fromSlot->setCloseShown(true);
@@ -406,6 +408,7 @@ void DmgViewController::closeWindowWithSelect(const FileNodeArrayRef& select, qi
         m_fromSlot->setName(DiskImageTexts::filesFolders(ticked));
         m_fromSlot->setSizeText(
             DiskImageTexts::selectedText(QvPublicUtilities::longlongConvertVolSpace(selectSize)));
+        m_fromSlot->setDetailLines({});
         m_fromSlot->setHint(QString());
         m_fromSlot->setImage(QStringLiteral("ic_folder"));
     } else {

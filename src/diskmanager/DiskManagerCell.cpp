@@ -2,6 +2,7 @@
 
 #include "diskmanager/DiskManagerEngine.h"
 #include "diskmanager/DiskManagerTexts.h"
+#include "ui/ElidedLabel.h"
 #include "ui/ImageButton.h"
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"
@@ -40,11 +41,10 @@ DiskManagerCell::DiskManagerCell(QWidget* parent) : QWidget(parent) {
     m_icon->setObjectName(QStringLiteral("icon"));
     m_icon->setFixedSize(40, 40);
 
-    m_name = new QLabel(this);
+    m_name = new ElidedLabel(this);
     m_name->setObjectName(QStringLiteral("name"));
     m_name->setFont(KitStyle::font(14, true));
     m_name->setStyleSheet(QStringLiteral("color: %1;").arg(KitStyle::css(KitStyle::textPrimary())));
-    m_name->setTextFormat(Qt::PlainText);
 
     m_editName = new QLineEdit(this);
     m_editName->setObjectName(QStringLiteral("editname"));
@@ -57,12 +57,15 @@ DiskManagerCell::DiskManagerCell(QWidget* parent) : QWidget(parent) {
                                        KitStyle::css(KitStyle::accent())));
     m_editName->hide();
 
-    m_problem = new QLabel(this);
+    m_problem = new ElidedLabel(this);
     m_problem->setObjectName(QStringLiteral("nameProblem"));
-    m_problem->setTextFormat(Qt::PlainText);
     m_problem->setFont(KitStyle::font(12));
-    m_problem->setStyleSheet(QStringLiteral("color: %1;").arg(KitStyle::css(KitStyle::error())));
     m_problem->hide();
+
+    m_drive = new ElidedLabel(this);
+    m_drive->setObjectName(QStringLiteral("drive"));
+    m_drive->setFont(KitStyle::font(11));
+    m_drive->setStyleSheet(QStringLiteral("color: %1;").arg(KitStyle::css(KitStyle::heading())));
 
     m_type = new QLabel(this);
     m_type->setObjectName(QStringLiteral("type"));
@@ -82,7 +85,6 @@ DiskManagerCell::DiskManagerCell(QWidget* parent) : QWidget(parent) {
 
     auto* details = new QHBoxLayout;
     details->setSpacing(10);
-    details->addWidget(m_problem);
     details->addWidget(m_type);
     details->addWidget(m_size);
     details->addStretch(1);
@@ -92,7 +94,9 @@ DiskManagerCell::DiskManagerCell(QWidget* parent) : QWidget(parent) {
     text->addStretch(1);
     text->addWidget(m_name);
     text->addWidget(m_editName);
+    text->addWidget(m_problem);
     text->addLayout(details);
+    text->addWidget(m_drive);
     text->addStretch(1);
 
     auto* row = new QHBoxLayout(this);
@@ -124,7 +128,7 @@ void DiskManagerCell::configure(const VolumeObj& volume, bool selected, bool ren
     m_selected = selected;
     const bool editing = selected && renaming;
     m_icon->setImageName(volumeIconName(volume, selected));
-    m_name->setText(volume.volumeName());
+    m_name->setFullText(volume.volumeName());
     m_name->setVisible(!editing);
     if (editing && m_editName->isHidden()) {
         m_editName->setText(volume.volumeName());
@@ -138,6 +142,8 @@ void DiskManagerCell::configure(const VolumeObj& volume, bool selected, bool ren
     m_type->setText(volume.diskType());
     m_type->setToolTip(volume.diskType());
     m_size->setText(sizeText(volume));
+    m_drive->setFullText(volume.drive().isKnown() ? volume.drive().summary() : QString());
+    m_drive->setVisible(volume.drive().isKnown());
     m_save->setVisible(editing);
     m_rename->setVisible(!renaming);
     m_format->setVisible(!renaming && volume.volumeMountPoint() != QLatin1String("/"));
@@ -146,11 +152,17 @@ void DiskManagerCell::configure(const VolumeObj& volume, bool selected, bool ren
 }
 
 void DiskManagerCell::setNameProblem(const QString& problem) {
-    m_problem->setText(problem);
-    m_problem->setVisible(!problem.isEmpty());
-    m_type->setVisible(problem.isEmpty());
-    m_size->setVisible(problem.isEmpty());
-    m_editName->setToolTip(problem);
+    setNameHint(problem, true);
+}
+
+void DiskManagerCell::setNameHint(const QString& text, bool refused) {
+    m_problem->setFullText(text);
+    m_problem->setStyleSheet(
+        QStringLiteral("color: %1;").arg(KitStyle::css(refused ? KitStyle::error() : KitStyle::accent())));
+    m_problem->setVisible(!text.isEmpty());
+    m_type->setVisible(text.isEmpty());
+    m_size->setVisible(text.isEmpty());
+    m_editName->setToolTip(text);
 }
 
 void DiskManagerCell::mousePressEvent(QMouseEvent* event) {

@@ -4,15 +4,17 @@
 
 #include <QWidget>
 
+class ElidedLabel;
 class ImageButton;
 class ImageView;
 class QLabel;
 class QLineEdit;
 
 // One row of the Disk Manager's table: the volume's icon, name (or the name field while it is
-// renamed), type and used/total size, and the tool buttons. The elements carry the identifiers
-// "icon", "name", "editname", "type", "size", "save", "rename", "format" and "eject" as object
-// names. The row only shows; the table's owner decides what each press does.
+// renamed), type and used/total size, the drive it is on (model, bus, capacity, "start-up
+// disk"), and the tool buttons. Names too long for the row are shortened in the middle. The elements carry
+// the identifiers "icon", "name", "editname", "type", "size", "save", "rename", "format" and "eject" as
+// object names. The row only shows; the table's owner decides what each press does.
 class DiskManagerCell : public QWidget {
     Q_OBJECT
 public:
@@ -31,7 +33,11 @@ public:
     // Why the typed name cannot be used, shown under the name field while renaming (empty:
     // nothing to say). configure() clears it when the row leaves renaming.
     void setNameProblem(const QString& problem);
-    QLabel* nameProblemLabel() const { return m_problem; }
+    // The same line telling the name the volume will get (`refused`: why it cannot be used).
+    void setNameHint(const QString& text, bool refused);
+    ElidedLabel* nameProblemLabel() const { return m_problem; }
+    ElidedLabel* nameLabel() const { return m_name; }
+    ElidedLabel* driveLabel() const { return m_drive; }
 
 Q_SIGNALS:
     void pressed();                       // the row itself was clicked
@@ -48,11 +54,12 @@ protected:
 
 private:
     ImageView* m_icon;
-    QLabel* m_name;
+    ElidedLabel* m_name;
     QLineEdit* m_editName;
-    QLabel* m_problem;
+    ElidedLabel* m_problem;
     QLabel* m_type;
     QLabel* m_size;
+    ElidedLabel* m_drive;
     ImageButton* m_save;
     ImageButton* m_rename;
     ImageButton* m_format;

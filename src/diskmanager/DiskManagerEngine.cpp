@@ -5,6 +5,7 @@
 #include "diskmanager/VolumeOperations.h"
 #include "platform/DiskArbitration.h"
 #include "platform/Machine.h"
+#include "volumes/DriveSurvey.h"
 
 #include <QDir>
 #include <QPointer>
@@ -93,15 +94,23 @@ void DiskManagerEngine::renameVolume(const VolumeObjRef& volume, const QString& 
 }
 
 void DiskManagerEngine::ejectVolume(const VolumeObjRef& volume) {
+    startEject(volume, false);
+}
+
+void DiskManagerEngine::forceEjectVolume(const VolumeObjRef& volume) {
+    startEject(volume, true);
+}
+
+void DiskManagerEngine::startEject(const VolumeObjRef& volume, bool force) {
     if (!volume)
         return;
-    const VolumeObj target = *volume;
     QPointer<DiskManagerEngine> self(this);
-    startCounted(m_workers, [self, target] {
-        const VolumeOperations::Outcome outcome = VolumeOperations::ejectVolume(target);
-        onMain([self, outcome] {
+    startCounted(m_workers, [self, volume, force, target = *volume] {
+        const VolumeOperations::Outcome outcome =
+            force ? VolumeOperations::forceEjectVolume(target) : VolumeOperations::ejectVolume(target);
+        onMain([self, volume, outcome] {
             if (self)
-                Q_EMIT self->ejectFinished(outcome);
+                Q_EMIT self->ejectFinished(volume, outcome);
         });
     });
 }
@@ -121,7 +130,14 @@ VolumeObjList DiskManagerEngine::listVolumes() {
             continue;
         getVolumeAllObjWithVolumeName(bsdName, list);
     }
+    addDrives(list);
     return list;
+}
+
+void DiskManagerEngine::addDrives(VolumeObjList& list) {
+    DriveSurvey survey(Runner::AepairExec);
+    for (const VolumeObjRef& volume : list)
+        volume->setDrive(survey.driveOf(volume->volumePath()));
 }
 
 void DiskManagerEngine::getVolumeAllObjWithVolumeName(const QString& bsdName, VolumeObjList& list) {

@@ -40,10 +40,14 @@ public:
     void formatVolume(const VolumeObjRef& volume, const QString& name, const QString& type);
     void renameVolume(const VolumeObjRef& volume, const QString& editedText);
     void ejectVolume(const VolumeObjRef& volume);
+    // Unmounts by force and ejects (after the user agreed that the holder may lose data).
+    void forceEjectVolume(const VolumeObjRef& volume);
 
     // The listing's steps, run on the calling thread.
     static VolumeObjList listVolumes();
     static void getVolumeAllObjWithVolumeName(const QString& bsdName, VolumeObjList& list);
+    // Gives each record the drive it lives on, so its row and its format confirmation can name it.
+    static void addDrives(VolumeObjList& list);
     // Appends the record for a volume's info dictionary unless the list has it already or the
     // volume is not listed (no name, or "EFI").
     static void addVolumeFromInfo(const QVariantMap& info, VolumeObjList& list);
@@ -57,9 +61,11 @@ Q_SIGNALS:
     void formatFinished(const VolumeOperations::Outcome& outcome);
     void renameFinished(const VolumeObjRef& volume, const QString& editedText,
                         const VolumeOperations::Outcome& outcome);
-    void ejectFinished(const VolumeOperations::Outcome& outcome);
+    void ejectFinished(const VolumeObjRef& volume, const VolumeOperations::Outcome& outcome);
 
 private:
+    void startEject(const VolumeObjRef& volume, bool force);
+
     VolumeObjList m_allVolumeArr;
     std::atomic<bool> m_isScanV{false};
     // Which listing is the newest; an older one's list is dropped.

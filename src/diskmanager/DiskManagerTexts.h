@@ -82,6 +82,28 @@ inline QString nameControlCharacter() {
 inline QString nameMissing() {
     return QStringLiteral("Type a name for the volume.");
 }
+// What a typed name becomes, and why it differs from what was typed (empty: it does not).
+inline QString willBeNamed(const QString& name, const QString& reason) {
+    if (reason.isEmpty())
+        return QStringLiteral("Will be named %1").arg(name);
+    return QStringLiteral("Will be named %1: %2").arg(name, reason);
+}
+inline QString reasonFat32(bool tooLong, bool lowerCase) {
+    if (tooLong && lowerCase)
+        return QStringLiteral("FAT32 names are at most 11 characters, in capitals");
+    if (tooLong)
+        return QStringLiteral("FAT32 names are at most 11 characters");
+    return QStringLiteral("FAT32 names are in capitals");
+}
+inline QString reasonFat32Characters() {
+    return QStringLiteral("FAT32 names cannot hold these characters");
+}
+inline QString reasonNoName() {
+    return QStringLiteral("a volume needs a name");
+}
+inline QString reasonNtfs() {
+    return QStringLiteral("an NTFS volume is formatted as MS-DOS FAT32 named NEW");
+}
 inline QString nameTooLongForTool() {
     return QStringLiteral("The name is too long for the disk tool.");
 }
@@ -96,6 +118,29 @@ inline QString toolFailed(int status) {
 }
 inline QString eraseNotFinished() {
     return QStringLiteral("The disk tool did not report the erase as finished.");
+}
+
+// An eject that a program keeps from happening, and the forced one.
+inline QString ejectRefusedTitle(const QString& volumeName) {
+    return QStringLiteral("“%1” could not be ejected").arg(volumeName);
+}
+inline QString volumeInUse(const QString& volumeName, const QString& program, int pid) {
+    return QStringLiteral("%1 is in use by %2 (process %3). Quit it and try again.")
+        .arg(volumeName, program)
+        .arg(pid);
+}
+inline QString forceEject() {
+    return QStringLiteral("Force Eject");
+}
+inline QString forceEjectTitle(const QString& volumeName) {
+    return QStringLiteral("Force eject “%1”?").arg(volumeName);
+}
+inline QString forceEjectBody(const QString& volumeName, const QString& program, int pid) {
+    return QStringLiteral("%1 (process %2) still has files open on %3. If you eject it now, open files in "
+                          "%1 may lose unsaved data.")
+        .arg(program)
+        .arg(pid)
+        .arg(volumeName);
 }
 
 // The progress and end popups. The end popup says whether the disk tool succeeded; the

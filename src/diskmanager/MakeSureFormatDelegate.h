@@ -18,6 +18,14 @@ public:
         (void)type;
         return QString();
     }
+    // Told as the name or the type changes: the name the volume will get and why it differs from
+    // the typed text, or why it cannot be used (`refused`).
+    virtual QString formatNameHint(const QString& name, const QString& type, bool* refused) {
+        (void)name;
+        (void)type;
+        (void)refused;
+        return QString();
+    }
     // "Cancel".
     virtual void cancelFormatVoluem() {}
 };

@@ -6,9 +6,11 @@
 #include "diskmanager/MakeSureFormatDelegate.h"
 #include "ui/AttachedWindow.h"
 #include "ui/BackgroundView.h"
+#include "ui/ElidedLabel.h"
 #include "ui/FlatButton.h"
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"
+#include "volumes/DriveLossView.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -70,6 +72,11 @@ MakeSureFormatViewController::MakeSureFormatViewController(QWidget* parent) : QW
     problemLabel->setWordWrap(true);
     problemLabel->hide();
 
+    m_loss = new DriveLossView(makeSureView);
+    m_nameHint = new ElidedLabel(makeSureView);
+    m_nameHint->setObjectName(QStringLiteral("nameHint"));
+    m_nameHint->setFont(KitStyle::font(12));
+
     nameTextFiled = new QLineEdit(makeSureView);
     nameTextFiled->setObjectName(QStringLiteral("nameTextFiled"));
     nameTextFiled->setFont(KitStyle::font(13));
@@ -113,7 +120,11 @@ MakeSureFormatViewController::MakeSureFormatViewController(QWidget* parent) : QW
     noButton->setObjectName(QStringLiteral("noButton"));
     okButton = new FlatButton(DiskManagerTexts::continueButton(), FlatButton::Kind::Primary, makeSureView);
     okButton->setObjectName(QStringLiteral("okButton"));
-    okButton->setDefault(true);
+    // Formatting destroys data: only a click or Space on the focused button does it.
+    for (FlatButton* button : {okButton, noButton}) {
+        button->setAutoDefault(false);
+        button->setDefault(false);
+    }
 
     auto* fields = new QGridLayout;
     fields->setHorizontalSpacing(12);
@@ -135,8 +146,10 @@ MakeSureFormatViewController::MakeSureFormatViewController(QWidget* parent) : QW
     body->setSpacing(10);
     body->addWidget(nameLabel);
     body->addWidget(nodeLabel);
+    body->addWidget(m_loss);
     body->addSpacing(6);
     body->addLayout(fields);
+    body->addWidget(m_nameHint);
     body->addWidget(problemLabel);
     body->addWidget(loading);
     body->addSpacing(8);
@@ -152,6 +165,23 @@ MakeSureFormatViewController::MakeSureFormatViewController(QWidget* parent) : QW
     connect(okButton, &QAbstractButton::clicked, this, &MakeSureFormatViewController::okButtonAction);
     connect(noButton, &QAbstractButton::clicked, this, &MakeSureFormatViewController::noButtonAction);
     connect(typeSelectBut, &QAbstractButton::clicked, this, &MakeSureFormatViewController::openMenuAction);
+    connect(nameTextFiled, &QLineEdit::textChanged, this, &MakeSureFormatViewController::updateNameHint);
+}
+
+void MakeSureFormatViewController::setLoss(const QString& device, const DriveIdentity& drive,
+                                           const QList<DriveVolume>& destroyed) {
+    m_loss->setLoss(device, drive, destroyed);
+    adjustSize();
+}
+
+void MakeSureFormatViewController::updateNameHint() {
+    bool refused = false;
+    const QString hint = m_delegate
+                             ? m_delegate->formatNameHint(nameTextFiled->text(), typeLabel->text(), &refused)
+                             : QString();
+    m_nameHint->setFullText(hint);
+    m_nameHint->setStyleSheet(
+        QStringLiteral("color: %1;").arg(KitStyle::css(refused ? KitStyle::error() : KitStyle::accent())));
 }
 
 MakeSureFormatViewController::~MakeSureFormatViewController() {
@@ -171,6 +201,7 @@ void MakeSureFormatViewController::setName(const QString& name, const QString& t
     typeLabel->setStyleSheet(QStringLiteral("color: %1;").arg(KitStyle::css(typeColour(m_typeLocked))));
     openImageV->setVisible(!m_typeLocked);
     typeSelectBut->setEnabled(!m_typeLocked);
+    updateNameHint();
     // The field opens for typing from another thread's turn on the main queue, i.e. only after
     // the popup is up.
     QPointer<QLineEdit> field(nameTextFiled);
@@ -223,6 +254,7 @@ void MakeSureFormatViewController::selectFormatbyType(int tag) {
     const QString type = DiskManagerTexts::formatType(tag);
     if (!type.isEmpty())
         typeLabel->setText(type);
+    updateNameHint();
     closeMenu();
 }
 

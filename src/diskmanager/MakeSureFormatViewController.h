@@ -3,11 +3,14 @@
 #include "diskmanager/FormatTypeDelegate.h"
 #include "diskmanager/FormatTypeViewController.h"
 #include "ui/AttachedWindow.h"
+#include "volumes/DriveIdentity.h"
 
 #include <QPointer>
 #include <QWidget>
 
 class BackgroundView;
+class DriveLossView;
+class ElidedLabel;
 class FlatButton;
 class ImageView;
 class MakeSureFormatDelegate;
@@ -20,6 +23,10 @@ class QPushButton;
 // (with its menu) and "Continue" / "Cancel". It is shown in an attached window (superDelegate);
 // both buttons tell the delegate and close that window, except that "Continue" with a name the
 // delegate refuses keeps it open and says why.
+//
+// Under its texts it lists what the erase destroys (device, drive, the volume with its used
+// space), and under the fields, as the user types or picks a type, the name the volume will
+// really get. Neither button is a default one: Return does not format.
 //
 // The name field becomes editable only once the popup is up. The type of an APFS or NTFS volume
 // cannot be changed: its label is dimmed and the type button disabled.
@@ -35,6 +42,10 @@ public:
     QWidget* superDelegate() const { return m_superDelegate; }
 
     void setName(const QString& name, const QString& type); // setName:setType:
+    // What the format destroys: the volume's device, its drive and the volumes that go.
+    void setLoss(const QString& device, const DriveIdentity& drive, const QList<DriveVolume>& destroyed);
+    DriveLossView* lossView() const { return m_loss; }
+    ElidedLabel* nameHintLabel() const { return m_nameHint; }
     void okButtonAction();
     void noButtonAction();
     void openMenuAction();
@@ -61,10 +72,13 @@ public:
 
 private:
     void closeMenu();
+    void updateNameHint();
 
     MakeSureFormatDelegate* m_delegate = nullptr;
     QPointer<QWidget> m_superDelegate;
     QPointer<FormatTypeViewController> m_menu;
     QPointer<AttachedWindow> m_menuWindow;
     bool m_typeLocked = false;
+    DriveLossView* m_loss;
+    ElidedLabel* m_nameHint;
 };

@@ -10,12 +10,15 @@
 #include "diskmanager/VolumeOperations.h"
 #include "ui/Artwork.h"
 #include "ui/AttachedWindow.h"
+#include "ui/FlatButton.h"
 #include "ui/ImageButton.h"
 #include "ui/KitStyle.h"
+#include "ui/QuestionPanel.h"
 #include "volumes/NotificationCenter.h"
 #include "volumes/WatchMountUnmount.h"
 
 #include <QDesktopServices>
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -29,7 +32,7 @@
 namespace {
 
 const char kRowProperty[] = "diskManagerRow";
-constexpr int kRowHeight = 68;
+constexpr int kRowHeight = 86;
 // The progress popup waits this long after "Continue"; the end popup this long after the list
 // has been asked for again.
 constexpr int kFormatingDelayMs = 100;
@@ -195,6 +198,12 @@ void RepairDiskViewController::reloadData() {
 
 void RepairDiskViewController::controlTextDidChange(const QString& text) {
     m_editStr = text;
+    // The name the volume will really get, before anything runs.
+    if (!m_isRenameEdit || !m_selectVolume)
+        return;
+    const VolumeOperations::NameHint hint = VolumeOperations::renameHint(*m_selectVolume, text);
+    if (DiskManagerCell* cell = cellAt(m_selectIndex))
+        cell->setNameHint(hint.text, hint.refused);
 }
 
 void RepairDiskViewController::renameButtonAction() {
@@ -243,9 +252,67 @@ void RepairDiskViewController::ejectButtonAction() {
         m_engine->ejectVolume(m_selectVolume);
 }
 
-void RepairDiskViewController::ejectFinished(const VolumeOperations::Outcome& outcome) {
-    if (outcome.ran)
-        reloadData();
+void RepairDiskViewController::ejectFinished(const VolumeObjRef& volume,
+                                             const VolumeOperations::Outcome& outcome) {
+    if (!outcome.ran)
+        return;
+    reloadData();
+    if (outcome.succeeded)
+        return;
+    if (outcome.dissenterPid > 0)
+        showVolumeInUse(volume, outcome);
+    else
+        showEjectFailed(volume, outcome.message);
+}
+
+void RepairDiskViewController::closeEjectPanels() {
+    if (m_ejectQuestion)
+        m_ejectQuestion->closeWindow();
+    if (m_ejectMessage)
+        m_ejectMessage->closeWindow();
+}
+
+void RepairDiskViewController::showVolumeInUse(const VolumeObjRef& volume,
+                                               const VolumeOperations::Outcome& outcome) {
+    closeEjectPanels();
+    const QString program = QFileInfo(outcome.dissenterPath).fileName();
+    const int pid = outcome.dissenterPid;
+    auto* question = new QuestionPanel(DiskManagerTexts::ejectRefusedTitle(volume->volumeName()),
+                                       DiskManagerTexts::okButton(), DiskManagerTexts::forceEject());
+    question->setObjectName(QStringLiteral("volumeInUse"));
+    question->setText(DiskManagerTexts::volumeInUse(volume->volumeName(), program, pid));
+    connect(question->quietButton(), &QAbstractButton::clicked, question, &MessagePanel::closeWindow);
+    connect(question->mainButton(), &QAbstractButton::clicked, this, [this, question, volume, program, pid] {
+        question->closeWindow();
+        askForceEject(volume, program, pid);
+    });
+    question->setSuperDelegate(attach(question));
+    m_ejectQuestion = question;
+}
+
+void RepairDiskViewController::askForceEject(const VolumeObjRef& volume, const QString& program, int pid) {
+    auto* question = new QuestionPanel(DiskManagerTexts::forceEjectTitle(volume->volumeName()),
+                                       DiskManagerTexts::cancelButton(), DiskManagerTexts::forceEject());
+    question->setObjectName(QStringLiteral("forceEject"));
+    question->setText(DiskManagerTexts::forceEjectBody(volume->volumeName(), program, pid));
+    connect(question->quietButton(), &QAbstractButton::clicked, question, &MessagePanel::closeWindow);
+    connect(question->mainButton(), &QAbstractButton::clicked, this, [this, question, volume] {
+        question->closeWindow();
+        m_engine->forceEjectVolume(volume);
+    });
+    question->setSuperDelegate(attach(question));
+    m_ejectQuestion = question;
+}
+
+void RepairDiskViewController::showEjectFailed(const VolumeObjRef& volume, const QString& message) {
+    closeEjectPanels();
+    auto* panel = new MessagePanel(MessagePanel::Arrangement::Heading, QStringLiteral("ic_warning"),
+                                   DiskManagerTexts::ejectRefusedTitle(volume->volumeName()));
+    panel->setObjectName(QStringLiteral("ejectFailed"));
+    panel->setText(message);
+    panel->addButton(DiskManagerTexts::okButton());
+    panel->setSuperDelegate(attach(panel));
+    m_ejectMessage = panel;
 }
 
 void RepairDiskViewController::helpButtonAction() {
@@ -265,6 +332,14 @@ void RepairDiskViewController::formatButtonAction() {
     auto* confirmation = new MakeSureFormatViewController;
     confirmation->setDelegate(this);
     confirmation->setName(m_selectVolume->volumeName(), m_selectVolume->diskType());
+    // The erase destroys this volume only, not the others on its drive.
+    const DriveIdentity& drive = m_selectVolume->drive();
+    QList<DriveVolume> destroyed = drive.volumesOn(m_selectVolume->volRootDir());
+    if (destroyed.isEmpty()) {
+        destroyed << DriveVolume{m_selectVolume->volumeName(), m_selectVolume->volRootDir(),
+                                 m_selectVolume->volumeTotalSizeNum() - m_selectVolume->volumeFreeSizeNum()};
+    }
+    confirmation->setLoss(m_selectVolume->volRootDir(), drive, destroyed);
     confirmation->setSuperDelegate(attach(confirmation));
     m_makeSure = confirmation;
 }
@@ -277,6 +352,15 @@ void RepairDiskViewController::makeSureToFormatSelectVolumeWithName(const QStrin
     const VolumeObjRef target = m_formatTarget ? m_formatTarget : m_selectVolume;
     m_formatTarget.reset();
     m_engine->formatVolume(target, name, type);
+}
+
+QString RepairDiskViewController::formatNameHint(const QString& name, const QString& type, bool* refused) {
+    const VolumeObjRef target = m_formatTarget ? m_formatTarget : m_selectVolume;
+    if (!target)
+        return QString();
+    const VolumeOperations::NameHint hint = VolumeOperations::formatHint(*target, name, type);
+    *refused = hint.refused;
+    return hint.text;
 }
 
 QString RepairDiskViewController::formatNameProblem(const QString& name, const QString& type) {
@@ -323,7 +407,9 @@ void RepairDiskViewController::showFormatEndWindow() {
 }
 
 void RepairDiskViewController::getallVolumes() {
-    m_engine->getallVolumes();
+    // A mount or unmount during a listing may have come after the listing read "/Volumes/".
+    if (!m_engine->getallVolumes())
+        m_relistPending = true;
 }
 
 void RepairDiskViewController::getVolumeAllObjWithVolumeName(const QString& bsdName, VolumeObjList& list) {
@@ -360,4 +446,8 @@ void RepairDiskViewController::listingFinished() {
     m_selectVolume = volumes.isEmpty() ? VolumeObjRef() : volumes.first();
     reloadData();
     Q_EMIT volumesReloaded();
+    if (m_relistPending) {
+        m_relistPending = false;
+        getallVolumes();
+    }
 }

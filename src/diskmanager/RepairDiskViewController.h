@@ -6,6 +6,7 @@
 #include "diskmanager/MakeSureFormatDelegate.h"
 #include "diskmanager/MakeSureFormatViewController.h"
 #include "diskmanager/VolumeOperations.h"
+#include "ui/MessagePanel.h"
 #include "volumes/VolumeObj.h"
 
 #include <QPointer>
@@ -21,15 +22,18 @@ class DiskManagerCell;
 class DiskManagerEngine;
 class ImageButton;
 class QProgressBar;
+class QuestionPanel;
 class QTableWidget;
 class WatchMountUnmount;
 
 // The "Disk Manager" tab: a table of the mounted volumes with, on each row, buttons to rename,
 // format and eject the volume. It keeps its own volume list (DiskManagerEngine), read again on
-// every mount and unmount and after each format. Rename, eject and format run the disk tool on
-// a worker; a format runs behind a progress popup and ends in the end popup, which says whether
-// the tool succeeded. A typed name is checked before anything runs: the name field or the
-// confirmation says why a name cannot be used.
+// every mount and unmount and after each format; a mount or unmount during a listing is read
+// once that listing is done. An eject that a program keeps from happening says which program
+// holds the volume and offers to force it, after a second question. Rename, eject and format run the disk
+// tool on a worker; a format runs behind a progress popup and ends in the end popup, which says whether the
+// tool succeeded. A typed name is checked before anything runs: the name field or the confirmation says why a
+// name cannot be used.
 //
 // A row's buttons act on that row: pressing one on another row first selects it. The tab never
 // locks the tab bar and holds up no quit.
@@ -61,6 +65,9 @@ public:
     FormatingViewController* formatingViewController() const { return m_formating; }
     FormatEndViewController* formatEndViewController() const { return m_formatEnd; }
     ImageButton* helpButton() const { return m_help; }
+    // The eject's questions and its failure message while they are up.
+    QuestionPanel* ejectQuestion() const { return m_ejectQuestion; }
+    MessagePanel* ejectMessage() const { return m_ejectMessage; }
 
     // The table's data source and delegate.
     int numberOfRowsInTableView() const;
@@ -88,6 +95,7 @@ public:
     // The format confirmation's answers.
     void makeSureToFormatSelectVolumeWithName(const QString& name, const QString& type) override;
     QString formatNameProblem(const QString& name, const QString& type) override;
+    QString formatNameHint(const QString& name, const QString& type, bool* refused) override;
     void cancelFormatVoluem() override;
     void showFormatingView();
     void showFormatEndWindow();
@@ -102,7 +110,12 @@ private:
     void formatFinished(const VolumeOperations::Outcome& outcome);
     void renameFinished(const VolumeObjRef& volume, const QString& editedText,
                         const VolumeOperations::Outcome& outcome);
-    void ejectFinished(const VolumeOperations::Outcome& outcome);
+    void ejectFinished(const VolumeObjRef& volume, const VolumeOperations::Outcome& outcome);
+    // The eject was refused because a program holds the volume: say which, offer to force it.
+    void showVolumeInUse(const VolumeObjRef& volume, const VolumeOperations::Outcome& outcome);
+    void askForceEject(const VolumeObjRef& volume, const QString& program, int pid);
+    void showEjectFailed(const VolumeObjRef& volume, const QString& message);
+    void closeEjectPanels();
     // A button pressed on a row other than the selected one selects that row first.
     void selectRowOf(DiskManagerCell* cell);
     AttachedWindow* attach(QWidget* content);
@@ -128,4 +141,8 @@ private:
     QPointer<MakeSureFormatViewController> m_makeSure;
     QPointer<FormatingViewController> m_formating;
     QPointer<FormatEndViewController> m_formatEnd;
+    QPointer<QuestionPanel> m_ejectQuestion;
+    QPointer<MessagePanel> m_ejectMessage;
+    // A mount or unmount came while a listing ran: list again when it is done.
+    bool m_relistPending = false;
 };

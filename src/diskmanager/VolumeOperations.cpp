@@ -8,6 +8,7 @@
 #include "platform/Shell.h"
 
 #include <QFile>
+#include <QRegularExpression>
 
 namespace {
 
@@ -73,6 +74,10 @@ VolumeOperations::Outcome outcomeOf(const RunnerResult& result, const char* said
     } else if (!result.run.succeeded()) {
         const QString line = lastLine(result.path);
         outcome.message = line.isEmpty() ? DiskManagerTexts::toolFailed(result.run.exitCode) : line;
+        QFile file(result.path);
+        if (!result.path.isNull() && file.open(QIODevice::ReadOnly))
+            VolumeOperations::readDissenter(file.read(64 * 1024), &outcome.dissenterPid,
+                                            &outcome.dissenterPath);
     } else if (said) {
         QFile file(result.path);
         outcome.succeeded = file.open(QIODevice::ReadOnly) && file.readAll().contains(said);
@@ -264,6 +269,59 @@ VolumeOperations::Outcome VolumeOperations::ejectVolume(const VolumeObj& volume)
         return Outcome();
     return outcomeOf(
         runCommand(Runner::AepairExec, QvFormatCommand(64, "diskutil eject %s", {volume.diskUUID()})));
+}
+
+VolumeOperations::Outcome VolumeOperations::forceEjectVolume(const VolumeObj& volume) {
+    if (volume.diskUUID().isEmpty())
+        return Outcome();
+    const Outcome unmounted = outcomeOf(runCommand(
+        Runner::AepairExec, QvFormatCommand(64, "diskutil unmount force %s", {volume.diskUUID()})));
+    if (!unmounted.succeeded)
+        return unmounted;
+    return ejectVolume(volume);
+}
+
+bool VolumeOperations::readDissenter(const QByteArray& output, int* pid, QString* path) {
+    // "…failed to unmount: dissented by PID 2387 (/bin/zsh)" or "Unmount was dissented by PID
+    // 99216 (/usr/bin/login)"; the dissenter's parent on the next line is not the holder.
+    static const QRegularExpression dissent(QStringLiteral("dissented by PID (\\d+) \\(([^\\n]*)\\)\\s*$"),
+                                            QRegularExpression::MultilineOption);
+    const QRegularExpressionMatch m = dissent.match(QString::fromUtf8(output));
+    if (!m.hasMatch() || m.captured(1).toInt() <= 0)
+        return false;
+    *pid = m.captured(1).toInt();
+    *path = m.captured(2);
+    return true;
+}
+
+VolumeOperations::NameHint VolumeOperations::nameHint(const QString& typed, const NameCheck& check) {
+    if (check.name.isNull())
+        return NameHint();
+    if (!check.problem.isNull())
+        return NameHint{check.problem, true};
+    QString reason;
+    if (check.name == typed) {
+        // Nothing to explain.
+    } else if (isBlankName(typed)) {
+        reason = DiskManagerTexts::reasonNoName();
+    } else if (containsChinese(typed)) {
+        reason = DiskManagerTexts::reasonFat32Characters();
+    } else {
+        reason = DiskManagerTexts::reasonFat32(typed.size() > kFatNameLength, typed.toUpper() != typed);
+    }
+    return NameHint{DiskManagerTexts::willBeNamed(check.name, reason), false};
+}
+
+VolumeOperations::NameHint VolumeOperations::renameHint(const VolumeObj& volume, const QString& editedText) {
+    return nameHint(editedText, checkRenameName(volume, editedText));
+}
+
+VolumeOperations::NameHint VolumeOperations::formatHint(const VolumeObj& volume, const QString& name,
+                                                        const QString& type) {
+    const NameCheck check = checkFormatName(volume, name, type);
+    if (formatBranch(volume.diskType()) == FormatBranch::Ntfs)
+        return NameHint{DiskManagerTexts::willBeNamed(check.name, DiskManagerTexts::reasonNtfs()), false};
+    return nameHint(name, check);
 }
 
 std::optional<QVariantMap> VolumeOperations::getDisjInfo(const char* name) {

@@ -52,12 +52,29 @@ public:
     // way (an NTFS volume always becomes FAT32 "NEW": nothing to check).
     static NameCheck checkFormatName(const VolumeObj& volume, const QString& name, const QString& type);
 
+    // What the user is told while typing a name: the name the volume will really get and why it
+    // differs from the typed text ("Will be named MYVERYLONGS: FAT32 names are at most 11
+    // characters, in capitals"), or why it cannot be used; empty for a blank rename.
+    struct NameHint {
+        QString text;
+        bool refused = false; // the text says why nothing would run
+    };
+    static NameHint nameHint(const QString& typed, const NameCheck& check);
+    static NameHint renameHint(const VolumeObj& volume, const QString& editedText);
+    static NameHint formatHint(const VolumeObj& volume, const QString& name, const QString& type);
+
     // How an operation ended.
     struct Outcome {
         bool ran = false;       // a command was run
         bool succeeded = false; // every command ran to its end, exit status 0, and said so
         QString message;        // for the user when it did not succeed
+        // The process that kept a volume from being unmounted, from the tool's dissent
+        // ("dissented by PID 2387 (/bin/zsh)"); pid 0 when none was named.
+        int dissenterPid = 0;
+        QString dissenterPath;
     };
+    // The dissenter named in a disk tool's output, if any.
+    static bool readDissenter(const QByteArray& output, int* pid, QString* path);
 
     // Renames the volume (by diskUUID) to the checked name. A blank text runs nothing; a name
     // that cannot be used runs nothing and says why. When the tool succeeded the record takes
@@ -70,6 +87,9 @@ public:
 
     // Ejects the volume by its diskUUID; a volume without one is left alone (nothing runs).
     static Outcome ejectVolume(const VolumeObj& volume);
+    // Unmounts the volume by force ("diskutil unmount force"), whoever holds it, then ejects it as
+    // above; nothing is ejected when the unmount failed.
+    static Outcome forceEjectVolume(const VolumeObj& volume);
 
     // "diskutil info -plist %s" through aepairExecCommand, read back; nothing when the tool
     // gives no dictionary.

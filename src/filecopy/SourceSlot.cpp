@@ -53,6 +53,7 @@ FileNodeList SourceSlot::nodesForDroppedPaths(const QStringList& paths) {
 void SourceSlot::showDestination(SelectValueView* view, const VolumeObj& volume) {
     view->setName(volume.volumeName());
     view->setSizeText(QStringLiteral("%1 free").arg(volume.volumeFreeSize()));
+    view->setDetailLines(volume.drive().detailLines());
     view->setHint(QString());
     view->setImage(volumeImage(volume));
     view->setCloseShown(true);
@@ -80,6 +81,7 @@ void SourceSlot::showVolumeTexts() {
     m_usedSize = m_volume->volumeTotalSizeNum() - m_volume->volumeFreeSizeNum();
     m_view->setName(m_volume->volumeName());
     m_view->setSizeText(QStringLiteral("%1 selected").arg(QvPublicUtilities::longlongDiskSize(m_usedSize)));
+    m_view->setDetailLines(m_volume->drive().detailLines());
     m_view->setHint(QString());
     m_view->setImage(volumeImage(*m_volume));
     m_view->setCloseShown(true);
@@ -102,6 +104,7 @@ int SourceSlot::showDrop(const QStringList& paths, const QString& name) {
 void SourceSlot::showDropTexts() {
     m_view->setName(m_dropName);
     m_view->setSizeText(QStringLiteral("%1 files selected").arg(m_nodes->count()));
+    m_view->setDetailLines({});
     m_view->setHint(QString());
     m_view->setImage(QStringLiteral("ic_folder"));
     m_view->setCloseShown(true);
@@ -129,6 +132,7 @@ void SourceSlot::showSelection(const FileNodeArrayRef& nodes, std::int64_t bytes
         m_view->setName(QStringLiteral("%1 files/folders").arg(ticked));
         m_view->setSizeText(
             QStringLiteral("%1 selected").arg(QvPublicUtilities::longlongConvertVolSpace(bytes)));
+        m_view->setDetailLines({});
         m_view->setHint(QString());
         m_view->setImage(QStringLiteral("ic_folder"));
     } else {

@@ -113,8 +113,6 @@ QWidget* SelectDrivceViewController::buildSelectDiskView() {
     m_targetSlot->setObjectName(QStringLiteral("targetSlot"));
     m_targetSlot->setDelegate(this);
     m_targetSlot->setAcceptsFileDrops(false);
-    // Drive model names are long: they wrap rather than run past the card.
-    m_targetSlot->nameLabel()->setWordWrap(true);
 
     auto* arrow = textLabel(28, false, KitStyle::textSecondary(), view);
     arrow->setText(QStringLiteral("\u2192"));
@@ -275,6 +273,7 @@ void SelectDrivceViewController::doSelectDiskWithVolume(const VolumeObjRef& volu
     m_targetSlot->setName(volume->volumeName());
     m_targetSlot->setSizeText(OsCloneTexts::freeSize(volume->volumeTotalSize()));
     m_targetSlot->setHint(QString());
+    m_targetSlot->setDetailLines(volume->drive().detailLines());
     m_targetSlot->setCloseShown(true);
     m_targetSlot->setImage(QStringLiteral("ic_usb_main"));
     m_targetSlot->setErrorBackground(false);
@@ -327,7 +326,7 @@ void SelectDrivceViewController::doCopyAction() {
         return;
     auto* confirmation = new MakeSureToCloneSystemVC;
     confirmation->setDelegate(this);
-    confirmation->setDrive(m_toVolume->volumeName(), m_toVolume->volumeTotalSize());
+    confirmation->setDrive(*m_toVolume);
     QWidget* host = window();
     confirmation->setSuperDelegate(
         new AttachedWindow(confirmation, AttachedWindow::middleTop(host), host, kPopupDistance));

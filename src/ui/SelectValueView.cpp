@@ -1,6 +1,7 @@
 #include "ui/SelectValueView.h"
 
 #include "ui/DragView.h"
+#include "ui/ElidedLabel.h"
 #include "ui/ImageButton.h"
 #include "ui/KitStyle.h"
 #include "ui/SelectValueViewDelegate.h"
@@ -23,20 +24,30 @@ QLabel* makeLabel(QWidget* parent, const QString& name, double pointSize, bool b
     return label;
 }
 
+ElidedLabel* makeElidedLabel(QWidget* parent, const QString& name, double pointSize, bool bold,
+                             const QColor& color) {
+    auto* label = new ElidedLabel(parent);
+    label->setObjectName(name);
+    label->setFont(KitStyle::font(pointSize, bold));
+    label->setStyleSheet(QStringLiteral("color: %1; background: transparent;").arg(KitStyle::css(color)));
+    label->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
+    label->setAttribute(Qt::WA_TransparentForMouseEvents);
+    return label;
+}
+
 } // namespace
 
 SelectValueView::SelectValueView(int diskFrom, QWidget* parent)
     : QWidget(parent), m_dragVie(new DragView(this)),
       m_selectDiskBut(new ImageButton(QStringLiteral("add"), m_dragVie)),
       m_closeDisk(new ImageButton(QString(), m_dragVie)),
-      m_nameLabel(makeLabel(m_dragVie, QStringLiteral("nameLabel"), 14, true, KitStyle::textPrimary())),
+      m_nameLabel(makeElidedLabel(m_dragVie, QStringLiteral("nameLabel"), 14, true, KitStyle::textPrimary())),
       m_sizeLabel(makeLabel(m_dragVie, QStringLiteral("sizeLabel"), 12, false, KitStyle::textSecondary())),
       m_nodeSelectLabel(
           makeLabel(m_dragVie, QStringLiteral("nodeSelectLabel"), 12, false, KitStyle::heading())),
       m_diskFrom(diskFrom) {
     setAttribute(Qt::WA_Hover);
     m_dragVie->setDelegate(this);
-    m_nameLabel->setTextFormat(Qt::PlainText);
     m_sizeLabel->setTextFormat(Qt::PlainText);
     m_nodeSelectLabel->setTextFormat(Qt::PlainText);
     m_nodeSelectLabel->setWordWrap(true);
@@ -86,8 +97,12 @@ QString SelectValueView::imageName() const {
     return m_selectDiskBut->normalImage();
 }
 
+QLabel* SelectValueView::nameLabel() const {
+    return m_nameLabel;
+}
+
 void SelectValueView::setName(const QString& text) {
-    m_nameLabel->setText(text);
+    m_nameLabel->setFullText(text);
     layoutChildren();
 }
 
@@ -98,6 +113,20 @@ void SelectValueView::setSizeText(const QString& text) {
 
 void SelectValueView::setHint(const QString& text) {
     m_nodeSelectLabel->setText(text);
+    layoutChildren();
+}
+
+void SelectValueView::setDetailLines(const QStringList& lines) {
+    while (m_detailLabels.size() > lines.size())
+        delete m_detailLabels.takeLast();
+    while (m_detailLabels.size() < lines.size()) {
+        auto* label =
+            makeElidedLabel(m_dragVie, QStringLiteral("detailLabel"), 11, false, KitStyle::heading());
+        label->show();
+        m_detailLabels << label;
+    }
+    for (qsizetype i = 0; i < lines.size(); ++i)
+        m_detailLabels[i]->setFullText(lines[i]);
     layoutChildren();
 }
 
@@ -113,6 +142,7 @@ void SelectValueView::setErrorBackground(bool error) {
 void SelectValueView::showEmpty(const QString& hint) {
     setName(QString());
     setSizeText(QString());
+    setDetailLines({});
     setHint(hint);
     setImage(QStringLiteral("add"));
     setCloseShown(false);
@@ -157,19 +187,22 @@ void SelectValueView::layoutChildren() {
     m_selectDiskBut->setGeometry((w - kPicture) / 2, y, kPicture, kPicture);
     y += kPicture + 12;
     const int textWidth = qMax(0, w - 24);
-    for (QLabel* label : {m_nameLabel, m_sizeLabel, m_nodeSelectLabel}) {
-        if (label->text().isEmpty()) {
+    QList<QLabel*> lines{m_nameLabel, m_sizeLabel};
+    for (ElidedLabel* detail : m_detailLabels)
+        lines << detail;
+    lines << m_nodeSelectLabel;
+    for (QLabel* label : lines) {
+        const auto* elided = qobject_cast<ElidedLabel*>(label);
+        const QString shown = elided ? elided->fullText() : label->text();
+        if (shown.isEmpty()) {
             label->setGeometry(12, y, textWidth, 0);
             continue;
         }
-        const int h = label->wordWrap() ? label->heightForWidth(textWidth) : label->sizeHint().height();
+        const int h =
+            label->wordWrap() ? label->heightForWidth(textWidth) : label->fontMetrics().height() + 2;
         label->setGeometry(12, y, textWidth, h);
-        y += h + 4;
+        y += h + (label == m_nameLabel || label == m_sizeLabel ? 4 : 1);
     }
-    // A long name is cut at the end rather than spilling out of the card.
-    const QFontMetrics fm(m_nameLabel->font());
-    if (fm.horizontalAdvance(m_nameLabel->text()) > textWidth)
-        m_nameLabel->setToolTip(m_nameLabel->text());
 }
 
 void SelectValueView::enterEvent(QEnterEvent* event) {

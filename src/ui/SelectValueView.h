@@ -2,16 +2,21 @@
 
 #include "ui/DragViewDelegate.h"
 
+#include <QList>
 #include <QString>
+#include <QStringList>
 #include <QWidget>
 
 class DragView;
+class ElidedLabel;
 class ImageButton;
 class QLabel;
 class SelectValueViewDelegate;
 
 // A source or destination slot of the copy and image tabs: a card with a picture of what it
-// holds, a name, a size text and a hint, a close mark, and a drop target for files. The slot
+// holds, a name, a size text, detail lines (which drive it is) and a hint, a close mark, and a
+// drop target for files. The name and the detail lines are shortened in the middle with "…"
+// when they do not fit, and shown whole in their tool tips. The slot
 // only shows the texts and pictures it is given and reports clicks and drops to its delegate;
 // it reacts only while `isCanSelect` is true.
 class SelectValueView : public QWidget, private DragViewDelegate {
@@ -32,7 +37,8 @@ public:
     void setAcceptsFileDrops(bool accepts);
     bool acceptsFileDrops() const { return m_acceptsDrops; }
 
-    QLabel* nameLabel() const { return m_nameLabel; }
+    QLabel* nameLabel() const;
+    QList<ElidedLabel*> detailLabels() const { return m_detailLabels; }
     QLabel* sizeLabel() const { return m_sizeLabel; }
     QLabel* nodeSelectLabel() const { return m_nodeSelectLabel; }
     ImageButton* selectDiskBut() const { return m_selectDiskBut; }
@@ -45,6 +51,8 @@ public:
     void setName(const QString& text);
     void setSizeText(const QString& text);
     void setHint(const QString& text);
+    // Small lines under the size text, one label each; none for an empty list.
+    void setDetailLines(const QStringList& lines);
     void setCloseShown(bool shown);
     // The warning look of a destination that cannot take the copy.
     void setErrorBackground(bool error);
@@ -71,8 +79,9 @@ private:
     DragView* m_dragVie;
     ImageButton* m_selectDiskBut;
     ImageButton* m_closeDisk;
-    QLabel* m_nameLabel;
+    ElidedLabel* m_nameLabel;
     QLabel* m_sizeLabel;
+    QList<ElidedLabel*> m_detailLabels;
     QLabel* m_nodeSelectLabel;
     int m_diskFrom;
     bool m_canSelect = true;

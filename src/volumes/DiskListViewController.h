@@ -8,6 +8,7 @@
 #include <cstdint>
 
 class DiskUsageBarView;
+class ElidedLabel;
 class ImageView;
 class QLabel;
 
@@ -18,13 +19,16 @@ public:
     virtual void doSelectDiskWithVolume(const VolumeObjRef& volume) { Q_UNUSED(volume); }
 };
 
-// One row of the drive picker, 392 x 64 points: the drive's icon, name, used and total size,
-// file-system type and a bar of how full it is. A click hands the record to the picker.
+// One row of the drive picker, 392 x 92 points: the drive's icon, name, used and total size,
+// file-system type and a bar of how full it is, then which drive it is (model, bus, capacity,
+// "start-up disk") and the volumes on that drive with their used space, so that two drives of
+// the same kind cannot be taken for each other. Names that do not fit are shortened in the
+// middle and shown whole in their tool tips. A click hands the record to the picker.
 class DiskListViewController : public QWidget, public DiskListViewDelegate {
     Q_OBJECT
 public:
     static constexpr int kWidth = 392;
-    static constexpr int kHeight = 64;
+    static constexpr int kHeight = 92;
 
     explicit DiskListViewController(QWidget* parent = nullptr);
 
@@ -45,9 +49,11 @@ public:
 
     DiskListView* aView() const { return m_aView; }
     ImageView* diskIconImageView() const { return m_diskIconImageView; }
-    QLabel* nameLabel() const { return m_nameLabel; }
-    QLabel* sizeLabel() const { return m_sizeLabel; }
+    ElidedLabel* nameLabel() const { return m_nameLabel; }
+    ElidedLabel* sizeLabel() const { return m_sizeLabel; }
     QLabel* diskInfoLabel() const { return m_diskInfoLabel; }
+    ElidedLabel* driveLabel() const { return m_driveLabel; }
+    ElidedLabel* volumesLabel() const { return m_volumesLabel; }
     DiskUsageBarView* usageBar() const { return m_usageBar; }
 
     // How full the bar shows a drive, 0..100; total 0 shows an empty bar.
@@ -59,8 +65,10 @@ private:
     DiskListVCDelegate* diskListVCDelegate = nullptr; // not owned
     DiskListView* m_aView;
     ImageView* m_diskIconImageView;
-    QLabel* m_nameLabel;
-    QLabel* m_sizeLabel;
+    ElidedLabel* m_nameLabel;
+    ElidedLabel* m_sizeLabel;
     QLabel* m_diskInfoLabel;
+    ElidedLabel* m_driveLabel;
+    ElidedLabel* m_volumesLabel;
     DiskUsageBarView* m_usageBar = nullptr;
 };

@@ -74,8 +74,11 @@ void VolumeEnumerator::doGetAllVolume_() {
             getVolumeAllObjWithVolumeName(bsdName);
         // The list is handed over from inside the last entry's handling: when the last entry
         // was skipped above, nothing is shown.
-        if (i == entries.size() - 1 && m_showView)
-            m_showView();
+        if (i == entries.size() - 1) {
+            addDrives();
+            if (m_showView)
+                m_showView();
+        }
     }
 }
 
@@ -88,7 +91,15 @@ void VolumeEnumerator::getVolumeAllObjWithVolumeName(const QString& bsdName) {
         return;
     if (isHTFSVolumes(bsdName))
         return;
-    m_allVolumeArr.append(volumeFromInfo(*info));
+    m_survey.rememberInfo(*info);
+    const VolumeObjRef volume = volumeFromInfo(*info);
+    m_devices.insert(volume.get(), bsdName);
+    m_allVolumeArr.append(volume);
+}
+
+void VolumeEnumerator::addDrives() {
+    for (const VolumeObjRef& v : m_allVolumeArr)
+        v->setDrive(m_survey.driveOf(m_devices.value(v.get())));
 }
 
 bool VolumeEnumerator::isHTFSVolumes(const QString& bsdName) {
@@ -108,11 +119,13 @@ void VolumeEnumerator::QvGetUSBThreadImp() {
         Runner::Exec, QvFormatCommand(64, "diskutil list -plist", std::initializer_list<QByteArray>{}),
         "diskutil list error");
     if (list) {
+        m_survey.rememberList(*list);
         for (const QVariant& entry : list->value(QStringLiteral("WholeDisks")).toList()) {
             const QByteArray name = entry.toString().section(QLatin1Char('/'), -1).toUtf8();
             QvAddDiskToUSBObj(name.constData());
         }
     }
+    addDrives();
     if (m_showView)
         m_showView();
 }
@@ -126,6 +139,8 @@ void VolumeEnumerator::QvAddDiskToUSBObj(const char* bsdName) {
     const VolumeObjRef disk = usbDiskFromInfo(*info);
     if (!disk)
         return;
+    m_survey.rememberInfo(*info);
+    m_devices.insert(disk.get(), QString::fromUtf8(bsdName));
     m_allVolumeArr.append(disk);
     QvConsoleLog("Add %s", namesOf(m_allVolumeArr).constData());
 }
@@ -235,6 +250,8 @@ void VolumeEnumerator::apperDiskObj(const char* bsdName) {
     volume->setVolumeMountPoint(text(*info, "MountPoint"));
     volume->setVolumeTotalSizeNum(number(*info, "TotalSize"));
     volume->setVolumeFreeSizeNum(number(*info, "FreeSpace"));
+    // A disk that arrived after the scan is not in its survey's layout: ask afresh.
+    volume->setDrive(DriveSurvey(Runner::Exec).driveOf(QString::fromUtf8(bsdName)));
     m_allVolumeArr.append(volume);
     // The main queue is passed through once; nothing is redrawn by this path.
     if (QCoreApplication::instance())

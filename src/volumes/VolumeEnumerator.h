@@ -1,7 +1,9 @@
 #pragma once
 
+#include "volumes/DriveSurvey.h"
 #include "volumes/VolumeObj.h"
 
+#include <QHash>
 #include <QString>
 #include <QVariantMap>
 
@@ -43,6 +45,11 @@ public:
     static VolumeObjRef usbDiskFromInfo(const QVariantMap& info);
 
 private:
+    // Gives every record the drive it lives on (or is), once the scan's own lookups are done.
+    void addDrives();
+
     VolumeObjList m_allVolumeArr;
+    DriveSurvey m_survey{Runner::Exec};
+    QHash<const VolumeObj*, QString> m_devices; // each record's BSD name, for addDrives()
     std::function<void()> m_showView;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "volumes/DriveIdentity.h"
+
 #include <QList>
 #include <QSharedPointer>
 #include <QString>
@@ -68,6 +70,10 @@ public:
     void setIsOeners(bool v) { m_isOeners = v; }
     std::int32_t chrCount() const { return m_chrCount; }
     void setChrCount(std::int32_t v) { m_chrCount = v; }
+    // The physical drive that holds the volume or is the disk, for the lists and confirmations
+    // that must tell drives apart.
+    const DriveIdentity& drive() const { return m_drive; }
+    void setDrive(const DriveIdentity& v) { m_drive = v; }
 
 private:
     QString m_volumeType;       // FilesystemName, a lower-case workspace type, or " " for a USB disk
@@ -97,6 +103,7 @@ private:
     bool m_isDisk = false;        // no filler
     bool m_isOeners = false;      // no filler
     std::int32_t m_chrCount = 0;  // no filler
+    DriveIdentity m_drive;        // the scans that show or erase drives
 };
 
 using VolumeObjRef = QSharedPointer<VolumeObj>;

@@ -34,7 +34,7 @@ QList<QStringList> diskutilCalls(const EmulatedMac& mac) {
 QList<QStringList> changingCalls(const EmulatedMac& mac) {
     QList<QStringList> calls;
     for (const QStringList& call : diskutilCalls(mac)) {
-        if (call.value(0) != QLatin1String("info"))
+        if (call.value(0) != QLatin1String("info") && call.value(0) != QLatin1String("list"))
             calls << call;
     }
     return calls;

@@ -19,7 +19,7 @@ std::unique_ptr<EmulatedMac> managerMachine();
 
 // The disk tool's calls since the log was cleared, without the tool's name: {verb, args...}.
 QList<QStringList> diskutilCalls(const EmulatedMac& mac);
-// The same, leaving out the "info" lookups of listings.
+// The same, leaving out the "info" and "list" lookups of listings.
 QList<QStringList> changingCalls(const EmulatedMac& mac);
 
 } // namespace DiskManagerTestKit

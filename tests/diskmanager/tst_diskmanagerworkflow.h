@@ -13,7 +13,11 @@ private Q_SLOTS:
     void formatWithTheTypeMenu();
     void cancelLeavesTheVolumeAlone();
     void ejectRemovesTheRowAfterTheUnmountNotice();
-    void mountDuringListingIsIgnored();
+    void mountDuringListingIsReadAfterIt();
+    void namesAreToldBeforeTheyChange_data();
+    void namesAreToldBeforeTheyChange();
+    void formatConfirmationListsOnlyWhatThatEraseDestroys();
+    void busyVolumeEjectNamesTheHolder();
     void unusableNamesAndFailuresAreShown();
     void hungToolEndsAtItsLimitWithTheWindowResponsive();
     void quickFormatLeavesNoProgressPopup();

@@ -312,6 +312,53 @@ void TestDiskutilVerbs::theBootDiskStays() {
     QVERIFY(QFileInfo::exists(mac->host(QStringLiteral("/Applications/TextEdit.app"))));
 }
 
+void TestDiskutilVerbs::aBusyVolumeDissents_data() {
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<QByteArray>("out");
+    const QByteArray diskDissent = "Unmount of disk3 failed: at least one volume could not be unmounted\n"
+                                   "Unmount was dissented by PID 2387 (/bin/zsh)\n"
+                                   "Dissenter parent PPID 2386 (/usr/sbin/sshd)\n";
+    QTest::newRow("unmount") << QStringList{"unmount", "/Volumes/STICK"}
+                             << QByteArray("Volume STICK on disk3s1 failed to unmount: dissented by PID 2387 "
+                                           "(/bin/zsh)\nDissenter parent PPID 2386 (/usr/sbin/sshd)\n");
+    QTest::newRow("unmountDisk") << QStringList{"unmountDisk", "disk3"} << diskDissent;
+    QTest::newRow("eject") << QStringList{"eject", "disk3"} << diskDissent;
+    QTest::newRow("eject by volume") << QStringList{"eject", "STICK"} << diskDissent;
+    QTest::newRow("eraseVolume") << QStringList{"eraseVolume", "MS-DOS FAT32", "NEW", "disk3s1"}
+                                 << QByteArray();
+}
+
+void TestDiskutilVerbs::aBusyVolumeDissents() {
+    QFETCH(QStringList, args);
+    QFETCH(QByteArray, out);
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+    QVERIFY(mac->isValid());
+    QCOMPARE(mac->emuctl({"busy", "STICK", "2387", "/bin/zsh", "2386", "/usr/sbin/sshd"}).code, 0);
+    const EmulatedMac::Run refused = diskutil(*mac, args);
+    QCOMPARE(refused.code, 1);
+    QCOMPARE(refused.out, out);
+    if (out.isEmpty())
+        QCOMPARE(refused.err, QByteArray("Error: -69888: Couldn't unmount disk\n"));
+    QVERIFY(mac->mountTable().contains("/Volumes/STICK"));
+
+    // Forced, the unmount goes through; mounted again, nobody holds the volume any more.
+    const EmulatedMac::Run forced = diskutil(*mac, {"unmount", "force", "/Volumes/STICK"});
+    QCOMPARE(forced.code, 0);
+    QCOMPARE(forced.out, QByteArray("Volume STICK on disk3s1 unmounted\n"));
+    QCOMPARE(diskutil(*mac, {"mount", "disk3s1"}).code, 0);
+    QCOMPARE(diskutil(*mac, {"unmount", "/Volumes/STICK"}).code, 0);
+
+    // A released volume ejects.
+    QCOMPARE(diskutil(*mac, {"mount", "disk3s1"}).code, 0);
+    QCOMPARE(mac->emuctl({"busy", "STICK", "501", "/Applications/Preview.app/Contents/MacOS/Preview"}).code,
+             0);
+    QCOMPARE(diskutil(*mac, {"unmountDisk", "force", "disk3"}).code, 0);
+    QCOMPARE(diskutil(*mac, {"mountDisk", "disk3"}).code, 0);
+    QCOMPARE(mac->emuctl({"busy", "STICK", "501", "/usr/bin/vim"}).code, 0);
+    QCOMPARE(mac->emuctl({"release", "STICK"}).code, 0);
+    QCOMPARE(diskutil(*mac, {"eject", "disk3"}).out, QByteArray("Disk disk3 ejected\n"));
+}
+
 void TestDiskutilVerbs::unmountDiskAndMountDisk() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());

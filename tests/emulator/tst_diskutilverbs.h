@@ -15,6 +15,8 @@ private Q_SLOTS:
     void eraseDiskLaysOutTheScheme();
     void ejectRemovesTheDisk();
     void theBootDiskStays();
+    void aBusyVolumeDissents_data();
+    void aBusyVolumeDissents();
     void unmountDiskAndMountDisk();
     void resizeVolumeAddsAMountedPartition();
 };

@@ -3,10 +3,13 @@
 #include "EmulatedMac.h"
 #include "Pointer.h"
 #include "Screenshot.h"
+#include "VolumesTestKit.h"
 #include "Wait.h"
 #include "app/MainWindowController.h"
 #include "app/QuitQuestionPanel.h"
+#include "diskmanager/RepairDiskViewController.h"
 #include "osclone/SelectDrivceViewController.h"
+#include "ui/ElidedLabel.h"
 #include "ui/ErrorWindowController.h"
 #include "ui/FlatButton.h"
 #include "ui/ImageButton.h"
@@ -16,6 +19,7 @@
 #include "ui/StripedProgressBar.h"
 #include "ui/TitleBarView.h"
 #include "volumes/DiskListView.h"
+#include "volumes/DriveLossView.h"
 
 #include <QFileInfo>
 #include <QLabel>
@@ -133,11 +137,60 @@ void TestOsCloneWorkflow::cloneToTheEnd() {
     QVERIFY(tab.window->isTabChangeAllowed());
     QVERIFY(QFileInfo(tab.mac->host(QStringLiteral("/Volumes/Macintosh HD 1/Applications"))).isDir());
     saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("success"));
+    // The Disk Manager lists the clone's volume on its own, with no refresh asked for.
+    auto* manager =
+        tab.window->container(MainWindowController::DiskManagerTab)->findChild<RepairDiskViewController*>();
+    QVERIFY(manager);
+    const QString clone = QStringLiteral("/dev/") +
+                          VolumesTestKit::deviceOf(*tab.mac, QStringLiteral("/Volumes/Macintosh HD 1"));
+    QVERIFY(waitUntil(
+        [&] {
+            for (const VolumeObjRef& v : manager->allVolumeArr()) {
+                if (v->volumePath() == clone)
+                    return !manager->isScanV();
+            }
+            return false;
+        },
+        20000));
 
     click(vc->succCancelButton());
     QVERIFY(vc->selectDiskView()->isVisible());
     QVERIFY(!vc->toVolume());
     QVERIFY(!vc->cloneButton()->isEnabled());
+}
+
+void TestOsCloneWorkflow::confirmationListsWhatTheEraseDestroys() {
+    Tab tab;
+    QVERIFY(tab.open(VolumesTestKit::machine("10.15.7", VolumesTestKit::twoVolumeDrive(),
+                                             R"("system":{"size":"500GB","used":"12GB"})")));
+    SelectDrivceViewController* vc = tab.vc;
+    QVERIFY(tab.pick(QStringLiteral("Samsung PSSD T7")));
+    QStringList slotLines;
+    for (ElidedLabel* line : vc->targetSlot()->detailLabels())
+        slotLines << line->fullText();
+    const QString volumes = QString::fromUtf8("Backup — 80.00 GB used, WINDOWS — 22.22 KB used");
+    QCOMPARE(slotLines, QStringList({QString::fromUtf8("Samsung PSSD T7 Media · USB · 500.11 GB"), volumes}));
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("target-identity"));
+
+    click(vc->cloneButton());
+    MakeSureToCloneSystemVC* confirmation = vc->startConfirmation();
+    QVERIFY(confirmation);
+    QCOMPARE(confirmation->lossView()->lines(),
+             QStringList({QStringLiteral("/dev/disk2"),
+                          QString::fromUtf8("Samsung PSSD T7 Media · USB · 500.11 GB"),
+                          QString::fromUtf8("• Backup — 80.00 GB used"),
+                          QString::fromUtf8("• WINDOWS — 22.22 KB used"),
+                          QStringLiteral("80.00 GB of data will be erased.")}));
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("confirmation-identity"));
+    // Return presses nothing: the erase needs the click on "Clone Now" itself.
+    QVERIFY(!confirmation->cloneButton()->isDefault());
+    QTest::keyClick(confirmation->window(), Qt::Key_Return);
+    QTest::keyClick(confirmation->focusWidget() ? confirmation->focusWidget() : confirmation, Qt::Key_Return);
+    QTest::qWait(200);
+    QVERIFY(vc->startConfirmation());
+    QVERIFY(vc->selectDiskView()->isVisible());
+    click(confirmation->cancelButton());
+    QVERIFY(waitUntil([&] { return !vc->startConfirmation(); }, 2000));
 }
 
 void TestOsCloneWorkflow::tooSmallDrive() {

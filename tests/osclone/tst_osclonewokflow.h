@@ -8,6 +8,7 @@ class TestOsCloneWorkflow : public QObject {
 private Q_SLOTS:
     void cloneToTheEnd();
     void tooSmallDrive();
+    void confirmationListsWhatTheEraseDestroys();
     void cancelStopsTheClone();
     void unplugDuringTheClone();
     void quitDuringTheClone_data();

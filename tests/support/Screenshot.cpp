@@ -1,5 +1,7 @@
 #include "Screenshot.h"
 
+#include "LabelFit.h"
+
 #include <QDir>
 #include <QPixmap>
 #include <QTest>
@@ -14,5 +16,14 @@ QString screenshotFolder(const QString& folder) {
 
 bool saveScreenshot(QWidget* widget, const QString& folder, const QString& name) {
     QTest::qWait(50);
-    return widget->grab().save(screenshotFolder(folder) + QLatin1Char('/') + name + QStringLiteral(".png"));
+    const bool saved =
+        widget->grab().save(screenshotFolder(folder) + QLatin1Char('/') + name + QStringLiteral(".png"));
+    const QStringList cut = labelsCutWithoutEllipsisOnScreen();
+    if (!cut.isEmpty()) {
+        const QByteArray message = (QStringLiteral("labels cut without \u2026 in \"%1\": ").arg(name) +
+                                    cut.join(QStringLiteral("; ")))
+                                       .toUtf8();
+        QTest::qFail(message.constData(), __FILE__, __LINE__);
+    }
+    return saved;
 }

@@ -11,4 +11,6 @@ class QWidget;
 // The folder for a test folder's pictures, created if need be.
 QString screenshotFolder(const QString& folder);
 // Lets pending layouts settle, then saves a picture of the widget; answers whether it was saved.
+// Every picture is also a check of what it shows: a label on screen whose text is cut without
+// "…" fails the running test, naming the label.
 bool saveScreenshot(QWidget* widget, const QString& folder, const QString& name);

@@ -20,6 +20,13 @@ QByteArray usbStick(const QByteArray& name, const QByteArray& size, const QByteA
            fields + "}";
 }
 
+QByteArray twoVolumeDrive() {
+    return R"({"name":"t7","mediaName":"Samsung PSSD T7","registryName":"Samsung PSSD T7 Media",
+      "size":"500.11GB","scheme":"GPT","removable":false,"solidState":true,"partitions":[
+        {"fs":"ExFAT","name":"Backup","size":"400GB","used":"80GB","seed":{"files":2,"size":20000,"seed":4}},
+        {"fs":"FAT32","name":"WINDOWS","size":"99GB","seed":{"files":3,"size":18940,"seed":5}}]})";
+}
+
 QStringList volumesListing(const EmulatedMac& mac) {
     return QDir(mac.host(QStringLiteral("/Volumes")))
         .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Unsorted);

@@ -19,6 +19,10 @@ std::unique_ptr<EmulatedMac> machine(const QByteArray& version, const QByteArray
 // One USB stick with one FAT32 volume; `fields` adds or overrides disk keys (",\"raidMaster\":true").
 QByteArray usbStick(const QByteArray& name, const QByteArray& size = "16GB", const QByteArray& fields = {});
 
+// A USB SSD ("Samsung PSSD T7") holding two volumes: ExFAT "Backup" with 80 GB in use and
+// FAT32 "WINDOWS" with a few files.
+QByteArray twoVolumeDrive();
+
 // Entries of the machine's /Volumes in the order the directory gives them (hidden ones too).
 QStringList volumesListing(const EmulatedMac& mac);
 

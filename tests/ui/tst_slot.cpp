@@ -1,8 +1,10 @@
 #include "tst_slot.h"
 
+#include "LabelFit.h"
 #include "Screenshot.h"
 #include "UiTestKit.h"
 #include "ui/DragView.h"
+#include "ui/ElidedLabel.h"
 #include "ui/ImageButton.h"
 #include "ui/SelectValueView.h"
 #include "ui/SelectValueViewDelegate.h"
@@ -214,4 +216,36 @@ void TestSlot::showsWhatItIsGiven() {
     saveScreenshot(&pair, QStringLiteral("ui"), QStringLiteral("slots-error"));
     target->showEmpty(QStringLiteral("Click here to select a destination drive."));
     QVERIFY(!target->hasErrorBackground());
+
+    // A name and detail lines too long for the card keep both ends with "…" between them and
+    // show whole in their tool tips; short ones show as they are, one label per line.
+    const QString longName = QStringLiteral("LEXAR VOLUME WITH A REALLY LONG NAME 2024");
+    target->setName(longName);
+    target->setDetailLines({QStringLiteral("Samsung PSSD T7 Media \u00b7 USB"),
+                            QStringLiteral("Backup \u2014 80.02 GB used, WINDOWS \u2014 22.22 KB used")});
+    QCOMPARE(target->nameLabel()->toolTip(), longName);
+    QVERIFY(target->nameLabel()->text().startsWith(QStringLiteral("LEX")));
+    QVERIFY(target->nameLabel()->text().contains(QChar(0x2026)));
+    QVERIFY(target->nameLabel()->text().endsWith(QStringLiteral("2024")));
+    QCOMPARE(target->detailLabels().size(), 2);
+    QCOMPARE(target->detailLabels().first()->fullText(), QStringLiteral("Samsung PSSD T7 Media \u00b7 USB"));
+    QCOMPARE(target->detailLabels().last()->toolTip(),
+             QStringLiteral("Backup \u2014 80.02 GB used, WINDOWS \u2014 22.22 KB used"));
+    QVERIFY(labelsCutWithoutEllipsis(&pair).isEmpty());
+    saveScreenshot(&pair, QStringLiteral("ui"), QStringLiteral("slots-long-names"));
+    target->setDetailLines({});
+    QVERIFY(target->detailLabels().isEmpty());
+
+    // What the picture check looks for: a plain label cut at its edge, or a wrapped one with a
+    // word wider than itself; an elided one is fine.
+    auto* cut = new QLabel(longName, &pair);
+    cut->setObjectName(QStringLiteral("cut"));
+    cut->setGeometry(0, 0, 60, 20);
+    cut->show();
+    QCOMPARE(labelsCutWithoutEllipsis(&pair), QStringList{QStringLiteral("cut/QLabel: ") + longName});
+    cut->setWordWrap(true);
+    cut->setText(QStringLiteral("a WORDTHATISFARTOOLONG"));
+    QCOMPARE(labelsCutWithoutEllipsis(&pair).size(), 1);
+    cut->setText(cut->fontMetrics().elidedText(longName, Qt::ElideMiddle, 60));
+    QVERIFY(labelsCutWithoutEllipsis(&pair).isEmpty());
 }

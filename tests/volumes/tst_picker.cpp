@@ -3,6 +3,8 @@
 #include "EmulatedMac.h"
 #include "Pointer.h"
 #include "Screenshot.h"
+#include "VolumesTestKit.h"
+#include "ui/ElidedLabel.h"
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"
 #include "ui/Popover.h"
@@ -75,13 +77,13 @@ void TestPicker::mountedVolumesUnderTheirHeadings() {
     }
     QCOMPARE(rowNames(picker), expected);
     QCOMPARE(headingTexts(picker), (QStringList{"Internal Drives", "External Drives"}));
-    // Headings 25 points high, each just above its rows; rows 64 points high.
+    // Headings 25 points high, each just above its rows; rows 92 points high.
     QCOMPARE(picker.headings().at(0)->y(), 0);
-    QCOMPARE(picker.headings().at(1)->y(), 25 + 2 * 64);
+    QCOMPARE(picker.headings().at(1)->y(), 25 + 2 * 92);
     QList<int> tops;
     for (DiskListViewController* r : picker.rows())
         tops << r->y();
-    QCOMPARE(tops, (QList<int>{25, 89, 178, 242, 306, 370}));
+    QCOMPARE(tops, (QList<int>{25, 117, 234, 326, 418, 510}));
 
     // What each row shows of the demo Mac (the NTFS drive is left out).
     QStringList shown;
@@ -120,7 +122,7 @@ void TestPicker::wholeUsbDisksOnlyUnderExternalDrives() {
 
 void TestPicker::listHeightGrowsPastFourRows() {
     {
-        // Four volumes: the list keeps its 400-point minimum.
+        // Four volumes: just past the 400-point minimum.
         auto mac = EmulatedMac::fromJson(R"({
           "version": "10.15.7", "user": "alex",
           "system": { "name": "Macintosh HD", "size": "500GB", "used": "120GB" },
@@ -136,19 +138,18 @@ void TestPicker::listHeightGrowsPastFourRows() {
         SelectDiskViewController picker(false);
         QVERIFY(waitForList(picker));
         QCOMPARE(rowNames(picker), (QStringList{"Macintosh HD", "Data", "FULL", "EMPTY"}));
-        QCOMPARE(picker.listContent()->size(), QSize(392, 400));
-        QCOMPARE(picker.listScrollView()->verticalScrollBar()->maximum(), 0);
+        QCOMPARE(picker.listContent()->size(), QSize(392, 4 * 92 + 50));
     }
     {
-        // Past four: 64 points a row and room for the two headings; the rest is reached by
-        // scrolling.
+        // Past the minimum: 92 points a row and room for the two headings; the rest is reached
+        // by scrolling.
         auto mac = EmulatedMac::fromScenario(QStringLiteral("twenty-volumes"));
         QVERIFY2(mac->isValid(), qPrintable(mac->error()));
         SelectDiskViewController picker(false);
         QVERIFY(waitForList(picker));
         const int count = int(picker.allVolumeArr().size());
         QVERIFY(count > 6);
-        QCOMPARE(picker.listContent()->size(), QSize(392, 64 * count + 50));
+        QCOMPARE(picker.listContent()->size(), QSize(392, 92 * count + 50));
         // Every row fits inside the content, and the list starts at its top.
         const DiskListViewController* last = picker.rows().last();
         QVERIFY(last->geometry().bottom() < picker.listContent()->height());
@@ -157,7 +158,7 @@ void TestPicker::listHeightGrowsPastFourRows() {
         QScrollBar* bar = picker.listScrollView()->verticalScrollBar();
         QVERIFY(bar->isVisible());
         QCOMPARE(bar->value(), 0);
-        QCOMPARE(bar->maximum(), 64 * count + 50 - 400);
+        QCOMPARE(bar->maximum(), 92 * count + 50 - 400);
     }
 }
 
@@ -231,5 +232,59 @@ void TestPicker::screenshotsInAPopover() {
         popover->closePopover();
         QTRY_VERIFY(!popover);
         QTRY_VERIFY(!gone);
+    }
+}
+
+void TestPicker::rowsNameTheDriveAndItsVolumes() {
+    auto mac =
+        VolumesTestKit::machine("10.15.7", VolumesTestKit::twoVolumeDrive(),
+                                R"("system":{"name":"Macintosh HD 1","size":"500.28GB","used":"182GB"})");
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    struct Row {
+        const char* name;
+        const char* drive;
+    };
+    const QString t7Volumes = QString::fromUtf8("Backup — 80.00 GB used, WINDOWS — 22.22 KB used");
+    for (bool wholeDisks : {false, true}) {
+        QWidget host;
+        host.setFixedSize(880, 640);
+        host.setStyleSheet(
+            QStringLiteral("background: %1;").arg(KitStyle::css(KitStyle::windowBackground())));
+        auto* slot = new QPushButton(QStringLiteral("Choose"), &host);
+        slot->setGeometry(340, 40, 200, 40);
+        host.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&host));
+        auto* picker = new SelectDiskViewController(wholeDisks);
+        QPointer<Popover> popover = SelectDiskViewController::presentUnder(slot, picker);
+        QVERIFY(waitForList(*picker));
+        const QList<Row> expected =
+            wholeDisks ? QList<Row>{{"Samsung PSSD T7 Media", "Samsung PSSD T7 Media · USB · 500.11 GB"}}
+                       : QList<Row>{{"Macintosh HD 1", ""},
+                                    {"Backup", "Samsung PSSD T7 Media · USB · 500.11 GB"},
+                                    {"WINDOWS", "Samsung PSSD T7 Media · USB · 500.11 GB"}};
+        QCOMPARE(picker->rows().size(), expected.size());
+        for (int i = 0; i < expected.size(); ++i) {
+            DiskListViewController* row = nullptr;
+            for (DiskListViewController* r : picker->rows()) {
+                if (r->nameLabel()->fullText() == QString::fromUtf8(expected[i].name))
+                    row = r;
+            }
+            QVERIFY2(row, expected[i].name);
+            if (i == 0 && !wholeDisks) {
+                // The start-up disk says so, and no name reads as cut without "…".
+                QVERIFY2(row->driveLabel()->fullText().endsWith(QStringLiteral(" · start-up disk")),
+                         qPrintable(row->driveLabel()->fullText()));
+                QCOMPARE(row->nameLabel()->text(), QStringLiteral("Macintosh HD 1"));
+                continue;
+            }
+            QCOMPARE(row->driveLabel()->fullText(), QString::fromUtf8(expected[i].drive));
+            QCOMPARE(row->volumesLabel()->fullText(), t7Volumes);
+        }
+        hover(picker->rows().last()->aView());
+        QVERIFY(saveScreenshot(&host, QStringLiteral("volumes"),
+                               wholeDisks ? QStringLiteral("picker-identity-os-clone")
+                                          : QStringLiteral("picker-identity-volumes")));
+        popover->closePopover();
+        QTRY_VERIFY(!popover);
     }
 }

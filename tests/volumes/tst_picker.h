@@ -12,4 +12,5 @@ private Q_SLOTS:
     void clickOnARowReachesTheWorkflow();
     void pickerGoneBeforeItsScanEnds();
     void screenshotsInAPopover();
+    void rowsNameTheDriveAndItsVolumes();
 };
