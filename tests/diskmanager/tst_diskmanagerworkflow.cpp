@@ -186,6 +186,8 @@ void TestDiskManagerWorkflow::renameFromTheRow() {
     // "Rename" on the stick's row selects it and opens its name field.
     click(button(cellOf(*tab, QStringLiteral("STICK")), "rename"));
     DiskManagerCell* stick = cellOf(*tab, QStringLiteral("STICK"));
+    // Watched from here on: a listing may replace the row once the tool has run.
+    const QPointer<DiskManagerCell> kept(stick);
     QVERIFY(tab->isRenameEdit());
     QCOMPARE(tab->selectVolume()->volumeName(), QStringLiteral("STICK"));
     QVERIFY(stick->nameField()->isVisible());
@@ -211,7 +213,6 @@ void TestDiskManagerWorkflow::renameFromTheRow() {
     QCOMPARE(changingCalls(*mac),
              QList<QStringList>({{QStringLiteral("rename"), uuid, QStringLiteral("MY BACKUP D")}}));
     // Unless a listing (the rename's mount notices) has already replaced the row.
-    QPointer<DiskManagerCell> kept(stick);
     QVERIFY(!kept || shownName(kept) == QStringLiteral("MY BACKUP D"));
     // The tool moved the mount point; the notices bring a listing with the tool's own name.
     QVERIFY(waitForRow(*tab, listed, listings, QStringLiteral("MY BACKUP D"), true));
