@@ -1,11 +1,13 @@
 // Time of the volume scans on emulated Macs: the mounted-volume scan (doGetAllVolume_), the
-// picker's whole-USB-disk scan and the target-drive listing (QvGetUSBThreadImp), on the demo
-// machine and on the twenty-volume machine. Each scan is split into the time its disk-tool runs
-// take (the same command lines replayed through the same runner) and Tavrill's own time around
-// them (listing /Volumes, the mount table, parsing, records). Prints only; no budget is checked.
+// picker's whole-USB-disk scan, the target-drive listing (QvGetUSBThreadImp) and the Disk
+// Manager's listing (listVolumes), on the demo machine and on the twenty-volume machine. Each
+// scan is split into the time its disk-tool runs take (the same command lines replayed through
+// the same runner) and Tavrill's own time around them (listing /Volumes, the mount table,
+// parsing, records). Prints only; no budget is checked.
 
 #include "EmulatedMac.h"
 #include "core/CommandRunner.h"
+#include "diskmanager/DiskManagerEngine.h"
 #include "osclone/QvUSBControl.h"
 #include "volumes/VolumeEnumerator.h"
 
@@ -96,6 +98,8 @@ int main(int argc, char** argv) {
                   control.QvGetUSBThreadImp();
                   return control.QvGetUSBList().size();
               }));
+        print(scenario, "disk manager (listVolumes)",
+              measure(*mac, repeats, [] { return DiskManagerEngine::listVolumes().size(); }));
     }
     return 0;
 }

@@ -117,6 +117,7 @@ void DiskManagerEngine::startEject(const VolumeObjRef& volume, bool force) {
 
 VolumeObjList DiskManagerEngine::listVolumes() {
     VolumeObjList list;
+    DriveSurvey survey(Runner::AepairExec);
     // Every entry, hidden ones included, in the order the directory gives them; a missing
     // folder gives none.
     const QStringList entries =
@@ -128,27 +129,30 @@ VolumeObjList DiskManagerEngine::listVolumes() {
         const QString bsdName = DiskArbitration::bsdNameForVolumePath(QStringLiteral("/Volumes/") + name);
         if (bsdName.isEmpty() || bsdName == QLatin1String(" "))
             continue;
-        getVolumeAllObjWithVolumeName(bsdName, list);
+        getVolumeAllObjWithVolumeName(bsdName, list, &survey);
     }
-    addDrives(list);
+    addDrives(list, survey);
     return list;
 }
 
-void DiskManagerEngine::addDrives(VolumeObjList& list) {
-    DriveSurvey survey(Runner::AepairExec);
+void DiskManagerEngine::addDrives(VolumeObjList& list, DriveSurvey& survey) {
     for (const VolumeObjRef& volume : list)
         volume->setDrive(survey.driveOf(volume->volumePath()));
 }
 
-void DiskManagerEngine::getVolumeAllObjWithVolumeName(const QString& bsdName, VolumeObjList& list) {
+void DiskManagerEngine::getVolumeAllObjWithVolumeName(const QString& bsdName, VolumeObjList& list,
+                                                      DriveSurvey* survey) {
     for (const VolumeObjRef& v : list) {
         if (v->volumeName() == bsdName)
             return;
     }
     const QByteArray name = bsdName.toUtf8();
     const std::optional<QVariantMap> info = VolumeOperations::getDisjInfo(name.constData());
-    if (info)
-        addVolumeFromInfo(*info, list);
+    if (!info)
+        return;
+    if (survey)
+        survey->rememberInfo(*info);
+    addVolumeFromInfo(*info, list);
 }
 
 void DiskManagerEngine::addVolumeFromInfo(const QVariantMap& info, VolumeObjList& list) {

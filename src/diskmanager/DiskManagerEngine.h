@@ -11,6 +11,8 @@
 #include <cstdint>
 #include <memory>
 
+class DriveSurvey;
+
 // The Disk Manager's volume list and the background half of its operations, without widgets.
 // RepairDiskViewController keeps the documented operation names and calls this.
 //
@@ -45,9 +47,11 @@ public:
 
     // The listing's steps, run on the calling thread.
     static VolumeObjList listVolumes();
-    static void getVolumeAllObjWithVolumeName(const QString& bsdName, VolumeObjList& list);
+    // A survey given here keeps the info it reads, so addDrives does not ask for it again.
+    static void getVolumeAllObjWithVolumeName(const QString& bsdName, VolumeObjList& list,
+                                              DriveSurvey* survey = nullptr);
     // Gives each record the drive it lives on, so its row and its format confirmation can name it.
-    static void addDrives(VolumeObjList& list);
+    static void addDrives(VolumeObjList& list, DriveSurvey& survey);
     // Appends the record for a volume's info dictionary unless the list has it already or the
     // volume is not listed (no name, or "EFI").
     static void addVolumeFromInfo(const QVariantMap& info, VolumeObjList& list);
