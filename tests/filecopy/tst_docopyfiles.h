@@ -18,3 +18,4 @@ private Q_SLOTS:
     void missingDestinationIsReported();
     void copiedTreeEqualsTheSource();
 };
+    void initTestCase();
