@@ -507,7 +507,24 @@ void TestDiskManagerWorkflow::unusableNamesAndFailuresAreShown() {
     QCOMPARE(end->titleLabel()->text(), QStringLiteral("Format failed"));
     QCOMPARE(end->text(), QStringLiteral("The disk tool ended with status 1."));
     saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("format-failed"));
+    click(end->okButton());
+    QVERIFY(waitUntil([&] { return tab->formatEndViewController() == nullptr; }, 2000));
     QVERIFY(waitUntil([&] { return !tab->isScanV() && rowOf(*tab, QStringLiteral("Data")) >= 0; }, 20000));
+
+    // So does one that exits 0 without saying that it finished.
+    mac->clearLog();
+    QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "eraseVolume", "mode": "silent", "times": 1})"));
+    confirm = confirmFormatOf(*tab, QStringLiteral("Data"));
+    QVERIFY(confirm);
+    QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
+    retype(confirm->nameTextFiled, QStringLiteral("Archive"));
+    click(confirm->okButton);
+    QVERIFY(waitUntil([&] { return tab->formatEndViewController() != nullptr; }, 20000));
+    QCOMPARE(changingCalls(*mac),
+             QList<QStringList>({{"eraseVolume", "Journaled HFS+", "Archive", "/dev/disk2s2"}}));
+    end = tab->formatEndViewController();
+    QCOMPARE(end->titleLabel()->text(), QStringLiteral("Format failed"));
+    QCOMPARE(end->text(), QStringLiteral("The disk tool did not report the erase as finished."));
 }
 
 void TestDiskManagerWorkflow::hungToolEndsAtItsLimitWithTheWindowResponsive() {

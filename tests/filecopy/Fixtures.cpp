@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <csignal>
 #include <dirent.h>
@@ -77,4 +78,27 @@ bool Hold::reached() const {
 void Hold::release() {
     if (m_fd >= 0)
         ::fcntl(m_fd, F_SETLEASE, F_UNLCK);
+}
+
+bool Hold::leasesHoldForTemporaryFiles() {
+    const auto grants = [](const QString& folder) {
+        const QString probe = folder + QStringLiteral("/tavrill-lease-%1").arg(::getpid());
+        QFile file(probe);
+        if (!file.open(QIODevice::WriteOnly))
+            return false;
+        file.close();
+        const bool granted = Hold(probe).ok();
+        QFile::remove(probe);
+        return granted;
+    };
+    if (grants(QDir::tempPath()))
+        return true;
+    for (const QString& folder : {QStringLiteral("/dev/shm"), QStringLiteral("/run/user/%1").arg(::getuid()),
+                                  QStringLiteral("/var/tmp")}) {
+        if (QFileInfo(folder).isDir() && grants(folder)) {
+            qputenv("TMPDIR", QFile::encodeName(folder));
+            return true;
+        }
+    }
+    return false;
 }

@@ -27,11 +27,16 @@ public:
     Hold(const Hold&) = delete;
     Hold& operator=(const Hold&) = delete;
 
-    // False where the file system grants no leases (the test is then skipped).
+    // False where the file system grants no leases (see leasesHoldForTemporaryFiles).
     bool ok() const { return m_ok; }
     // Whether something is waiting to open the file.
     bool reached() const;
     void release();
+
+    // Makes the temporary folder, where test machines are made, one whose file system grants
+    // leases: the usual one when it does, else the first of /dev/shm, the user's runtime folder
+    // and /var/tmp that does (TMPDIR then names it). False when none does.
+    static bool leasesHoldForTemporaryFiles();
 
 private:
     int m_fd = -1;

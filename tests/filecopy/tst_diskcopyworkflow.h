@@ -5,6 +5,7 @@
 class TestDiskCopyWorkflow : public QObject {
     Q_OBJECT
 private Q_SLOTS:
+    void initTestCase();
     void init();
     void copiesAWholeVolumeIntoTheDatedFolder();
     void copiesThreeDroppedFiles();

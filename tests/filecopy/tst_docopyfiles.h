@@ -5,8 +5,10 @@
 class TestDoCopyFiles : public QObject {
     Q_OBJECT
 private Q_SLOTS:
+    void initTestCase();
     void datedFolderOnVolumesSlashAndDesktop();
-    void datedFolderOnAFatStickHasNoColons();
+    void datedFolderOnFatAndExFatHasNoColons_data();
+    void datedFolderOnFatAndExFatHasNoColons();
     void fourItemsReportFiveToHundred();
     void progressStartsAtTheFloor();
     void collisionsDropTheExtensionAndCount();
