@@ -136,6 +136,12 @@ void syncDisks() {
     ::sync();
 }
 
+bool dropCaches() {
+    ::sync();
+    QFile control(QStringLiteral("/proc/sys/vm/drop_caches"));
+    return control.open(QIODevice::WriteOnly) && control.write("3\n") == 2;
+}
+
 void removeTree(const QString& host) {
     QDir(host).removeRecursively();
     QFile::remove(host);

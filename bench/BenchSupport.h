@@ -55,6 +55,9 @@ double timeCommand(const QStringList& argv);
 QByteArray commandOutput(const QStringList& argv);
 // Flushes dirty pages, so that one side's writes are not paid for by the other.
 void syncDisks();
+// Flushes dirty pages and drops the page, folder and inode caches, so that the next reads come
+// from the disk; false where the system does not allow it (it needs root).
+bool dropCaches();
 void removeTree(const QString& host);
 
 // Fills a folder with entries named entry0, entry1, ...: files of up to 3,000 bytes and, one

@@ -1,8 +1,9 @@
-// The file list window on a folder of 100,000 entries: the longest time the main thread goes
+// The file list window on a folder of 1,000,000 entries: the longest time the main thread goes
 // without turning its event loop while the window lists the folder, opens it as a sub-folder,
 // ticks it and measures it. A timer asks to run every 5 ms and records the largest gap between
 // its runs; another scrolls the list and repaints it every 16 ms, as a user scrolling would.
-// Target: no gap above 100 ms.
+// Targets: no gap above 100 ms; Done measures the selection of the 1,000,000 entries and hands
+// it back in under 2 s.
 
 #include "BenchSupport.h"
 
@@ -80,7 +81,7 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     return runBenchmark(argc, argv, [](const BenchOptions& options) {
         BenchMachine mac;
-        const int entries = qMax(1000, int(100000 * options.scale));
+        const int entries = qMax(1000, int(1000000 * options.scale));
         const QString folder = mac.host("/Volumes/Bench/flat");
         writeFlatFolder(folder, entries);
 
@@ -100,7 +101,7 @@ int main(int argc, char** argv) {
         scroller.start();
         StallMeter meter;
 
-        // 1. The folder itself: a top level of 100,000 entries.
+        // 1. The folder itself: a top level of 1,000,000 entries.
         meter.start();
         window.showDetailWithPath("/Volumes/Bench/flat");
         const double listSeconds = runUntil([&] { return !list->isScan(); });
@@ -108,7 +109,7 @@ int main(int argc, char** argv) {
         if (list->model()->rowCount() != entries)
             benchFail(QStringLiteral("listed %1 of %2").arg(list->model()->rowCount()).arg(entries));
 
-        // 2. The folder opened below its volume: 100,000 children listed on demand.
+        // 2. The folder opened below its volume: 1,000,000 children listed on demand.
         window.showDetailWithPath("/Volumes/Bench");
         runUntil([&] { return !list->isScan(); });
         const QModelIndex flat = list->model()->index(0, FileNodeTreeModel::CheckBox);
@@ -119,7 +120,7 @@ int main(int argc, char** argv) {
         });
         const double expandStall = meter.stop();
 
-        // 3. Unticking and ticking the open folder (its 2,000 sub-folders take the tick too).
+        // 3. Unticking and ticking the open folder (its 20,000 sub-folders take the tick too).
         FileNode* node = list->model()->nodeAt(flat);
         QElapsedTimer clickClock;
         clickClock.start();
@@ -144,8 +145,8 @@ int main(int argc, char** argv) {
                     "open folder (on demand)", expandSeconds, expandStall);
         std::printf("%-30s %8.1f ms per click                        (target <= 100 ms)\n",
                     "tick the open folder", clickMs);
-        std::printf("%-30s %8.3f s   longest main-thread stall %7.1f ms  (target <= 100 ms)  %lld bytes\n",
-                    "Done (measure the selection)", measureSeconds, measureStall,
-                    static_cast<long long>(back.size));
+        std::printf(
+            "%-30s %8.3f s   longest main-thread stall %7.1f ms  (targets <= 2 s, <= 100 ms)  %lld bytes\n",
+            "Done (measure the selection)", measureSeconds, measureStall, static_cast<long long>(back.size));
     });
 }

@@ -80,7 +80,8 @@ void Controller::getNodeListWithFaterNode(FileNode* node) {
     const FileNodeRef held(node);
     const std::shared_ptr<NodeListings> listings = m_nodeListings;
     QThreadPool::globalInstance()->start([held, listings] {
-        std::optional<FileNodeList> children = EumeRoot::listChildrenOfPath(held->path(), &listings->stop);
+        std::optional<FileNodeList> children =
+            EumeRoot::listChildrenOfPath(held->path(), &listings->stop, held.data());
         onMain([held, listings, children = std::move(children)] {
             Controller* controller = listings->controller;
             if (!controller)

@@ -72,9 +72,15 @@ std::string joined(const std::string& folder, const std::string& name, bool root
     return path;
 }
 
-FileNodeRef nodeFor(const std::string& folder, const ListedName& entry, bool rootSpecialCase) {
-    return FileNode::fromListing(joined(folder, entry.name, rootSpecialCase),
-                                 std::uint32_t(entry.name.size()), entry.isDirectory, nullptr);
+// The node of an entry listed in folder. With a base (a node whose path is folder) the node
+// keeps only what its path adds to the base's.
+FileNodeRef nodeFor(const FileNode* base, const std::string& folder, const ListedName& entry,
+                    bool rootSpecialCase) {
+    const std::string path = joined(folder, entry.name, rootSpecialCase);
+    std::string_view suffix(path);
+    if (base)
+        suffix.remove_prefix(folder.size());
+    return FileNode::fromListing(base, suffix, std::uint32_t(entry.name.size()), entry.isDirectory);
 }
 
 QString lastComponent(const QString& path) {
@@ -202,10 +208,12 @@ void EumeRoot::eumeRootListNode(const QString& path) {
         sinceFlush.restart();
     };
     const std::string folder = path.toStdString();
+    // The listed folder's own node, shown nowhere: the top-level nodes continue its path.
+    const FileNodeRef base = FileNode::initWithPath(path, QString(), true, nullptr);
     for (const ListedName& entry : names) {
         if (m_isStopScan)
             break;
-        FileNodeRef node = nodeFor(folder, entry, true);
+        FileNodeRef node = nodeFor(base.data(), folder, entry, true);
         if (entry.isDirectory) {
             folders.append(node);
         } else {
@@ -223,7 +231,8 @@ void EumeRoot::eumeRootListNode(const QString& path) {
         sendToDelegate(&EumeRootDelegate::endScan);
 }
 
-std::optional<FileNodeList> EumeRoot::listChildrenOfPath(const QString& path, const std::atomic<bool>* stop) {
+std::optional<FileNodeList> EumeRoot::listChildrenOfPath(const QString& path, const std::atomic<bool>* stop,
+                                                         const FileNode* folderNode) {
     const ItemInfo info = readItemInfo(Machine::hostPath(path), true);
     if (!info.exists)
         return std::nullopt;
@@ -238,7 +247,7 @@ std::optional<FileNodeList> EumeRoot::listChildrenOfPath(const QString& path, co
     children.reserve(qsizetype(names.size()));
     const std::string folder = path.toStdString();
     for (const ListedName& entry : names) {
-        FileNodeRef child = nodeFor(folder, entry, false);
+        FileNodeRef child = nodeFor(folderNode, folder, entry, false);
         child->setSize(entry.isDirectory ? 0 : entry.dataLength);
         children.append(child);
     }
@@ -263,7 +272,7 @@ void EumeRoot::adoptChildren(FileNode* father, const FileNodeList& children) {
 void EumeRoot::getNodeListWithFaterNode(FileNode* node) {
     if (!node)
         return;
-    const std::optional<FileNodeList> children = listChildrenOfPath(node->path());
+    const std::optional<FileNodeList> children = listChildrenOfPath(node->path(), nullptr, node);
     if (!children)
         return;
     m_allFileCount = int(children->size());
@@ -289,10 +298,11 @@ void EumeRoot::getRootNodeListWithPath(const QString& path) {
         const std::vector<ListedName> names = listFolder(path, false);
         self->m_allFileCount = int(names.size());
         const std::string folder = path.toStdString();
+        const FileNodeRef base = FileNode::initWithPath(path, QString(), true, nullptr);
         for (const ListedName& entry : names) {
             if (self->m_isStopScan)
                 return;
-            FileNodeRef node = nodeFor(folder, entry, false);
+            FileNodeRef node = nodeFor(base.data(), folder, entry, false);
             if (entry.isDirectory) {
                 node->setSize(0);
                 array->append(node);

@@ -48,8 +48,10 @@ public:
     // The children the on-demand listing gives a node, without attaching them: their father
     // and their states are left for the caller, who adopts them with adoptChildren. Safe on any
     // thread. Answers nothing for a missing path; stop, when set, cuts the listing short.
+    // folderNode, when given, is a node whose path is path: the children continue its path.
     static std::optional<FileNodeList> listChildrenOfPath(const QString& path,
-                                                          const std::atomic<bool>* stop = nullptr);
+                                                          const std::atomic<bool>* stop = nullptr,
+                                                          const FileNode* folderNode = nullptr);
     // Gives listed children their father and the father's selection (unless it is 2) and
     // appends them to its children array.
     static void adoptChildren(FileNode* father, const FileNodeList& children);

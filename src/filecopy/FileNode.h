@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QExplicitlySharedDataPointer>
+#include <QHash>
 #include <QList>
 #include <QMutex>
 #include <QRectF>
@@ -10,7 +11,9 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class FileNode;
@@ -23,11 +26,16 @@ using FileNodeRef = QExplicitlySharedDataPointer<FileNode>;
 using FileNodeList = QList<FileNodeRef>;
 
 // An ordered array of nodes that one thread may fill while others read it. Each operation
-// holds the array's lock for its duration, so a reader sees the array before or after a
-// change and never half of one; a reader that asks for an index beyond the end gets no node.
+// holds a lock for its duration, so a reader sees the array before or after a change and never
+// half of one; a reader that asks for an index beyond the end gets no node.
+//
+// Every folder node has one, so an array costs one pointer until something is put in it, and
+// its lock is one of a fixed set shared by address. No operation holds it while it takes
+// another array's lock or lets a node go.
 class FileNodeArray {
 public:
     FileNodeArray() = default;
+    ~FileNodeArray();
     FileNodeArray(const FileNodeArray&) = delete;
     FileNodeArray& operator=(const FileNodeArray&) = delete;
 
@@ -54,8 +62,13 @@ public:
     void sortBySize();
 
 private:
-    mutable QMutex m_lock;
-    std::vector<FileNodeRef> m_items;
+    using Items = std::vector<FileNodeRef>;
+    QMutex& lock() const;
+    Items& items(); // made on first use; under the lock
+    // Takes the items out, to be let go after the lock.
+    Items takeItems();
+
+    std::unique_ptr<Items> m_items;
 };
 
 using FileNodeArrayRef = std::shared_ptr<FileNodeArray>;
@@ -66,40 +79,53 @@ inline FileNodeArrayRef makeFileNodeArray() {
 // One file or folder of a source volume: what the file list shows and ticks, what the size
 // passes add up and what the copy engine copies. Paths are Mac paths.
 //
-// Memory matters (a volume can have millions of entries): the path and the name are kept in
-// one UTF-8 buffer, the name as the path's last component when it is one. The state, the size,
-// the father and the expanded flag are atomic because background passes read them while the
-// main thread changes them. The path and the name are set while one thread builds the node,
-// before it is shared.
+// Memory matters (a whole volume can have millions of entries), so a node keeps its name and a
+// link to the node its path continues (its base, normally the father it was listed under)
+// instead of a whole path: its path is the base's path followed by the node's own text, which
+// is "/" and the name for a listed entry, or the whole path for a node without a base. The
+// text lives in the node's own allocation; what few nodes need beyond that (a name that is not
+// the path's tail, a path or name set later, the checkbox's place, a button state) lives in a
+// table beside the nodes.
+//
+// A node's text and base never change once it is built, so any thread may read a path while
+// the main thread changes the tree. A node holds its base's text alive, not the base itself:
+// when the last reference to a node goes, its children are let go and it is gone as a node,
+// but its text stays as long as a node whose path continues it does. So a pass holding a node
+// always has its whole path, whatever became of the folders above it. A path or name set
+// later (setPath, setName) is the node's own: nodes built under it keep the paths they had,
+// as nodes moved to another father (setFather) keep theirs.
+//
+// The state, the size, the father and the flags are atomic because background passes read them
+// while the main thread changes them. A path or name set later is set while one thread holds
+// the node, before it is shared.
 class FileNode : public QSharedData {
 public:
-    // Every new node starts selected (state 1), with an empty children array, also a file.
-    FileNode(const QString& path, const QString& name, bool isDirectory, FileNode* father);
     ~FileNode();
     FileNode(const FileNode&) = delete;
     FileNode& operator=(const FileNode&) = delete;
 
+    // Every new node starts selected (state 1), with an empty children array, also a file. The
+    // node continues father's path when path begins with it.
     static FileNodeRef initWithPath(const QString& path, const QString& name, bool isDirectory,
-                                    FileNode* father) {
-        return FileNodeRef(new FileNode(path, name, isDirectory, father));
-    }
+                                    FileNode* father);
 
-    // A node whose name is the last nameLength bytes of its UTF-8 path, as the listings make
-    // them; no text conversion on the way.
-    static FileNodeRef fromListing(std::string pathUtf8, std::uint32_t nameLength, bool isDirectory,
-                                   FileNode* father);
+    // A node as the listings make them, without text conversion: its path is base's path
+    // followed by suffix (UTF-8; the whole path without a base), its name the suffix's last
+    // nameLength bytes. father is set as given; the base may be a node that is no one's father.
+    static FileNodeRef fromListing(const FileNode* base, std::string_view suffix, std::uint32_t nameLength,
+                                   bool isDirectory, FileNode* father = nullptr);
 
     QString name() const;
     void setName(const QString& name);
     QString path() const;
     void setPath(const QString& path);
 
-    bool isDirectory() const { return m_isDirectory; }
-    void setIsDirectory(bool value) { m_isDirectory = value; }
+    bool isDirectory() const { return hasFlag(kDirectory); }
+    void setIsDirectory(bool value) { setFlag(kDirectory, value); }
 
     // Asks SystemFolder on every call; the stored flag is kept but not read.
     bool isSystemFile() const;
-    void setIsSystemFile(bool value) { m_isSystemFile = value; }
+    void setIsSystemFile(bool value) { setFlag(kSystemFile, value); }
 
     FileNodeArray& children() { return m_children; }
     const FileNodeArray& children() const { return m_children; }
@@ -118,19 +144,19 @@ public:
     quint64 size() const { return m_size.load(std::memory_order_relaxed); }
     void setSize(quint64 size) { m_size.store(size, std::memory_order_relaxed); }
 
-    qint32 isButtonState() const { return m_isButtonState; }
-    void setIsButtonState(qint32 value) { m_isButtonState = value; }
+    qint32 isButtonState() const;
+    void setIsButtonState(qint32 value);
 
     // Always the last component of path; a name set here is accepted and not kept, since the
     // getter never reads it.
     QString displayName() const;
     void setDisplayName(const QString&) {}
 
-    QRectF checkBoxRect() const { return QRectF(m_checkBox[0], m_checkBox[1], m_checkBox[2], m_checkBox[3]); }
+    QRectF checkBoxRect() const;
     void setCheckBoxRect(const QRectF& rect);
 
-    bool isExpand() const { return m_isExpand.load(std::memory_order_relaxed); }
-    void setIsExpand(bool value) { m_isExpand.store(value, std::memory_order_relaxed); }
+    bool isExpand() const { return hasFlag(kExpand); }
+    void setIsExpand(bool value) { setFlag(kExpand, value); }
 
     // Negative when this node comes first in a largest-first order, positive when the other
     // does, 0 for equal sizes.
@@ -141,23 +167,46 @@ public:
     void decendingSort() const;
 
     // The path's UTF-8 bytes, for the engines' file-system calls.
-    QByteArray pathUtf8() const { return QByteArray(m_text.data(), qsizetype(m_pathLength)); }
+    QByteArray pathUtf8() const;
+
+    // The last reference going: the node lets its children go and is gone as a node; its
+    // memory stays while nodes built under it need its text.
+    void operator delete(FileNode* node, std::destroying_delete_t);
 
 private:
-    void setText(const QString& path, const QString& name);
+    enum Flag : std::uint8_t {
+        kDirectory = 1,
+        kSystemFile = 2,
+        kExpand = 4,
+        kExtras = 8,   // has an entry in the table beside the nodes
+        kOverride = 16 // that entry holds a path and a name set later
+    };
+    struct Extras;
+    static QHash<const FileNode*, Extras>& extrasTable(); // under its lock
 
-    // path is m_text[0, m_pathLength); name is m_text[m_nameOffset, end): either the path's
-    // tail or its own copy after a terminator.
-    std::string m_text;
-    std::uint32_t m_pathLength = 0;
-    std::uint32_t m_nameOffset = 0;
+    FileNode(const FileNode* base, std::uint32_t textLength, std::uint32_t nameLength, bool isDirectory,
+             FileNode* father);
+    static FileNodeRef make(const FileNode* base, std::string_view text, std::uint32_t nameLength,
+                            bool isDirectory, FileNode* father);
+    const char* text() const { return reinterpret_cast<const char*>(this + 1); }
+    // The path the node was built with, which nodes built under it continue.
+    QByteArray builtPath() const;
+    std::string_view builtName() const;
+    bool hasFlag(Flag flag) const { return m_flags.load(std::memory_order_relaxed) & flag; }
+    void setFlag(Flag flag, bool value);
+    template <typename Change> void changeExtras(Change change);
+    template <typename Read> auto readExtras(Read read) const;
+    void setOverride(const QString& path, const QString& name);
+    static void releaseText(const FileNode* node);
+
+    mutable std::atomic<std::uint32_t> m_textHolds{1}; // the node itself, and each node built on it
     std::atomic<quint64> m_size{0};
     std::atomic<FileNode*> m_father{nullptr};
+    const FileNode* const m_base; // text held
     FileNodeArray m_children;
-    float m_checkBox[4] = {0, 0, 0, 0}; // view coordinates: single precision is ample
-    qint32 m_isButtonState = 0;
+    const std::uint32_t m_textLength;
+    const std::uint16_t m_nameLength;    // the name is the text's tail of this length
     std::atomic<std::int8_t> m_state{1}; // holds 0, 1 or 2
-    std::atomic<bool> m_isExpand{false};
-    bool m_isDirectory = false;
-    bool m_isSystemFile = false;
+    std::atomic<std::uint8_t> m_flags{0};
+    // followed by the text's m_textLength bytes, in the same allocation
 };

@@ -7,43 +7,113 @@
 #include "platform/DirectoryBatchReader.h"
 #include "platform/Machine.h"
 
+#include <QFile>
+#include <QThread>
 #include <QThreadPool>
 
+#include <condition_variable>
+#include <mutex>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 namespace {
 
-// The walk below an open folder. Sub-folders are opened relative to their parent, so no path
-// is built or looked up per entry. A folder entry adds its own walk started from incoming, as
-// the walk by path does.
-quint64 sumFolder(DirectoryBatchReader& reader, quint64 incoming, DirectoryBatch& batch,
-                  const std::atomic<bool>* stop) {
-    quint64 sum = incoming;
-    DirectoryBatchReader::ReadResult result = DirectoryBatchReader::ReadResult::Success;
-    while (result == DirectoryBatchReader::ReadResult::Success && !(stop && *stop)) {
-        result = reader.readBatch(batch);
-        if (result == DirectoryBatchReader::ReadResult::Error)
-            break;
-        // Sub-folders are walked after the batch, so one batch buffer serves the whole walk.
+// Helpers a walk starts beside its own thread once it has folders to hand out. Reading the
+// entries' lengths waits on the disk's catalogue (or, cached, on the kernel), so several folders
+// read at once finish sooner on drives that serve requests in parallel, and no later on those
+// that do not.
+int walkHelpers() {
+    return qBound(0, QThread::idealThreadCount() - 1, 3);
+}
+
+// A walk over the folders below a top folder, shared by the threads that take part: each takes
+// a folder, adds its files' lengths and leaves its sub-folders for whichever thread is free.
+class FolderWalk {
+public:
+    explicit FolderWalk(const std::atomic<bool>* stop) : m_stop(stop) {}
+
+    // Adds the entries of an open folder; its sub-folders are left for run.
+    void readFolder(DirectoryBatchReader& reader, const std::string& hostPath, DirectoryBatch& batch) {
         std::vector<std::string> folders;
-        for (int i = 0; i < batch.count; ++i) {
-            const DirectoryEntry& entry = batch.entries[i];
-            if (entry.isDirectory)
-                folders.emplace_back(entry.name, entry.nameLength);
-            else
-                sum += entry.dataLength;
+        quint64 bytes = 0;
+        DirectoryBatchReader::ReadResult result = DirectoryBatchReader::ReadResult::Success;
+        while (result == DirectoryBatchReader::ReadResult::Success && !stopped()) {
+            result = reader.readBatch(batch);
+            if (result == DirectoryBatchReader::ReadResult::Error)
+                break;
+            for (int i = 0; i < batch.count; ++i) {
+                const DirectoryEntry& entry = batch.entries[i];
+                if (entry.isDirectory) // a real folder, never a link
+                    folders.push_back(hostPath + '/' + std::string(entry.name, entry.nameLength));
+                else
+                    bytes += entry.dataLength;
+            }
         }
-        for (const std::string& name : folders) {
-            DirectoryBatchReader sub(reader, name.c_str());
-            // A folder that cannot be opened adds what an unreadable walk answers: incoming.
-            sum += sub.status() == DirectoryBatchReader::OpenStatus::Open
-                       ? sumFolder(sub, incoming, batch, stop)
-                       : incoming;
+        m_bytes += bytes;
+        m_folders += folders.size();
+        std::lock_guard<std::mutex> lock(m_lock);
+        for (std::string& folder : folders)
+            m_pending.push_back(std::move(folder));
+        if (!folders.empty())
+            m_wake.notify_all();
+    }
+
+    // Takes part until no folder is left and none is being read; the calling thread also
+    // starts the helpers, once there are folders to hand out, and waits for them.
+    void run() {
+        takePart(true);
+        for (std::thread& helper : m_helpers)
+            helper.join();
+    }
+
+    quint64 bytes() const { return m_bytes; }
+    // Folders found below the top one, readable or not.
+    quint64 folders() const { return m_folders; }
+
+private:
+    bool stopped() const { return m_stop && *m_stop; }
+
+    void takePart(bool caller) {
+        auto batch = std::make_unique<DirectoryBatch>();
+        std::unique_lock<std::mutex> lock(m_lock);
+        for (;;) {
+            if (caller && m_pending.size() > 1 && int(m_helpers.size()) < walkHelpers()) {
+                try {
+                    m_helpers.emplace_back([this] { takePart(false); });
+                } catch (const std::system_error&) {
+                    // no thread to be had: the threads there are do the walk
+                }
+            }
+            m_wake.wait(lock, [this] { return !m_pending.empty() || m_reading == 0; });
+            if (m_pending.empty() || stopped()) {
+                m_pending.clear();
+                m_wake.notify_all(); // nothing left: the others end too
+                return;
+            }
+            const std::string folder = std::move(m_pending.back());
+            m_pending.pop_back();
+            ++m_reading;
+            lock.unlock();
+            DirectoryBatchReader reader(QFile::decodeName(QByteArray::fromStdString(folder)));
+            if (reader.status() == DirectoryBatchReader::OpenStatus::Open)
+                readFolder(reader, folder, *batch);
+            lock.lock();
+            if (--m_reading == 0 && m_pending.empty())
+                m_wake.notify_all();
         }
     }
-    return sum;
-}
+
+    const std::atomic<bool>* m_stop;
+    std::atomic<quint64> m_bytes{0};
+    std::atomic<quint64> m_folders{0};
+    std::mutex m_lock;
+    std::condition_variable m_wake;
+    std::vector<std::string> m_pending; // host paths, depth first
+    int m_reading = 0;
+    std::vector<std::thread> m_helpers;
+};
 
 } // namespace
 
@@ -61,8 +131,13 @@ quint64 GetFilesSize::getFileSizeWithPat(const QString& path, quint64 totailSize
     }
     if (reader.status() != DirectoryBatchReader::OpenStatus::Open)
         return totailSize;
+    // Each folder's own walk starts from the incoming total, so the total counts once per
+    // folder: the top one and every one below it.
+    FolderWalk walk(stop);
     auto batch = std::make_unique<DirectoryBatch>();
-    return sumFolder(reader, totailSize, *batch, stop);
+    walk.readFolder(reader, QFile::encodeName(host).toStdString(), *batch);
+    walk.run();
+    return totailSize * (1 + walk.folders()) + walk.bytes();
 }
 
 void GetFilesSize::getAllFilesSizeWithArr(const FileNodeList& nodes) {

@@ -107,12 +107,42 @@ void TestFileNode::insertsBySizeAsSingleInsertsWould() {
     QCOMPARE(array.at(0)->name(), QStringLiteral("x"));
 }
 
-void TestFileNode::childrenForgetAParentThatIsGone() {
-    FileNodeRef child;
+void TestFileNode::pathsStayAsBuiltWhateverBecomesOfTheFolders() {
+    // A node keeps the path it was built with: its folders renamed, the node moved to another
+    // father, the folders gone while the node is held. Built and unicode paths alike.
+    const QString top = QString::fromUtf8("/Volumes/Caf\xc3\xa9");
+    const QString photos = top + QStringLiteral("/Fotos 2024");
+    const QString photo = photos + QString::fromUtf8("/\xe6\x97\xa5\xe6\x9c\xac.txt");
+    FileNodeRef held, listed, elsewhere = folderNode("/Volumes/Other");
     {
-        FileNodeRef parent = folderNode("/p");
-        child = fileNode("/p/c", 1, 1, parent.data());
-        QCOMPARE(child->father(), parent.data());
+        FileNodeRef volume = folderNode(top);
+        FileNodeRef folder = folderNode(photos, 1, volume.data());
+        held = fileNode(photo, 5, 1, folder.data());
+        listed = FileNode::fromListing(folder.data(), "/b.txt", 5, false, folder.data());
+        QCOMPARE(listed->path(), photos + QStringLiteral("/b.txt"));
+        QCOMPARE(listed->name(), QStringLiteral("b.txt"));
+        // A path that does not begin with its father's stands as given.
+        QCOMPARE(FileNode::initWithPath("/x/y", "y", false, folder.data())->path(), QStringLiteral("/x/y"));
+
+        folder->setPath("/Volumes/Renamed");
+        QCOMPARE(folder->path(), QStringLiteral("/Volumes/Renamed"));
+        QCOMPARE(folder->name(), QStringLiteral("Fotos 2024"));
+        QCOMPARE(held->path(), photo);
+        // Nodes built after the rename continue the new path.
+        QCOMPARE(FileNode::fromListing(folder.data(), "/c", 1, false)->path(),
+                 QStringLiteral("/Volumes/Renamed/c"));
+        volume->setName("Renamed too");
+        QCOMPARE(volume->path(), top);
+
+        listed->setFather(elsewhere.data());
+        QCOMPARE(listed->path(), photos + QStringLiteral("/b.txt"));
+        QCOMPARE(held->father(), folder.data());
     }
-    QCOMPARE(child->father(), nullptr);
+    // Both folders are gone; the node held keeps its path and forgets its father.
+    QCOMPARE(held->path(), photo);
+    QCOMPARE(held->pathUtf8(), photo.toUtf8());
+    QCOMPARE(held->name(), QString::fromUtf8("\xe6\x97\xa5\xe6\x9c\xac.txt"));
+    QCOMPARE(held->father(), nullptr);
+    QCOMPARE(listed->path(), photos + QStringLiteral("/b.txt"));
+    QCOMPARE(listed->father(), elsewhere.data());
 }

@@ -9,5 +9,5 @@ private Q_SLOTS:
     void systemFilesMatchWholePathsExactly();
     void systemFilesNeedTheResource();
     void insertsBySizeAsSingleInsertsWould();
-    void childrenForgetAParentThatIsGone();
+    void pathsStayAsBuiltWhateverBecomesOfTheFolders();
 };
