@@ -9,6 +9,7 @@
 #include "platform/DiskArbitration.h"
 #include "platform/ItemCopy.h"
 #include "platform/Machine.h"
+#include "platform/PastCacheFile.h"
 #include "volumes/VolumeEnumerator.h"
 
 #include <QDir>
@@ -418,6 +419,8 @@ void DoCopyFiles::verify() {
     std::int64_t total = 0;
     for (const QString& file : files)
         total += m_sizes.value(file);
+    // Everything written reaches the drive once, before any of it is read back.
+    flushVolumeOf(m_copyHost);
     m_bytesToVerify = total;
     m_bytesVerified = 0;
     m_receiptFiles = files.size();

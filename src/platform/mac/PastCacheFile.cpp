@@ -7,6 +7,15 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+void flushVolumeOf(const QString& hostPath) {
+    ::sync();
+    const int fd = ::open(QFile::encodeName(hostPath).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return;
+    (void)::fcntl(fd, F_FULLFSYNC);
+    ::close(fd);
+}
+
 int openPastCache(const QString& hostPath, QString* error) {
     const int fd = ::open(QFile::encodeName(hostPath).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
     if (fd < 0) {
@@ -14,10 +23,7 @@ int openPastCache(const QString& hostPath, QString* error) {
             *error = QString::fromLocal8Bit(std::strerror(errno));
         return -1;
     }
-    // The data goes to the drive itself (not only to its own cache), then reads of this
-    // descriptor bypass the unified buffer cache.
-    if (::fcntl(fd, F_FULLFSYNC) != 0)
-        (void)::fsync(fd);
+    // Reads of this descriptor bypass the unified buffer cache.
     (void)::fcntl(fd, F_NOCACHE, 1);
     (void)::fcntl(fd, F_RDAHEAD, 1);
     return fd;
