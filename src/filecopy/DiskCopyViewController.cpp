@@ -67,10 +67,6 @@ QString DiskCopyViewController::failedMessage() {
     return QStringLiteral("Some files copy failed!");
 }
 
-QString DiskCopyViewController::succeededMessage() {
-    return QStringLiteral("Copy completed! Your files are in ") + kLinkWords;
-}
-
 QString DiskCopyViewController::verifiedMessage(std::int64_t files, std::int64_t bytes) {
     return QStringLiteral("Copy completed! %1 %2 (%3) copied and verified. Your files are in ")
                .arg(QString::number(files), files == 1 ? QStringLiteral("file") : QStringLiteral("files"),

@@ -56,7 +56,6 @@ public:
     static QString noSpaceMessage();     // "Insufficient disk space on this destination drive, ..."
     static QString stoppedMessage();     // "You have stopped the copying process."
     static QString failedMessage();      // "Some files copy failed!"
-    static QString succeededMessage();   // names "the copy on the destination drive."
     // "Copy completed! 12 files (7.76 GB) copied and verified. Your files are in ..."
     static QString verifiedMessage(std::int64_t files, std::int64_t bytes);
     // "The copy differs from the source in 3 files." (one file: "in 1 file")
