@@ -1,7 +1,9 @@
 // Copy throughput of DoCopyFiles against cp -a on the same data: four large files (1 GB at full
 // scale), then a tree of small files. Prints MB/s for both and the ratio (engine speed / cp
 // speed), with the byte reports on and taken as the Disk Copy screen takes them (a meter and its
-// line), and the longest the main thread was busy at once during the large-file copy.
+// line), and the longest the main thread was busy at once during the large-file copy. Then the
+// verified copy (receipt and read-back) on the same data against cp -a, and against cp -a
+// followed by diff -r of the two trees.
 
 #include "BenchSupport.h"
 
@@ -55,12 +57,14 @@ FileNodeList topLevel(const QString& macFolder) {
     return array->toList();
 }
 
-double engineCopy(BenchMachine& mac, const FileNodeList& nodes, const QString& macDestination) {
+double engineCopy(BenchMachine& mac, const FileNodeList& nodes, const QString& macDestination,
+                  bool verify = false) {
     QDir().mkpath(mac.host(macDestination));
     syncDisks();
     QuietScreen screen;
     std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
     copier->setDelegate(&screen);
+    copier->setVerify(verify);
     QElapsedTimer busy;
     const double seconds = timeIt([&] {
         copier->doCopyFilesWithArr(nodes, macDestination);
@@ -117,6 +121,33 @@ void compare(BenchMachine& mac, const char* label, const QString& macSource, con
     printSpeedRatio(label, bestEngine, bestCp, target);
 }
 
+// The verified copy against what a careful user does by hand, on the same data.
+void compareVerified(BenchMachine& mac, const char* label, const QString& macSource, int repeats) {
+    const FileNodeList nodes = topLevel(macSource);
+    const quint64 bytes = GetFilesSize::getFileSizeWithPat(macSource, 0);
+    double bestVerified = 1e9, bestCp = 1e9, bestCpDiff = 1e9;
+    for (int run = 0; run < repeats; ++run) {
+        const QString engineOut = QStringLiteral("/Volumes/Bench/out-verified");
+        bestVerified = qMin(bestVerified, engineCopy(mac, nodes, engineOut, true));
+        if (GetFilesSize::getFileSizeWithPat(engineOut, 0) <= bytes)
+            benchFail(
+                QStringLiteral("the verified copy of %1 has no receipt or is incomplete").arg(macSource));
+        removeTree(mac.host(engineOut));
+        const QString cpOut = QStringLiteral("/Volumes/Bench/out-cp");
+        const double cpSeconds = cpCopy(mac, nodes, cpOut);
+        const double diffSeconds = timeCommand({"diff", "-r", mac.host(macSource), mac.host(cpOut)});
+        bestCp = qMin(bestCp, cpSeconds);
+        bestCpDiff = qMin(bestCpDiff, cpSeconds + diffSeconds);
+        removeTree(mac.host(cpOut));
+    }
+    std::printf("verified copy, %s: %.0f MB; verified %.2f s, cp -a %.2f s, cp -a + diff -r %.2f s\n", label,
+                double(bytes) / 1e6, bestVerified, bestCp, bestCpDiff);
+    std::printf(
+        "verified copy, %s: %.2fx the time of cp -a (target <= 1.6x), %.2fx the time of cp -a + diff -r "
+        "(target <= 0.7x)\n",
+        label, bestVerified / bestCp, bestVerified / bestCpDiff);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -131,6 +162,7 @@ int main(int argc, char** argv) {
         longestStallMs = 0;
         compare(mac, "copy, 4 large files", "/Volumes/Bench/large", ">= 0.95x", options.repeats);
         std::printf("copy, 4 large files: longest main-thread stall %.2f ms\n", longestStallMs);
+        compareVerified(mac, "4 large files", "/Volumes/Bench/large", options.repeats);
         removeTree(mac.host("/Volumes/Bench/large"));
 
         // 20,000 small files: 20 top folders of 10 folders of 100 files, 0.5 to 16 KB each.
@@ -144,5 +176,6 @@ int main(int argc, char** argv) {
             writeData(mac.host(path), random.bounded(512, 16384), unsigned(i));
         }
         compare(mac, "copy, small-file tree", "/Volumes/Bench/small", ">= 0.9x", options.repeats);
+        compareVerified(mac, "small-file tree", "/Volumes/Bench/small", options.repeats);
     });
 }

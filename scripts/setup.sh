@@ -1,6 +1,6 @@
 # Shared by the scripts: makes sure the Debian packages the build needs are
 # there. As root it installs what is missing; otherwise it prints the one apt-get line to run.
-TAVRILL_PACKAGES="cmake ninja-build g++ lld pkg-config qt6-base-dev qt6-svg-dev libplist-dev zip unzip xvfb xauth locales icnsutils"
+TAVRILL_PACKAGES="cmake ninja-build g++ lld pkg-config qt6-base-dev qt6-svg-dev libplist-dev libxxhash-dev xxhash zip unzip xvfb xauth locales icnsutils"
 
 # With arguments, makes sure of those packages instead (e.g. tavrill_setup clang-format).
 tavrill_setup() {

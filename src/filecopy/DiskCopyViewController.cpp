@@ -19,6 +19,7 @@
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QLabel>
+#include <QListWidget>
 #include <QPushButton>
 #include <QThreadPool>
 #include <QTimer>
@@ -66,8 +67,21 @@ QString DiskCopyViewController::failedMessage() {
     return QStringLiteral("Some files copy failed!");
 }
 
-QString DiskCopyViewController::succeededMessage() {
-    return QStringLiteral("Copy completed! Your files are in ") + kLinkWords;
+QString DiskCopyViewController::verifiedMessage(std::int64_t files, std::int64_t bytes) {
+    return QStringLiteral("Copy completed! %1 %2 (%3) copied and verified. Your files are in ")
+               .arg(QString::number(files), files == 1 ? QStringLiteral("file") : QStringLiteral("files"),
+                    QvPublicUtilities::longlongConvertVolSpace(bytes)) +
+           kLinkWords;
+}
+
+QString DiskCopyViewController::differsMessage(qsizetype files) {
+    return QStringLiteral("The copy differs from the source in %1 %2.")
+        .arg(files)
+        .arg(files == 1 ? QStringLiteral("file") : QStringLiteral("files"));
+}
+
+QString DiskCopyViewController::verifyingText() {
+    return QStringLiteral("Verifying\u2026");
 }
 
 QString DiskCopyViewController::copyingText() {
@@ -187,7 +201,7 @@ void DiskCopyViewController::buildEndView() {
     m_endIcon = new ImageView(QStringLiteral("copy"), m_endView);
     m_endIcon->setGeometry((kWidth - 160) / 2, 20, 160, 110);
     m_endLabel = makeLabel(m_endView, QStringLiteral("endLabel"), 15, true, KitStyle::textPrimary());
-    m_endLabel->setGeometry(60, 146, kWidth - 120, 64);
+    m_endLabel->setGeometry(60, 140, kWidth - 120, 90);
     m_endLabel->setTextFormat(Qt::RichText);
     m_endLabel->setTextInteractionFlags(Qt::LinksAccessibleByMouse);
     connect(m_endLabel, &QLabel::linkActivated, this, [this] { openPathButtonAction(); });
@@ -200,6 +214,21 @@ void DiskCopyViewController::buildEndView() {
         else
             failCancelButtonAction();
     });
+    m_resumeButton = new FlatButton(QStringLiteral("Resume"), FlatButton::Kind::Primary, m_endView);
+    m_resumeButton->setObjectName(QStringLiteral("resumeButton"));
+    connect(m_resumeButton, &QPushButton::clicked, this, &DiskCopyViewController::resumeButtonAction);
+    m_resumeButton->hide();
+    m_differingList = new QListWidget(m_endView);
+    m_differingList->setObjectName(QStringLiteral("differingList"));
+    m_differingList->setFont(KitStyle::font(11));
+    m_differingList->setSelectionMode(QAbstractItemView::NoSelection);
+    m_differingList->setFocusPolicy(Qt::NoFocus);
+    m_differingList->setStyleSheet(
+        QStringLiteral("QListWidget { color: %1; background: %2; border: 1px solid %3; border-radius: 5px; }")
+            .arg(KitStyle::css(KitStyle::textPrimary()), KitStyle::css(KitStyle::fieldBackground()),
+                 KitStyle::css(KitStyle::panelBorder())));
+    m_differingList->setGeometry(90, 234, kWidth - 180, 96);
+    m_differingList->hide();
     m_endView->hide();
 }
 
@@ -493,23 +522,24 @@ void DiskCopyViewController::beginToCopyFiles() {
         return;
     }
     m_selectView->hide();
-    m_endView->hide();
-    m_progressView->show();
-    m_pathLabel->setText(QStringLiteral(" "));
-    m_bar->setAnimated(false);
-    m_bar->setDoubleValue(0);
-    m_bar->setAnimated(true);
-    m_cancelButton->setEnabled(true);
-    m_step->setSetpIn(2);
-    m_copying = true;
-    canChangeTab(false);
+    showRunning();
     if (m_doCopy)
         m_doCopy->setDelegate(nullptr);
     m_doCopy = DoCopyFiles::create();
     m_doCopy->setDelegate(this);
     m_doCopy->setSkippedPaths(DestinationCheck::pathsOf(m_leftOut));
+    QStringList leftOutTexts;
+    for (const DestinationCheck::Item& item : m_leftOut)
+        leftOutTexts << item.text();
+    m_doCopy->setLeftOutTexts(leftOutTexts);
+    m_doCopy->setVerify(true);
+    DoCopyFiles::VolumeId source;
+    if (const VolumeObjRef from = m_source->volume())
+        source = {from->volumeName(), from->diskUUID(), from->volumeMountPoint()};
+    m_doCopy->setVolumes(source,
+                         {m_toVolume->volumeName(), m_toVolume->diskUUID(), m_toVolume->volumeMountPoint()});
     m_openUrl = folder;
-    m_transfer->start([run = m_doCopy] { return std::make_pair(run->bytesCopied(), run->bytesToCopy()); });
+    followRun();
     m_doCopy->doCopyFilesWithArr(m_copyArr->toList(), folder);
 }
 
@@ -527,20 +557,73 @@ void DiskCopyViewController::topCopyProgress(float percent) {
     if (!m_transfer->drawsBytes())
         m_bar->setDoubleValue(percent / 100.0);
     if (percent >= 100) {
-        m_transfer->report(m_doCopy->bytesCopied(), m_doCopy->bytesToCopy());
         m_bar->setDoubleValue(1.0);
-        showEnd(true, succeededMessage());
+        showEnd(true, verifiedMessage(m_doCopy->filesInReceipt(), m_doCopy->bytesInReceipt()));
     }
 }
 
 void DiskCopyViewController::topCopyBytes(std::int64_t bytesCopied, std::int64_t bytesToCopy) {
-    if (m_copying)
+    if (!m_copying)
+        return;
+    if (m_doCopy && m_doCopy->isVerifying())
+        m_transfer->report(m_doCopy->bytesVerified(), m_doCopy->bytesToVerify());
+    else
         m_transfer->report(bytesCopied, bytesToCopy);
 }
 
+void DiskCopyViewController::topVerifyStarted() {
+    if (!m_copying)
+        return;
+    m_pathLabel->setText(verifyingText());
+    m_bar->setAnimated(false);
+    m_bar->setDoubleValue(0);
+    m_bar->setAnimated(true);
+    // A stage of its own: its rate and time left are measured afresh.
+    followRun();
+}
+
+void DiskCopyViewController::showRunning() {
+    m_endView->hide();
+    m_progressView->show();
+    m_pathLabel->setText(QStringLiteral(" "));
+    m_bar->setAnimated(false);
+    m_bar->setDoubleValue(0);
+    m_bar->setAnimated(true);
+    m_cancelButton->setEnabled(true);
+    m_step->setSetpIn(2);
+    m_copying = true;
+    canChangeTab(false);
+}
+
+void DiskCopyViewController::followRun() {
+    m_transfer->start([run = m_doCopy] {
+        return run->isVerifying() ? std::make_pair(run->bytesVerified(), run->bytesToVerify())
+                                  : std::make_pair(run->bytesCopied(), run->bytesToCopy());
+    });
+}
+
 void DiskCopyViewController::copyFileError() {
-    if (m_copying)
-        showEnd(false, failedMessage());
+    if (!m_copying)
+        return;
+    const QString problem = m_doCopy ? m_doCopy->resumeProblem() : QString();
+    const QStringList differing = m_doCopy ? m_doCopy->differingFiles() : QStringList();
+    if (!differing.isEmpty())
+        showEnd(false, differsMessage(differing.size()));
+    else
+        showEnd(false, problem.isEmpty() ? failedMessage() : problem);
+}
+
+void DiskCopyViewController::resumeButtonAction() {
+    if (m_copying || !m_doCopy)
+        return;
+    // The run that sent its end may still be winding down.
+    m_doCopy->waitForRuns(5000);
+    if (!m_doCopy->canResume())
+        return;
+    showRunning();
+    m_doCopy->setDelegate(this);
+    followRun();
+    m_doCopy->resume();
 }
 
 void DiskCopyViewController::cancelButtonAction() {
@@ -568,6 +651,8 @@ void DiskCopyViewController::showEnd(bool success, const QString& text) {
     m_transfer->stop();
     m_progressView->hide();
     m_step->setSetpIn(3);
+    if (m_doCopy && !m_doCopy->copyPath().isEmpty())
+        m_openUrl = m_doCopy->copyPath(); // a resume may have found the drive under another name
     m_endIcon->setImageName(success ? QStringLiteral("copy") : QStringLiteral("ic_warning"));
     const int iconSide = success ? 160 : 64;
     m_endIcon->setGeometry((kWidth - iconSide) / 2, success ? 20 : 50, iconSide, success ? 110 : 64);
@@ -587,6 +672,24 @@ void DiskCopyViewController::showEnd(bool success, const QString& text) {
             kLinkWords,
             QStringLiteral("<a href=\"open\" style=\"color: rgb(2, 125, 255);\">%1</a>").arg(kLinkWords));
     m_endLabel->setText(shown);
+    // The files that differ: the first 20, then how many in all.
+    const QStringList differing = success || !m_doCopy ? QStringList() : m_doCopy->differingFiles();
+    m_differingList->clear();
+    m_differingList->addItems(differing.mid(0, 20));
+    if (differing.size() > 20)
+        m_differingList->addItem(QStringLiteral("\u2026 and %1 more (%2 in all)")
+                                     .arg(differing.size() - 20)
+                                     .arg(differing.size()));
+    m_differingList->setVisible(!differing.isEmpty());
+    const int buttonsY = differing.isEmpty() ? 246 : 340;
+    const bool resumable = !success && m_doCopy && !m_doCopy->copyPath().isEmpty() && !m_doCopy->isAborted();
+    m_resumeButton->setVisible(resumable);
+    if (resumable) {
+        m_resumeButton->setGeometry(kWidth / 2 - 130, buttonsY, 120, 34);
+        m_endButton->setGeometry(kWidth / 2 + 10, buttonsY, 120, 34);
+    } else {
+        m_endButton->setGeometry((kWidth - 120) / 2, buttonsY, 120, 34);
+    }
     m_endView->show();
     canChangeTab(true);
     Q_EMIT copyEnded();
@@ -623,6 +726,8 @@ void DiskCopyViewController::backHomeView() {
     m_transfer->clear();
     m_progressView->hide();
     m_endView->hide();
+    m_resumeButton->hide();
+    m_differingList->hide();
     clearSource();
     clearDestination();
     m_leftOut.clear();

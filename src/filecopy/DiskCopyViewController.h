@@ -25,6 +25,7 @@ class FlatButton;
 class ImageView;
 class Popover;
 class QLabel;
+class QListWidget;
 class QPushButton;
 class QTimer;
 class SelectValueView;
@@ -55,9 +56,13 @@ public:
     static QString noSpaceMessage();     // "Insufficient disk space on this destination drive, ..."
     static QString stoppedMessage();     // "You have stopped the copying process."
     static QString failedMessage();      // "Some files copy failed!"
-    static QString succeededMessage();   // names "the copy on the destination drive."
-    static QString copyingText();        // "Copying data..."
-    static QString dropName();           // "add some files"
+    // "Copy completed! 12 files (7.76 GB) copied and verified. Your files are in ..."
+    static QString verifiedMessage(std::int64_t files, std::int64_t bytes);
+    // "The copy differs from the source in 3 files." (one file: "in 1 file")
+    static QString differsMessage(qsizetype files);
+    static QString verifyingText(); // "Verifying…"
+    static QString copyingText();   // "Copying data..."
+    static QString dropName();      // "add some files"
 
     explicit DiskCopyViewController(QWidget* parent = nullptr);
     ~DiskCopyViewController() override;
@@ -83,6 +88,7 @@ public:
     void topCopyProgress(float percent) override;
     void copyFileError() override;
     void topCopyBytes(std::int64_t bytesCopied, std::int64_t bytesToCopy) override;
+    void topVerifyStarted() override;
 
     void showSelectAllVC();
     void changeSelectCopyType();
@@ -93,6 +99,8 @@ public:
     void cloneButtonAction();
     void doCopyAction();
     void cancelButtonAction();
+    // "Resume" on the stopped and failure views: the last run goes on into its dated folder.
+    void resumeButtonAction();
     void openPathButtonAction();
     void failCancelButtonAction();
     void succCancelButtonAction();
@@ -132,6 +140,9 @@ public:
     QWidget* endView() const { return m_endView; }
     QLabel* endLabel() const { return m_endLabel; }
     FlatButton* endButton() const { return m_endButton; }
+    FlatButton* resumeButton() const { return m_resumeButton; }
+    // The files a verify found different (the first 20, then how many in all).
+    QListWidget* differingList() const { return m_differingList; }
     SelectDiskViewController* picker() const;
     SelectAllFilePopVC* copyTypePopup() const;
     CopyMakeSureWC* makeSure() const { return m_makeSure; }
@@ -159,6 +170,10 @@ private:
     // What a stopped run left in the copy: "12 items (1.24 GB) copied before you stopped are in".
     QString keptText() const;
     void waitForStop();
+    // The progress view of a run that begins, the tabs locked.
+    void showRunning();
+    // Shows the bytes of a run: copied, or verified once the verify began.
+    void followRun();
     void stopCopy(bool forGood);
     // Drops a start under way (the listing of a whole volume, the destination check) when a
     // slot changes: its answer would be for a choice the user no longer has.
@@ -198,6 +213,8 @@ private:
     ImageView* m_endIcon;
     QLabel* m_endLabel;
     FlatButton* m_endButton;
+    FlatButton* m_resumeButton;
+    QListWidget* m_differingList;
     QPointer<Popover> m_pickerPopover;
     QPointer<Popover> m_typePopover;
     QPointer<CopyMakeSureWC> m_makeSure;

@@ -1,14 +1,18 @@
 #pragma once
 
+#include "filecopy/CopyReceipt.h"
 #include "filecopy/FileNode.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QSet>
 #include <QString>
+#include <QStringList>
 
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 
@@ -32,6 +36,10 @@ public:
         (void)bytesCopied;
         (void)bytesToCopy;
     }
+    // Everything was copied and the copy on the destination is now read back and compared
+    // with the source (bytesVerified of bytesToVerify). Then 100 when every file matches, or
+    // copyFileError with differingFiles() naming those that do not.
+    virtual void topVerifyStarted() {}
 };
 
 // Copies the ticked part of a node tree into one destination folder, in the background, item
@@ -48,6 +56,16 @@ public:
 // inside a wholly ticked folder; only a new run clears it. An abort (the screen going away, the application
 // quitting) also cuts the item being copied short, removing its partial copy, and releases a run waiting for
 // the main thread. Nothing copied is removed after a cancel or a failure.
+//
+// With verification on, every file copied is written, with its source's XXH3-128 checksum, into the receipt
+// in the dated folder as it is done (CopyReceipt): the checksum is taken from the data as it passes through
+// the copy's own buffers, or else by reading the source again. Once everything is copied the run verifies:
+// each file of the receipt is read back from the destination past the system's cache and its checksum
+// compared; a file missing, of another size or with other data is named in differingFiles().
+//
+// resume() continues a run that stopped (a cancel, a failed item, the destination pulled out)
+// into the same dated folder: what is missing, or differs from its source in size or
+// modification time, is copied (again); then everything is verified and the receipt completed.
 //
 // Instances are shared with their runs: the owner may drop one while a run goes on.
 class DoCopyFiles : public std::enable_shared_from_this<DoCopyFiles> {
@@ -86,6 +104,51 @@ public:
     void setSkippedPaths(const QSet<QString>& macPaths) { m_skipped = macPaths; }
     const QSet<QString>& skippedPaths() const { return m_skipped; }
 
+    // A volume as the receipt and a resume know it.
+    struct VolumeId {
+        QString name;
+        QString uuid;
+        QString mountPoint; // a Mac path
+    };
+    // The mounted volume that holds a Mac path, with its name and UUID from the disk tool;
+    // blocks while the tool runs.
+    static VolumeId volumeHolding(const QString& macPath);
+    // The mount point of the mounted volume with that UUID; empty when none is mounted.
+    static QString mountPointOfVolume(const QString& uuid);
+
+    // The source and destination volumes; set before a run (unknown parts are looked up when
+    // the run starts).
+    void setVolumes(const VolumeId& source, const VolumeId& destination) {
+        m_sourceVolume = source;
+        m_destinationVolume = destination;
+    }
+    // One line each for the receipt on the items the destination cannot store.
+    void setLeftOutTexts(const QStringList& texts) { m_leftOutTexts = texts; }
+    // Whether the run keeps a receipt and reads the copy back once complete (off unless asked).
+    void setVerify(bool verify) { m_verify = verify; }
+    // Called on the run's thread as a verify begins, with the dated folder (a Mac path): a
+    // test's chance to change the copy first. Global; empty by default.
+    static void setBeforeVerify(std::function<void(const QString& copyPath)> hook);
+
+    // Continues the last run into its dated folder, on the global pool; see the class comment.
+    // The volumes must be mounted again (found by UUID; the destination may have come back
+    // under another mount point, which copyPath() then follows).
+    void resume();
+    // Whether the last run can be resumed: it ran, and it is not running.
+    bool canResume() const { return !m_copyPath.isEmpty() && m_activeRuns == 0 && !m_abort; }
+    // The dated folder of the last run (a Mac path).
+    QString copyPath() const;
+    // Why the last resume could not begin (a volume not back), or empty.
+    QString resumeProblem() const;
+    // The files (relative to the dated folder) the verify found different, in receipt order.
+    QStringList differingFiles() const;
+    bool isVerifying() const { return m_verifying; }
+    std::int64_t bytesVerified() const { return m_bytesVerified; }
+    std::int64_t bytesToVerify() const { return m_bytesToVerify; }
+    // Files and data bytes the receipt holds once a run has ended.
+    std::int64_t filesInReceipt() const { return m_receiptFiles; }
+    std::int64_t bytesInReceipt() const { return m_receiptBytes; }
+
     bool isCancel() const { return m_isCancel; }
     void setIsCancel(bool value) { m_isCancel = value; }
     // Cancels for good and cuts the item being copied short; see the class comment.
@@ -111,7 +174,18 @@ public:
 
 private:
     DoCopyFiles() = default;
+    // Clears the run's flags and counters for a new run or a resume.
+    void startOver(bool resuming);
     void run(const FileNodeList& nodes, const QString& copyPath);
+    void startReceipt(const QString& copyPath);
+    // Copies with the receipt kept: each file's checksum goes into it as the file is complete.
+    bool copyWithReceipt(const QString& sourceHost, const QString& destinationHost, QString* error);
+    void noteFailure(const QString& sourceMac, const QString& error);
+    // Brings one item of a resumed run up to date: what is there and matches in size and time
+    // stays.
+    void resumeItem(const QString& sourceHost, const QString& destinationHost);
+    bool findVolumesAgain();
+    void verify();
     bool stopping() const { return m_isCancel || m_abort || m_destinationLost; }
     // Runs fn with the delegate on the main thread and waits for it, unless aborted meanwhile.
     template <typename Fn> void tellDelegate(Fn fn);
@@ -132,8 +206,29 @@ private:
     std::atomic<std::int64_t> m_bytesToCopy{-1};
     std::atomic<std::int64_t> m_lastBytesReportMs{0};
     std::atomic<bool> m_bytesReportPending{false};
+    std::atomic<bool> m_resuming{false};
+    std::atomic<bool> m_verifying{false};
+    std::atomic<std::int64_t> m_bytesVerified{0};
+    std::atomic<std::int64_t> m_bytesToVerify{0};
+    std::atomic<std::int64_t> m_receiptFiles{0};
+    std::atomic<std::int64_t> m_receiptBytes{0};
+    bool m_verify = false;
     DoCopyFilesDelegate* m_delegate = nullptr; // main thread only
     QSet<QString> m_skipped;                   // written before a run, read by it
+    QStringList m_leftOutTexts;
+    VolumeId m_sourceVolume;
+    VolumeId m_destinationVolume;
+    // Kept from the run for a resume and for the verify; the run's thread alone writes them
+    // while it runs.
+    FileNodeList m_nodes;
+    QString m_copyPath;                   // guarded by m_stateLock
+    QString m_resumeProblem;              // guarded by m_stateLock
+    QStringList m_differing;              // guarded by m_stateLock
+    QHash<QString, QString> m_placedAs;   // top-level source path -> name in the dated folder
+    QHash<QString, std::int64_t> m_sizes; // relative path in the copy -> bytes
+    QString m_copyHost;                   // the dated folder as a host path, for the run's thread
+    CopyReceipt m_receipt;
+    mutable std::mutex m_stateLock;
     // Wakes a run waiting for the main thread, or the owner waiting for the runs to end.
     std::mutex m_waitLock;
     std::condition_variable m_wake;

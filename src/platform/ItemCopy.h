@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -41,10 +42,21 @@ struct ItemCopyControl {
     std::function<void(const ItemCopyProgress&)> progress;
     // Entries inside the item (host paths of the source) that are left out of the copy.
     std::function<bool(const std::string& sourceHostPath)> skip;
+    // Told on the copying thread as each regular file's copy begins (host paths of the source
+    // and of its copy), then of the file's data in order as far as it passes through the copy's
+    // own buffers (data the kernel copies or clones does not), then once the file is complete,
+    // with whether every byte of it went through `data`. A file that fails hears no end.
+    std::function<void(const std::string& sourceHostPath, const std::string& destinationHostPath)> fileBegins;
+    std::function<void(const char* data, std::size_t size)> data;
+    std::function<void(bool seenWhole)> fileEnds;
 };
 
 bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath, QString* error,
               const ItemCopyControl& control = {});
+
+// Gives an existing copy (a folder, after entries were added to it) the permission bits and the
+// modification and access times of its source, as the item copy does. Host paths.
+bool keepSourceAttributes(const QString& sourceHostPath, const QString& destinationHostPath);
 
 // Makes a folder with its missing parents (a host path), as the volume that will hold it
 // allows. Returns true when the folder exists afterwards; otherwise error receives the reason.

@@ -1,4 +1,5 @@
 #include "TestMain.h"
+#include "tst_copyresume.h"
 #include "tst_destinationcheck.h"
 #include "tst_docopyfiles.h"
 #include "tst_eumeroot.h"
@@ -7,4 +8,4 @@
 #include "tst_treeoperations.h"
 
 TAVRILL_TEST_MAIN(TestFileNode, TestTreeOperations, TestEumeRoot, TestGetFilesSize, TestDoCopyFiles,
-                  TestDestinationCheck)
+                  TestDestinationCheck, TestCopyResume)

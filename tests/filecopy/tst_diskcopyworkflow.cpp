@@ -11,6 +11,7 @@
 #include "filecopy/CopyMakeSureWC.h"
 #include "filecopy/DiskCopyViewController.h"
 #include "filecopy/DiskListWC.h"
+#include "filecopy/DoCopyFiles.h"
 #include "filecopy/EumeRoot.h"
 #include "filecopy/FileNodeTreeModel.h"
 #include "filecopy/ListFileViewController.h"
@@ -35,6 +36,7 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QMimeData>
+#include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QScopeGuard>
@@ -55,9 +57,9 @@ const QByteArray kScenario = R"({
                   "hidden": 1, "bundles": ["Tool.app"], "seed": 7,
                   "explicit": [ { "path": "Media/clip.mov", "size": 2000000 } ] } } ] },
     { "name": "backup", "mediaName": "Samsung PSSD T7", "size": "256GB", "scheme": "GPT",
-      "removable": false, "partitions": [ { "fs": "JHFS+", "name": "Backup" } ] },
+      "removable": false, "partitions": [ { "fs": "JHFS+", "name": "Backup", "uuid": "5E1C0DE5-B4C7-4B0B-9A55-0000000000B1" } ] },
     { "name": "stick", "mediaName": "SanDisk Cruzer Blade", "size": "16GB", "scheme": "MBR",
-      "partitions": [ { "fs": "FAT32", "name": "STICK" } ] },
+      "partitions": [ { "fs": "FAT32", "name": "STICK", "uuid": "0DDBA11A-57C1-4C4E-8F00-0000000000F3" } ] },
     { "name": "tiny", "mediaName": "Generic Flash Disk", "size": "100MB", "scheme": "GPT", "efi": false,
       "partitions": [ { "fs": "JHFS+", "name": "Tiny", "size": "1MB" } ] }
   ]
@@ -312,7 +314,11 @@ void TestDiskCopyWorkflow::copiesAWholeVolumeIntoTheDatedFolder() {
     }
     QVERIFY(expected.contains("Tool.app"));
     QVERIFY(entries(mac->host("/Volumes/Data")).contains(".Trashes"));
+    // Beside the copied entries, the receipt.
+    expected << "Tavrill receipt.txt";
+    expected.sort();
     QCOMPARE(entries(copy), expected);
+    expected.removeOne("Tavrill receipt.txt");
     for (const QString& name : expected) {
         const QStringList differences = compareTrees(mac->host("/Volumes/Data/" + name), copy + '/' + name);
         QVERIFY2(differences.isEmpty(), qPrintable(differences.join('\n')));
@@ -348,7 +354,7 @@ void TestDiskCopyWorkflow::copiesThreeDroppedFiles() {
     QVERIFY(confirm(w).isEmpty());
     QVERIFY(waitForEnd(w));
     const QString copy = datedFolder(*mac, "/Volumes/Backup");
-    QCOMPARE(entries(copy), (QStringList{"a.txt", "b.bin", "folder"}));
+    QCOMPARE(entries(copy), (QStringList{"Tavrill receipt.txt", "a.txt", "b.bin", "folder"}));
     for (const char* name : {"a.txt", "b.bin", "folder"})
         QVERIFY(compareTrees(base + '/' + name, copy + '/' + name).isEmpty());
 }
@@ -441,7 +447,7 @@ void TestDiskCopyWorkflow::copiesSomeFilesChosenInTheFileList() {
     // The ticked children of a half-selected top-level folder land in the copy folder itself;
     // deeper half-selected folders are made.
     const QString copy = datedFolder(*mac, "/Volumes/Backup");
-    QCOMPARE(entries(copy), (QStringList{"L1", "o1.txt"}));
+    QCOMPARE(entries(copy), (QStringList{"L1", "Tavrill receipt.txt", "o1.txt"}));
     QCOMPARE(entries(copy + "/L1"), QStringList{"L2"});
     QCOMPARE(entries(copy + "/L1/L2"), QStringList{"target.txt"});
     QVERIFY(
@@ -515,7 +521,7 @@ void TestDiskCopyWorkflow::cancelHoldsInNestedHalfSelectedFolders() {
     QVERIFY(waitUntil([&] { return w.tab->doCopy()->activeRuns() == 0; }, 5000));
     QTest::qWait(200); // nothing may still be on its way
 
-    QCOMPARE(entries(copy), QStringList{"A"});
+    QCOMPARE(entries(copy), (QStringList{"A", "Tavrill receipt.txt"}));
     QCOMPARE(entries(copy + "/A"), QStringList{"B"});
     QCOMPARE(entries(copy + "/A/B"), QStringList{"C"});
     QCOMPARE(entries(copy + "/A/B/C"), QStringList{"c1.txt"});
@@ -619,7 +625,7 @@ void TestDiskCopyWorkflow::fatStickGetsItsFolderAndLeavesOutWhatItCannotStore() 
     QVERIFY(!copy.isEmpty());
     QVERIFY(!QFileInfo(copy).fileName().contains(':'));
     QVERIFY(entries(mac->host("/Users/alex/Desktop")).filter("Tavrill").isEmpty());
-    QCOMPARE(entries(copy), (QStringList{"Trip", "plain.txt"}));
+    QCOMPARE(entries(copy), (QStringList{"Tavrill receipt.txt", "Trip", "plain.txt"}));
     QCOMPARE(entries(copy + "/Trip"), QStringList{"day1.txt"});
     QVERIFY(compareTrees(base + "/plain.txt", copy + "/plain.txt").isEmpty());
 }
@@ -671,7 +677,8 @@ void TestDiskCopyWorkflow::quitAndCloseDuringACopy() {
         QVERIFY(waitForEnd(w));
         QVERIFY(w.tab->endLabel()->text().contains("the copy on the destination drive."));
         QCOMPARE(w.exits, QList<int>());
-        QCOMPARE(entries(copy), names);
+        QCOMPARE(entries(copy).filter("Tavrill receipt.txt", Qt::CaseSensitive).size(), 1);
+        QCOMPARE(entries(copy).filter(QRegularExpression("^(?!Tavrill receipt)")), names);
         // Awake until the end view showed, then no longer.
         QCOMPARE(mac->events("caffeinate"), QStringList{"end"});
         QCOMPARE(mac->runningCallPids(), QList<qint64>());
@@ -681,10 +688,210 @@ void TestDiskCopyWorkflow::quitAndCloseDuringACopy() {
     QVERIFY(waitUntil([&] { return !w.exits.isEmpty(); }, 20000));
     QCOMPARE(w.exits, QList<int>{0});
     // Stopped before the copy's end; what stayed is whole.
-    const QStringList kept = entries(copy);
+    const QStringList kept = entries(copy).filter(QRegularExpression("^(?!Tavrill receipt)"));
     QVERIFY(kept.size() < names.size());
     for (const QString& name : kept)
         QCOMPARE(QFileInfo(copy + '/' + name).size(), qint64(400000));
     QCOMPARE(mac->events("caffeinate"), QStringList{"end"});
     QCOMPARE(mac->runningCallPids(), QList<qint64>());
+}
+
+namespace {
+
+// Three items in the user's folder: a small file, a folder with a photo whose name has a space
+// and parentheses, and a 3 MB file. 3,100,005 bytes in all.
+QString makeProofSource(EmulatedMac& mac) {
+    const QString base = mac.host("/Users/alex/Proof");
+    writeHostFile(base + "/a.txt", "alpha");
+    QByteArray photo(100000, '\0');
+    for (qsizetype i = 0; i < photo.size(); ++i)
+        photo[i] = char(i * 7 + i / 251);
+    writeHostFile(base + "/Photos/b (1).jpg", photo);
+    QByteArray data(3000000, '\0');
+    for (qsizetype i = 0; i < data.size(); ++i)
+        data[i] = char(i / 3 + i % 13);
+    writeHostFile(base + "/c.bin", data);
+    return base;
+}
+
+// The receipt of a copy folder, line by line.
+QStringList receiptLines(const QString& copyHost) {
+    return QString::fromUtf8(readHostFile(copyHost + "/Tavrill receipt.txt")).split('\n', Qt::SkipEmptyParts);
+}
+
+// xxhsum -c on the receipt, run in the copy folder: its exit status and its lines about files
+// ("name: OK", "name: FAILED"), without its summary lines.
+QPair<int, QStringList> xxhsumCheck(const QString& copyHost) {
+    QProcess tool;
+    tool.setWorkingDirectory(copyHost);
+    tool.start("xxhsum", {"-c", "Tavrill receipt.txt"});
+    if (!tool.waitForFinished(60000))
+        return {-1, {}};
+    QStringList lines = QString::fromUtf8(tool.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+    lines = lines.filter(QRegularExpression(": (OK|FAILED)$"));
+    lines.sort();
+    return {tool.exitCode(), lines};
+}
+
+} // namespace
+
+void TestDiskCopyWorkflow::verifyNamesWhatDiffers_data() {
+    QTest::addColumn<QString>("change"); // what happens to the copy as the verify begins
+    QTest::addColumn<QString>("named");  // the file the failure view names
+    QTest::newRow("nothing") << ""
+                             << "";
+    QTest::newRow("a byte changed") << "byte"
+                                    << "Photos/b (1).jpg";
+    QTest::newRow("cut short") << "short"
+                               << "c.bin";
+    QTest::newRow("removed") << "remove"
+                             << "a.txt";
+}
+
+void TestDiskCopyWorkflow::verifyNamesWhatDiffers() {
+    QFETCH(QString, change);
+    QFETCH(QString, named);
+    auto mac = EmulatedMac::fromJson(kScenario);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString base = makeProofSource(*mac);
+    // Unchanged, the verify is held at the last file so that its stage can be looked at.
+    std::atomic<Hold*> held{nullptr};
+    DoCopyFiles::setBeforeVerify([&](const QString& copyPath) {
+        const QString file = mac->host(copyPath + '/' + named);
+        if (change == "byte") {
+            QFile f(file);
+            char c = 0;
+            if (f.open(QIODevice::ReadWrite) && f.seek(1000) && f.getChar(&c) && f.seek(1000))
+                f.putChar(char(c ^ 0x5a));
+        } else if (change == "short") {
+            QFile::resize(file, 1000);
+        } else if (change == "remove") {
+            QFile::remove(file);
+        } else {
+            held = new Hold(mac->host(copyPath + "/c.bin"));
+        }
+    });
+    const auto cleanUp = qScopeGuard([&] {
+        DoCopyFiles::setBeforeVerify({});
+        delete held.load();
+    });
+    Window w;
+    dropFiles(w, {base + "/a.txt", base + "/Photos", base + "/c.bin"});
+    QVERIFY(pick(w, 2, "Backup"));
+    confirm(w);
+    if (change.isEmpty()) {
+        QVERIFY(waitUntil([&] { return held.load() && held.load()->reached(); }, 30000));
+        QCOMPARE(w.tab->pathLabel()->text(), QString("Verifying\u2026"));
+        QVERIFY(w.tab->progressView()->isVisible());
+        w.shot("9-verifying");
+        held.load()->release();
+    }
+    QVERIFY(waitForEnd(w));
+    const QString text = w.tab->endLabel()->text();
+    if (named.isEmpty()) {
+        QVERIFY2(text.contains("Copy completed! 3 files (3.10 MB) copied and verified."), qPrintable(text));
+        QVERIFY(!w.tab->resumeButton()->isVisible());
+        QVERIFY(!w.tab->differingList()->isVisible());
+        w.shot("10-verified");
+        return;
+    }
+    QVERIFY2(text.contains("The copy differs from the source in 1 file."), qPrintable(text));
+    QVERIFY(w.tab->differingList()->isVisible());
+    QCOMPARE(w.tab->differingList()->count(), 1);
+    QCOMPARE(w.tab->differingList()->item(0)->text(), named);
+    QVERIFY(w.tab->resumeButton()->isVisible());
+    QVERIFY(w.main->isTabChangeAllowed());
+    if (change == "byte")
+        w.shot("11-verify-failed");
+}
+
+void TestDiskCopyWorkflow::receiptChecksWithXxhsum() {
+    auto mac = EmulatedMac::fromJson(kScenario);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString base = makeProofSource(*mac);
+    writeHostFile(base + "/notes 10:30.txt", "a colon, which FAT refuses");
+    Window w;
+    dropFiles(w, {base + "/a.txt", base + "/Photos", base + "/c.bin", base + "/notes 10:30.txt"});
+    QVERIFY(pick(w, 2, "STICK"));
+    QCOMPARE(confirm(w).size(), 1);
+    QVERIFY(waitForEnd(w));
+    QVERIFY2(w.tab->endLabel()->text().contains("Copy completed! 3 files (3.10 MB) copied and verified."),
+             qPrintable(w.tab->endLabel()->text()));
+    const QString copy = datedFolder(*mac, "/Volumes/STICK");
+    QVERIFY(!copy.isEmpty());
+
+    const QStringList lines = receiptLines(copy);
+    QVERIFY(lines.size() >= 10);
+    QCOMPARE(lines[0], QString("# Tavrill receipt"));
+    QVERIFY(
+        QRegularExpression("^# Date: \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d ").match(lines[1]).hasMatch());
+    QVERIFY2(
+        QRegularExpression("^# Source: Macintosh HD \\(UUID [0-9A-F-]{36}\\)$").match(lines[2]).hasMatch(),
+        qPrintable(lines[2]));
+    QCOMPARE(lines[3], QString("# Destination: STICK (UUID 0DDBA11A-57C1-4C4E-8F00-0000000000F3)"));
+    QVERIFY(lines[4].startsWith("# Tavrill version: "));
+    QCOMPARE(lines[5], QString("# Check this copy with: xxhsum -c \"Tavrill receipt.txt\""));
+    QVERIFY2(lines[6].startsWith("# Left out: notes 10:30.txt"), qPrintable(lines[6]));
+    const QRegularExpression fileLine("^XXH128 \\((.+)\\) = [0-9a-f]{32}$");
+    QStringList named;
+    for (const QString& line : lines) {
+        const QRegularExpressionMatch m = fileLine.match(line);
+        if (m.hasMatch())
+            named << m.captured(1);
+    }
+    QCOMPARE(named, (QStringList{"a.txt", "Photos/b (1).jpg", "c.bin"}));
+    QCOMPARE(lines.last(),
+             QString("# Verified: all 3 files (3.10 MB) read back from the destination match."));
+
+    // The tool alone checks the copy; then it names the one file changed.
+    QCOMPARE(xxhsumCheck(copy), qMakePair(0, QStringList{"Photos/b (1).jpg: OK", "a.txt: OK", "c.bin: OK"}));
+    QFile changed(copy + "/c.bin");
+    QVERIFY(changed.open(QIODevice::ReadWrite) && changed.seek(2'000'000) && changed.putChar('!'));
+    changed.close();
+    QCOMPARE(xxhsumCheck(copy),
+             qMakePair(1, QStringList{"Photos/b (1).jpg: OK", "a.txt: OK", "c.bin: FAILED"}));
+}
+
+void TestDiskCopyWorkflow::resumeAfterTheDriveCameBack() {
+    auto mac = EmulatedMac::fromJson(kScenario);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    const QString base = mac->host("/Users/alex/Album");
+    for (int day = 0; day < 6; ++day) {
+        QByteArray photo(1'000'000, '\0');
+        for (qsizetype i = 0; i < photo.size(); i += 512)
+            photo[i] = char(day * 31 + i / 512);
+        writeHostFile(base + QString("/Day %1/photo.jpg").arg(day), photo);
+    }
+    writeHostFile(base + "/index.txt", "six days");
+    Window w;
+    dropFiles(w, {base});
+    QVERIFY(pick(w, 2, "Backup"));
+    QCOMPARE(mac->emuctl({"throttle", "Backup", "2MB"}).code, 0);
+    confirm(w);
+    // Pulled out halfway through the photos.
+    QVERIFY(waitUntil([&] { return w.tab->doCopy() && w.tab->doCopy()->bytesCopied() > 2'500'000; }, 30000));
+    QVERIFY(mac->unplug("backup"));
+    QVERIFY(waitForEnd(w));
+    QVERIFY(w.tab->resumeButton()->isVisible());
+    w.shot("13-resume-offered");
+    // The same drive again (its volume's UUID), renamed meanwhile, without the throttle.
+    const QString disk = mac->plug(R"({"name": "backup", "mediaName": "Samsung PSSD T7", "size": "256GB",
+        "scheme": "GPT", "removable": false, "partitions": [ { "fs": "JHFS+", "name": "Backup 2",
+        "uuid": "5E1C0DE5-B4C7-4B0B-9A55-0000000000B1" } ] })");
+    QVERIFY(!disk.isEmpty());
+    QTest::mouseClick(w.tab->resumeButton(), Qt::LeftButton);
+    QVERIFY(waitUntil([&] { return !w.tab->endView()->isVisible(); }, 5000));
+    QVERIFY(waitForEnd(w));
+    QVERIFY2(w.tab->endLabel()->text().contains("Copy completed! 7 files (6.00 MB) copied and verified."),
+             qPrintable(w.tab->endLabel()->text()));
+    const QString copy = datedFolder(*mac, "/Volumes/Backup 2");
+    QVERIFY(!copy.isEmpty());
+    QCOMPARE(compareTrees(base, copy + "/Album"), QStringList());
+    // One receipt, one line per file, every one checked by the tool.
+    const QStringList files = receiptLines(copy).filter(QRegularExpression("^XXH128 \\("));
+    QCOMPARE(files.size(), 7);
+    const auto [status, checked] = xxhsumCheck(copy);
+    QCOMPARE(status, 0);
+    QCOMPARE(checked.size(), 7);
+    QCOMPARE(checked.filter(": OK").size(), 7);
 }

@@ -18,4 +18,9 @@ private Q_SLOTS:
     void fatStickGetsItsFolderAndLeavesOutWhatItCannotStore();
     void quitAndCloseDuringACopy_data();
     void quitAndCloseDuringACopy();
+    // Verify, receipt and Resume.
+    void verifyNamesWhatDiffers_data();
+    void verifyNamesWhatDiffers();
+    void receiptChecksWithXxhsum();
+    void resumeAfterTheDriveCameBack();
 };

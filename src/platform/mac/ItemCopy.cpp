@@ -29,6 +29,7 @@ struct Progress {
     ItemCopyProgress done;
     std::int64_t finishedBytes = 0; // data of the files complete
     std::int64_t currentBytes = 0;  // data of the file under way
+    bool begun = false;             // the entry under way is a regular file the caller heard of
 
     void tell() {
         done.bytes = finishedBytes + currentBytes;
@@ -79,6 +80,10 @@ int status(int what, int stage, copyfile_state_t state, const char* source, cons
         return COPYFILE_CONTINUE;
     }
     if (stage == COPYFILE_FINISH && what == COPYFILE_RECURSE_FILE) {
+        // copyfile moves the data itself: none of it passed through a buffer of ours.
+        if (control.fileEnds && progress->begun)
+            control.fileEnds(false);
+        progress->begun = false;
         progress->fileDone(source);
         return COPYFILE_CONTINUE;
     }
@@ -90,6 +95,12 @@ int status(int what, int stage, copyfile_state_t state, const char* source, cons
     if (stage == COPYFILE_START && (what == COPYFILE_RECURSE_FILE || what == COPYFILE_RECURSE_DIR) &&
         control.skip && source && control.skip(source))
         return COPYFILE_SKIP;
+    if (stage == COPYFILE_START && what == COPYFILE_RECURSE_FILE && source && destination) {
+        struct stat st;
+        progress->begun = ::lstat(source, &st) == 0 && S_ISREG(st.st_mode);
+        if (progress->begun && control.fileBegins)
+            control.fileBegins(source, destination);
+    }
     return COPYFILE_CONTINUE;
 }
 
@@ -112,8 +123,16 @@ bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath,
     for (const QByteArray& file : progress.cutShort)
         QFile::remove(QFile::decodeName(file));
     if (result == 0 && !progress.aborted && !progress.cancelled && progress.failedSource.isEmpty()) {
-        if (progress.done.files == 0 && !QFileInfo(sourceHostPath).isDir())
-            progress.fileDone(source.constData()); // a single file is no walk
+        if (progress.done.files == 0 && !QFileInfo(sourceHostPath).isDir()) {
+            // A single file is no walk: the callback heard nothing of it.
+            if (QFileInfo(sourceHostPath).isFile() && !QFileInfo(sourceHostPath).isSymLink()) {
+                if (control.fileBegins)
+                    control.fileBegins(source.toStdString(), destination.toStdString());
+                if (control.fileEnds)
+                    control.fileEnds(false);
+            }
+            progress.fileDone(source.constData());
+        }
         return true;
     }
     if (progress.aborted && QFileInfo(destinationHostPath).isFile())
@@ -128,6 +147,12 @@ bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath,
             QString::fromUtf8(failed) + QStringLiteral(": ") + QString::fromLocal8Bit(std::strerror(reason));
     }
     return false;
+}
+
+bool keepSourceAttributes(const QString& sourceHostPath, const QString& destinationHostPath) {
+    return ::copyfile(QFile::encodeName(sourceHostPath).constData(),
+                      QFile::encodeName(destinationHostPath).constData(), nullptr,
+                      COPYFILE_STAT | COPYFILE_NOFOLLOW) == 0;
 }
 
 bool makeFolderPath(const QString& hostPath, QString* error) {

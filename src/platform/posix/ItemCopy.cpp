@@ -47,6 +47,9 @@ struct Failure {
     // A throttled volume: bytes a second, and the bytes and time since the copy began.
     std::int64_t throttle = 0;
     std::int64_t throttledBytes = 0;
+    // An emulated destination volume's mount point (host path), checked between pieces.
+    std::string volumeHost;
+    bool volumeGone() const { return !volumeHost.empty() && ::access(volumeHost.c_str(), F_OK) != 0; }
     std::chrono::steady_clock::time_point throttleStart = std::chrono::steady_clock::now();
 
     void note(const std::string& where, int error) {
@@ -54,6 +57,8 @@ struct Failure {
             first = where + ": " + std::strerror(error);
     }
     ItemCopyProgress done;
+    // Bytes of the file under way that went through the copy's own buffers.
+    std::int64_t seenBytes = 0;
 
     bool aborted() const { return control && control->abort && control->abort->load(); }
     bool cancelled() const { return control && control->cancel && control->cancel->load(); }
@@ -89,6 +94,17 @@ void takeLimits(const QString& destinationHostPath, Failure& failure) {
     failure.maxFileSize = info.maxFileSize;
     failure.refusedNameBytes = info.refusedNameBytes;
     failure.throttle = info.writeBytesPerSecond;
+    // The volume's mount point: once it is gone (the drive pulled out) writes fail, as they do
+    // on a Mac, instead of landing in the emulator's store of unmounted volumes.
+    const QString mac = Machine::macPath(destinationHostPath);
+    QString mount;
+    for (const QString& path : DiskArbitration::mountedLocalVolumePaths()) {
+        if (path != QLatin1String("/") && (mac == path || mac.startsWith(path + QLatin1Char('/'))) &&
+            path.size() > mount.size())
+            mount = path;
+    }
+    if (!mount.isEmpty())
+        failure.volumeHost = QFile::encodeName(Machine::hostPath(mount)).toStdString();
 }
 
 class Fd {
@@ -158,9 +174,16 @@ bool copyDataByReadWrite(int in, int out, Failure& failure) {
             }
             done += put;
         }
+        if (failure.control && failure.control->data)
+            failure.control->data(buffer.data(), size_t(got));
+        failure.seenBytes += got;
         failure.moved(got);
         if (!pace(failure, got)) {
             errno = ECANCELED;
+            return false;
+        }
+        if (failure.volumeGone()) {
+            errno = ENXIO; // "Device not configured"
             return false;
         }
     }
@@ -189,6 +212,10 @@ bool copyData(int in, int out, std::int64_t size, Failure& failure) {
         if (n > 0) {
             copiedAny = true;
             failure.moved(n);
+            if (failure.volumeGone()) {
+                errno = ENXIO;
+                return false;
+            }
             continue;
         }
         if (n == 0)
@@ -222,10 +249,10 @@ void keepAttributes(int dirFd, const char* name, int fd, const struct stat& st, 
 }
 
 void copyEntry(int srcDir, const char* srcName, int dstDir, const char* dstName, const std::string& where,
-               Failure& failure);
+               const std::string& dstWhere, Failure& failure);
 
 void copyFile(int srcDir, const char* srcName, int dstDir, const char* dstName, const struct stat& st,
-              const std::string& where, Failure& failure) {
+              const std::string& where, const std::string& dstWhere, Failure& failure) {
     Fd in(::openat(srcDir, srcName, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     if (!in.ok())
         return failure.note(where, errno);
@@ -234,6 +261,9 @@ void copyFile(int srcDir, const char* srcName, int dstDir, const char* dstName, 
     Fd out(::openat(dstDir, dstName, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!out.ok())
         return failure.note(where, errno);
+    failure.seenBytes = 0;
+    if (failure.control && failure.control->fileBegins)
+        failure.control->fileBegins(where, dstWhere);
     if (!copyData(in.get(), out.get(), std::int64_t(st.st_size), failure)) {
         const int error = errno;
         // A file cut short by a stop is no copy of its source.
@@ -242,6 +272,8 @@ void copyFile(int srcDir, const char* srcName, int dstDir, const char* dstName, 
         return failure.note(where, error);
     }
     keepAttributes(dstDir, dstName, out.get(), st, where, failure);
+    if (failure.control && failure.control->fileEnds)
+        failure.control->fileEnds(failure.seenBytes == std::int64_t(st.st_size));
     failure.entryDone();
 }
 
@@ -261,7 +293,7 @@ void copyLink(int srcDir, const char* srcName, int dstDir, const char* dstName, 
 }
 
 void copyFolder(int srcDir, const char* srcName, int dstDir, const char* dstName, const struct stat& st,
-                const std::string& where, Failure& failure) {
+                const std::string& where, const std::string& dstWhere, Failure& failure) {
     if (::mkdirat(dstDir, dstName, S_IRWXU) != 0)
         return failure.note(where, errno);
     Fd src(::openat(srcDir, srcName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -290,7 +322,7 @@ void copyFolder(int srcDir, const char* srcName, int dstDir, const char* dstName
         const std::string path = where + "/" + name;
         if (failure.skipped(path))
             continue;
-        copyEntry(src.get(), name, dst.get(), name, path, failure);
+        copyEntry(src.get(), name, dst.get(), name, path, dstWhere + "/" + name, failure);
     }
     ::closedir(listing);
     // The folder's own attributes go last: adding the entries changed its times, and a folder
@@ -299,7 +331,9 @@ void copyFolder(int srcDir, const char* srcName, int dstDir, const char* dstName
 }
 
 void copyEntry(int srcDir, const char* srcName, int dstDir, const char* dstName, const std::string& where,
-               Failure& failure) {
+               const std::string& dstWhere, Failure& failure) {
+    if (failure.volumeGone())
+        return failure.note(where, ENXIO);
     struct stat st;
     if (::fstatat(srcDir, srcName, &st, AT_SYMLINK_NOFOLLOW) != 0)
         return failure.note(where, errno);
@@ -307,9 +341,9 @@ void copyEntry(int srcDir, const char* srcName, int dstDir, const char* dstName,
     if (failure.refusesName(slash ? slash + 1 : dstName))
         return failure.note(where, EINVAL);
     if (S_ISREG(st.st_mode))
-        copyFile(srcDir, srcName, dstDir, dstName, st, where, failure);
+        copyFile(srcDir, srcName, dstDir, dstName, st, where, dstWhere, failure);
     else if (S_ISDIR(st.st_mode))
-        copyFolder(srcDir, srcName, dstDir, dstName, st, where, failure);
+        copyFolder(srcDir, srcName, dstDir, dstName, st, where, dstWhere, failure);
     else if (S_ISLNK(st.st_mode))
         copyLink(srcDir, srcName, dstDir, dstName, st, where, failure);
     else if (S_ISFIFO(st.st_mode)) {
@@ -331,12 +365,23 @@ bool copyItem(const QString& sourceHostPath, const QString& destinationHostPath,
     Failure failure;
     failure.control = &control;
     takeLimits(destinationHostPath, failure);
-    copyEntry(AT_FDCWD, source.constData(), AT_FDCWD, destination.constData(), source.toStdString(), failure);
+    copyEntry(AT_FDCWD, source.constData(), AT_FDCWD, destination.constData(), source.toStdString(),
+              destination.toStdString(), failure);
     if (failure.first.empty())
         return true;
     if (error)
         *error = QString::fromStdString(failure.first);
     return false;
+}
+
+bool keepSourceAttributes(const QString& sourceHostPath, const QString& destinationHostPath) {
+    struct stat st;
+    const QByteArray destination = QFile::encodeName(destinationHostPath);
+    if (::lstat(QFile::encodeName(sourceHostPath).constData(), &st) != 0)
+        return false;
+    const struct timespec times[2] = {st.st_atim, st.st_mtim};
+    const bool modeKept = S_ISLNK(st.st_mode) || ::chmod(destination.constData(), st.st_mode & 07777) == 0;
+    return ::utimensat(AT_FDCWD, destination.constData(), times, AT_SYMLINK_NOFOLLOW) == 0 && modeKept;
 }
 
 bool makeFolderPath(const QString& hostPath, QString* error) {
