@@ -4,6 +4,7 @@
 #include "core/QvLog.h"
 #include "core/QvPublicUtilities.h"
 #include "core/Resources.h"
+#include "core/WorkerPool.h"
 #include "diskimage/DMGMakeSureWC.h"
 #include "diskimage/DiskImageTexts.h"
 #include "filecopy/DoCopyFiles.h"
@@ -559,7 +560,7 @@ void DmgViewController::doMakeDMGWithFileArr() {
         const QStringList paths = m_zipFilesArr;
         const int generation = ++m_sizeGeneration;
         QPointer<DmgViewController> self(this);
-        QThreadPool::globalInstance()->start([paths, generation, self] {
+        workerPool()->start([paths, generation, self] {
             quint64 total = 0;
             for (const QString& path : paths)
                 total = GetFilesSize::getFileSizeWithPat(path, total);

@@ -1,6 +1,7 @@
 #include "diskmanager/MakeSureFormatViewController.h"
 
 #include "core/MainThread.h"
+#include "core/WorkerPool.h"
 #include "diskmanager/DiskManagerTexts.h"
 #include "diskmanager/FormatTypeViewController.h"
 #include "diskmanager/MakeSureFormatDelegate.h"
@@ -205,7 +206,7 @@ void MakeSureFormatViewController::setName(const QString& name, const QString& t
     // The field opens for typing from another thread's turn on the main queue, i.e. only after
     // the popup is up.
     QPointer<QLineEdit> field(nameTextFiled);
-    QThreadPool::globalInstance()->start([field] {
+    workerPool()->start([field] {
         onMain([field] {
             if (!field)
                 return;

@@ -3,6 +3,7 @@
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
 #include "core/QvPublicUtilities.h"
+#include "core/WorkerPool.h"
 #include "platform/Machine.h"
 #include "ui/AttachedWindow.h"
 #include "ui/ErrorWindowController.h"
@@ -451,7 +452,7 @@ void DiskCopyViewController::startDestinationCheck() {
     const bool sourceFoldsCase = DestinationCheck::foldsCase(top.first()->path());
     QPointer<DiskCopyViewController> self(this);
     std::shared_ptr<std::atomic<bool>> stop = m_checkStop;
-    QThreadPool::globalInstance()->start([self, top, rules, sourceFoldsCase, stop] {
+    workerPool()->start([self, top, rules, sourceFoldsCase, stop] {
         const QList<DestinationCheck::Item> items =
             DestinationCheck::check(top, rules, sourceFoldsCase, stop.get());
         if (stop->load())

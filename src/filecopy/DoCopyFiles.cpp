@@ -2,6 +2,7 @@
 
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
+#include "core/WorkerPool.h"
 #include "filecopy/GetFilesSize.h"
 #include "platform/DirectoryBatchReader.h"
 #include "platform/DiskArbitration.h"
@@ -94,8 +95,8 @@ void DoCopyFiles::doCopyFilesWithArr(const FileNodeList& nodes, const QString& c
     m_bytesToCopy = -1;
     ++m_activeRuns;
     std::shared_ptr<DoCopyFiles> self = shared_from_this();
-    QThreadPool::globalInstance()->start([self, nodes] { self->measure(nodes); });
-    QThreadPool::globalInstance()->start([self, nodes, copyPath] {
+    workerPool()->start([self, nodes] { self->measure(nodes); });
+    workerPool()->start([self, nodes, copyPath] {
         self->run(nodes, copyPath);
         std::lock_guard<std::mutex> lock(self->m_waitLock);
         --self->m_activeRuns;
