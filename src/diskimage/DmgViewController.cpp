@@ -113,6 +113,8 @@ void DmgViewController::buildSelectView() {
         slot->setDelegate(this);
         slot->setFixedSize(250, 200);
     }
+    m_fromSlot->setChooseName(tr("Choose the drive or files to pack"));
+    m_toSlot->setChooseName(tr("Choose the destination drive"));
     m_fromSlot->showEmpty(SourceSlot::sourceHint());
     SourceSlot::clearDestination(m_toSlot);
     auto* arrow = makeLabel(QStringLiteral("\u2192"), 28, false, KitStyle::textSecondary(), m_selectView);
@@ -120,6 +122,7 @@ void DmgViewController::buildSelectView() {
     m_copyType = new QComboBox(m_selectView);
     m_copyType->addItems({DiskImageTexts::copyAllFiles(), DiskImageTexts::copySomeFiles()});
     m_copyType->setFixedWidth(250);
+    m_copyType->setAccessibleName(tr("Choose whether to pack all files or some"));
     m_copyType->setStyleSheet(
         QStringLiteral(
             "QComboBox { color: %1; background: %2; border: 1px solid %3; border-radius: 6px;"

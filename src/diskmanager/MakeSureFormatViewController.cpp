@@ -82,6 +82,7 @@ MakeSureFormatViewController::MakeSureFormatViewController(QWidget* parent) : QW
     nameTextFiled->setObjectName(QStringLiteral("nameTextFiled"));
     nameTextFiled->setFont(KitStyle::font(13));
     nameTextFiled->setReadOnly(true);
+    nameTextFiled->setAccessibleName(tr("Name of the formatted volume"));
     nameTextFiled->setStyleSheet(
         QStringLiteral("QLineEdit { color: %1; background: %2; border: 1px solid %3; border-radius: 5px;"
                        " padding: 4px 8px; } QLineEdit:focus { border-color: %4; }")
@@ -91,6 +92,7 @@ MakeSureFormatViewController::MakeSureFormatViewController(QWidget* parent) : QW
     typeSelectBut = new QPushButton(makeSureView);
     typeSelectBut->setObjectName(QStringLiteral("typeSelectBut"));
     typeSelectBut->setCursor(Qt::PointingHandCursor);
+    typeSelectBut->setAccessibleName(tr("Choose the file system"));
     typeSelectBut->setFixedHeight(30);
     typeSelectBut->setStyleSheet(
         QStringLiteral("QPushButton { background: %1; border: 1px solid %2; border-radius: 5px; }")
