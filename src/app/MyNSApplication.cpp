@@ -1,5 +1,7 @@
 #include "app/MyNSApplication.h"
 
+#include "ui/Accessibility.h"
+
 #include <QComboBox>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -57,7 +59,9 @@ template <typename Editor> void perform(Editor* e, MyNSApplication::EditAction a
 
 } // namespace
 
-MyNSApplication::MyNSApplication(int& argc, char** argv) : QApplication(argc, argv) {}
+MyNSApplication::MyNSApplication(int& argc, char** argv) : QApplication(argc, argv) {
+    Accessibility::install();
+}
 
 MyNSApplication::EditAction MyNSApplication::editActionForKey(const QKeyEvent& event) {
     // Only the modifier keys themselves count; the keypad flag says where a key sits.

@@ -16,7 +16,8 @@ SideTabButton::SideTabButton(const QString& text, const QString& iconImage, QWid
     : QAbstractButton(parent), m_icon(iconImage) {
     setText(text);
     setCursor(Qt::PointingHandCursor);
-    setFocusPolicy(Qt::NoFocus);
+    setFocusPolicy(Qt::TabFocus);
+    setAccessibleName(tr("Show %1").arg(text));
     setAttribute(Qt::WA_Hover);
 }
 
@@ -67,4 +68,9 @@ void SideTabButton::paintEvent(QPaintEvent*) {
         font.setPointSizeF(font.pointSizeF() - 0.5);
     painter.setFont(font);
     painter.drawText(textRect, Qt::AlignVCenter | Qt::AlignLeft, text());
+    if (hasFocus()) {
+        painter.setPen(QPen(KitStyle::accent(), 2));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(QRectF(rect()).adjusted(2, 2, -2, -2), 6, 6);
+    }
 }

@@ -4,6 +4,7 @@
 #include "core/QvLog.h"
 #include "core/QvPublicUtilities.h"
 #include "core/Resources.h"
+#include "core/WorkerPool.h"
 #include "diskimage/DMGMakeSureWC.h"
 #include "diskimage/DiskImageTexts.h"
 #include "filecopy/DoCopyFiles.h"
@@ -112,6 +113,8 @@ void DmgViewController::buildSelectView() {
         slot->setDelegate(this);
         slot->setFixedSize(250, 200);
     }
+    m_fromSlot->setChooseName(tr("Choose the drive or files to pack"));
+    m_toSlot->setChooseName(tr("Choose the destination drive"));
     m_fromSlot->showEmpty(SourceSlot::sourceHint());
     SourceSlot::clearDestination(m_toSlot);
     auto* arrow = makeLabel(QStringLiteral("\u2192"), 28, false, KitStyle::textSecondary(), m_selectView);
@@ -119,6 +122,7 @@ void DmgViewController::buildSelectView() {
     m_copyType = new QComboBox(m_selectView);
     m_copyType->addItems({DiskImageTexts::copyAllFiles(), DiskImageTexts::copySomeFiles()});
     m_copyType->setFixedWidth(250);
+    m_copyType->setAccessibleName(tr("Choose whether to pack all files or some"));
     m_copyType->setStyleSheet(
         QStringLiteral(
             "QComboBox { color: %1; background: %2; border: 1px solid %3; border-radius: 6px;"
@@ -559,7 +563,7 @@ void DmgViewController::doMakeDMGWithFileArr() {
         const QStringList paths = m_zipFilesArr;
         const int generation = ++m_sizeGeneration;
         QPointer<DmgViewController> self(this);
-        QThreadPool::globalInstance()->start([paths, generation, self] {
+        workerPool()->start([paths, generation, self] {
             quint64 total = 0;
             for (const QString& path : paths)
                 total = GetFilesSize::getFileSizeWithPat(path, total);

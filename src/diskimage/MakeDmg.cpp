@@ -3,6 +3,7 @@
 #include "core/CommandLine.h"
 #include "core/CommandRunner.h"
 #include "core/QvLog.h"
+#include "core/WorkerPool.h"
 #include "diskimage/ZipProgressReader.h"
 #include "filecopy/GetFilesSize.h"
 #include "platform/DirectoryBatchReader.h"
@@ -142,7 +143,7 @@ MakeDmg::~MakeDmg() {
 
 void MakeDmg::startWorker(std::function<void()> work) {
     ++m_workers;
-    QThreadPool::globalInstance()->start([this, work = std::move(work)] {
+    workerPool()->start([this, work = std::move(work)] {
         work();
         QMutexLocker lock(&workersLock);
         --m_workers;

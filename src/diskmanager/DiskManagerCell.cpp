@@ -26,7 +26,7 @@ ImageButton* toolButton(const QString& id, const QString& title, QWidget* parent
     button->setText(title);
     button->setTextPointSize(12);
     button->setFixedSize(68, 28);
-    button->setFocusPolicy(Qt::NoFocus);
+    button->setFocusPolicy(Qt::TabFocus);
     return button;
 }
 
@@ -36,7 +36,7 @@ bool isBlank(const QString& text) {
 
 } // namespace
 
-DiskManagerCell::DiskManagerCell(QWidget* parent) : QWidget(parent) {
+DiskManagerCell::DiskManagerCell(QWidget* parent) : PressableView(parent) {
     m_icon = new ImageView(QString(), this);
     m_icon->setObjectName(QStringLiteral("icon"));
     m_icon->setFixedSize(40, 40);
@@ -148,6 +148,14 @@ void DiskManagerCell::configure(const VolumeObj& volume, bool selected, bool ren
     m_rename->setVisible(!renaming);
     m_format->setVisible(!renaming && volume.volumeMountPoint() != QLatin1String("/"));
     m_eject->setVisible(!renaming && volume.bCanEject());
+    // What a screen reader says of the row and its buttons names the volume they act on.
+    const QString name = volume.volumeName();
+    setAccessibleName(tr("Choose the volume %1").arg(name));
+    m_editName->setAccessibleName(tr("New name for %1").arg(name));
+    m_save->setAccessibleName(tr("Save the new name of %1").arg(name));
+    m_rename->setAccessibleName(tr("Rename %1").arg(name));
+    m_format->setAccessibleName(tr("Format %1").arg(name));
+    m_eject->setAccessibleName(tr("Eject %1").arg(name));
     update();
 }
 
@@ -171,6 +179,10 @@ void DiskManagerCell::mousePressEvent(QMouseEvent* event) {
     QWidget::mousePressEvent(event);
 }
 
+void DiskManagerCell::press() {
+    Q_EMIT pressed();
+}
+
 void DiskManagerCell::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
@@ -184,4 +196,6 @@ void DiskManagerCell::paintEvent(QPaintEvent*) {
         painter.setBrush(KitStyle::panelBackground());
         painter.drawRoundedRect(r, 8, 8);
     }
+    painter.end();
+    paintFocus();
 }

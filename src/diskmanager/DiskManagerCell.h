@@ -2,7 +2,7 @@
 
 #include "volumes/VolumeObj.h"
 
-#include <QWidget>
+#include "ui/PressableView.h"
 
 class ElidedLabel;
 class ImageButton;
@@ -15,7 +15,7 @@ class QLineEdit;
 // disk"), and the tool buttons. Names too long for the row are shortened in the middle. The elements carry
 // the identifiers "icon", "name", "editname", "type", "size", "save", "rename", "format" and "eject" as
 // object names. The row only shows; the table's owner decides what each press does.
-class DiskManagerCell : public QWidget {
+class DiskManagerCell : public PressableView {
     Q_OBJECT
 public:
     explicit DiskManagerCell(QWidget* parent = nullptr);
@@ -29,6 +29,9 @@ public:
     static QString sizeText(const VolumeObj& volume);
 
     bool isSelected() const { return m_selected; }
+    // A click, Space or Return on the row, or a screen reader's press: pressed() is emitted.
+    void press() override;
+    bool isChosen() const override { return m_selected; }
     QLineEdit* nameField() const { return m_editName; }
     // Why the typed name cannot be used, shown under the name field while renaming (empty:
     // nothing to say). configure() clears it when the row leaves renaming.

@@ -2,6 +2,7 @@
 
 #include "core/MainThread.h"
 #include "core/QvPublicUtilities.h"
+#include "core/WorkerPool.h"
 #include "diskmanager/VolumeOperations.h"
 #include "platform/DiskArbitration.h"
 #include "platform/Machine.h"
@@ -24,10 +25,10 @@ std::int64_t number(const QVariantMap& info, const char* key) {
     return info.value(QLatin1String(key)).toLongLong();
 }
 
-// Runs work on the global pool, counted in `workers` until it is done.
+// Runs work on the worker pool, counted in `workers` until it is done.
 template <typename Fn> void startCounted(const std::shared_ptr<std::atomic<int>>& workers, Fn&& work) {
     workers->fetch_add(1);
-    QThreadPool::globalInstance()->start([workers, work = std::forward<Fn>(work)]() mutable {
+    workerPool()->start([workers, work = std::forward<Fn>(work)]() mutable {
         work();
         workers->fetch_sub(1);
     });

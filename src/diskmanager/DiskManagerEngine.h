@@ -17,7 +17,7 @@ class DriveSurvey;
 // RepairDiskViewController keeps the documented operation names and calls this.
 //
 // The listing walks "/Volumes/", resolves each entry to its device with disk arbitration and
-// asks the disk tool about it, on a worker of the global pool; the finished list replaces
+// asks the disk tool about it, on a worker of the worker pool; the finished list replaces
 // allVolumeArr on the main thread. isScanV keeps two listings from being started at once; when
 // it is cleared by force (after a format) and a second listing starts, only the newest one's
 // list is taken.

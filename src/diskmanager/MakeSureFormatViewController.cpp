@@ -1,6 +1,7 @@
 #include "diskmanager/MakeSureFormatViewController.h"
 
 #include "core/MainThread.h"
+#include "core/WorkerPool.h"
 #include "diskmanager/DiskManagerTexts.h"
 #include "diskmanager/FormatTypeViewController.h"
 #include "diskmanager/MakeSureFormatDelegate.h"
@@ -81,6 +82,7 @@ MakeSureFormatViewController::MakeSureFormatViewController(QWidget* parent) : QW
     nameTextFiled->setObjectName(QStringLiteral("nameTextFiled"));
     nameTextFiled->setFont(KitStyle::font(13));
     nameTextFiled->setReadOnly(true);
+    nameTextFiled->setAccessibleName(tr("Name of the formatted volume"));
     nameTextFiled->setStyleSheet(
         QStringLiteral("QLineEdit { color: %1; background: %2; border: 1px solid %3; border-radius: 5px;"
                        " padding: 4px 8px; } QLineEdit:focus { border-color: %4; }")
@@ -90,6 +92,7 @@ MakeSureFormatViewController::MakeSureFormatViewController(QWidget* parent) : QW
     typeSelectBut = new QPushButton(makeSureView);
     typeSelectBut->setObjectName(QStringLiteral("typeSelectBut"));
     typeSelectBut->setCursor(Qt::PointingHandCursor);
+    typeSelectBut->setAccessibleName(tr("Choose the file system"));
     typeSelectBut->setFixedHeight(30);
     typeSelectBut->setStyleSheet(
         QStringLiteral("QPushButton { background: %1; border: 1px solid %2; border-radius: 5px; }")
@@ -205,7 +208,7 @@ void MakeSureFormatViewController::setName(const QString& name, const QString& t
     // The field opens for typing from another thread's turn on the main queue, i.e. only after
     // the popup is up.
     QPointer<QLineEdit> field(nameTextFiled);
-    QThreadPool::globalInstance()->start([field] {
+    workerPool()->start([field] {
         onMain([field] {
             if (!field)
                 return;

@@ -8,6 +8,7 @@
 #include "diskmanager/FormatingViewController.h"
 #include "diskmanager/MakeSureFormatViewController.h"
 #include "diskmanager/VolumeOperations.h"
+#include "ui/Accessibility.h"
 #include "ui/Artwork.h"
 #include "ui/AttachedWindow.h"
 #include "ui/FlatButton.h"
@@ -57,6 +58,7 @@ RepairDiskViewController::RepairDiskViewController(QWidget* parent)
     m_help->setObjectName(QStringLiteral("helpButton"));
     m_help->setFixedSize(24, 24);
     m_help->setToolTip(QStringLiteral("Help"));
+    m_help->setAccessibleName(tr("Help on the Disk Manager"));
     if (!Artwork::exists(m_help->normalImage()))
         m_help->setText(QStringLiteral("?"));
 
@@ -73,7 +75,7 @@ RepairDiskViewController::RepairDiskViewController(QWidget* parent)
     m_loadProView->setSizePolicy(keepSpace);
     m_loadProView->hide();
 
-    m_table = new QTableWidget(0, 1, this);
+    m_table = new WidgetRowsTable(0, 1, this);
     m_table->setObjectName(QStringLiteral("parTableView"));
     m_table->setHorizontalHeaderLabels({QStringLiteral("Name")});
     m_table->horizontalHeader()->hide();
@@ -84,7 +86,11 @@ RepairDiskViewController::RepairDiskViewController(QWidget* parent)
     m_table->setShowGrid(false);
     m_table->setSelectionMode(QAbstractItemView::NoSelection);
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    // The rows take the focus themselves; the table only holds them.
     m_table->setFocusPolicy(Qt::NoFocus);
+    // Tab goes from row to row and button to button, not from cell to cell.
+    m_table->setTabKeyNavigation(false);
+    m_table->setAccessibleName(tr("Volumes"));
     m_table->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_table->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     m_table->setFrameShape(QFrame::NoFrame);

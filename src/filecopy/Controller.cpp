@@ -2,6 +2,7 @@
 
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
+#include "core/WorkerPool.h"
 
 #include <QMutex>
 #include <QMutexLocker>
@@ -79,7 +80,7 @@ void Controller::getNodeListWithFaterNode(FileNode* node) {
     ++m_pendingNodeListings;
     const FileNodeRef held(node);
     const std::shared_ptr<NodeListings> listings = m_nodeListings;
-    QThreadPool::globalInstance()->start([held, listings] {
+    workerPool()->start([held, listings] {
         std::optional<FileNodeList> children =
             EumeRoot::listChildrenOfPath(held->path(), &listings->stop, held.data());
         onMain([held, listings, children = std::move(children)] {

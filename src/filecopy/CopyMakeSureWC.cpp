@@ -53,7 +53,8 @@ CopyMakeSureWC::CopyMakeSureWC(const QString& destinationName, const QStringList
         m_leftOut->setObjectName(QStringLiteral("leftOutList"));
         m_leftOut->addItems(leftOut);
         m_leftOut->setSelectionMode(QAbstractItemView::NoSelection);
-        m_leftOut->setFocusPolicy(Qt::NoFocus);
+        m_leftOut->setFocusPolicy(Qt::StrongFocus);
+        m_leftOut->setAccessibleName(tr("Items left out of the copy"));
         m_leftOut->setFont(KitStyle::font(12));
         m_leftOut->setWordWrap(true);
         m_leftOut->setSpacing(3);

@@ -3,6 +3,7 @@
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
 #include "core/QvPublicUtilities.h"
+#include "core/WorkerPool.h"
 #include "platform/Machine.h"
 #include "ui/AttachedWindow.h"
 #include "ui/ErrorWindowController.h"
@@ -134,6 +135,7 @@ void DiskCopyViewController::buildSelectView() {
     m_sourceView->setObjectName(QStringLiteral("sourceSlot"));
     m_sourceView->setGeometry(58, 10, kSlotWidth, kSlotHeight);
     m_sourceView->setDelegate(this);
+    m_sourceView->setChooseName(tr("Choose the source drive or files"));
     m_source = std::make_unique<SourceSlot>(m_sourceView);
 
     auto* arrow = makeLabel(m_selectView, QStringLiteral("arrow"), 28, false, KitStyle::textSecondary());
@@ -145,11 +147,13 @@ void DiskCopyViewController::buildSelectView() {
     m_destinationView->setGeometry(kWidth - 58 - kSlotWidth, 10, kSlotWidth, kSlotHeight);
     m_destinationView->setAcceptsFileDrops(false);
     m_destinationView->setDelegate(this);
+    m_destinationView->setChooseName(tr("Choose the destination drive"));
     SourceSlot::clearDestination(m_destinationView);
 
     m_copyTypeButton = new QPushButton(m_selectView);
     m_copyTypeButton->setObjectName(QStringLiteral("copyTypeButton"));
     m_copyTypeButton->setCursor(Qt::PointingHandCursor);
+    m_copyTypeButton->setAccessibleName(tr("Choose which files to copy"));
     m_copyTypeButton->setGeometry(58 + (kSlotWidth - 180) / 2, 10 + kSlotHeight + 14, 180, 30);
     m_copyTypeButton->setFont(KitStyle::font(13));
     m_copyTypeButton->setStyleSheet(
@@ -480,7 +484,7 @@ void DiskCopyViewController::startDestinationCheck() {
     const bool sourceFoldsCase = DestinationCheck::foldsCase(top.first()->path());
     QPointer<DiskCopyViewController> self(this);
     std::shared_ptr<std::atomic<bool>> stop = m_checkStop;
-    QThreadPool::globalInstance()->start([self, top, rules, sourceFoldsCase, stop] {
+    workerPool()->start([self, top, rules, sourceFoldsCase, stop] {
         const QList<DestinationCheck::Item> items =
             DestinationCheck::check(top, rules, sourceFoldsCase, stop.get());
         if (stop->load())

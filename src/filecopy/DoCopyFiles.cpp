@@ -3,6 +3,7 @@
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
 #include "core/QvPublicUtilities.h"
+#include "core/WorkerPool.h"
 #include "filecopy/FileChecksum.h"
 #include "filecopy/GetFilesSize.h"
 #include "platform/DirectoryBatchReader.h"
@@ -127,8 +128,8 @@ void DoCopyFiles::doCopyFilesWithArr(const FileNodeList& nodes, const QString& c
     }
     ++m_activeRuns;
     std::shared_ptr<DoCopyFiles> self = shared_from_this();
-    QThreadPool::globalInstance()->start([self, nodes] { self->measure(nodes); });
-    QThreadPool::globalInstance()->start([self, nodes, copyPath] {
+    workerPool()->start([self, nodes] { self->measure(nodes); });
+    workerPool()->start([self, nodes, copyPath] {
         self->run(nodes, copyPath);
         std::lock_guard<std::mutex> lock(self->m_waitLock);
         --self->m_activeRuns;
@@ -511,10 +512,10 @@ void DoCopyFiles::resume() {
     startOver(true);
     ++m_activeRuns;
     std::shared_ptr<DoCopyFiles> self = shared_from_this();
-    QThreadPool::globalInstance()->start([self] {
+    workerPool()->start([self] {
         if (self->findVolumesAgain()) {
             const FileNodeList nodes = self->m_nodes;
-            QThreadPool::globalInstance()->start([self, nodes] { self->measure(nodes); });
+            workerPool()->start([self, nodes] { self->measure(nodes); });
             self->run(nodes, self->copyPath());
         } else {
             self->tellDelegate([](DoCopyFilesDelegate* delegate) { delegate->copyFileError(); });

@@ -86,7 +86,7 @@ public:
                                                   QString* error = nullptr);
 
     // Clears isCancel and the failure count and starts a run over nodes into copyPath on the
-    // global pool.
+    // worker pool.
     void doCopyFilesWithArr(const FileNodeList& nodes, const QString& copyPath);
     // Copies the ticked part of a half-selected folder's children into copyPath, on the
     // calling thread: a half-selected child folder is made and filled the same way.

@@ -1,6 +1,7 @@
 #include "filecopy/EumeRoot.h"
 
 #include "core/MainThread.h"
+#include "core/WorkerPool.h"
 #include "platform/DirectoryBatchReader.h"
 #include "platform/Machine.h"
 
@@ -171,7 +172,7 @@ void EumeRoot::eumeAllRootFileNodeWithRootArr(const FileNodeArrayRef& rootArr, c
     m_isPauseScan = false;
     m_isScanDone = false;
     std::shared_ptr<EumeRoot> self = shared_from_this();
-    QThreadPool::globalInstance()->start([self, path] { self->eumeRootListNode(path); });
+    workerPool()->start([self, path] { self->eumeRootListNode(path); });
 }
 
 void EumeRoot::eumeRootListNode(const QString& path) {
@@ -291,7 +292,7 @@ void EumeRoot::getRootNodeListWithPath(const QString& path) {
         treeOperator = m_treeOperator;
     }
     std::shared_ptr<EumeRoot> self = shared_from_this();
-    QThreadPool::globalInstance()->start([self, treeOperator, path] {
+    workerPool()->start([self, treeOperator, path] {
         const FileNodeArrayRef array = self->rootNodeArr();
         if (!beginRootListing(array, path))
             return;

@@ -35,7 +35,7 @@ public:
     // Names dropped from the top level of a scan (exact, case-sensitive).
     static bool isSkippedName(const QString& name);
 
-    // Fills rootArr with the top level of path on the global pool; see eumeRootListNode.
+    // Fills rootArr with the top level of path on the worker pool; see eumeRootListNode.
     void eumeAllRootFileNodeWithRootArr(const FileNodeArrayRef& rootArr, const QString& path);
     // The top-level listing (runs on the calling thread; eumeAllRootFileNodeWithRootArr runs it
     // in the background). Files come first, largest first; folders follow in listing order with
@@ -56,7 +56,7 @@ public:
     // appends them to its children array.
     static void adoptChildren(FileNode* father, const FileNodeList& children);
     // Lists path into the array (set with eumeAllRootFileNodeWithRootArr or setRootNodeArr) on
-    // the global pool, measuring every top-level folder with the subtree walk. Ends with
+    // the worker pool, measuring every top-level folder with the subtree walk. Ends with
     // endScan only while the process-wide count of entries listed this way equals this
     // listing's count, i.e. for the first such listing of a process.
     void getRootNodeListWithPath(const QString& path);

@@ -3,6 +3,7 @@
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
 #include "core/QvPublicUtilities.h"
+#include "core/WorkerPool.h"
 #include "filecopy/NodeTreeOperator.h"
 #include "platform/DirectoryBatchReader.h"
 #include "platform/Machine.h"
@@ -143,12 +144,12 @@ quint64 GetFilesSize::getFileSizeWithPat(const QString& path, quint64 totailSize
 void GetFilesSize::getAllFilesSizeWithArr(const FileNodeList& nodes) {
     m_allFileSize = 0;
     std::shared_ptr<GetFilesSize> self = shared_from_this();
-    QThreadPool::globalInstance()->start([self, nodes] { self->runPass(nodes); });
+    workerPool()->start([self, nodes] { self->runPass(nodes); });
 }
 
 void GetFilesSize::getSelectionSizeWithArr(const FileNodeList& nodes) {
     std::shared_ptr<GetFilesSize> self = shared_from_this();
-    QThreadPool::globalInstance()->start([self, nodes] {
+    workerPool()->start([self, nodes] {
         const quint64 total = self->selectionSize(nodes);
         self->m_allFileSize = total;
         self->report(total);

@@ -33,9 +33,9 @@ class GetFilesSize : public std::enable_shared_from_this<GetFilesSize> {
 public:
     static std::shared_ptr<GetFilesSize> create() { return std::shared_ptr<GetFilesSize>(new GetFilesSize); }
 
-    // Resets the total and starts one pass over nodes on the global pool; returns at once.
+    // Resets the total and starts one pass over nodes on the worker pool; returns at once.
     void getAllFilesSizeWithArr(const FileNodeList& nodes);
-    // Measures the selection in nodes on the global pool and reports its exact total once.
+    // Measures the selection in nodes on the worker pool and reports its exact total once.
     void getSelectionSizeWithArr(const FileNodeList& nodes);
     // Stops every pass of this instance after the folder batch in progress; none reports
     // afterwards, and passes started later stop at once. For good.

@@ -35,6 +35,9 @@ ListFileViewController::ListFileViewController(QWidget* parent)
     layoutColumns();
     m_selectAllButton = new ImageButton(FileNodeTreeModel::checkBoxImage(1), m_outline->header());
     m_selectAllButton->setFixedSize(kCheckBoxSize, kCheckBoxSize);
+    m_selectAllButton->setAccessibleName(tr("Select all files or none"));
+    m_selectAllButton->setFocusPolicy(Qt::TabFocus);
+    m_outline->setAccessibleName(tr("Files to copy"));
     connect(m_selectAllButton, &QAbstractButton::clicked, this,
             &ListFileViewController::setAllSelectOrNoSelect);
     connect(m_outline->header(), &QHeaderView::geometriesChanged, this,

@@ -7,6 +7,7 @@
 #include "core/QvLog.h"
 #include "core/QvPublicUtilities.h"
 #include "core/QvTask.h"
+#include "core/WorkerPool.h"
 #include "osclone/OsCloneTexts.h"
 #include "platform/Machine.h"
 #include "platform/Shell.h"
@@ -113,10 +114,8 @@ int QvBootable::QvStart(const VolumeObjRef& target) {
     control->CreateVolumeName();
     const ConfirmedDrive drive{target->volumePath(), target->volumeTotalSizeNum(), target->volumeName()};
     m_targetDisk = drive.bsdName;
-    QThreadPool::globalInstance()->start(
-        [this, drive, name = control->QvGetZantorVolumeName(), path = control->QvGetZantorVolumePath()] {
-            worker(drive, name, path);
-        });
+    workerPool()->start([this, drive, name = control->QvGetZantorVolumeName(),
+                         path = control->QvGetZantorVolumePath()] { worker(drive, name, path); });
     return 0;
 }
 
@@ -194,7 +193,7 @@ void QvBootable::worker(const ConfirmedDrive& drive, const QString& volumeName, 
     QvUpdateProgress(0, 0, 3);
     onMain([this, volumePath] {
         if (QvCreateBootableSystem(QStringLiteral("/"), volumePath) != 0) {
-            QThreadPool::globalInstance()->start([this] { endRights(); });
+            workerPool()->start([this] { endRights(); });
             m_running.store(false);
         }
     });
@@ -355,7 +354,7 @@ void QvBootable::QvTerminated(int exitCode, bool normalExit) {
     // The tool's own words when it was started without the rights it needs.
     const bool needsRoot = m_outputTail.contains("needs to be run as root");
     const QString disk = m_targetDisk;
-    QThreadPool::globalInstance()->start([this, succeeded, cancelled, needsRoot, exitCode, normalExit, disk] {
+    workerPool()->start([this, succeeded, cancelled, needsRoot, exitCode, normalExit, disk] {
         QvLog("task terminated (%s %d)", normalExit ? "exit" : "signal", exitCode);
         if (cancelled)
             QvLog("User cancel");

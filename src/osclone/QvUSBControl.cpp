@@ -5,6 +5,7 @@
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
 #include "core/QvTask.h"
+#include "core/WorkerPool.h"
 #include "platform/DiskArbitration.h"
 #include "platform/Machine.h"
 #include "platform/Shell.h"
@@ -159,7 +160,7 @@ void QvUSBControl::QvDiskAppearImp(const char* bsdName) {
         arrival = ++m_events[QString::fromUtf8(name.bytes)];
     }
     ++m_pending;
-    QThreadPool::globalInstance()->start([this, name, arrival] {
+    workerPool()->start([this, name, arrival] {
         addDisk(name.bytes, arrival);
         --m_pending;
     });

@@ -112,6 +112,7 @@ QWidget* SelectDrivceViewController::buildSelectDiskView() {
     m_targetSlot = new SelectValueView(2, view);
     m_targetSlot->setObjectName(QStringLiteral("targetSlot"));
     m_targetSlot->setDelegate(this);
+    m_targetSlot->setChooseName(tr("Choose the destination drive"));
     m_targetSlot->setAcceptsFileDrops(false);
 
     auto* arrow = textLabel(28, false, KitStyle::textSecondary(), view);

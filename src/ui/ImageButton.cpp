@@ -63,6 +63,13 @@ void ImageButton::paintEvent(QPaintEvent*) {
         painter.setPen(m_textColor);
         painter.drawText(rect(), Qt::AlignCenter, text());
     }
+    // Reached with Tab: a ring shows where Space will act.
+    if (hasFocus()) {
+        painter.setOpacity(1);
+        painter.setPen(QPen(KitStyle::accent(), 2));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), 5, 5);
+    }
 }
 
 void ImageButton::enterEvent(QEnterEvent* event) {

@@ -52,11 +52,15 @@ SelectValueView::SelectValueView(int diskFrom, QWidget* parent)
     m_nodeSelectLabel->setTextFormat(Qt::PlainText);
     m_nodeSelectLabel->setWordWrap(true);
     m_selectDiskBut->setObjectName(QStringLiteral("selectDiskBut"));
-    m_selectDiskBut->setFocusPolicy(Qt::NoFocus);
+    m_selectDiskBut->setFocusPolicy(Qt::TabFocus);
+    m_selectDiskBut->setAccessibleName(diskFrom == 1 ? tr("Choose the source")
+                                                     : tr("Choose the destination"));
+    m_dragVie->setAccessibleName(tr("Drop files here"));
     m_closeDisk->setObjectName(QStringLiteral("closeDisk"));
     m_closeDisk->setImages(QStringLiteral("btn_remove"), QStringLiteral("btn_remove_hover"),
                            QStringLiteral("btn_remove_press"));
-    m_closeDisk->setFocusPolicy(Qt::NoFocus);
+    m_closeDisk->setFocusPolicy(Qt::TabFocus);
+    m_closeDisk->setAccessibleName(diskFrom == 1 ? tr("Remove the source") : tr("Remove the destination"));
     m_closeDisk->setToolTip(tr("Remove"));
     m_closeDisk->hide();
     connect(m_selectDiskBut, &QAbstractButton::clicked, this,
@@ -66,11 +70,20 @@ SelectValueView::SelectValueView(int diskFrom, QWidget* parent)
     layoutChildren();
 }
 
+void SelectValueView::setChooseName(const QString& name) {
+    m_selectDiskBut->setAccessibleName(name);
+}
+
 void SelectValueView::setIsCanSelect(bool canSelect) {
     m_canSelect = canSelect;
     setCursor(canSelect ? Qt::PointingHandCursor : Qt::ArrowCursor);
     m_dragVie->setCursor(canSelect ? Qt::PointingHandCursor : Qt::ArrowCursor);
     m_selectDiskBut->setCursor(canSelect ? Qt::PointingHandCursor : Qt::ArrowCursor);
+    // A slot that cannot choose is a picture: neither Tab nor a screen reader offers it as a button.
+    m_selectDiskBut->setFocusPolicy(canSelect ? Qt::TabFocus : Qt::NoFocus);
+    m_selectDiskBut->setAttribute(Qt::WA_TransparentForMouseEvents, !canSelect);
+    m_closeDisk->setFocusPolicy(canSelect ? Qt::TabFocus : Qt::NoFocus);
+    m_closeDisk->setAttribute(Qt::WA_TransparentForMouseEvents, !canSelect);
     updateDropTarget();
     update();
 }

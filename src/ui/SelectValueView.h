@@ -54,6 +54,8 @@ public:
     // Small lines under the size text, one label each; none for an empty list.
     void setDetailLines(const QStringList& lines);
     void setCloseShown(bool shown);
+    // What a screen reader calls the slot's button ("Choose the source drive").
+    void setChooseName(const QString& name);
     // The warning look of a destination that cannot take the copy.
     void setErrorBackground(bool error);
     bool hasErrorBackground() const { return m_error; }

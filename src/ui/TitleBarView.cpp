@@ -18,13 +18,15 @@ TitleBarView::TitleBarView(QWidget* parent)
     m_closeButton->setImages(QStringLiteral("btn_close"), QStringLiteral("btn_close_hover"),
                              QStringLiteral("btn_close_press"));
     m_closeButton->setToolTip(tr("Close"));
-    m_closeButton->setFocusPolicy(Qt::NoFocus);
+    m_closeButton->setAccessibleName(tr("Close the window"));
+    m_closeButton->setFocusPolicy(Qt::TabFocus);
     connect(m_closeButton, &QAbstractButton::clicked, this, &TitleBarView::closeClicked);
 
     m_menuButton->setImages(QStringLiteral("btn_menu"), QStringLiteral("btn_menu_hover"),
                             QStringLiteral("btn_menu_hover"));
     m_menuButton->setToolTip(tr("Menu"));
-    m_menuButton->setFocusPolicy(Qt::NoFocus);
+    m_menuButton->setAccessibleName(tr("Open the menu"));
+    m_menuButton->setFocusPolicy(Qt::TabFocus);
     m_menuButton->hide();
     connect(m_menuButton, &QAbstractButton::clicked, this, [this] {
         if (m_menu)

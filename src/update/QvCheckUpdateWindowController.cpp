@@ -3,6 +3,7 @@
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
 #include "core/QvPublicUtilities.h"
+#include "core/WorkerPool.h"
 #include "ui/BackgroundView.h"
 #include "ui/FlatButton.h"
 #include "ui/ImageView.h"
@@ -230,7 +231,7 @@ void QvCheckUpdateWindowController::getVersionChange() {
     // The network test blocks for up to its time limit, so it runs on a worker thread; the
     // answer comes back to the main thread, where the window may be gone by then.
     QPointer<QvCheckUpdateWindowController> self(this);
-    QThreadPool::globalInstance()->start([self] {
+    workerPool()->start([self] {
         const bool usable = QvPublicUtilities::isCanBeUseNetWork();
         onMain([self, usable] {
             if (self)

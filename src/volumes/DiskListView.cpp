@@ -6,7 +6,7 @@
 #include <QPainter>
 #include <QPainterPath>
 
-DiskListView::DiskListView(QWidget* parent) : QWidget(parent) {
+DiskListView::DiskListView(QWidget* parent) : PressableView(parent) {
     setAttribute(Qt::WA_Hover);
     setMouseTracking(true);
     setCursor(Qt::PointingHandCursor);
@@ -31,16 +31,21 @@ void DiskListView::leaveEvent(QEvent* event) {
 void DiskListView::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton)
         return QWidget::mousePressEvent(event);
+    press();
+}
+
+void DiskListView::press() {
     if (diskViewDelegate)
         diskViewDelegate->doSelectDisk();
 }
 
 void DiskListView::paintEvent(QPaintEvent*) {
-    if (!m_mouseIn)
-        return;
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    QPainterPath plate;
-    plate.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
-    painter.fillPath(plate, KitStyle::rowHover());
+    if (m_mouseIn) {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        QPainterPath plate;
+        plate.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
+        painter.fillPath(plate, KitStyle::rowHover());
+    }
+    paintFocus();
 }

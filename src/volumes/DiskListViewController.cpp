@@ -96,6 +96,8 @@ void DiskListViewController::refreshaView() {
     const DriveIdentity& drive = v.drive();
     m_driveLabel->setFullText(drive.isKnown() ? drive.summary() : QString());
     m_volumesLabel->setFullText(drive.isKnown() ? DriveIdentity::volumesText(drive.volumes) : QString());
+    m_aView->setAccessibleName(tr("Choose %1").arg(v.volumeName()));
+    m_aView->setAccessibleDescription(m_sizeLabel->fullText());
     creatDiskSizeProgress();
 }
 

@@ -1,6 +1,7 @@
 #include "volumes/SelectDiskViewController.h"
 
 #include "core/MainThread.h"
+#include "core/WorkerPool.h"
 #include "ui/KitStyle.h"
 #include "ui/Popover.h"
 #include "volumes/DiskCallBack.h"
@@ -81,7 +82,7 @@ void SelectDiskViewController::awakeFromNib() {
         });
     });
     const bool wholeUsbDisks = m_isOnlyShowEx;
-    QThreadPool::globalInstance()->start([scan, wholeUsbDisks] {
+    workerPool()->start([scan, wholeUsbDisks] {
         if (wholeUsbDisks)
             scan->QvGetUSBThreadImp();
         else

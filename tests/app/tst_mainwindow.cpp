@@ -12,11 +12,15 @@
 #include "ui/SelectValueView.h"
 #include "ui/TitleBarView.h"
 
+#include <QAccessible>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QCoreApplication>
 #include <QDir>
 #include <QLabel>
 #include <QLineEdit>
+#include <QRadioButton>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -28,6 +32,42 @@ constexpr int kTabs = MainWindowController::kTabCount;
 // the 500-point tab bar, (0, 409) ... (0, 253), and a row is 220 x 52.
 const QRect kRowFrames[kTabs] = {QRect(0, 39, 220, 52), QRect(0, 91, 220, 52), QRect(0, 143, 220, 52),
                                  QRect(0, 195, 220, 52)};
+
+// The controls a screen reader offers on a window, found through the accessibility tree alone:
+// every visible widget a user can act on (not a picture the mouse passes through).
+QList<QAccessibleInterface*> controlsOf(QWidget* window) {
+    static const QList<QAccessible::Role> kControlRoles = {
+        QAccessible::Button,   QAccessible::PushButton,   QAccessible::CheckBox, QAccessible::RadioButton,
+        QAccessible::ComboBox, QAccessible::EditableText, QAccessible::SpinBox,  QAccessible::Slider,
+        QAccessible::PageTab,  QAccessible::List,         QAccessible::Table,    QAccessible::Tree};
+    QList<QAccessibleInterface*> out;
+    std::function<void(QAccessibleInterface*)> walk = [&](QAccessibleInterface* i) {
+        if (!i || i->state().invisible)
+            return;
+        auto* w = qobject_cast<QWidget*>(i->object());
+        if (w && w->isVisible() && !w->testAttribute(Qt::WA_TransparentForMouseEvents) &&
+            kControlRoles.contains(i->role()))
+            out << i;
+        // Item views: their rows are items (no widget, skipped) or widgets of their own.
+        for (int c = 0; c < std::min(i->childCount(), 100); ++c)
+            walk(i->child(c));
+    };
+    walk(QAccessible::queryAccessibleInterface(window));
+    return out;
+}
+
+// The widgets that get the focus, in order, as Tab is pressed round the window once.
+QList<QWidget*> tabRound(QWidget* window) {
+    QList<QWidget*> visited;
+    for (int n = 0; n < 200; ++n) {
+        QTest::keyClick(QApplication::focusWidget() ? QApplication::focusWidget() : window, Qt::Key_Tab);
+        QWidget* focus = QApplication::focusWidget();
+        if (!focus || (!visited.isEmpty() && focus == visited.first()))
+            break;
+        visited << focus;
+    }
+    return visited;
+}
 
 // Which containers are visible, as a list of flags by tab.
 QList<bool> visibleContainers(const MainWindowController& w) {
@@ -187,4 +227,98 @@ void TestMainWindow::closeEndsTheProcessEvenWhileLocked() {
     QCoreApplication::sendEvent(w.window(), &close);
     QCOMPARE(exits, (QList<int>{0, 0}));
     QVERIFY(!close.isAccepted());
+}
+
+void TestMainWindow::everyControlIsNamedAndReachedWithTab_data() {
+    QTest::addColumn<int>("tab");
+    // A control to press (by its accessible name) before the window is walked; empty: none.
+    QTest::addColumn<QString>("open");
+    // A control the walk waits for: the screen has filled in.
+    QTest::addColumn<QString>("expect");
+    QTest::addColumn<int>("leastControls");
+    QTest::newRow("Disk Copy") << 0 << QString() << QStringLiteral("Choose the destination drive") << 8;
+    QTest::newRow("OS Clone") << 1 << QString() << QStringLiteral("Clone Now") << 7;
+    QTest::newRow("Disk Image Create") << 2 << QString() << QStringLiteral("Zip archive (.zip)") << 10;
+    QTest::newRow("Disk Manager") << 3 << QString() << QStringLiteral("Eject STICK") << 12;
+    QTest::newRow("Disk Manager, format question")
+        << 3 << QStringLiteral("Format STICK") << QStringLiteral("Choose the file system") << 4;
+    QTest::newRow("drive picker") << 0 << QStringLiteral("Choose the source drive or files")
+                                  << QStringLiteral("Choose STICK") << 8;
+}
+
+void TestMainWindow::everyControlIsNamedAndReachedWithTab() {
+    QFETCH(int, tab);
+    QFETCH(QString, open);
+    QFETCH(QString, expect);
+    QFETCH(int, leastControls);
+    MainWindowController w;
+    w.setProcessExit([](int) {});
+    w.window()->show();
+    QApplication::setActiveWindow(w.window());
+    QVERIFY(QTest::qWaitForWindowActive(w.window()));
+    clickTab(w, tab);
+    QWidget* window = w.window();
+    const auto named = [](QWidget* top, const QString& name) {
+        const QList<QAccessibleInterface*> all = controlsOf(top);
+        return std::any_of(all.begin(), all.end(),
+                           [&](QAccessibleInterface* i) { return i->text(QAccessible::Name) == name; });
+    };
+    if (!open.isEmpty()) {
+        // Pressed as a screen reader presses it; the window it opens (or the panel over the
+        // tab) is what is walked.
+        QAccessibleInterface* opener = nullptr;
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                for (QAccessibleInterface* i : controlsOf(w.window()))
+                    if (i->text(QAccessible::Name) == open)
+                        opener = i;
+                return opener != nullptr;
+            },
+            10000));
+        QVERIFY(opener->actionInterface());
+        opener->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        // The window it opens, or the panel it puts over the tab.
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                for (QWidget* top : QApplication::topLevelWidgets())
+                    if (top->isVisible() && named(top, expect))
+                        window = top;
+                return named(window, expect);
+            },
+            10000));
+        QApplication::setActiveWindow(window);
+        QVERIFY(QTest::qWaitForWindowActive(window));
+    }
+    QVERIFY2(QTest::qWaitFor([&] { return named(window, expect); }, 10000), qPrintable(expect));
+
+    const QList<QAccessibleInterface*> controls = controlsOf(window);
+    QVERIFY2(controls.size() >= leastControls, qPrintable(QString::number(controls.size())));
+    const QList<QWidget*> round = tabRound(window);
+    QStringList problems;
+    static const QRegularExpression kSaysSomething(QStringLiteral("\\p{L}{2,}"));
+    for (QAccessibleInterface* i : controls) {
+        auto* widget = qobject_cast<QWidget*>(i->object());
+        const QString name = i->text(QAccessible::Name);
+        const QString what =
+            QStringLiteral("%1 %2 \"%3\"")
+                .arg(QLatin1String(widget->metaObject()->className()), widget->objectName(), name);
+        if (!name.contains(kSaysSomething) || name.compare(QLatin1String("button"), Qt::CaseInsensitive) == 0)
+            problems << what + QStringLiteral(": no name that says what it does");
+        // Item views whose rows are controls of their own leave the focus to the rows.
+        const bool rowsTakeFocus =
+            widget->focusPolicy() == Qt::NoFocus &&
+            std::any_of(controls.begin(), controls.end(), [&](QAccessibleInterface* c) {
+                auto* cw = qobject_cast<QWidget*>(c->object());
+                return cw != widget && widget->isAncestorOf(cw);
+            });
+        // Of a group of radio buttons Tab reaches the chosen one; the arrows move within.
+        const auto* radio = qobject_cast<QRadioButton*>(widget);
+        const bool groupReached =
+            radio && radio->autoExclusive() && std::any_of(round.begin(), round.end(), [&](QWidget* r) {
+                return qobject_cast<QRadioButton*>(r) && r->parentWidget() == widget->parentWidget();
+            });
+        if (!i->state().disabled && !rowsTakeFocus && !groupReached && !round.contains(widget))
+            problems << what + QStringLiteral(": not reached with Tab");
+    }
+    QVERIFY2(problems.isEmpty(), qPrintable(problems.join(QLatin1Char('\n'))));
 }

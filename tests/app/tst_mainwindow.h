@@ -19,6 +19,8 @@ private Q_SLOTS:
     void lockedTabsIgnoreClicksUntilUnlocked();
     void switchingAwayAndBackKeepsTheTabAsLeft();
     void closeEndsTheProcessEvenWhileLocked();
+    void everyControlIsNamedAndReachedWithTab_data();
+    void everyControlIsNamedAndReachedWithTab();
 
 private:
     // The features' screens look at drives; they see the demo Mac, never the host's.

@@ -5,6 +5,7 @@
 #include "Screenshot.h"
 #include "TestMachine.h"
 #include "Wait.h"
+#include "core/WorkerPool.h"
 #include "filecopy/FileNodeTreeModel.h"
 #include "filecopy/ListFileViewController.h"
 #include "filecopy/NewOutlineView.h"
@@ -216,7 +217,7 @@ void TestFileListWindow::closingMidwayReachesNobody() {
         window.reset();
         QTest::qWait(50);
     }
-    QVERIFY(QThreadPool::globalInstance()->waitForDone(60000));
+    workerPool()->waitForDone();
     QTest::qWait(50);
     for (const auto& back : backs)
         QCOMPARE(back->calls, 0);
@@ -241,7 +242,7 @@ int TestFileListWindow::quitWhile(const QString& stage) {
     const int status = QApplication::exec();
     // What the pool was still doing ends here; a listing or a pass that was not cancelled runs
     // to its end first.
-    QThreadPool::globalInstance()->waitForDone();
+    workerPool()->waitForDone();
     std::printf("listed %lld handed back %d\n",
                 static_cast<long long>(window.listFileVC()->rootNodeArr()->count()), back.calls);
     return status;

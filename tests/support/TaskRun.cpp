@@ -2,6 +2,7 @@
 
 #include "Wait.h"
 #include "core/QvTask.h"
+#include "core/WorkerPool.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -19,7 +20,7 @@ qint64 runTask(const QString& tool, const QStringList& args, double limit, int w
     std::atomic<bool> done{false};
     QElapsedTimer clock;
     clock.start();
-    QThreadPool::globalInstance()->start([task, &done] {
+    workerPool()->start([task, &done] {
         task->QvStartTask();
         done = true;
     });

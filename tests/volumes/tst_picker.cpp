@@ -4,6 +4,7 @@
 #include "Pointer.h"
 #include "Screenshot.h"
 #include "VolumesTestKit.h"
+#include "core/WorkerPool.h"
 #include "ui/ElidedLabel.h"
 #include "ui/ImageView.h"
 #include "ui/KitStyle.h"
@@ -197,7 +198,7 @@ void TestPicker::pickerGoneBeforeItsScanEnds() {
     // shows nothing anywhere.
     { SelectDiskViewController picker(false); }
     { SelectDiskViewController picker(true); }
-    QTRY_COMPARE_WITH_TIMEOUT(QThreadPool::globalInstance()->activeThreadCount(), 0, kScanTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(workerPool()->activeThreadCount(), 0, kScanTimeoutMs);
     QTest::qWait(300); // past the 0.2 s delay before a list shows
 }
 
