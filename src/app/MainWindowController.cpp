@@ -62,6 +62,7 @@ void endProcessNow(int status) {
 
 MainWindowController::MainWindowController(QObject* parent)
     : QObject(parent), m_keepAwake(new KeepAwake(this)), m_exitProcess(endProcessNow) {
+    ToolProcesses::allowAgain();
     windowDidLoad();
 }
 
@@ -329,7 +330,7 @@ void MainWindowController::stopAndQuit() {
 void MainWindowController::endProcess() {
     Q_EMIT windowWillClose();
     m_keepAwake->end();
-    ToolProcesses::killAll();
+    ToolProcesses::killAllFromNowOn();
     m_exitProcess(0);
 }
 

@@ -9,6 +9,14 @@
 namespace {
 
 QMutex lock;
+bool killOnSight = false;
+
+void killTool(qint64 pid) {
+    const auto id = static_cast<pid_t>(pid);
+    if (::getpgid(id) == id)
+        ::kill(-id, SIGKILL);
+    ::kill(id, SIGKILL);
+}
 
 QSet<qint64>& remembered() {
     static QSet<qint64> pids;
@@ -23,7 +31,10 @@ void remember(qint64 pid) {
     if (pid <= 0)
         return;
     QMutexLocker locker(&lock);
-    remembered().insert(pid);
+    if (killOnSight)
+        killTool(pid);
+    else
+        remembered().insert(pid);
 }
 
 void forget(qint64 pid) {
@@ -39,13 +50,22 @@ int count() {
 int killAll() {
     QMutexLocker locker(&lock);
     const QSet<qint64> pids = std::exchange(remembered(), {});
-    for (const qint64 pid : pids) {
-        const auto id = static_cast<pid_t>(pid);
-        if (::getpgid(id) == id)
-            ::kill(-id, SIGKILL);
-        ::kill(id, SIGKILL);
-    }
+    for (const qint64 pid : pids)
+        killTool(pid);
     return int(pids.size());
+}
+
+void killAllFromNowOn() {
+    {
+        QMutexLocker locker(&lock);
+        killOnSight = true;
+    }
+    killAll();
+}
+
+void allowAgain() {
+    QMutexLocker locker(&lock);
+    killOnSight = false;
 }
 
 } // namespace ToolProcesses

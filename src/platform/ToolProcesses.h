@@ -13,6 +13,12 @@ int count();
 // SIGKILL to every remembered tool (to its group when it leads one); they are forgotten.
 // Answers how many there were.
 int killAll();
+// For quitting: kills every remembered tool, and from now on any tool that is remembered is
+// killed at once, so that a worker thread still busy cannot leave a tool behind Tavrill.
+void killAllFromNowOn();
+// A new main window: tools may run again (a process shows one main window in its life, except
+// under tests that start the application again in the same process).
+void allowAgain();
 
 // Remembers one started tool for as long as it lives.
 class Remembered {

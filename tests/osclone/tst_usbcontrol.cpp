@@ -2,6 +2,7 @@
 
 #include "VolumesTestKit.h"
 #include "Wait.h"
+#include "core/WorkerPool.h"
 #include "osclone/QvUSBControl.h"
 
 #include <QDir>
@@ -111,7 +112,7 @@ void TestUSBControl::plugAndPullKeepTheListRight() {
 
     // The same drive reported twice is listed once.
     control.QvDiskAppearImp(first.toUtf8().constData());
-    QThreadPool::globalInstance()->waitForDone(5000);
+    workerPool()->waitForDone(5000);
     QCOMPARE(bsdNames(control), QStringList({first, second}));
 
     QVERIFY(mac->unplug(first));
@@ -122,7 +123,7 @@ void TestUSBControl::plugAndPullKeepTheListRight() {
     // A small drive plugged in is never listed.
     mac->plug(usbStick("tiny", "1GB"));
     QTest::qWait(600);
-    QThreadPool::globalInstance()->waitForDone(5000);
+    workerPool()->waitForDone(5000);
     QCOMPARE(bsdNames(control), QStringList{second});
 }
 
@@ -135,11 +136,11 @@ void TestUSBControl::arrivalOvertakenByRemovalAddsNothing() {
     // The removal comes while the arrival's disk-tool run is still going.
     control.QvDiskAppearImp(disk.constData());
     control.QvDiskDisappearImp(disk.constData());
-    QThreadPool::globalInstance()->waitForDone(5000);
+    workerPool()->waitForDone(5000);
     QVERIFY(bsdNames(control).isEmpty());
     // A new arrival after that is listed again.
     control.QvDiskAppearImp(disk.constData());
-    QThreadPool::globalInstance()->waitForDone(5000);
+    workerPool()->waitForDone(5000);
     QCOMPARE(bsdNames(control), QStringList{QString::fromUtf8(disk)});
 }
 
@@ -187,7 +188,7 @@ void TestUSBControl::concurrentPlugAndPull() {
         },
         3000));
     QTest::qWait(400);
-    QThreadPool::globalInstance()->waitForDone(5000);
+    workerPool()->waitForDone(5000);
     QStringList names = bsdNames(control);
     names.sort();
     QCOMPARE(names, expected);
