@@ -20,6 +20,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMimeData>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
@@ -45,14 +46,12 @@ void watchMessages(QtMsgType type, const QMessageLogContext& context, const QStr
         g_previousHandler(type, context, message);
 }
 
-// Words of the controls that back out rather than agree.
+// Words of the controls that back out rather than agree, as whole words: "Eject Backup" agrees.
 bool backsOut(const QString& name) {
-    static const QStringList words = {
-        QStringLiteral("cancel"), QStringLiteral("close"),  QStringLiteral("later"),
-        QStringLiteral("don't"),  QStringLiteral("remove"), QStringLiteral("stop"),
-        QStringLiteral("back"),   QStringLiteral("help"),   QStringLiteral("show ")};
-    const QString lower = name.toLower();
-    return std::any_of(words.begin(), words.end(), [&](const QString& w) { return lower.contains(w); });
+    static const QRegularExpression words(
+        QStringLiteral("\\b(cancel|close|later|don't|remove|stop|back|help)\\b|\\bshow "),
+        QRegularExpression::CaseInsensitiveOption);
+    return words.match(name).hasMatch();
 }
 
 QString describe(QAccessibleInterface* i) {
