@@ -8,7 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
-#include <vector>
+#include <memory>
 
 #include <xxhash.h>
 
@@ -51,7 +51,9 @@ std::optional<QString> FileChecksum::ofFile(const QString& hostPath, bool pastCa
         return std::nullopt;
     }
     FileChecksum sum;
-    std::vector<char> buffer(std::size_t(4) << 20);
+    // One buffer a thread, kept: a fresh one a file would cost more than reading a small file.
+    constexpr std::size_t kBufferSize = std::size_t(1) << 20;
+    thread_local const std::unique_ptr<char[]> buffer(new char[kBufferSize]);
     for (;;) {
         if (stop && stop->load()) {
             ::close(fd);
@@ -59,7 +61,7 @@ std::optional<QString> FileChecksum::ofFile(const QString& hostPath, bool pastCa
                 *error = QString::fromLocal8Bit(std::strerror(ECANCELED));
             return std::nullopt;
         }
-        const ssize_t got = ::read(fd, buffer.data(), buffer.size());
+        const ssize_t got = ::read(fd, buffer.get(), kBufferSize);
         if (got == 0)
             break;
         if (got < 0) {
@@ -71,7 +73,7 @@ std::optional<QString> FileChecksum::ofFile(const QString& hostPath, bool pastCa
                 *error = QString::fromLocal8Bit(std::strerror(failure));
             return std::nullopt;
         }
-        sum.update(buffer.data(), std::size_t(got));
+        sum.update(buffer.get(), std::size_t(got));
         if (progress)
             progress(got);
     }
