@@ -189,12 +189,25 @@ quint64 GetFilesSize::selectionSize(const FileNodeList& nodes) const {
             total += selectionSize(node->children().toList());
             break;
         case 1:
-            total +=
-                node->isDirectory() ? getFileSizeWithPat(node->path(), 0, &m_isPassCancelled) : node->size();
+            total += node->isDirectory() ? wholeFolderSize(*node) : node->size();
             break;
         default:
             break;
         }
+    }
+    return total;
+}
+
+quint64 GetFilesSize::wholeFolderSize(const FileNode& folder) const {
+    // A listing adopts all its entries at once, so a folder with children has them all; one
+    // without them is unlisted or empty, and the disk tells which.
+    if (folder.children().isEmpty())
+        return getFileSizeWithPat(folder.path(), 0, &m_isPassCancelled);
+    quint64 total = 0;
+    for (const FileNodeRef& child : folder.children().toList()) {
+        if (m_isPassCancelled)
+            break;
+        total += child->isDirectory() ? wholeFolderSize(*child) : child->size();
     }
     return total;
 }

@@ -65,6 +65,9 @@ private:
     void runPass(const FileNodeList& nodes);
     // The bytes the selection in nodes amounts to, half-selected folders walked in place.
     quint64 selectionSize(const FileNodeList& nodes) const;
+    // The bytes of a whole folder: the lengths its listing read where it has been listed (as
+    // half-selected folders are counted), the disk walked where not.
+    quint64 wholeFolderSize(const FileNode& folder) const;
     void report(quint64 total);
 
     std::atomic<bool> m_isCancel{false};

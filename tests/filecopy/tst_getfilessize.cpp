@@ -150,7 +150,15 @@ void TestGetFilesSize::selectionSizeIsExactAndCancelSilencesEveryPass() {
     FileNodeRef mid = folderNode("/Volumes/Data/top/mid", 2, top.data());
     fileNode("/Volumes/Data/top/mid/deep", 40, 1, mid.data());
     fileNode("/Volumes/Data/top/mid/skip", 500, 0, mid.data());
-    const FileNodeList nodes = {top, fileNode("/Volumes/Data/alone", 100), folderNode("/Volumes/Data/many")};
+    // A whole folder the list has opened counts its listed entries and walks what it has not
+    // opened.
+    writeSized(mac, "/Volumes/Data/opened/f", 20);
+    writeSized(mac, "/Volumes/Data/opened/shut/g", 3);
+    FileNodeRef opened = folderNode("/Volumes/Data/opened", 1);
+    fileNode("/Volumes/Data/opened/f", 20, 1, opened.data());
+    folderNode("/Volumes/Data/opened/shut", 1, opened.data());
+    const FileNodeList nodes = {top, fileNode("/Volumes/Data/alone", 100), folderNode("/Volumes/Data/many"),
+                                opened};
     for (int round = 0; round < 3; ++round) {
         SizeRecorder recorder;
         std::shared_ptr<GetFilesSize> sizer = GetFilesSize::create();
@@ -158,7 +166,7 @@ void TestGetFilesSize::selectionSizeIsExactAndCancelSilencesEveryPass() {
         sizer->getSelectionSizeWithArr(nodes);
         QVERIFY(waitUntil([&] { return !recorder.taken().isEmpty(); }, 20000));
         QTest::qWait(50);
-        QCOMPARE(recorder.taken(), QList<qint64>{7 + 40 + 100 + 300});
+        QCOMPARE(recorder.taken(), QList<qint64>{7 + 40 + 100 + 300 + 23});
         QVERIFY(!recorder.offMain);
     }
 
