@@ -16,7 +16,6 @@ private Q_SLOTS:
     void cancelDuringALargeItemFinishesItAndStartsNoOther();
     void cancelHoldsInNestedHalfSelectedFolders();
     void skippedItemsAndAbort();
-    void everyItemLogsItsOutcome();
     void missingDestinationIsReported();
     void copiedTreeEqualsTheSource();
 };

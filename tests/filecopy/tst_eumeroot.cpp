@@ -207,44 +207,40 @@ void TestEumeRoot::onDemandListingFollowsTheFathersState() {
 void TestEumeRoot::controllerTurnsEndScanIntoTheScreensCallback() {
     TestMachine mac;
     writeSized(mac, "/Volumes/Data/a", 1);
-    Controller controller;
-    ScreenRecorder screen;
-    controller.setADelegate(&screen);
-    struct Case {
-        bool copyAll, copyFiles;
-        int copyScans, imageScans;
-    };
-    int copyScans = 0, imageScans = 0;
-    for (const Case& c : {Case{true, true, 1, 0}, Case{true, false, 0, 1}, Case{false, false, 0, 0}}) {
-        FileNodeArrayRef array = makeFileNodeArray();
-        controller.eumeAllRootFileNodeWithRootArr(array, "/Volumes/Data", c.copyAll, c.copyFiles);
-        QCOMPARE(controller.aRootArr(), array);
-        QVERIFY(waitUntil([&] { return controller.getProgress() >= 100.0f; }, 10000));
-        QTest::qWait(50);
-        copyScans += c.copyScans;
-        imageScans += c.imageScans;
-        QCOMPARE(screen.copyScans.load(), copyScans);
-        QCOMPARE(screen.imageScans.load(), imageScans);
-        QCOMPARE(array->count(), 1);
-    }
-}
-
-void TestEumeRoot::folderWithNothingToListStillEndsTheScan() {
-    TestMachine mac;
     makeFolder(mac, "/Volumes/Empty");
     writeSized(mac, "/Volumes/OnlySkipped/.DS_Store", 10);
     makeFolder(mac, "/Volumes/OnlySkipped/.Trashes");
     Controller controller;
     ScreenRecorder screen;
     controller.setADelegate(&screen);
-    // "Copy all" goes on to the copy once the scan ends, even when it found nothing.
-    int expected = 0;
-    for (const char* folder : {"/Volumes/Empty", "/Volumes/OnlySkipped"}) {
+    struct Case {
+        const char* folder;
+        bool copyAll, copyFiles;
+        int copyScans, imageScans, listed;
+    };
+    int copyScans = 0, imageScans = 0;
+    for (const Case& c :
+         {Case{"/Volumes/Data", true, true, 1, 0, 1}, Case{"/Volumes/Data", true, false, 0, 1, 1},
+          Case{"/Volumes/Data", false, false, 0, 0, 1},
+          // "Copy all" goes on to the copy once the scan ends, even when it found nothing.
+          Case{"/Volumes/Empty", true, true, 1, 0, 0}, Case{"/Volumes/OnlySkipped", true, true, 1, 0, 0}}) {
         FileNodeArrayRef array = makeFileNodeArray();
-        controller.eumeAllRootFileNodeWithRootArr(array, folder, true, true);
-        ++expected;
-        QVERIFY2(waitUntil([&] { return screen.copyScans.load() == expected; }, 5000), folder);
-        QCOMPARE(array->count(), 0);
+        controller.eumeAllRootFileNodeWithRootArr(array, c.folder, c.copyAll, c.copyFiles);
+        QCOMPARE(controller.aRootArr(), array);
+        copyScans += c.copyScans;
+        imageScans += c.imageScans;
+        QVERIFY2(waitUntil(
+                     [&] {
+                         return c.copyScans + c.imageScans > 0
+                                    ? screen.copyScans == copyScans && screen.imageScans == imageScans
+                                    : controller.getProgress() >= 100.0f;
+                     },
+                     10000),
+                 c.folder);
+        QTest::qWait(50);
+        QCOMPARE(screen.copyScans.load(), copyScans);
+        QCOMPARE(screen.imageScans.load(), imageScans);
+        QCOMPARE(array->count(), c.listed);
     }
 }
 

@@ -11,7 +11,6 @@ private Q_SLOTS:
     void fileAndMissingRoots();
     void onDemandListingFollowsTheFathersState();
     void controllerTurnsEndScanIntoTheScreensCallback();
-    void folderWithNothingToListStillEndsTheScan();
     void fullTreeListingMeasuresAndReportsOncePerProcess();
     void listsWhileTheListReadsAndAfterBeingReplaced();
     void callbacksComeOnTheMainThreadAndStopWithTheirController();

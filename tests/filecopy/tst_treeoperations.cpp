@@ -105,37 +105,22 @@ void TestTreeOperations::measuredWalkOrdersAndSumsTheSubtree() {
     QCOMPARE(op.getFileSizeWithPat("/Volumes/Data/missing", lone.data(), 7), quint64(7));
 }
 
-void TestTreeOperations::measuredWalkReordersOnTheMainThread() {
-    // Sizes grow entry by entry: the top-level delegate sees one re-sort per entry of the
-    // top folder's own walk, and the folder's size is the running sum at each of them.
-    TestMachine mac;
-    for (int i = 1; i <= 5; ++i)
-        writeSized(mac, QStringLiteral("/Volumes/Data/top/f%1").arg(i), i);
-    NodeTreeOperator op;
-    RootSorter sorter;
-    FileNodeRef top = folderNode("/Volumes/Data/top");
-    QList<quint64> seenSizes;
-    sorter.onSort = [&](int) { seenSizes << top->size(); };
-    op.setOpDelegate(&sorter);
-    walkInBackground(op, "/Volumes/Data/top", top.data());
-    QCOMPARE(seenSizes.size(), 5);
-    for (int i = 1; i < seenSizes.size(); ++i)
-        QVERIFY(seenSizes[i] > seenSizes[i - 1]);
-    QCOMPARE(seenSizes.last(), quint64(15));
-}
-
-void TestTreeOperations::stopLeavesWhatWasBuilt() {
+void TestTreeOperations::reordersOnTheMainThreadAndStopLeavesWhatWasBuilt() {
+    // The top-level delegate sees one re-sort per entry of the top folder's own walk, with the
+    // folder's size the running sum at each; a stop at the seventh keeps those seven.
     TestMachine mac;
     for (int i = 0; i < 100; ++i)
         writeSized(mac, QStringLiteral("/Volumes/Data/top/f%1").arg(i), 1 + i);
     NodeTreeOperator op;
     RootSorter sorter;
+    FileNodeRef top = folderNode("/Volumes/Data/top");
+    QList<quint64> seenSizes;
     sorter.onSort = [&](int n) {
+        seenSizes << top->size();
         if (n == 7)
             op.stopScan(); // from the main thread, as the list would
     };
     op.setOpDelegate(&sorter);
-    FileNodeRef top = folderNode("/Volumes/Data/top");
     const quint64 total = walkInBackground(op, "/Volumes/Data/top", top.data());
     QVERIFY(op.isStopScan());
     QCOMPARE(top->children().count(), 7);
@@ -144,6 +129,11 @@ void TestTreeOperations::stopLeavesWhatWasBuilt() {
         sum += n->size();
     QCOMPARE(total, sum);
     QCOMPARE(top->size(), sum);
+    QCOMPARE(seenSizes.size(), 7);
+    for (int i = 1; i < seenSizes.size(); ++i)
+        QVERIFY(seenSizes[i] > seenSizes[i - 1]);
+    QCOMPARE(seenSizes.last(), sum);
+    QVERIFY(!sorter.offMain);
 }
 
 void TestTreeOperations::untickingAChildHalfSelectsEveryAncestor() {

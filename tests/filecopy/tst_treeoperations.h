@@ -7,8 +7,7 @@ class TestTreeOperations : public QObject {
 private Q_SLOTS:
     void readsSingleFileSizes();
     void measuredWalkOrdersAndSumsTheSubtree();
-    void measuredWalkReordersOnTheMainThread();
-    void stopLeavesWhatWasBuilt();
+    void reordersOnTheMainThreadAndStopLeavesWhatWasBuilt();
     void untickingAChildHalfSelectsEveryAncestor();
     void tickingACollapsedFolderStopsAtItsChildren();
     void aHalfSelectedChildAloneHalfSelectsTheParent();
