@@ -1,6 +1,7 @@
 #include "tst_diskcopyworkflow.h"
 
 #include "EmulatedMac.h"
+#include "FileListTestKit.h"
 #include "Fixtures.h"
 #include "Screenshot.h"
 #include "TreeCompare.h"
@@ -224,45 +225,6 @@ DiskListWC* openFileList(Window& w) {
     return list;
 }
 
-FileNode* nodeAt(DiskListWC* list, const QString& path) {
-    FileNodeList level = list->listFileVC()->rootNodeArr()->toList();
-    for (;;) {
-        FileNode* within = nullptr;
-        for (const FileNodeRef& node : level) {
-            if (node->path() == path)
-                return node.data();
-            if (path.startsWith(node->path() + '/'))
-                within = node.data();
-        }
-        if (!within)
-            return nullptr;
-        level = within->children().toList();
-    }
-}
-
-QModelIndex indexOf(DiskListWC* list, const QString& path) {
-    FileNode* node = nodeAt(list, path);
-    return node ? list->listFileVC()->model()->indexOfNode(node) : QModelIndex();
-}
-
-// Opens a folder row and waits for its children.
-bool expand(DiskListWC* list, const QString& path) {
-    const QModelIndex index = indexOf(list, path);
-    if (!index.isValid())
-        return false;
-    list->listFileVC()->outlineView()->expand(index);
-    return waitUntil([&] { return nodeAt(list, path)->children().count() > 0; }, 10000);
-}
-
-// A click on a row's checkbox.
-bool tick(DiskListWC* list, const QString& path) {
-    FileNode* node = nodeAt(list, path);
-    if (!node)
-        return false;
-    list->listFileVC()->outlineViewSetObjectValue(node);
-    return true;
-}
-
 bool done(Window& w, DiskListWC* list) {
     QTest::mouseClick(list->listFileVC()->doneButton(), Qt::LeftButton);
     return waitUntil([&] { return !w.tab->listWindow(); }, 20000);
@@ -270,17 +232,26 @@ bool done(Window& w, DiskListWC* list) {
 
 } // namespace
 
+using namespace FileListTestKit;
+
 void TestDiskCopyWorkflow::initTestCase() {
     QVERIFY2(Hold::leasesHoldForTemporaryFiles(), "no temporary folder whose file system grants leases");
 }
 
+TestDiskCopyWorkflow::TestDiskCopyWorkflow() = default;
+TestDiskCopyWorkflow::~TestDiskCopyWorkflow() = default;
+
 void TestDiskCopyWorkflow::init() {
     QDesktopServices::unsetUrlHandler("file");
+    mac = EmulatedMac::fromJson(kScenario);
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+}
+
+void TestDiskCopyWorkflow::cleanup() {
+    mac.reset();
 }
 
 void TestDiskCopyWorkflow::copiesAWholeVolumeIntoTheDatedFolder() {
-    auto mac = EmulatedMac::fromJson(kScenario);
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     Window w;
     QVERIFY(w.tab);
     w.shot("1-empty");
@@ -335,33 +306,7 @@ void TestDiskCopyWorkflow::copiesAWholeVolumeIntoTheDatedFolder() {
     QCOMPARE(w.tab->sourceSlot()->imageName(), QStringLiteral("add"));
 }
 
-void TestDiskCopyWorkflow::copiesThreeDroppedFiles() {
-    auto mac = EmulatedMac::fromJson(kScenario);
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    const QString base = mac->host("/Users/alex/Documents");
-    writeHostFile(base + "/a.txt", "alpha");
-    writeHostFile(base + "/b.bin", QByteArray(70000, 'b'));
-    writeHostFile(base + "/folder/c.txt", "gamma");
-    writeHostFile(base + "/not-dropped.txt", "stays");
-    setModificationTime(base + "/a.txt", 1000000000, 5);
-    Window w;
-    dropFiles(w, {base + "/a.txt", base + "/b.bin", base + "/folder", base + "/.DS_Store"});
-    QCOMPARE(w.tab->sourceSlot()->nameLabel()->text(), QStringLiteral("add some files"));
-    QCOMPARE(w.tab->sourceSlot()->sizeLabel()->text(), QStringLiteral("3 files selected"));
-    QCOMPARE(w.tab->sourceSlot()->imageName(), QStringLiteral("ic_folder"));
-    QVERIFY(pick(w, 2, "Backup"));
-    QVERIFY(w.tab->cloneButton()->isEnabled());
-    QVERIFY(confirm(w).isEmpty());
-    QVERIFY(waitForEnd(w));
-    const QString copy = datedFolder(*mac, "/Volumes/Backup");
-    QCOMPARE(entries(copy), (QStringList{"Tavrill receipt.txt", "a.txt", "b.bin", "folder"}));
-    for (const char* name : {"a.txt", "b.bin", "folder"})
-        QVERIFY(compareTrees(base + '/' + name, copy + '/' + name).isEmpty());
-}
-
 void TestDiskCopyWorkflow::refusesTheSameVolumeAndTooLittleSpace() {
-    auto mac = EmulatedMac::fromJson(kScenario);
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     Window w;
     QVERIFY(pick(w, 1, "Data"));
     QVERIFY(pick(w, 2, "Data"));
@@ -403,7 +348,7 @@ void TestDiskCopyWorkflow::refusesTheSameVolumeAndTooLittleSpace() {
         if (!node->isDirectory() && node->size() < 500000 && !QFileInfo(mac->host(node->path())).isSymLink())
             small = node->path();
     }
-    QVERIFY(tick(list, small));
+    QVERIFY(clickCheckBox(list, small));
     QVERIFY(done(w, list));
     QCOMPARE(w.tab->selectFilesSize(), qint64(QFileInfo(mac->host(small)).size()));
     QVERIFY(w.tab->cloneButton()->isEnabled());
@@ -413,8 +358,6 @@ void TestDiskCopyWorkflow::refusesTheSameVolumeAndTooLittleSpace() {
 }
 
 void TestDiskCopyWorkflow::copiesSomeFilesChosenInTheFileList() {
-    auto mac = EmulatedMac::fromJson(kScenario);
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     for (const char* path : {"Deep/L1/L2/target.txt", "Deep/L1/L2/beside.txt", "Deep/L1/other.txt",
                              "Deep/x.txt", "Open/o1.txt", "Open/o2.txt"})
         writeHostFile(mac->host(QStringLiteral("/Volumes/Data/") + path), path);
@@ -427,16 +370,12 @@ void TestDiskCopyWorkflow::copiesSomeFilesChosenInTheFileList() {
 
     // Nothing but: a file deep in a folder closed again, and an opened folder less one file.
     list->listFileVC()->setAllSelectOrNoSelect();
-    QVERIFY(expand(list, "/Volumes/Data/Deep"));
-    QVERIFY(expand(list, "/Volumes/Data/Deep/L1"));
-    QVERIFY(expand(list, "/Volumes/Data/Deep/L1/L2"));
-    QVERIFY(tick(list, "/Volumes/Data/Deep/L1/L2/target.txt"));
-    list->listFileVC()->outlineView()->collapse(indexOf(list, "/Volumes/Data/Deep"));
-    QVERIFY(tick(list, "/Volumes/Data/Open"));
-    QVERIFY(expand(list, "/Volumes/Data/Open"));
-    QVERIFY(tick(list, "/Volumes/Data/Open/o2.txt"));
-    QCOMPARE(nodeAt(list, "/Volumes/Data/Deep")->state(), 2);
-    QCOMPARE(nodeAt(list, "/Volumes/Data/Open")->state(), 2);
+    QVERIFY(clickCheckBox(list, "/Volumes/Data/Deep/L1/L2/target.txt"));
+    list->listFileVC()->outlineView()->collapse(revealRow(list, "/Volumes/Data/Deep"));
+    QVERIFY(clickCheckBox(list, "/Volumes/Data/Open"));
+    QVERIFY(clickCheckBox(list, "/Volumes/Data/Open/o2.txt"));
+    QCOMPARE(stateOf(list, "/Volumes/Data/Deep"), 2);
+    QCOMPARE(stateOf(list, "/Volumes/Data/Open"), 2);
     QVERIFY(done(w, list));
     QCOMPARE(w.tab->sourceSlot()->nameLabel()->text(), QStringLiteral("2 files/folders"));
     QCOMPARE(w.tab->selectFilesSize(), qint64(qstrlen("Deep/L1/L2/target.txt") + qstrlen("Open/o1.txt")));
@@ -456,8 +395,6 @@ void TestDiskCopyWorkflow::copiesSomeFilesChosenInTheFileList() {
 }
 
 void TestDiskCopyWorkflow::cancelStopsWithinATickedFolder() {
-    auto mac = EmulatedMac::fromJson(kScenario);
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     // Ten files of 4 MB in one folder, ticked whole, onto a drive that takes 2 MB a second.
     const QString ten = mac->host("/Users/alex/Work/ten");
     for (int i = 0; i < 10; ++i) {
@@ -489,8 +426,6 @@ void TestDiskCopyWorkflow::cancelStopsWithinATickedFolder() {
 }
 
 void TestDiskCopyWorkflow::cancelHoldsInNestedHalfSelectedFolders() {
-    auto mac = EmulatedMac::fromJson(kScenario);
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     const QString root = "/Volumes/Data/Nest";
     for (const char* path : {"A/B/C/c1.txt", "A/B/C/c2.txt", "A/B/b2.txt", "A/a2.txt", "z.txt"})
         writeHostFile(mac->host(root + '/' + path), QByteArray(3'000'000, path[0]));
@@ -531,8 +466,6 @@ void TestDiskCopyWorkflow::cancelHoldsInNestedHalfSelectedFolders() {
 }
 
 void TestDiskCopyWorkflow::progressLineMeasuresALargeCopy() {
-    auto mac = EmulatedMac::fromJson(kScenario);
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     // 1 GB read from a sparse file, written at 100 MB a second.
     const QString movie = mac->host("/Users/alex/Movies/big.mov");
     QDir().mkpath(QFileInfo(movie).path());
@@ -582,8 +515,6 @@ void TestDiskCopyWorkflow::progressLineMeasuresALargeCopy() {
 }
 
 void TestDiskCopyWorkflow::destinationUnpluggedDuringTheCopy() {
-    auto mac = EmulatedMac::fromJson(kScenario);
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     Window w;
     const std::unique_ptr<Hold> hold = startStoppableCopy(*mac, w);
     QVERIFY(hold);
@@ -599,8 +530,6 @@ void TestDiskCopyWorkflow::destinationUnpluggedDuringTheCopy() {
 }
 
 void TestDiskCopyWorkflow::fatStickGetsItsFolderAndLeavesOutWhatItCannotStore() {
-    auto mac = EmulatedMac::fromJson(kScenario);
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     const QString base = mac->host("/Users/alex/Movies");
     QFile big(base + "/film.mkv");
     QVERIFY(QDir().mkpath(base) && big.open(QIODevice::WriteOnly) && big.resize(5'000'000'000LL));
@@ -641,8 +570,6 @@ void TestDiskCopyWorkflow::quitAndCloseDuringACopy_data() {
 void TestDiskCopyWorkflow::quitAndCloseDuringACopy() {
     QFETCH(bool, byQuitEvent);
     QFETCH(bool, stop);
-    auto mac = EmulatedMac::fromJson(kScenario);
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     // Three files of 400 KB onto a drive that takes 400 KB a second.
     QCOMPARE(mac->emuctl({"throttle", "Backup", "400KB"}).code, 0);
     const QString base = mac->host("/Users/alex/Work");
@@ -699,10 +626,12 @@ void TestDiskCopyWorkflow::quitAndCloseDuringACopy() {
 namespace {
 
 // Three items in the user's folder: a small file, a folder with a photo whose name has a space
-// and parentheses, and a 3 MB file. 3,100,005 bytes in all.
+// and parentheses, and a 3 MB file. 3,100,005 bytes in all. Beside them a file nobody drops.
 QString makeProofSource(EmulatedMac& mac) {
     const QString base = mac.host("/Users/alex/Proof");
     writeHostFile(base + "/a.txt", "alpha");
+    setModificationTime(base + "/a.txt", 1000000000, 5);
+    writeHostFile(base + "/not-dropped.txt", "stays");
     QByteArray photo(100000, '\0');
     for (qsizetype i = 0; i < photo.size(); ++i)
         photo[i] = char(i * 7 + i / 251);
@@ -751,8 +680,6 @@ void TestDiskCopyWorkflow::verifyNamesWhatDiffers_data() {
 void TestDiskCopyWorkflow::verifyNamesWhatDiffers() {
     QFETCH(QString, change);
     QFETCH(QString, named);
-    auto mac = EmulatedMac::fromJson(kScenario);
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     const QString base = makeProofSource(*mac);
     // Unchanged, the verify is held at the last file so that its stage can be looked at.
     std::atomic<Hold*> held{nullptr};
@@ -776,9 +703,13 @@ void TestDiskCopyWorkflow::verifyNamesWhatDiffers() {
         delete held.load();
     });
     Window w;
-    dropFiles(w, {base + "/a.txt", base + "/Photos", base + "/c.bin"});
+    // A name the copy always leaves out is not counted.
+    dropFiles(w, {base + "/a.txt", base + "/Photos", base + "/c.bin", base + "/.DS_Store"});
+    QCOMPARE(w.tab->sourceSlot()->nameLabel()->text(), QStringLiteral("add some files"));
+    QCOMPARE(w.tab->sourceSlot()->sizeLabel()->text(), QStringLiteral("3 files selected"));
+    QCOMPARE(w.tab->sourceSlot()->imageName(), QStringLiteral("ic_folder"));
     QVERIFY(pick(w, 2, "Backup"));
-    confirm(w);
+    QVERIFY(confirm(w).isEmpty());
     if (change.isEmpty()) {
         QVERIFY(waitUntil([&] { return held.load() && held.load()->reached(); }, 30000));
         QCOMPARE(w.tab->pathLabel()->text(), QString("Verifying\u2026"));
@@ -793,6 +724,10 @@ void TestDiskCopyWorkflow::verifyNamesWhatDiffers() {
         QVERIFY(!w.tab->resumeButton()->isVisible());
         QVERIFY(!w.tab->differingList()->isVisible());
         w.shot("10-verified");
+        const QString copy = datedFolder(*mac, "/Volumes/Backup");
+        QCOMPARE(entries(copy), (QStringList{"Photos", "Tavrill receipt.txt", "a.txt", "c.bin"}));
+        for (const char* name : {"a.txt", "Photos", "c.bin"})
+            QCOMPARE(compareTrees(base + '/' + name, copy + '/' + name), QStringList());
         return;
     }
     QVERIFY2(text.contains("The copy differs from the source in 1 file."), qPrintable(text));
@@ -806,8 +741,6 @@ void TestDiskCopyWorkflow::verifyNamesWhatDiffers() {
 }
 
 void TestDiskCopyWorkflow::receiptChecksWithXxhsum() {
-    auto mac = EmulatedMac::fromJson(kScenario);
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     const QString base = makeProofSource(*mac);
     writeHostFile(base + "/notes 10:30.txt", "a colon, which FAT refuses");
     Window w;
@@ -853,8 +786,6 @@ void TestDiskCopyWorkflow::receiptChecksWithXxhsum() {
 }
 
 void TestDiskCopyWorkflow::resumeAfterTheDriveCameBack() {
-    auto mac = EmulatedMac::fromJson(kScenario);
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     const QString base = mac->host("/Users/alex/Album");
     for (int day = 0; day < 6; ++day) {
         QByteArray photo(1'000'000, '\0');

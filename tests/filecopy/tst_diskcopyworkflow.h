@@ -2,13 +2,21 @@
 
 #include <QObject>
 
+#include <memory>
+
+class EmulatedMac;
+
 class TestDiskCopyWorkflow : public QObject {
     Q_OBJECT
+public:
+    TestDiskCopyWorkflow();
+    ~TestDiskCopyWorkflow() override;
+
 private Q_SLOTS:
     void initTestCase();
     void init();
+    void cleanup();
     void copiesAWholeVolumeIntoTheDatedFolder();
-    void copiesThreeDroppedFiles();
     void refusesTheSameVolumeAndTooLittleSpace();
     void copiesSomeFilesChosenInTheFileList();
     void cancelStopsWithinATickedFolder();
@@ -23,4 +31,7 @@ private Q_SLOTS:
     void verifyNamesWhatDiffers();
     void receiptChecksWithXxhsum();
     void resumeAfterTheDriveCameBack();
+
+private:
+    std::unique_ptr<EmulatedMac> mac; // a fresh one for every test
 };
