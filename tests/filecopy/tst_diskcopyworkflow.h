@@ -22,14 +22,12 @@ private Q_SLOTS:
     void cancelStopsWithinATickedFolder();
     void cancelHoldsInNestedHalfSelectedFolders();
     void progressLineMeasuresALargeCopy();
-    void destinationUnpluggedDuringTheCopy();
-    void fatStickGetsItsFolderAndLeavesOutWhatItCannotStore();
     void quitAndCloseDuringACopy_data();
     void quitAndCloseDuringACopy();
     // Verify, receipt and Resume.
     void verifyNamesWhatDiffers_data();
     void verifyNamesWhatDiffers();
-    void receiptChecksWithXxhsum();
+    void fatStickLeavesOutWhatItCannotStoreAndXxhsumChecksTheRest();
     void resumeAfterTheDriveCameBack();
 
 private:
