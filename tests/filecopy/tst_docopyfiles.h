@@ -9,8 +9,7 @@ private Q_SLOTS:
     void datedFolderOnVolumesSlashAndDesktop();
     void datedFolderOnFatAndExFatHasNoColons_data();
     void datedFolderOnFatAndExFatHasNoColons();
-    void fourItemsReportFiveToHundred();
-    void progressStartsAtTheFloor();
+    void progressRunsFromTheFloorToHundred();
     void collisionsDropTheExtensionAndCount();
     void halfSelectedFoldersCopyTheirTickedChildren();
     void cancelDuringALargeItemFinishesItAndStartsNoOther();

@@ -5,8 +5,7 @@
 class TestEumeRoot : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void topLevelDropsTheSkipListOnlyAtTheTop();
-    void slashGivesSingleSlashPaths();
+    void topLevelDropsTheSkipListOnlyAtTheTopAndRootPathsHaveOneSlash();
     void filesComeFirstLargestFirstThenFoldersInListingOrder();
     void fileAndMissingRoots();
     void onDemandListingFollowsTheFathersState();

@@ -53,18 +53,6 @@ struct Recorder : ControllerDelegate {
 
 } // namespace
 
-void TestTreeOperations::readsSingleFileSizes() {
-    TestMachine mac;
-    writeSized(mac, "/Volumes/Data/f", 1234);
-    makeFolder(mac, "/Volumes/Data/folder");
-    writeSized(mac, "/Volumes/Data/folder/inside", 99);
-    QVERIFY(makeLink("f", mac.host("/Volumes/Data/link")));
-    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/f"), quint64(1234));
-    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/folder"), quint64(0));
-    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/link"), quint64(1));
-    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/missing"), quint64(0));
-}
-
 void TestTreeOperations::measuredWalkOrdersAndSumsTheSubtree() {
     TestMachine mac;
     writeSized(mac, "/Volumes/Data/top/ten", 10);
@@ -103,6 +91,11 @@ void TestTreeOperations::measuredWalkOrdersAndSumsTheSubtree() {
     QCOMPARE(op.getFileSizeWithPat("/Volumes/Data/top/ten", lone.data(), 7), quint64(17));
     QVERIFY(lone->children().isEmpty());
     QCOMPARE(op.getFileSizeWithPat("/Volumes/Data/missing", lone.data(), 7), quint64(7));
+    // One entry's own size: a folder and a missing path are 0, a link is itself.
+    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/top/thirty"), quint64(30));
+    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/top/sub"), quint64(0));
+    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/top/link"), quint64(3));
+    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/missing"), quint64(0));
 }
 
 void TestTreeOperations::reordersOnTheMainThreadAndStopLeavesWhatWasBuilt() {

@@ -5,7 +5,6 @@
 class TestTreeOperations : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void readsSingleFileSizes();
     void measuredWalkOrdersAndSumsTheSubtree();
     void reordersOnTheMainThreadAndStopLeavesWhatWasBuilt();
     void untickingAChildHalfSelectsEveryAncestor();
