@@ -6,8 +6,7 @@ class TestLaunch : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void secondCopyExitsAndBringsTheFirstForward();
-    void instancesAreKeptApartByIdentifier();
-    void leftoverSocketOfACrashedCopyIsReclaimed();
+    void leftoverSocketIsReclaimedAndInstancesKeptApartByIdentifier();
     void screenshotRunSavesEveryTabAndEndsWithStatusZero();
     void menuOpensLinksAndWindows();
 };

@@ -3,10 +3,7 @@
 #include "EmulatedMac.h"
 #include "app/MainWindowController.h"
 #include "app/SideTabButton.h"
-#include "diskimage/DmgViewController.h"
-#include "diskmanager/RepairDiskViewController.h"
 #include "filecopy/DiskCopyViewController.h"
-#include "osclone/SelectDrivceViewController.h"
 #include "ui/ImageButton.h"
 #include "ui/ImageView.h"
 #include "ui/SelectValueView.h"
@@ -90,6 +87,11 @@ QList<bool> activeButtons(const MainWindowController& w) {
     return active;
 }
 
+bool shown(MainWindowController& w) {
+    w.window()->show();
+    return QTest::qWaitForWindowExposed(w.window());
+}
+
 void clickTab(MainWindowController& w, int tab) {
     QTest::mouseClick(w.tabButton(tab), Qt::LeftButton);
 }
@@ -106,24 +108,21 @@ void TestMainWindow::initTestCase() {
 
 void TestMainWindow::startsOnDiskCopyWithFourTabsInOrder() {
     MainWindowController w;
-    w.window()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(w.window()));
+    QVERIFY(shown(w));
 
     const QStringList texts = {"Disk Copy", "OS Clone", "Disk Image Create", "Disk Manager"};
+    const char* const features[] = {"DiskCopyViewController", "SelectDrivceViewController",
+                                    "DmgViewController", "RepairDiskViewController"};
     for (int tab = 0; tab < kTabs; ++tab) {
         QCOMPARE(w.tabButton(tab)->text(), texts[tab]);
         QCOMPARE(w.tabButton(tab)->geometry(), kRowFrames[tab]);
         // Every tab's feature is installed: no container carries a placeholder title.
         QVERIFY(!w.container(tab)->findChild<QLabel*>(QStringLiteral("containerTitle")));
-        QWidget* const feature =
-            tab == MainWindowController::DiskCopyTab
-                ? static_cast<QWidget*>(w.container(tab)->findChild<DiskCopyViewController*>())
-            : tab == MainWindowController::OSCloneTab
-                ? static_cast<QWidget*>(w.container(tab)->findChild<SelectDrivceViewController*>())
-            : tab == MainWindowController::DiskImageTab
-                ? static_cast<QWidget*>(w.container(tab)->findChild<DmgViewController*>())
-                : static_cast<QWidget*>(w.container(tab)->findChild<RepairDiskViewController*>());
-        QVERIFY(feature);
+        const QList<QWidget*> inside = w.container(tab)->findChildren<QWidget*>();
+        QVERIFY2(std::any_of(
+                     inside.begin(), inside.end(),
+                     [&](QWidget* c) { return qstrcmp(features[tab], c->metaObject()->className()) == 0; }),
+                 features[tab]);
         // All four containers fill the same place.
         QCOMPARE(w.container(tab)->geometry(), w.container(0)->geometry());
     }
@@ -140,8 +139,7 @@ void TestMainWindow::startsOnDiskCopyWithFourTabsInOrder() {
 
 void TestMainWindow::tabClickAnimatesHighlightAndSwitchesContainer() {
     MainWindowController w;
-    w.window()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(w.window()));
+    QVERIFY(shown(w));
 
     const QRect start = w.selectBgImage()->geometry();
     clickTab(w, MainWindowController::DiskImageTab);
@@ -161,10 +159,11 @@ void TestMainWindow::tabClickAnimatesHighlightAndSwitchesContainer() {
     QCOMPARE(w.tabButton(1)->currentIconImage(), QStringLiteral("ic_os_main_sel"));
 }
 
-void TestMainWindow::lockedTabsIgnoreClicksUntilUnlocked() {
+void TestMainWindow::lockedTabsIgnoreClicksButNotCloseUntilUnlocked() {
     MainWindowController w;
-    w.window()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(w.window()));
+    QList<int> exits;
+    w.setProcessExit([&exits](int status) { exits << status; });
+    QVERIFY(shown(w));
     QSignalSpy changes(&w, &MainWindowController::tabChanged);
 
     w.canChangeTab(false);
@@ -178,6 +177,15 @@ void TestMainWindow::lockedTabsIgnoreClicksUntilUnlocked() {
     QCOMPARE(activeButtons(w), onlyTab(0));
     QCOMPARE(changes.count(), 0);
 
+    // Closing ends the process even while a feature is busy, by the close button or any other
+    // way, and leaves the window up until the process ends.
+    QTest::mouseClick(w.titleBarView()->closeButton(), Qt::LeftButton);
+    QCOMPARE(exits, QList<int>{0});
+    QCloseEvent close;
+    QCoreApplication::sendEvent(w.window(), &close);
+    QCOMPARE(exits, (QList<int>{0, 0}));
+    QVERIFY(!close.isAccepted());
+
     // After the operation ends (or fails) the tabs work again.
     w.canChangeTab(true);
     clickTab(w, MainWindowController::DiskManagerTab);
@@ -188,8 +196,7 @@ void TestMainWindow::lockedTabsIgnoreClicksUntilUnlocked() {
 
 void TestMainWindow::switchingAwayAndBackKeepsTheTabAsLeft() {
     MainWindowController w;
-    w.window()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(w.window()));
+    QVERIFY(shown(w));
 
     // A feature's screen takes its container's place, filling it.
     auto* screen = qobject_cast<DiskCopyViewController*>(w.featureView(MainWindowController::DiskCopyTab));
@@ -208,25 +215,6 @@ void TestMainWindow::switchingAwayAndBackKeepsTheTabAsLeft() {
     QCOMPARE(w.container(0), before.data());
     QVERIFY(screen->sourceSlot()->isVisible());
     QCOMPARE(screen->sourceSlot()->sizeLabel()->text(), QStringLiteral("1 files selected"));
-}
-
-void TestMainWindow::closeEndsTheProcessEvenWhileLocked() {
-    MainWindowController w;
-    QList<int> exits;
-    w.setProcessExit([&exits](int status) { exits << status; });
-    w.window()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(w.window()));
-
-    w.canChangeTab(false); // a feature is busy
-    QTest::mouseClick(w.titleBarView()->closeButton(), Qt::LeftButton);
-    QCOMPARE(exits, QList<int>{0});
-
-    // Closing the window any other way takes the same road and leaves the window up until
-    // the process ends.
-    QCloseEvent close;
-    QCoreApplication::sendEvent(w.window(), &close);
-    QCOMPARE(exits, (QList<int>{0, 0}));
-    QVERIFY(!close.isAccepted());
 }
 
 void TestMainWindow::everyControlIsNamedAndReachedWithTab_data() {

@@ -7,7 +7,6 @@ class TestShortcuts : public QObject {
 private Q_SLOTS:
     void commandKeysReachTheFocusedField();
     void commandShiftZUndoesAndShiftZRedoes();
-    void fieldWithoutUndoTypesZ();
     void textEditorsAndParentsTakeActions();
-    void otherWidgetsGetTheirKeysAsUsual();
+    void keysNobodyTakesGoOnAsUsual();
 };

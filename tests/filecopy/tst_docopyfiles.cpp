@@ -108,7 +108,7 @@ void TestDoCopyFiles::datedFolderOnFatAndExFatHasNoColons() {
     QVERIFY(QFileInfo(mac->host(folder)).isDir());
 }
 
-void TestDoCopyFiles::fourItemsReportFiveToHundred() {
+void TestDoCopyFiles::progressRunsFromTheFloorToHundred() {
     TestMachine mac;
     makeFolder(mac, "/Volumes/Dest/out");
     FileNodeList nodes = selectedFiles(mac, "/Volumes/Src", 4);
@@ -126,20 +126,16 @@ void TestDoCopyFiles::fourItemsReportFiveToHundred() {
     // The bytes of the ticked items, of the ticked items' bytes, come last.
     QVERIFY(waitUntil(
         [&] { return !recorder.bytes.isEmpty() && recorder.bytes.last() == qMakePair(9LL, 9LL); }, 5000));
-}
 
-void TestDoCopyFiles::progressStartsAtTheFloor() {
-    TestMachine mac;
-    makeFolder(mac, "/Volumes/Dest/out");
-    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
-    CopyRecorder recorder;
-    copier->setDelegate(&recorder);
-    copyAndWait(copier, selectedFiles(mac, "/Volumes/Src", 20), "/Volumes/Dest/out");
+    // Twenty items step by 5 from the floor of 5.
+    recorder.progress.clear();
+    makeFolder(mac, "/Volumes/Dest/twenty");
+    copyAndWait(copier, selectedFiles(mac, "/Volumes/Src20", 20), "/Volumes/Dest/twenty");
     QList<float> expected{5};
     for (int i = 1; i <= 20; ++i)
         expected << float(i * 5);
     QCOMPARE(recorder.progress, expected);
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out")).size(), 20);
+    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/twenty")).size(), 20);
 
     // With 40 items the first two steps come out at 2 and 5: both are reported as 5.
     recorder.progress.clear();
@@ -349,26 +345,6 @@ void TestDoCopyFiles::cancelDuringALargeItemFinishesItAndStartsNoOther() {
     QVERIFY(copier->isCancel());
 }
 
-void TestDoCopyFiles::everyItemLogsItsOutcome() {
-    TestMachine mac;
-    makeFolder(mac, "/Volumes/Dest/out");
-    FileNodeList nodes = selectedFiles(mac, "/Volumes/Src", 3);
-    nodes.insert(1, fileNode("/Volumes/Src/vanished.txt", 5)); // listed, then deleted
-    QStringList lines;
-    {
-        MessageCapture messages;
-        std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
-        copyAndWait(copier, nodes, "/Volumes/Dest/out");
-        lines = messages.lines();
-    }
-    QCOMPARE(lines.size(), 4);
-    QVERIFY2(lines[1].startsWith("error--" + mac.host("/Volumes/Src/vanished.txt") + ": "),
-             qPrintable(lines[1]));
-    for (int i : {0, 2, 3})
-        QCOMPARE(lines[i], QStringLiteral("error--(null)"));
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out")).size(), 3); // the run went on past it
-}
-
 void TestDoCopyFiles::missingDestinationIsReported() {
     TestMachine mac;
     const FileNodeList nodes = selectedFiles(mac, "/Volumes/Src", 2);
@@ -383,13 +359,21 @@ void TestDoCopyFiles::missingDestinationIsReported() {
     QVERIFY(!QFileInfo::exists(mac.host("/Volumes/Gone")));
     QVERIFY(!recorder.progress.contains(100.0f));
 
-    // An item that fails ends the run with the error too, after the others were copied.
+    // An item listed, then deleted, ends the run with the error too, after the others were
+    // copied; every item logs its outcome, the failed one at its place.
     makeFolder(mac, "/Volumes/Dest/out");
     FileNodeList withVanished = selectedFiles(mac, "/Volumes/Src", 2);
     withVanished.insert(1, fileNode("/Volumes/Src/vanished.txt", 5));
     CopyRecorder second;
     copier->setDelegate(&second);
+    MessageCapture messages;
     copyAndWait(copier, withVanished, "/Volumes/Dest/out");
+    const QStringList lines = messages.lines();
+    QCOMPARE(lines.size(), 3);
+    QVERIFY2(lines[1].startsWith("error--" + mac.host("/Volumes/Src/vanished.txt") + ": "),
+             qPrintable(lines[1]));
+    QCOMPARE(lines[0], QStringLiteral("error--(null)"));
+    QCOMPARE(lines[2], QStringLiteral("error--(null)"));
     QCOMPARE(second.errors.load(), 1);
     QCOMPARE(copier->failedItems(), 1);
     QCOMPARE(second.progress, (QList<float>{5, 33, 66}));

@@ -9,14 +9,12 @@ private Q_SLOTS:
     void datedFolderOnVolumesSlashAndDesktop();
     void datedFolderOnFatAndExFatHasNoColons_data();
     void datedFolderOnFatAndExFatHasNoColons();
-    void fourItemsReportFiveToHundred();
-    void progressStartsAtTheFloor();
+    void progressRunsFromTheFloorToHundred();
     void collisionsDropTheExtensionAndCount();
     void halfSelectedFoldersCopyTheirTickedChildren();
     void cancelDuringALargeItemFinishesItAndStartsNoOther();
     void cancelHoldsInNestedHalfSelectedFolders();
     void skippedItemsAndAbort();
-    void everyItemLogsItsOutcome();
     void missingDestinationIsReported();
     void copiedTreeEqualsTheSource();
 };

@@ -63,7 +63,7 @@ QStringList names(const FileNodeList& nodes) {
 
 } // namespace
 
-void TestEumeRoot::topLevelDropsTheSkipListOnlyAtTheTop() {
+void TestEumeRoot::topLevelDropsTheSkipListOnlyAtTheTopAndRootPathsHaveOneSlash() {
     TestMachine mac;
     for (const char* skipped : {".Trashes", ".fseventsd", ".Spotlight-V100"})
         makeFolder(mac, QStringLiteral("/Volumes/Data/") + skipped);
@@ -91,20 +91,15 @@ void TestEumeRoot::topLevelDropsTheSkipListOnlyAtTheTop() {
     QStringList below = names(docs->children().toList());
     below.sort();
     QCOMPARE(below, (QStringList{".DS_Store", ".Trashes"}));
-}
 
-void TestEumeRoot::slashGivesSingleSlashPaths() {
-    TestMachine mac;
+    // Listed from the root, paths have a single slash.
     makeFolder(mac, "/Applications");
     writeSized(mac, "/mach_file", 4);
-    const FileNodeList top = listTopLevel("/");
-    QVERIFY(!top.isEmpty());
-    for (const FileNodeRef& n : top) {
-        QVERIFY2(!n->path().startsWith("//"), qPrintable(n->path()));
+    const FileNodeList root = listTopLevel("/");
+    for (const FileNodeRef& n : root)
         QCOMPARE(n->path(), "/" + n->name());
-    }
-    QVERIFY(names(top).contains("Applications"));
-    QCOMPARE(top.first()->path(), QStringLiteral("/mach_file"));
+    QVERIFY(names(root).contains("Applications"));
+    QCOMPARE(root.first()->path(), QStringLiteral("/mach_file"));
 }
 
 void TestEumeRoot::filesComeFirstLargestFirstThenFoldersInListingOrder() {
@@ -207,44 +202,40 @@ void TestEumeRoot::onDemandListingFollowsTheFathersState() {
 void TestEumeRoot::controllerTurnsEndScanIntoTheScreensCallback() {
     TestMachine mac;
     writeSized(mac, "/Volumes/Data/a", 1);
-    Controller controller;
-    ScreenRecorder screen;
-    controller.setADelegate(&screen);
-    struct Case {
-        bool copyAll, copyFiles;
-        int copyScans, imageScans;
-    };
-    int copyScans = 0, imageScans = 0;
-    for (const Case& c : {Case{true, true, 1, 0}, Case{true, false, 0, 1}, Case{false, false, 0, 0}}) {
-        FileNodeArrayRef array = makeFileNodeArray();
-        controller.eumeAllRootFileNodeWithRootArr(array, "/Volumes/Data", c.copyAll, c.copyFiles);
-        QCOMPARE(controller.aRootArr(), array);
-        QVERIFY(waitUntil([&] { return controller.getProgress() >= 100.0f; }, 10000));
-        QTest::qWait(50);
-        copyScans += c.copyScans;
-        imageScans += c.imageScans;
-        QCOMPARE(screen.copyScans.load(), copyScans);
-        QCOMPARE(screen.imageScans.load(), imageScans);
-        QCOMPARE(array->count(), 1);
-    }
-}
-
-void TestEumeRoot::folderWithNothingToListStillEndsTheScan() {
-    TestMachine mac;
     makeFolder(mac, "/Volumes/Empty");
     writeSized(mac, "/Volumes/OnlySkipped/.DS_Store", 10);
     makeFolder(mac, "/Volumes/OnlySkipped/.Trashes");
     Controller controller;
     ScreenRecorder screen;
     controller.setADelegate(&screen);
-    // "Copy all" goes on to the copy once the scan ends, even when it found nothing.
-    int expected = 0;
-    for (const char* folder : {"/Volumes/Empty", "/Volumes/OnlySkipped"}) {
+    struct Case {
+        const char* folder;
+        bool copyAll, copyFiles;
+        int copyScans, imageScans, listed;
+    };
+    int copyScans = 0, imageScans = 0;
+    for (const Case& c :
+         {Case{"/Volumes/Data", true, true, 1, 0, 1}, Case{"/Volumes/Data", true, false, 0, 1, 1},
+          Case{"/Volumes/Data", false, false, 0, 0, 1},
+          // "Copy all" goes on to the copy once the scan ends, even when it found nothing.
+          Case{"/Volumes/Empty", true, true, 1, 0, 0}, Case{"/Volumes/OnlySkipped", true, true, 1, 0, 0}}) {
         FileNodeArrayRef array = makeFileNodeArray();
-        controller.eumeAllRootFileNodeWithRootArr(array, folder, true, true);
-        ++expected;
-        QVERIFY2(waitUntil([&] { return screen.copyScans.load() == expected; }, 5000), folder);
-        QCOMPARE(array->count(), 0);
+        controller.eumeAllRootFileNodeWithRootArr(array, c.folder, c.copyAll, c.copyFiles);
+        QCOMPARE(controller.aRootArr(), array);
+        copyScans += c.copyScans;
+        imageScans += c.imageScans;
+        QVERIFY2(waitUntil(
+                     [&] {
+                         return c.copyScans + c.imageScans > 0
+                                    ? screen.copyScans == copyScans && screen.imageScans == imageScans
+                                    : controller.getProgress() >= 100.0f;
+                     },
+                     10000),
+                 c.folder);
+        QTest::qWait(50);
+        QCOMPARE(screen.copyScans.load(), copyScans);
+        QCOMPARE(screen.imageScans.load(), imageScans);
+        QCOMPARE(array->count(), c.listed);
     }
 }
 

@@ -5,13 +5,11 @@
 class TestEumeRoot : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void topLevelDropsTheSkipListOnlyAtTheTop();
-    void slashGivesSingleSlashPaths();
+    void topLevelDropsTheSkipListOnlyAtTheTopAndRootPathsHaveOneSlash();
     void filesComeFirstLargestFirstThenFoldersInListingOrder();
     void fileAndMissingRoots();
     void onDemandListingFollowsTheFathersState();
     void controllerTurnsEndScanIntoTheScreensCallback();
-    void folderWithNothingToListStillEndsTheScan();
     void fullTreeListingMeasuresAndReportsOncePerProcess();
     void listsWhileTheListReadsAndAfterBeingReplaced();
     void callbacksComeOnTheMainThreadAndStopWithTheirController();

@@ -23,15 +23,20 @@ void TestFileNode::displayNameIsThePathsTail() {
              QString::fromUtf8("\xe6\x97\xa5\xe6\x9c\xac.txt"));
 }
 
-void TestFileNode::systemFilesMatchWholePathsExactly() {
+void TestFileNode::systemFilesMatchTheResourceListsWholePaths() {
+    // No list, or an empty one: nothing is protected.
     QTemporaryDir resources;
+    setResourceDirectory(resources.path());
+    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/System"));
+    QVERIFY(PropertyList::writeDictionary(resources.filePath("SystemFile.plist"), {}));
+    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/System"));
+
     QVERIFY(PropertyList::writeDictionary(resources.filePath("SystemFile.plist"),
                                           {{"0", "/System"},
                                            {"1", "/Library"},
                                            {"2", "/private/var"},
                                            // keys beyond count - 1 are never looked at
                                            {"7", "/Beyond"}}));
-    setResourceDirectory(resources.path());
     QVERIFY(SystemFolder::isSystemFileWithFilePath("/System"));
     QVERIFY(SystemFolder::isSystemFileWithFilePath("/private/var"));
     QVERIFY(!SystemFolder::isSystemFileWithFilePath("/System/"));
@@ -46,15 +51,6 @@ void TestFileNode::systemFilesMatchWholePathsExactly() {
     // The list is read on every call.
     QVERIFY(PropertyList::writeDictionary(resources.filePath("SystemFile.plist"), {{"0", "/Users"}}));
     QVERIFY(user->isSystemFile());
-    setResourceDirectory(QString());
-}
-
-void TestFileNode::systemFilesNeedTheResource() {
-    QTemporaryDir nowhere;
-    setResourceDirectory(nowhere.path());
-    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/System"));
-    QVERIFY(PropertyList::writeDictionary(nowhere.filePath("SystemFile.plist"), {}));
-    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/System"));
     setResourceDirectory(QString());
 
     // The shipped list is a real resource file and protects the system folder, not user data.

@@ -6,8 +6,7 @@ class TestFileNode : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void displayNameIsThePathsTail();
-    void systemFilesMatchWholePathsExactly();
-    void systemFilesNeedTheResource();
+    void systemFilesMatchTheResourceListsWholePaths();
     void insertsBySizeAsSingleInsertsWould();
     void pathsStayAsBuiltWhateverBecomesOfTheFolders();
 };

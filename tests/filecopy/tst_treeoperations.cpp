@@ -53,18 +53,6 @@ struct Recorder : ControllerDelegate {
 
 } // namespace
 
-void TestTreeOperations::readsSingleFileSizes() {
-    TestMachine mac;
-    writeSized(mac, "/Volumes/Data/f", 1234);
-    makeFolder(mac, "/Volumes/Data/folder");
-    writeSized(mac, "/Volumes/Data/folder/inside", 99);
-    QVERIFY(makeLink("f", mac.host("/Volumes/Data/link")));
-    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/f"), quint64(1234));
-    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/folder"), quint64(0));
-    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/link"), quint64(1));
-    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/missing"), quint64(0));
-}
-
 void TestTreeOperations::measuredWalkOrdersAndSumsTheSubtree() {
     TestMachine mac;
     writeSized(mac, "/Volumes/Data/top/ten", 10);
@@ -103,39 +91,29 @@ void TestTreeOperations::measuredWalkOrdersAndSumsTheSubtree() {
     QCOMPARE(op.getFileSizeWithPat("/Volumes/Data/top/ten", lone.data(), 7), quint64(17));
     QVERIFY(lone->children().isEmpty());
     QCOMPARE(op.getFileSizeWithPat("/Volumes/Data/missing", lone.data(), 7), quint64(7));
+    // One entry's own size: a folder and a missing path are 0, a link is itself.
+    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/top/thirty"), quint64(30));
+    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/top/sub"), quint64(0));
+    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/top/link"), quint64(3));
+    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/missing"), quint64(0));
 }
 
-void TestTreeOperations::measuredWalkReordersOnTheMainThread() {
-    // Sizes grow entry by entry: the top-level delegate sees one re-sort per entry of the
-    // top folder's own walk, and the folder's size is the running sum at each of them.
-    TestMachine mac;
-    for (int i = 1; i <= 5; ++i)
-        writeSized(mac, QStringLiteral("/Volumes/Data/top/f%1").arg(i), i);
-    NodeTreeOperator op;
-    RootSorter sorter;
-    FileNodeRef top = folderNode("/Volumes/Data/top");
-    QList<quint64> seenSizes;
-    sorter.onSort = [&](int) { seenSizes << top->size(); };
-    op.setOpDelegate(&sorter);
-    walkInBackground(op, "/Volumes/Data/top", top.data());
-    QCOMPARE(seenSizes.size(), 5);
-    for (int i = 1; i < seenSizes.size(); ++i)
-        QVERIFY(seenSizes[i] > seenSizes[i - 1]);
-    QCOMPARE(seenSizes.last(), quint64(15));
-}
-
-void TestTreeOperations::stopLeavesWhatWasBuilt() {
+void TestTreeOperations::reordersOnTheMainThreadAndStopLeavesWhatWasBuilt() {
+    // The top-level delegate sees one re-sort per entry of the top folder's own walk, with the
+    // folder's size the running sum at each; a stop at the seventh keeps those seven.
     TestMachine mac;
     for (int i = 0; i < 100; ++i)
         writeSized(mac, QStringLiteral("/Volumes/Data/top/f%1").arg(i), 1 + i);
     NodeTreeOperator op;
     RootSorter sorter;
+    FileNodeRef top = folderNode("/Volumes/Data/top");
+    QList<quint64> seenSizes;
     sorter.onSort = [&](int n) {
+        seenSizes << top->size();
         if (n == 7)
             op.stopScan(); // from the main thread, as the list would
     };
     op.setOpDelegate(&sorter);
-    FileNodeRef top = folderNode("/Volumes/Data/top");
     const quint64 total = walkInBackground(op, "/Volumes/Data/top", top.data());
     QVERIFY(op.isStopScan());
     QCOMPARE(top->children().count(), 7);
@@ -144,6 +122,11 @@ void TestTreeOperations::stopLeavesWhatWasBuilt() {
         sum += n->size();
     QCOMPARE(total, sum);
     QCOMPARE(top->size(), sum);
+    QCOMPARE(seenSizes.size(), 7);
+    for (int i = 1; i < seenSizes.size(); ++i)
+        QVERIFY(seenSizes[i] > seenSizes[i - 1]);
+    QCOMPARE(seenSizes.last(), sum);
+    QVERIFY(!sorter.offMain);
 }
 
 void TestTreeOperations::untickingAChildHalfSelectsEveryAncestor() {

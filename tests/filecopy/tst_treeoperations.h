@@ -5,10 +5,8 @@
 class TestTreeOperations : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void readsSingleFileSizes();
     void measuredWalkOrdersAndSumsTheSubtree();
-    void measuredWalkReordersOnTheMainThread();
-    void stopLeavesWhatWasBuilt();
+    void reordersOnTheMainThreadAndStopLeavesWhatWasBuilt();
     void untickingAChildHalfSelectsEveryAncestor();
     void tickingACollapsedFolderStopsAtItsChildren();
     void aHalfSelectedChildAloneHalfSelectsTheParent();

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QImage>
+#include <QTest>
 #include <QWidget>
 
 #include "ui/KitStyle.h"
@@ -46,6 +47,12 @@ void paintAsWindow(QWidget* widget) {
     p.setColor(QPalette::WindowText, KitStyle::textPrimary());
     widget->setPalette(p);
     widget->setAutoFillBackground(true);
+}
+
+bool showSized(QWidget* widget, QSize size) {
+    widget->resize(size);
+    widget->show();
+    return QTest::qWaitForWindowExposed(widget);
 }
 
 void flushEvents() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QSize>
 #include <QString>
 #include <QStringList>
 
@@ -14,6 +15,8 @@ QStringList artworkNames();
 int opaquePixels(const QImage& image);
 // Gives a test window the program's window colours.
 void paintAsWindow(QWidget* widget);
+// Resizes and shows a test window; true once it is on screen.
+bool showSized(QWidget* widget, QSize size);
 // Lets pending events, deferred deletes included, run.
 void flushEvents();
 

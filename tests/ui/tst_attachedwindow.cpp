@@ -17,37 +17,52 @@ QWidget* fixedContent(int w, int h) {
 
 } // namespace
 
-void TestAttachedWindow::placedCentredUnderThePoint() {
+void TestAttachedWindow::placedCentredUnderThePointInsideTheWindow_data() {
+    QTest::addColumn<QSize>("window");
+    QTest::addColumn<QSize>("content");
+    QTest::addColumn<QPoint>("point");
+    QTest::addColumn<int>("distance"); // -1: the usual one
+    QTest::addColumn<QPoint>("expected");
+    QTest::newRow("centred, 5 under")
+        << QSize(800, 560) << QSize(300, 140) << QPoint(397, 0) << -1 << QPoint(247, 5);
+    QTest::newRow("another distance")
+        << QSize(800, 560) << QSize(100, 40) << QPoint(400, 100) << 12 << QPoint(350, 112);
+    QTest::newRow("left edge") << QSize(400, 300) << QSize(200, 100) << QPoint(10, 0) << -1 << QPoint(0, 5);
+    QTest::newRow("bottom right") << QSize(400, 300) << QSize(200, 100) << QPoint(390, 250) << -1
+                                  << QPoint(200, 200);
+    // Wider than the window: it keeps its place rather than being squeezed.
+    QTest::newRow("wider") << QSize(400, 300) << QSize(500, 100) << QPoint(200, 0) << -1 << QPoint(-50, 5);
+}
+
+void TestAttachedWindow::placedCentredUnderThePointInsideTheWindow() {
+    QFETCH(QSize, window);
+    QFETCH(QSize, content);
+    QFETCH(QPoint, point);
+    QFETCH(int, distance);
+    QFETCH(QPoint, expected);
     QWidget host;
-    host.resize(800, 560);
-    host.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&host));
-
-    QWidget* content = fixedContent(300, 140);
-    const QPoint point = AttachedWindow::middleTop(&host);
-    QCOMPARE(point, QPoint(397, 0));
-    auto* panel = new AttachedWindow(content, point, &host);
+    QVERIFY(UiTestKit::showSized(&host, window));
+    auto* earlier = new AttachedWindow(fixedContent(50, 20), QPoint(100, 100), &host);
+    QWidget* shown = fixedContent(content.width(), content.height());
+    auto* panel = distance < 0 ? new AttachedWindow(shown, point, &host)
+                               : new AttachedWindow(shown, point, &host, distance);
+    QCOMPARE(panel->pos(), expected);
+    QCOMPARE(panel->size(), content);
     QCOMPARE(panel->parentWidget(), &host);
-    QCOMPARE(panel->content(), content);
-    QVERIFY(panel->isAncestorOf(content));
+    QCOMPARE(panel->content(), shown);
+    QVERIFY(panel->isAncestorOf(shown));
     QVERIFY(panel->isVisible());
-    QCOMPARE(panel->size(), QSize(300, 140));
-    // Centred on x = 397 and 5 points under the top edge.
-    QCOMPARE(panel->pos(), QPoint(247, 5));
-
-    auto* other = new AttachedWindow(fixedContent(100, 40), QPoint(400, 100), &host, 12);
-    QCOMPARE(other->pos(), QPoint(350, 112));
     // The newest panel is on top of everything else in the window.
-    QCOMPARE(host.children().last(), other);
+    QCOMPARE(host.children().last(), panel);
+    QVERIFY(earlier->isVisible());
 }
 
 void TestAttachedWindow::pointOfAnInnerHostIsMappedToTheWindow() {
     QWidget window;
-    window.resize(700, 500);
     auto* inner = new QWidget(&window);
     inner->setGeometry(100, 60, 500, 400);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QVERIFY(UiTestKit::showSized(&window, QSize(700, 500)));
+    QCOMPARE(AttachedWindow::middleTop(&window), QPoint(347, 0));
 
     auto* panel = new AttachedWindow(fixedContent(200, 80), AttachedWindow::middleTop(inner), inner);
     // It lives in the top-level window, not in the inner widget, so nothing clips it.
@@ -57,48 +72,20 @@ void TestAttachedWindow::pointOfAnInnerHostIsMappedToTheWindow() {
     QCOMPARE(panel->pos(), QPoint(347 - 100, 65));
 }
 
-void TestAttachedWindow::followsItsContentAndNewPoints() {
+void TestAttachedWindow::followsItsContentAndNewPointsAndClosesOnce() {
     QWidget host;
-    host.resize(800, 600);
-    host.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&host));
-
-    QWidget* content = fixedContent(200, 100);
-    auto* panel = new AttachedWindow(content, QPoint(400, 0), &host);
+    QVERIFY(UiTestKit::showSized(&host, QSize(800, 600)));
+    QPointer<QWidget> content = fixedContent(200, 100);
+    QPointer<AttachedWindow> panel = new AttachedWindow(content, QPoint(400, 0), &host);
     QCOMPARE(panel->pos(), QPoint(300, 5));
 
     // A popup that switches to a larger view stays centred on its point.
     content->setFixedSize(400, 220);
     QTRY_COMPARE(panel->size(), QSize(400, 220));
     QCOMPARE(panel->pos(), QPoint(200, 5));
-
     panel->setPoint(QPoint(500, 40));
     QCOMPARE(panel->pos(), QPoint(300, 45));
-}
 
-void TestAttachedWindow::keptInsideTheWindow() {
-    QWidget host;
-    host.resize(400, 300);
-    host.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&host));
-
-    auto* left = new AttachedWindow(fixedContent(200, 100), QPoint(10, 0), &host);
-    QCOMPARE(left->pos(), QPoint(0, 5));
-    auto* right = new AttachedWindow(fixedContent(200, 100), QPoint(390, 250), &host);
-    QCOMPARE(right->pos(), QPoint(200, 200));
-    // Wider than the window: it keeps its place rather than being squeezed.
-    auto* wide = new AttachedWindow(fixedContent(500, 100), QPoint(200, 0), &host);
-    QCOMPARE(wide->pos(), QPoint(-50, 5));
-}
-
-void TestAttachedWindow::closeEmitsOnceAndDeletes() {
-    QWidget host;
-    host.resize(600, 400);
-    host.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&host));
-
-    QPointer<QWidget> content = fixedContent(120, 60);
-    QPointer<AttachedWindow> panel = new AttachedWindow(content, QPoint(300, 0), &host);
     QSignalSpy closed(panel.data(), &AttachedWindow::closed);
     QVERIFY(panel->close());
     QCOMPARE(closed.count(), 1);

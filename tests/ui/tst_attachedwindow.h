@@ -5,9 +5,8 @@
 class TestAttachedWindow : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void placedCentredUnderThePoint();
+    void placedCentredUnderThePointInsideTheWindow_data();
+    void placedCentredUnderThePointInsideTheWindow();
     void pointOfAnInnerHostIsMappedToTheWindow();
-    void followsItsContentAndNewPoints();
-    void keptInsideTheWindow();
-    void closeEmitsOnceAndDeletes();
+    void followsItsContentAndNewPointsAndClosesOnce();
 };

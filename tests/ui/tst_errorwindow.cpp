@@ -16,44 +16,44 @@ namespace {
 const QString kSameDrive = QStringLiteral(
     "You can\u2019t select the source drive as the destination drive, just select another drive.");
 
+// The whole message is visible: nothing cut at the label's edge.
+bool showsAllOf(ErrorWindowController* popup) {
+    return popup->errorLabel()->height() >= popup->errorLabel()->heightForWidth(popup->errorLabel()->width());
+}
+
 } // namespace
 
-void TestErrorWindow::showsTheTextAsGivenAtTheTopMiddle() {
+void TestErrorWindow::showsTheTextAtTheTopMiddleUntilDone() {
     QWidget main;
-    main.resize(860, 560);
     UiTestKit::paintAsWindow(&main);
-    main.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&main));
+    QVERIFY(UiTestKit::showSized(&main, QSize(860, 560)));
 
-    ErrorWindowController* popup = ErrorWindowController::showErrorOn(&main, kSameDrive);
+    QPointer<ErrorWindowController> popup = ErrorWindowController::showErrorOn(&main, kSameDrive);
     QVERIFY(popup);
     QCOMPARE(popup->errorLabel()->text(), kSameDrive);
     QCOMPARE(popup->doneButton()->text(), QStringLiteral("Done"));
-    AttachedWindow* host = popup->superDelegate();
+    QPointer<AttachedWindow> host = popup->superDelegate();
     QVERIFY(host);
     QVERIFY(host->isVisible());
     QCOMPARE(host->parentWidget(), &main);
     QCOMPARE(host->pos().y(), 5);
     QVERIFY(qAbs(host->x() + host->width() / 2 - (860 / 2 - 3)) <= 1);
-    // The whole message is visible: nothing cut at the label's edge.
-    QVERIFY(popup->errorLabel()->height() >=
-            popup->errorLabel()->heightForWidth(popup->errorLabel()->width()));
+    QVERIFY(showsAllOf(popup));
     saveScreenshot(&main, QStringLiteral("ui"), QStringLiteral("error-window"));
 
     popup->changeErrorLabelStr(QStringLiteral("No file/disk has been selected\u2026"));
     QCOMPARE(popup->errorText(), QStringLiteral("No file/disk has been selected\u2026"));
-    host->close();
-}
 
-void TestErrorWindow::doneClosesAndDeletesIt() {
-    QWidget main;
-    main.resize(800, 500);
-    main.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&main));
+    // A longer text grows the popup downwards, never sideways.
+    ErrorWindowController* longOne = ErrorWindowController::showErrorOn(
+        &main,
+        QStringLiteral("Insufficient disk space on this destination drive, please select another drive. ")
+            .repeated(3));
+    QVERIFY(longOne->superDelegate()->height() > host->height());
+    QCOMPARE(longOne->superDelegate()->width(), 340);
+    QVERIFY(showsAllOf(longOne));
 
-    QPointer<ErrorWindowController> popup =
-        ErrorWindowController::showErrorOn(&main, QStringLiteral("Some files copy failed!"));
-    QPointer<AttachedWindow> host = popup->superDelegate();
+    // "Done" closes it once and deletes it with its panel.
     QSignalSpy closed(popup.data(), &ErrorWindowController::closed);
     QTest::mouseClick(popup->doneButton(), Qt::LeftButton);
     QCOMPARE(closed.count(), 1);
@@ -61,21 +61,4 @@ void TestErrorWindow::doneClosesAndDeletesIt() {
     UiTestKit::flushEvents();
     QVERIFY(host.isNull());
     QVERIFY(popup.isNull());
-}
-
-void TestErrorWindow::longerTextsGrowThePopup() {
-    QWidget main;
-    main.resize(800, 500);
-    main.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&main));
-
-    ErrorWindowController* shortOne = ErrorWindowController::showErrorOn(&main, QStringLiteral("OK"));
-    ErrorWindowController* longOne = ErrorWindowController::showErrorOn(
-        &main,
-        QStringLiteral("Insufficient disk space on this destination drive, please select another drive. ")
-            .repeated(3));
-    QVERIFY(longOne->superDelegate()->height() > shortOne->superDelegate()->height());
-    QCOMPARE(longOne->superDelegate()->width(), 340);
-    QVERIFY(longOne->errorLabel()->height() >=
-            longOne->errorLabel()->heightForWidth(longOne->errorLabel()->width()));
 }

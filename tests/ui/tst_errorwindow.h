@@ -5,7 +5,5 @@
 class TestErrorWindow : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void showsTheTextAsGivenAtTheTopMiddle();
-    void doneClosesAndDeletesIt();
-    void longerTextsGrowThePopup();
+    void showsTheTextAtTheTopMiddleUntilDone();
 };

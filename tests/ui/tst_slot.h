@@ -7,7 +7,6 @@ class TestSlot : public QObject {
 private Q_SLOTS:
     void droppedFileNamesReachTheDelegateInOrder();
     void otherDropsAreRefusedWithTheirLogLines();
-    void clicksAndClosesCarryTheSlotNumber();
-    void aSlotThatCannotSelectIgnoresEverything();
+    void clicksCarryTheSlotNumberOnlyWhileItCanSelect();
     void showsWhatItIsGiven();
 };
