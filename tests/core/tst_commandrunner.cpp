@@ -32,18 +32,17 @@ void TestCommandRunner::formatsDocumentedLinesUnchanged_data() {
     QTest::addColumn<QByteArray>("format");
     QTest::addColumn<QByteArrayList>("args");
     QTest::addColumn<QByteArray>("expected");
-    QTest::newRow("info") << QByteArray("diskutil info -plist %s") << QByteArrayList{"/dev/disk4s1"}
-                          << QByteArray("diskutil info -plist /dev/disk4s1");
-    QTest::newRow("rename") << QByteArray("diskutil rename %s \"%s\"")
-                            << QByteArrayList{"disk4s1", "MY BACKUP D"}
-                            << QByteArray("diskutil rename disk4s1 \"MY BACKUP D\"");
-    QTest::newRow("bare with blank quoted")
-        << QByteArray("diskutil info -plist %s") << QByteArrayList{"/Volumes/Macintosh HD"}
-        << QByteArray("diskutil info -plist \"/Volumes/Macintosh HD\"");
-    QTest::newRow("quoted specials escaped")
-        << QByteArray("diskutil rename %s \"%s\"") << QByteArrayList{"disk4s1", "a\"b$c`d\\e"}
-        << QByteArray("diskutil rename disk4s1 \"a\\\"b\\$c\\`d\\\\e\"");
-    QTest::newRow("percent") << QByteArray("echo 100%%") << QByteArrayList{} << QByteArray("echo 100%");
+    const auto row = [](const char* tag, const char* format, const QByteArrayList& args, const char* line) {
+        QTest::newRow(tag) << QByteArray(format) << args << QByteArray(line);
+    };
+    row("info", "diskutil info -plist %s", {"/dev/disk4s1"}, "diskutil info -plist /dev/disk4s1");
+    row("rename", "diskutil rename %s \"%s\"", {"disk4s1", "MY BACKUP D"},
+        "diskutil rename disk4s1 \"MY BACKUP D\"");
+    row("bare with blank quoted", "diskutil info -plist %s", {"/Volumes/Macintosh HD"},
+        "diskutil info -plist \"/Volumes/Macintosh HD\"");
+    row("quoted specials escaped", "diskutil rename %s \"%s\"", {"disk4s1", "a\"b$c`d\\e"},
+        "diskutil rename disk4s1 \"a\\\"b\\$c\\`d\\\\e\"");
+    row("percent", "echo 100%%", {}, "echo 100%");
 }
 
 void TestCommandRunner::formatsDocumentedLinesUnchanged() {
@@ -96,9 +95,14 @@ void TestCommandRunner::eachRunnerWritesItsOwnFile() {
         QCOMPARE(dict->value("Args").toString(), "info -plist " + fileName);
     }
     QCOMPARE(QDir(mac.host("/tmp")).entryList(QDir::Files).size(), runners.size() + 1); // + args.txt
+    // DoCommand writes where it is told.
+    DoCommand("diskutil info -plist /", "/tmp/TavrillDataTemp.plist");
+    const auto dict = PropertyList::readDictionary(mac.host("/tmp/TavrillDataTemp.plist"));
+    QVERIFY(dict);
+    QCOMPARE(dict->value("Args").toString(), QStringLiteral("info -plist /"));
 }
 
-void TestCommandRunner::staleOutputIsRemovedBeforeTheRun() {
+void TestCommandRunner::staleOutputIsRemovedAndNullLinesTouchNothing() {
     TestMachine mac;
     mac.installTool("/usr/sbin/diskutil", "exit 1");
     const QString stale =
@@ -108,11 +112,9 @@ void TestCommandRunner::staleOutputIsRemovedBeforeTheRun() {
     QVERIFY(QFile::exists(path));
     QCOMPARE(QFile(path).size(), 0);
     QVERIFY(!PropertyList::readDictionary(path));
-}
 
-void TestCommandRunner::nullLineTouchesNothing() {
-    TestMachine mac;
-    const QString stale = mac.writeFile("/tmp/BrindleRepairTemp.plist", "kept");
+    // A null line touches nothing.
+    mac.writeFile("/tmp/BrindleRepairTemp.plist", "kept");
     QVERIFY(aepairExecCommand(QByteArray()).isNull());
     QCOMPARE(mac.readFile("/tmp/BrindleRepairTemp.plist"), QByteArray("kept"));
     DoCommand(QByteArray(), "/tmp/x.plist");
@@ -145,15 +147,6 @@ void TestCommandRunner::hostileNamesReachTheToolLiterally() {
     QDir::setCurrent(previous);
     QVERIFY(!QFile::exists(cwd.filePath("x")));
     QVERIFY(!QFile::exists(mac.host("/x")));
-}
-
-void TestCommandRunner::doCommandWritesWhereItIsTold() {
-    TestMachine mac;
-    mac.installTool("/usr/sbin/diskutil", kRecordingTool);
-    DoCommand("diskutil info -plist /", "/tmp/TavrillDataTemp.plist");
-    const auto dict = PropertyList::readDictionary(mac.host("/tmp/TavrillDataTemp.plist"));
-    QVERIFY(dict);
-    QCOMPARE(dict->value("Args").toString(), QStringLiteral("info -plist /"));
 }
 
 void TestCommandRunner::callersSharingARunnerReadTheirOwnAnswers() {

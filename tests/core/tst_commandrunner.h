@@ -8,11 +8,9 @@ private Q_SLOTS:
     void formatsDocumentedLinesUnchanged();
     void rejectsLinesLongerThanTheirBuffer();
     void eachRunnerWritesItsOwnFile();
-    void staleOutputIsRemovedBeforeTheRun();
-    void nullLineTouchesNothing();
+    void staleOutputIsRemovedAndNullLinesTouchNothing();
     void hostileNamesReachTheToolLiterally_data();
     void hostileNamesReachTheToolLiterally();
-    void doCommandWritesWhereItIsTold();
     void callersSharingARunnerReadTheirOwnAnswers();
     void failureToRunIsLoggedOnlyWhenNamed();
     void hungToolIsStoppedAtItsLimit();

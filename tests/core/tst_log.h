@@ -4,7 +4,6 @@
 class TestLog : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void firstCallCreatesTheFileWithTheLineFormat();
-    void reopensAfterUninitAndAppends();
+    void createsReopensAndAppendsInTheLineFormat();
     void writesLongMessagesWholeAndLinesWhole();
 };

@@ -7,7 +7,6 @@ private Q_SLOTS:
     void readsToolShapedXmlWithTypes();
     void refusesWhatIsNotADictionary_data();
     void refusesWhatIsNotADictionary();
-    void skipsChatterBeforeTheHeader();
     void roundTripsXmlAndBinary();
     void writesAtomicallyAndInByteOrder();
 };

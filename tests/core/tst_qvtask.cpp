@@ -13,17 +13,21 @@
 #include <QTest>
 #include <QTimer>
 
-void TestQvTask::raisesShortLimitsAndKeepsLongOnes() {
+void TestQvTask::limitsArgumentsAndTimersOfARun() {
     TestMachine mac;
-    mac.installTool("/usr/sbin/quick", "exit 0");
+    // Short limits are raised, long ones kept; a normal end leaves no timer running.
+    mac.installTool("/usr/sbin/quick", "exit 3");
     QVERIFY(runTask("/usr/sbin/quick", {}, 10.0, 10000) >= 0);
     QCOMPARE(QvTask::QvShareInstance()->timeoutCount(), 60.0);
     QVERIFY(runTask("/usr/sbin/quick", {}, 600.0, 10000) >= 0);
     QCOMPARE(QvTask::QvShareInstance()->timeoutCount(), 600.0);
-}
+    QCoreApplication::processEvents();
+    QTest::qWait(50);
+    for (const QTimer* t : QCoreApplication::instance()->findChildren<QTimer*>())
+        QVERIFY(!t->isActive());
+    QVERIFY(!QvTask::QvShareInstance()->timedOut());
 
-void TestQvTask::keepsArgumentsWhenGivenNone() {
-    TestMachine mac;
+    // The arguments reach the tool whole and stay when none are given.
     mac.installTool("/usr/sbin/diskutil", "printf '%s|' \"$@\" > \"$(dirname \"$0\")/../../tmp/args\"");
     QvTask* task = QvTask::QvShareInstance();
     QVERIFY(runTask("/usr/sbin/diskutil", {"eraseDisk", "JHFS+", "My Disk", "/dev/disk4"}, 600, 10000) >= 0);
@@ -96,16 +100,4 @@ void TestQvTask::stopAsksWithSigtermBeforeKilling() {
     const QByteArray log = mac.readFile("/tmp/Pellory.txt");
     QVERIFY2(log.contains("stopped polite: stop asked for"), log.constData());
     QVERIFY2(log.contains("stopped stubborn --keep: stop asked for"), log.constData());
-}
-
-void TestQvTask::normalEndLeavesNoTimerBehind() {
-    TestMachine mac;
-    mac.installTool("/usr/sbin/quick", "exit 3");
-    QVERIFY(runTask("/usr/sbin/quick", {}, 60, 10000) >= 0);
-    QCoreApplication::processEvents();
-    QTest::qWait(50);
-    const auto timers = QCoreApplication::instance()->findChildren<QTimer*>();
-    for (const QTimer* t : timers)
-        QVERIFY(!t->isActive());
-    QVERIFY(!QvTask::QvShareInstance()->timedOut());
 }

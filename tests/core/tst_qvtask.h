@@ -4,9 +4,7 @@
 class TestQvTask : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void raisesShortLimitsAndKeepsLongOnes();
-    void keepsArgumentsWhenGivenNone();
+    void limitsArgumentsAndTimersOfARun();
     void stopKillsTheToolWithinASecondOrSo();
     void stopAsksWithSigtermBeforeKilling();
-    void normalEndLeavesNoTimerBehind();
 };

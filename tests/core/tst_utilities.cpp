@@ -25,7 +25,7 @@ public:
     GermanNumbers() {
         if (!m_dir.isValid())
             return;
-        const QString target = m_dir.filePath(QStringLiteral("de_DE.UTF-8"));
+        const QString target = m_dir.filePath("de_DE.UTF-8");
         QProcess::execute(QStringLiteral("localedef"),
                           {QStringLiteral("-i"), QStringLiteral("de_DE"), QStringLiteral("-f"),
                            QStringLiteral("UTF-8"), target});
@@ -55,26 +55,19 @@ void TestUtilities::sizeTexts_data() {
     QTest::addColumn<qint64>("bytes");
     QTest::addColumn<QString>("upToTB");
     QTest::addColumn<QString>("upToGB");
-    QTest::newRow("0") << 0LL << "0 byte"
-                       << "0 byte";
-    QTest::newRow("999") << 999LL << "999 byte"
-                         << "999 byte";
-    QTest::newRow("1000") << 1000LL << "1.00 KB"
-                          << "1.00 KB";
-    QTest::newRow("999999") << 999999LL << "1000.00 KB"
-                            << "1000.00 KB";
-    QTest::newRow("1000000") << 1000000LL << "1.00 MB"
-                             << "1.00 MB";
-    QTest::newRow("999999999") << 999999999LL << "1000.00 MB"
-                               << "1000.00 MB";
-    QTest::newRow("1e9") << 1000000000LL << "1.00 GB"
-                         << "1.00 GB";
-    QTest::newRow("999999999999") << 999999999999LL << "1000.00 GB"
-                                  << "1000.00 GB";
-    QTest::newRow("1e12") << 1000000000000LL << "1.00 TB"
-                          << "1000.00 GB";
-    QTest::newRow("2 TB") << 2000398934016LL << "2.00 TB"
-                          << "2000.40 GB";
+    const auto row = [](qint64 bytes, const char* upToTB, const char* upToGB) {
+        QTest::addRow("%lld", bytes) << bytes << QString::fromLatin1(upToTB) << QString::fromLatin1(upToGB);
+    };
+    row(0, "0 byte", "0 byte");
+    row(999, "999 byte", "999 byte");
+    row(1000, "1.00 KB", "1.00 KB");
+    row(999999, "1000.00 KB", "1000.00 KB");
+    row(1000000, "1.00 MB", "1.00 MB");
+    row(999999999, "1000.00 MB", "1000.00 MB");
+    row(1000000000, "1.00 GB", "1.00 GB");
+    row(999999999999, "1000.00 GB", "1000.00 GB");
+    row(1000000000000, "1.00 TB", "1000.00 GB");
+    row(2000398934016, "2.00 TB", "2000.40 GB");
 }
 
 void TestUtilities::sizeTexts() {

@@ -48,6 +48,12 @@ struct Recorder : MakeDmgDelegate {
     void makeDmgDidStop() override { stopped = true; }
     void makeDmgBytes(std::int64_t done, std::int64_t toDo) override { bytes.append({done, toDo}); }
 
+    // Becomes `b`'s delegate; the image run copies `paths` once it is mounted.
+    void attach(MakeDmg& b, const QStringList& paths = {}) {
+        builder = &b;
+        copyPaths = paths;
+        b.setMakeDmgDelegate(this);
+    }
     bool ended() const {
         return failure.has_value() || stopped || (!progress.isEmpty() && progress.last() >= 100);
     }

@@ -79,6 +79,10 @@ bool pick(Window& w, SelectValueView* slot, const QString& name) {
     return false;
 }
 
+bool pickSrcAndDest(Window& w) {
+    return pick(w, w.tab->fromSlot(), "SRC") && pick(w, w.tab->toSlot(), "DEST");
+}
+
 template <typename T> T* shown(Window& w) {
     for (T* t : w.main.window()->findChildren<T*>()) {
         if (t->isVisible())
@@ -131,8 +135,7 @@ void TestDmgWorkflow::volumeToDiskImage() {
     QVERIFY(w.tab);
     w.shot("01-empty");
     QVERIFY(!w.tab->createButton()->isEnabled());
-    QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
-    QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+    QVERIFY(pickSrcAndDest(w));
     QCOMPARE(w.tab->toSlot()->nameLabel()->text(), QStringLiteral("DEST"));
     QVERIFY(w.tab->createButton()->isEnabled());
     w.shot("02-ready");
@@ -175,8 +178,7 @@ void TestDmgWorkflow::chosenFilesToZip() {
     auto mac = machine();
     QVERIFY(mac->isValid());
     Window w;
-    QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
-    QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+    QVERIFY(pickSrcAndDest(w));
     // "Copy Some Files" opens the file list window on the source; untick all, tick two items.
     w.tab->copyTypeBox()->setFocus();
     QTest::keyClick(w.tab->copyTypeBox(), Qt::Key_Down);
@@ -323,8 +325,7 @@ void TestDmgWorkflow::cancelAndFailures() {
     // Copies into the image crawl, so that Cancel comes in the middle of the copy stage.
     QCOMPARE(mac->emuctl({"throttle", "300KB"}).code, 0);
     Window w;
-    QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
-    QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+    QVERIFY(pickSrcAndDest(w));
     const QStringList before = treeListing(mac->host("/Volumes/DEST"));
 
     // "Cancel" in the confirmation only closes it.
@@ -368,8 +369,7 @@ void TestDmgWorkflow::cancelAndFailures() {
           QByteArray(R"({"tool":"hdiutil","verb":"mount","mode":"hang","seconds":60,)"
                      R"("times":1})")}) {
         QVERIFY(mac->addFault(fault));
-        QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
-        QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+        QVERIFY(pickSrcAndDest(w));
         QElapsedTimer clock;
         clock.start();
         createAndConfirm(w);
@@ -409,8 +409,7 @@ void TestDmgWorkflow::quitWhileAnImageIsMade() {
     Window w;
     QList<int> exits;
     w.main.setProcessExit([&exits](int status) { exits << status; });
-    QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
-    QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+    QVERIFY(pickSrcAndDest(w));
     if (zip)
         click(w.tab->zipButton());
     const QStringList before = treeListing(mac->host("/Volumes/DEST"));

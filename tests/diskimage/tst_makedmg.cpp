@@ -60,9 +60,7 @@ void TestMakeDmg::imageHoldsTheItemsByteForByte() {
                                "/Volumes/SRC/" + awkwardName() + ".txt"};
     MakeDmg builder;
     Recorder rec;
-    rec.builder = &builder;
-    rec.copyPaths = items;
-    builder.setMakeDmgDelegate(&rec);
+    rec.attach(builder, items);
     mac->clearLog();
     builder.makeTmpDmgWithPath(kDest, awkwardName(), 600000);
     QVERIFY(waitUntil([&] { return rec.ended(); }, 60000));
@@ -127,7 +125,7 @@ void TestMakeDmg::archiveUnzipsToTheSelection() {
 
     MakeDmg builder;
     Recorder rec;
-    builder.setMakeDmgDelegate(&rec);
+    rec.attach(builder);
     mac->clearLog();
     builder.doZipWithPath(zipPath, nodes);
     QVERIFY(waitUntil([&] { return rec.ended(); }, 60000));
@@ -217,9 +215,7 @@ void TestMakeDmg::stopInEachStageLeavesNothingBehind() {
 
     MakeDmg builder;
     Recorder rec;
-    rec.builder = &builder;
-    rec.copyPaths = items;
-    builder.setMakeDmgDelegate(&rec);
+    rec.attach(builder, items);
     if (stage == "zip")
         builder.doZipWithPath(kDest + "/Stopped.zip", {node("/Volumes/SRC/many", true)});
     else
@@ -253,30 +249,26 @@ void TestMakeDmg::stopInEachStageLeavesNothingBehind() {
         QVERIFY(!called(*mac, "hdiutil", "mount"));
 }
 
-void TestMakeDmg::closingMidRunGivesBackTheMountedImage() {
+void TestMakeDmg::imageVolumeIsOnlyEverItsOwn() {
     auto mac = machine();
     QVERIFY(mac->isValid());
     const QStringList before = treeListing(mac->host(kDest));
     // The owner goes away between the mount and its answer, as when the window closes.
-    auto builder = std::make_unique<MakeDmg>();
-    Recorder rec;
-    builder->setMakeDmgDelegate(&rec);
-    builder->makeTmpDmgWithPath(kDest, "Closed", 1000);
-    QVERIFY(waitUntil([&] { return rec.beginCount == 1; }, 30000));
+    auto closing = std::make_unique<MakeDmg>();
+    Recorder closingRec;
+    closing->setMakeDmgDelegate(&closingRec);
+    closing->makeTmpDmgWithPath(kDest, "Closed", 1000);
+    QVERIFY(waitUntil([&] { return closingRec.beginCount == 1; }, 30000));
     QVERIFY(isMounted(*mac, "TavrillDmg"));
-    builder.reset();
+    closing.reset();
     QVERIFY(!isMounted(*mac, "TavrillDmg"));
     QCOMPARE(treeListing(mac->host(kDest)), before);
-}
 
-void TestMakeDmg::rootVolumeGetsAFolderOfItsOwn() {
-    auto mac = machine();
-    QVERIFY(mac->isValid());
+    // On the root volume the image goes into a folder of its own.
+    mac->clearLog();
     MakeDmg builder;
     Recorder rec;
-    rec.builder = &builder;
-    rec.copyPaths = {"/Volumes/SRC/Notes.txt"};
-    builder.setMakeDmgDelegate(&rec);
+    rec.attach(builder, {"/Volumes/SRC/Notes.txt"});
     builder.makeTmpDmgWithPath("/", "OnRoot", 1000);
     QVERIFY(waitUntil([&] { return rec.ended(); }, 60000));
     QVERIFY(!rec.failure);
@@ -287,11 +279,7 @@ void TestMakeDmg::rootVolumeGetsAFolderOfItsOwn() {
     QTemporaryDir inside;
     QVERIFY(mac->extractImage("/Tavrill_dmg/OnRoot.dmg", inside.path()));
     QCOMPARE(treeListing(inside.path()), QStringList{"Notes.txt"});
-}
 
-void TestMakeDmg::neverTakesOverAVolumeItDidNotMount() {
-    auto mac = machine();
-    QVERIFY(mac->isValid());
     // Someone's own image with the builder's volume name, mounted before the run.
     QCOMPARE(mac->run("hdiutil", {"create", "/Users/alex/Mine.dmg", "-volname", "TavrillDmg", "-size", "10m"})
                  .code,
@@ -299,17 +287,14 @@ void TestMakeDmg::neverTakesOverAVolumeItDidNotMount() {
     QCOMPARE(mac->run("hdiutil", {"attach", "/Users/alex/Mine.dmg"}).code, 0);
     QVERIFY(writeHostFile(mac->host("/Volumes/TavrillDmg/mine.txt"), "mine"));
     mac->clearLog();
-
-    MakeDmg builder;
-    Recorder rec;
-    rec.builder = &builder;
-    rec.copyPaths = {"/Volumes/SRC/Notes.txt"};
-    builder.setMakeDmgDelegate(&rec);
-    builder.makeTmpDmgWithPath(kDest, "Refused", 1000);
-    QVERIFY(waitUntil([&] { return rec.ended(); }, 30000));
-    QVERIFY(rec.failure);
-    QCOMPARE(rec.failure->kind, MakeDmgFailure::Kind::VolumeInUse);
-    QCOMPARE(rec.beginCount, 0);
+    MakeDmg refused;
+    Recorder refusedRec;
+    refusedRec.attach(refused, {"/Volumes/SRC/Notes.txt"});
+    refused.makeTmpDmgWithPath(kDest, "Refused", 1000);
+    QVERIFY(waitUntil([&] { return refusedRec.ended(); }, 30000));
+    QVERIFY(refusedRec.failure);
+    QCOMPARE(refusedRec.failure->kind, MakeDmgFailure::Kind::VolumeInUse);
+    QCOMPARE(refusedRec.beginCount, 0);
     QVERIFY(mac->calls("hdiutil").isEmpty());
     QVERIFY(!called(*mac, "diskutil", "eject"));
     QVERIFY(isMounted(*mac, "TavrillDmg"));
@@ -323,9 +308,7 @@ void TestMakeDmg::toolFailuresAndFullDestinations() {
     auto run = [&](const std::function<void(MakeDmg&)>& start) {
         MakeDmg builder;
         Recorder rec;
-        rec.builder = &builder;
-        rec.copyPaths = {"/Volumes/SRC/Notes.txt"};
-        builder.setMakeDmgDelegate(&rec);
+        rec.attach(builder, {"/Volumes/SRC/Notes.txt"});
         start(builder);
         waitUntil([&] { return rec.ended(); }, 30000);
         return rec;
@@ -361,9 +344,7 @@ void TestMakeDmg::unreadableItemsAreCountedAsMissing() {
     // The image: the two items that cannot be read are missing, the others are in it.
     MakeDmg builder;
     Recorder rec;
-    rec.builder = &builder;
-    rec.copyPaths = items;
-    builder.setMakeDmgDelegate(&rec);
+    rec.attach(builder, items);
     builder.makeTmpDmgWithPath(kDest, "Partial", 100000);
     QVERIFY(waitUntil([&] { return rec.ended(); }, 60000));
     QVERIFY(rec.failure);
@@ -398,7 +379,7 @@ void TestMakeDmg::emptyFoldersZipWithoutACount() {
     hollow->setChildren({node("/Volumes/SRC/Hollow/Inner", true)});
     MakeDmg builder;
     Recorder rec;
-    builder.setMakeDmgDelegate(&rec);
+    rec.attach(builder);
     builder.doZipWithPath(kDest + "/Hollow.zip", {hollow, node("/Volumes/SRC/Empty", true)});
     QVERIFY(waitUntil([&] { return rec.ended(); }, 30000));
     QVERIFY(!rec.failure);

@@ -9,9 +9,7 @@ private Q_SLOTS:
     void archiveUnzipsToTheSelection();
     void stopInEachStageLeavesNothingBehind_data();
     void stopInEachStageLeavesNothingBehind();
-    void closingMidRunGivesBackTheMountedImage();
-    void rootVolumeGetsAFolderOfItsOwn();
-    void neverTakesOverAVolumeItDidNotMount();
+    void imageVolumeIsOnlyEverItsOwn();
     void toolFailuresAndFullDestinations();
     void unreadableItemsAreCountedAsMissing();
     void emptyFoldersZipWithoutACount();

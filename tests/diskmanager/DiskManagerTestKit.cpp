@@ -24,7 +24,7 @@ std::unique_ptr<EmulatedMac> managerMachine() {
 
 QList<QStringList> diskutilCalls(const EmulatedMac& mac) {
     QList<QStringList> calls;
-    for (QStringList call : mac.calls(QStringLiteral("diskutil"))) {
+    for (QStringList call : mac.calls("diskutil")) {
         call.removeFirst();
         calls << call;
     }

@@ -6,15 +6,13 @@
 class TestDiskManagerEngine : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void listingTakesEachMountedVolumeOnce();
-    void recordsFollowTheToolsAnswer();
+    void listingTakesEachMountedVolumeOnceAsTheToolSaw();
     void lookupSkipsKnownAndNamelessVolumes();
     void listingIsGuardedAndOnlyTheNewestCounts();
     void fat32NameRule_data();
     void fat32NameRule();
     void renameRunsOneLineAndKeepsTheName();
-    void formatRunsTheGeneralLine();
-    void apfsFormatRenamesThenReformats();
+    void formatRunsTheLineOfEachKind();
     void hostileNamesReachTheToolLiterally();
     void namesThatCannotBeUsedRunNothing_data();
     void namesThatCannotBeUsedRunNothing();

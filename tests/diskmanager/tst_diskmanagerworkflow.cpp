@@ -79,7 +79,7 @@ QAbstractButton* button(DiskManagerCell* cell, const char* id) {
 
 QString shownName(DiskManagerCell* cell) {
     // The whole name: the row shortens it only to the width its layout settles on.
-    return cell->findChild<ElidedLabel*>(QStringLiteral("name"))->fullText();
+    return cell->findChild<ElidedLabel*>("name")->fullText();
 }
 
 // Waits until the tab shows a listing taken after `listings` were seen, in which `name` is (or
@@ -114,6 +114,20 @@ void retype(QLineEdit* field, const QString& text) {
     }
 }
 
+// Clicks a volume's row away from its buttons, as a user selects it.
+void clickRow(const RepairDiskViewController& tab, const QString& name) {
+    DiskManagerCell* cell = cellOf(tab, name);
+    QTest::mouseClick(cell, Qt::LeftButton, {}, QPoint(8, cell->height() / 2));
+}
+
+// "Rename" on a volume's row, then the name typed into its field; answers the row.
+DiskManagerCell* startRename(const RepairDiskViewController& tab, const QString& name, const QString& typed) {
+    click(button(cellOf(tab, name), "rename"));
+    DiskManagerCell* cell = cellOf(tab, name);
+    retype(cell->nameField(), typed);
+    return cell;
+}
+
 } // namespace
 
 void TestDiskManagerWorkflow::tabListsVolumesWithTheirButtons() {
@@ -121,7 +135,7 @@ void TestDiskManagerWorkflow::tabListsVolumesWithTheirButtons() {
     auto tab = openTab(*mac);
     QVERIFY(tab);
     QCOMPARE(tab->parTableView()->rowCount(), 5);
-    QCOMPARE(rowOf(*tab, QStringLiteral("EFI")), -1);
+    QCOMPARE(rowOf(*tab, "EFI"), -1);
     QCOMPARE(tab->selectIndex(), 0);
     QCOMPARE(tab->selectVolume(), tab->allVolumeArr().first());
     QVERIFY(tab->loadProView()->isHidden());
@@ -147,9 +161,9 @@ void TestDiskManagerWorkflow::tabListsVolumesWithTheirButtons() {
         QVERIFY(!button(cell, "save")->isVisible());
         const QString icon =
             QLatin1String(e.icon) + (cell->isSelected() ? QStringLiteral("_sel") : QString());
-        QCOMPARE(cell->findChild<ImageView*>(QStringLiteral("icon"))->imageName(), icon);
-        QCOMPARE(cell->findChild<QLabel*>(QStringLiteral("size"))->text(), QLatin1String(e.size));
-        QCOMPARE(cell->findChild<QLabel*>(QStringLiteral("type"))->text(), QLatin1String(e.type));
+        QCOMPARE(cell->findChild<ImageView*>("icon")->imageName(), icon);
+        QCOMPARE(cell->findChild<QLabel*>("size")->text(), QLatin1String(e.size));
+        QCOMPARE(cell->findChild<QLabel*>("type")->text(), QLatin1String(e.type));
     }
     VolumeObj unknown;
     QCOMPARE(DiskManagerCell::sizeText(unknown), QStringLiteral("Unknow"));
@@ -157,13 +171,13 @@ void TestDiskManagerWorkflow::tabListsVolumesWithTheirButtons() {
     QCOMPARE(DiskManagerCell::sizeText(unknown), QStringLiteral("Unknow"));
 
     // Clicking a row selects it.
-    DiskManagerCell* stick = cellOf(*tab, QStringLiteral("STICK"));
+    DiskManagerCell* stick = cellOf(*tab, "STICK");
     QTest::mouseClick(stick, Qt::LeftButton, {}, QPoint(8, stick->height() / 2));
-    QCOMPARE(tab->selectIndex(), rowOf(*tab, QStringLiteral("STICK")));
+    QCOMPARE(tab->selectIndex(), rowOf(*tab, "STICK"));
     QCOMPARE(tab->selectVolume()->volumeName(), QStringLiteral("STICK"));
     QVERIFY(stick->isSelected());
-    QVERIFY(!tab->cellAt(0)->isSelected() || rowOf(*tab, QStringLiteral("STICK")) == 0);
-    QCOMPARE(stick->findChild<ImageView*>(QStringLiteral("icon"))->imageName(), QStringLiteral("ic_usb_sel"));
+    QVERIFY(!tab->cellAt(0)->isSelected() || rowOf(*tab, "STICK") == 0);
+    QCOMPARE(stick->findChild<ImageView*>("icon")->imageName(), QStringLiteral("ic_usb_sel"));
     saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("tab"));
 
     // The help button opens the support team's page.
@@ -178,21 +192,20 @@ void TestDiskManagerWorkflow::renameFromTheRow() {
     auto mac = managerMachine();
     auto tab = openTab(*mac);
     QVERIFY(tab);
-    const QString uuid =
-        mac->diskInfo(QStringLiteral("/Volumes/STICK")).value(QStringLiteral("VolumeUUID")).toString();
+    const QString uuid = mac->diskInfo("/Volumes/STICK").value("VolumeUUID").toString();
     mac->clearLog();
     QSignalSpy listed(tab.get(), &RepairDiskViewController::volumesReloaded);
 
     // "Rename" on the stick's row selects it and opens its name field.
-    click(button(cellOf(*tab, QStringLiteral("STICK")), "rename"));
-    DiskManagerCell* stick = cellOf(*tab, QStringLiteral("STICK"));
+    click(button(cellOf(*tab, "STICK"), "rename"));
+    DiskManagerCell* stick = cellOf(*tab, "STICK");
     // Watched from here on: a listing may replace the row once the tool has run.
     const QPointer<DiskManagerCell> kept(stick);
     QVERIFY(tab->isRenameEdit());
     QCOMPARE(tab->selectVolume()->volumeName(), QStringLiteral("STICK"));
     QVERIFY(stick->nameField()->isVisible());
     QCOMPARE(stick->nameField()->text(), QStringLiteral("STICK"));
-    QVERIFY(!stick->findChild<QLabel*>(QStringLiteral("name"))->isVisible());
+    QVERIFY(!stick->findChild<QLabel*>("name")->isVisible());
     QVERIFY(button(stick, "save")->isVisible());
     for (int row = 0; row < tab->parTableView()->rowCount(); ++row) {
         for (const char* id : {"rename", "format", "eject"})
@@ -215,9 +228,8 @@ void TestDiskManagerWorkflow::renameFromTheRow() {
     // Unless a listing (the rename's mount notices) has already replaced the row.
     QVERIFY(!kept || shownName(kept) == QStringLiteral("MY BACKUP D"));
     // The tool moved the mount point; the notices bring a listing with the tool's own name.
-    QVERIFY(waitForRow(*tab, listed, listings, QStringLiteral("MY BACKUP D"), true));
-    QCOMPARE(mac->diskInfo(uuid).value(QStringLiteral("VolumeName")).toString(),
-             QStringLiteral("MY BACKUP D"));
+    QVERIFY(waitForRow(*tab, listed, listings, "MY BACKUP D", true));
+    QCOMPARE(mac->diskInfo(uuid).value("VolumeName").toString(), QStringLiteral("MY BACKUP D"));
 
     struct Case {
         QString typed;
@@ -233,9 +245,7 @@ void TestDiskManagerWorkflow::renameFromTheRow() {
     QString current = QStringLiteral("MY BACKUP D");
     for (const Case& c : cases) {
         mac->clearLog();
-        click(button(cellOf(*tab, current), "rename"));
-        DiskManagerCell* cell = cellOf(*tab, current);
-        retype(cell->nameField(), c.typed);
+        DiskManagerCell* cell = startRename(*tab, current, c.typed);
         listings = listed.size();
         click(button(cell, "save"));
         QVERIFY(!tab->isRenameEdit());
@@ -252,10 +262,8 @@ void TestDiskManagerWorkflow::renameFromTheRow() {
     }
     // Leaving by selecting another row renames nothing.
     mac->clearLog();
-    click(button(cellOf(*tab, current), "rename"));
-    retype(cellOf(*tab, current)->nameField(), QStringLiteral("OTHER"));
-    DiskManagerCell* data = cellOf(*tab, QStringLiteral("Data"));
-    QTest::mouseClick(data, Qt::LeftButton, {}, QPoint(8, data->height() / 2));
+    startRename(*tab, current, QStringLiteral("OTHER"));
+    clickRow(*tab, "Data");
     QVERIFY(!tab->isRenameEdit());
     QCOMPARE(changingCalls(*mac), QList<QStringList>());
 }
@@ -267,7 +275,7 @@ void TestDiskManagerWorkflow::formatNtfsThroughThePopups() {
     QSignalSpy listed(tab.get(), &RepairDiskViewController::volumesReloaded);
     mac->clearLog();
 
-    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, QStringLiteral("WINDOWS"));
+    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, "WINDOWS");
     QVERIFY(confirm);
     QVERIFY(!tab->formatend());
     QCOMPARE(confirm->nameLabel->text(), QStringLiteral("Format 'WINDOWS'?"));
@@ -305,10 +313,9 @@ void TestDiskManagerWorkflow::formatNtfsThroughThePopups() {
     QVERIFY(tab->formatingViewController() == nullptr);
     QCOMPARE(changingCalls(*mac),
              QList<QStringList>({{"eraseVolume", "MS-DOS FAT32", "NEW", "/dev/disk4s1"}}));
-    QVERIFY(waitForRow(*tab, listed, listings, QStringLiteral("NEW"), true));
-    QCOMPARE(rowOf(*tab, QStringLiteral("WINDOWS")), -1);
-    QCOMPARE(tab->allVolumeArr().at(rowOf(*tab, QStringLiteral("NEW")))->diskType(),
-             QStringLiteral("MS-DOS FAT32"));
+    QVERIFY(waitForRow(*tab, listed, listings, "NEW", true));
+    QCOMPARE(rowOf(*tab, "WINDOWS"), -1);
+    QCOMPARE(tab->allVolumeArr().at(rowOf(*tab, "NEW"))->diskType(), QStringLiteral("MS-DOS FAT32"));
     saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("format-end"));
 
     FormatEndViewController* end = tab->formatEndViewController();
@@ -322,7 +329,7 @@ void TestDiskManagerWorkflow::formatWithTheTypeMenu() {
     QVERIFY(tab);
     mac->clearLog();
 
-    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, QStringLiteral("STICK"));
+    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, "STICK");
     QVERIFY(confirm);
     QCOMPARE(confirm->typeLabel->text(), QStringLiteral("MS-DOS FAT32"));
     QVERIFY(!confirm->isTypeLocked());
@@ -341,7 +348,7 @@ void TestDiskManagerWorkflow::formatWithTheTypeMenu() {
     QCOMPARE(menu->label_2->text(), QStringLiteral("MS-DOS FAT32"));
     QCOMPARE(menu->label_3->text(), QStringLiteral("Journaled HFS+"));
     hover(menu->view_4);
-    QVERIFY(menu->label_3->styleSheet().contains(QStringLiteral("#ffffff")));
+    QVERIFY(menu->label_3->styleSheet().contains("#ffffff"));
     saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("type-menu"));
     hover(menu, false);
     QVERIFY(waitUntil([&] { return menu.isNull(); }, 1000));
@@ -365,8 +372,7 @@ void TestDiskManagerWorkflow::formatWithTheTypeMenu() {
     NotificationCenter::defaultCenter()->postNotificationName(QString::fromLatin1(MCVolumeMountNotification),
                                                               nullptr);
     QVERIFY(waitUntil([&] { return listed.size() == 1 && !tab->isScanV(); }, 20000));
-    DiskManagerCell* data = cellOf(*tab, QStringLiteral("Data"));
-    QTest::mouseClick(data, Qt::LeftButton, {}, QPoint(8, data->height() / 2));
+    clickRow(*tab, "Data");
     QCOMPARE(tab->selectVolume()->volumeName(), QStringLiteral("Data"));
 
     // An empty name becomes "NEW".
@@ -375,9 +381,8 @@ void TestDiskManagerWorkflow::formatWithTheTypeMenu() {
     QVERIFY(waitUntil([&] { return tab->formatEndViewController() != nullptr; }, 20000));
     QCOMPARE(changingCalls(*mac),
              QList<QStringList>({{"eraseVolume", "Journaled HFS+", "NEW", "/dev/disk3s1"}}));
-    QVERIFY(waitUntil([&] { return !tab->isScanV() && rowOf(*tab, QStringLiteral("NEW")) >= 0; }, 20000));
-    QCOMPARE(tab->allVolumeArr().at(rowOf(*tab, QStringLiteral("NEW")))->diskType(),
-             QStringLiteral("Journaled HFS+"));
+    QVERIFY(waitUntil([&] { return !tab->isScanV() && rowOf(*tab, "NEW") >= 0; }, 20000));
+    QCOMPARE(tab->allVolumeArr().at(rowOf(*tab, "NEW"))->diskType(), QStringLiteral("Journaled HFS+"));
 }
 
 void TestDiskManagerWorkflow::cancelLeavesTheVolumeAlone() {
@@ -385,10 +390,10 @@ void TestDiskManagerWorkflow::cancelLeavesTheVolumeAlone() {
     auto tab = openTab(*mac);
     QVERIFY(tab);
     mac->clearLog();
-    QPointer<MakeSureFormatViewController> first = confirmFormatOf(*tab, QStringLiteral("STICK"));
+    QPointer<MakeSureFormatViewController> first = confirmFormatOf(*tab, "STICK");
     QVERIFY(first);
     // Only one confirmation at a time.
-    click(button(cellOf(*tab, QStringLiteral("Data")), "format"));
+    click(button(cellOf(*tab, "Data"), "format"));
     QCOMPARE(tab->makeSureFormatViewController(), first.data());
     QCOMPARE(tab->selectVolume()->volumeName(), QStringLiteral("Data"));
 
@@ -398,11 +403,11 @@ void TestDiskManagerWorkflow::cancelLeavesTheVolumeAlone() {
     QTest::qWait(300);
     QCOMPARE(changingCalls(*mac), QList<QStringList>());
     QVERIFY(tab->formatingViewController() == nullptr);
-    QVERIFY(rowOf(*tab, QStringLiteral("STICK")) >= 0);
-    QVERIFY(QDir(mac->host(QStringLiteral("/Volumes/STICK"))).exists());
+    QVERIFY(rowOf(*tab, "STICK") >= 0);
+    QVERIFY(QDir(mac->host("/Volumes/STICK")).exists());
 
     // A new confirmation can be opened afterwards; an APFS volume keeps its type.
-    QPointer<MakeSureFormatViewController> second = confirmFormatOf(*tab, QStringLiteral("Projects"));
+    QPointer<MakeSureFormatViewController> second = confirmFormatOf(*tab, "Projects");
     QVERIFY(second);
     QCOMPARE(second->nameLabel->text(), QStringLiteral("Format 'Projects'?"));
     QVERIFY(second->isTypeLocked());
@@ -415,17 +420,16 @@ void TestDiskManagerWorkflow::ejectRemovesTheRowAfterTheUnmountNotice() {
     auto mac = managerMachine();
     auto tab = openTab(*mac);
     QVERIFY(tab);
-    const QString uuid =
-        mac->diskInfo(QStringLiteral("/Volumes/STICK")).value(QStringLiteral("VolumeUUID")).toString();
+    const QString uuid = mac->diskInfo("/Volumes/STICK").value("VolumeUUID").toString();
     QSignalSpy listed(tab.get(), &RepairDiskViewController::volumesReloaded);
     const qsizetype listings = listed.size();
     mac->clearLog();
-    click(button(cellOf(*tab, QStringLiteral("STICK")), "eject"));
+    click(button(cellOf(*tab, "STICK"), "eject"));
     QVERIFY(waitUntil([&] { return !changingCalls(*mac).isEmpty(); }, 20000));
     QCOMPARE(changingCalls(*mac), QList<QStringList>({{QStringLiteral("eject"), uuid}}));
     // The row stays until the platform reports the volume gone.
-    QVERIFY(rowOf(*tab, QStringLiteral("STICK")) >= 0);
-    QVERIFY(waitForRow(*tab, listed, listings, QStringLiteral("STICK"), false));
+    QVERIFY(rowOf(*tab, "STICK") >= 0);
+    QVERIFY(waitForRow(*tab, listed, listings, "STICK", false));
     QCOMPARE(tab->parTableView()->rowCount(), 4);
     QCOMPARE(tab->selectIndex(), 0);
 }
@@ -452,12 +456,12 @@ void TestDiskManagerWorkflow::mountDuringListingIsReadAfterIt() {
     QVERIFY(!tab.loadProView()->isVisibleTo(&tab));
 
     // Once idle, a mount notice lists again, and a real mount shows up.
-    mac->run(QStringLiteral("diskutil"), {QStringLiteral("unmount"), QStringLiteral("/Volumes/STICK")});
-    QVERIFY(waitForRow(tab, listed, 2, QStringLiteral("STICK"), false));
+    mac->run("diskutil", {"unmount", "/Volumes/STICK"});
+    QVERIFY(waitForRow(tab, listed, 2, "STICK", false));
     QVERIFY(started.size() >= 1);
     const qsizetype listings = listed.size();
-    mac->run(QStringLiteral("diskutil"), {QStringLiteral("mount"), QStringLiteral("/dev/disk3s1")});
-    QVERIFY(waitForRow(tab, listed, listings, QStringLiteral("STICK"), true));
+    mac->run("diskutil", {"mount", "/dev/disk3s1"});
+    QVERIFY(waitForRow(tab, listed, listings, "STICK", true));
 }
 
 void TestDiskManagerWorkflow::unusableNamesAndFailuresAreShown() {
@@ -467,9 +471,7 @@ void TestDiskManagerWorkflow::unusableNamesAndFailuresAreShown() {
     mac->clearLog();
 
     // A rename the volume's file system refuses: the field stays open and says why.
-    click(button(cellOf(*tab, QStringLiteral("STICK")), "rename"));
-    DiskManagerCell* stick = cellOf(*tab, QStringLiteral("STICK"));
-    retype(stick->nameField(), QStringLiteral("photos*2026"));
+    DiskManagerCell* stick = startRename(*tab, "STICK", QStringLiteral("photos*2026"));
     click(button(stick, "save"));
     QVERIFY(tab->isRenameEdit());
     QVERIFY(stick->nameField()->isVisible());
@@ -478,12 +480,11 @@ void TestDiskManagerWorkflow::unusableNamesAndFailuresAreShown() {
              QString::fromUtf8("MS-DOS FAT32 volumes cannot have “*” in their name."));
     saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("rename-refused"));
     // Leaving the field forgets the reason.
-    DiskManagerCell* data = cellOf(*tab, QStringLiteral("Data"));
-    QTest::mouseClick(data, Qt::LeftButton, {}, QPoint(8, data->height() / 2));
+    clickRow(*tab, "Data");
     QVERIFY(!stick->nameProblemLabel()->isVisible());
 
     // The confirmation keeps a name it cannot use and says why.
-    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, QStringLiteral("Data"));
+    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, "Data");
     QVERIFY(confirm);
     QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
     retype(confirm->nameTextFiled, QStringLiteral("2026:11"));
@@ -496,35 +497,32 @@ void TestDiskManagerWorkflow::unusableNamesAndFailuresAreShown() {
     QTest::qWait(200);
     QCOMPARE(changingCalls(*mac), QList<QStringList>());
 
-    // An erase the tool fails ends in an end popup that says so.
-    QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "eraseVolume", "mode": "fail", "times": 1})"));
-    retype(confirm->nameTextFiled, QStringLiteral("Archive"));
-    click(confirm->okButton);
-    QVERIFY(waitUntil([&] { return tab->formatEndViewController() != nullptr; }, 20000));
-    QCOMPARE(changingCalls(*mac),
-             QList<QStringList>({{"eraseVolume", "Journaled HFS+", "Archive", "/dev/disk2s2"}}));
-    FormatEndViewController* end = tab->formatEndViewController();
-    QCOMPARE(end->titleLabel()->text(), QStringLiteral("Format failed"));
-    QCOMPARE(end->text(), QStringLiteral("The disk tool ended with status 1."));
-    saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("format-failed"));
-    click(end->okButton());
-    QVERIFY(waitUntil([&] { return tab->formatEndViewController() == nullptr; }, 2000));
-    QVERIFY(waitUntil([&] { return !tab->isScanV() && rowOf(*tab, QStringLiteral("Data")) >= 0; }, 20000));
-
-    // So does one that exits 0 without saying that it finished.
-    mac->clearLog();
-    QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "eraseVolume", "mode": "silent", "times": 1})"));
-    confirm = confirmFormatOf(*tab, QStringLiteral("Data"));
-    QVERIFY(confirm);
-    QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
-    retype(confirm->nameTextFiled, QStringLiteral("Archive"));
-    click(confirm->okButton);
-    QVERIFY(waitUntil([&] { return tab->formatEndViewController() != nullptr; }, 20000));
-    QCOMPARE(changingCalls(*mac),
-             QList<QStringList>({{"eraseVolume", "Journaled HFS+", "Archive", "/dev/disk2s2"}}));
-    end = tab->formatEndViewController();
-    QCOMPARE(end->titleLabel()->text(), QStringLiteral("Format failed"));
-    QCOMPARE(end->text(), QStringLiteral("The disk tool did not report the erase as finished."));
+    // An erase the tool fails, or one that exits 0 without saying that it finished, ends in an
+    // end popup that says so.
+    for (const auto& [mode, reason] :
+         {std::pair{"fail", "The disk tool ended with status 1."},
+          std::pair{"silent", "The disk tool did not report the erase as finished."}}) {
+        mac->clearLog();
+        QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "eraseVolume", "times": 1, "mode": ")" +
+                              QByteArray(mode) + "\"}"));
+        if (!tab->makeSureFormatViewController()) {
+            confirm = confirmFormatOf(*tab, "Data");
+            QVERIFY(confirm);
+            QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
+        }
+        retype(confirm->nameTextFiled, QStringLiteral("Archive"));
+        click(confirm->okButton);
+        QVERIFY(waitUntil([&] { return tab->formatEndViewController() != nullptr; }, 20000));
+        QCOMPARE(changingCalls(*mac),
+                 QList<QStringList>({{"eraseVolume", "Journaled HFS+", "Archive", "/dev/disk2s2"}}));
+        FormatEndViewController* end = tab->formatEndViewController();
+        QCOMPARE(end->titleLabel()->text(), QStringLiteral("Format failed"));
+        QCOMPARE(end->text(), QString::fromLatin1(reason));
+        saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("format-failed-") + mode);
+        click(end->okButton());
+        QVERIFY(waitUntil([&] { return tab->formatEndViewController() == nullptr; }, 2000));
+        QVERIFY(waitUntil([&] { return !tab->isScanV() && rowOf(*tab, "Data") >= 0; }, 20000));
+    }
 }
 
 void TestDiskManagerWorkflow::hungToolEndsAtItsLimitWithTheWindowResponsive() {
@@ -536,9 +534,7 @@ void TestDiskManagerWorkflow::hungToolEndsAtItsLimitWithTheWindowResponsive() {
     setToolTimeLimits({1500, 1500, 300});
     QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "rename", "mode": "hang", "seconds": 60})"));
 
-    click(button(cellOf(*tab, QStringLiteral("STICK")), "rename"));
-    DiskManagerCell* stick = cellOf(*tab, QStringLiteral("STICK"));
-    retype(stick->nameField(), QStringLiteral("BACKUP"));
+    DiskManagerCell* stick = startRename(*tab, "STICK", QStringLiteral("BACKUP"));
     // The main loop keeps turning while the tool hangs.
     int ticks = 0;
     QTimer heartbeat;
@@ -555,16 +551,14 @@ void TestDiskManagerWorkflow::hungToolEndsAtItsLimitWithTheWindowResponsive() {
     QVERIFY2(ticks >= 20, qPrintable(QString::number(ticks)));
 
     // The failure path: the name field is back with the reason, the volume keeps its name.
-    stick = cellOf(*tab, QStringLiteral("STICK"));
+    stick = cellOf(*tab, "STICK");
     QVERIFY(stick && tab->isRenameEdit());
     QCOMPARE(stick->nameField()->text(), QStringLiteral("BACKUP"));
     QCOMPARE(stick->nameProblemLabel()->fullText(),
              QStringLiteral("The disk tool did not finish in time and was stopped."));
-    QCOMPARE(mac->diskInfo(QStringLiteral("/Volumes/STICK")).value(QStringLiteral("VolumeName")).toString(),
-             QStringLiteral("STICK"));
+    QCOMPARE(mac->diskInfo("/Volumes/STICK").value("VolumeName").toString(), QStringLiteral("STICK"));
     QvUninitLog();
-    QVERIFY(
-        readHostFile(mac->host(QStringLiteral("/tmp/Pellory.txt"))).contains("stopped \"diskutil rename "));
+    QVERIFY(readHostFile(mac->host("/tmp/Pellory.txt")).contains("stopped \"diskutil rename "));
     saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("rename-timed-out"));
 }
 
@@ -572,7 +566,7 @@ void TestDiskManagerWorkflow::quickFormatLeavesNoProgressPopup() {
     auto mac = managerMachine();
     auto tab = openTab(*mac);
     QVERIFY(tab);
-    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, QStringLiteral("STICK"));
+    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, "STICK");
     QVERIFY(confirm);
     QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
     click(confirm->okButton);
@@ -587,15 +581,15 @@ void TestDiskManagerWorkflow::ejectWithoutUuidRunsNothing() {
     auto mac = managerMachine();
     auto tab = openTab(*mac);
     QVERIFY(tab);
-    const int row = rowOf(*tab, QStringLiteral("STICK"));
+    const int row = rowOf(*tab, "STICK");
     QVERIFY(row >= 0);
     tab->tableViewShouldSelectRow(row);
     tab->selectVolume()->setDiskUUID(QString());
     mac->clearLog();
-    click(button(cellOf(*tab, QStringLiteral("STICK")), "eject"));
+    click(button(cellOf(*tab, "STICK"), "eject"));
     QTest::qWait(500);
     QCOMPARE(diskutilCalls(*mac), QList<QStringList>());
-    QVERIFY(QDir(mac->host(QStringLiteral("/Volumes/STICK"))).exists());
+    QVERIFY(QDir(mac->host("/Volumes/STICK")).exists());
 }
 
 void TestDiskManagerWorkflow::namesAreToldBeforeTheyChange_data() {
@@ -619,13 +613,11 @@ void TestDiskManagerWorkflow::namesAreToldBeforeTheyChange() {
     auto tab = openTab(*mac);
     QVERIFY(tab);
     mac->clearLog();
-    click(button(cellOf(*tab, volume), "rename"));
-    DiskManagerCell* cell = cellOf(*tab, volume);
-    retype(cell->nameField(), QStringLiteral("MyVeryLongStickName2024"));
+    DiskManagerCell* cell = startRename(*tab, volume, QStringLiteral("MyVeryLongStickName2024"));
     QVERIFY(cell->nameProblemLabel()->isVisible());
     QCOMPARE(cell->nameProblemLabel()->fullText(), hint);
     // Said in the error colour only when nothing would run.
-    QCOMPARE(cell->nameProblemLabel()->styleSheet().contains(QStringLiteral("#e5534b")), refused);
+    QCOMPARE(cell->nameProblemLabel()->styleSheet().contains("#e5534b"), refused);
     QCOMPARE(changingCalls(*mac), QList<QStringList>());
     saveScreenshot(tab.get(), QStringLiteral("diskmanager"), QStringLiteral("name-hint-") + volume);
 }
@@ -636,14 +628,14 @@ void TestDiskManagerWorkflow::formatConfirmationListsOnlyWhatThatEraseDestroys()
     auto tab = openTab(*mac);
     QVERIFY(tab);
     // Each row names its drive; the start-up volume says so.
-    QCOMPARE(cellOf(*tab, QStringLiteral("WINDOWS"))->driveLabel()->fullText(),
+    QCOMPARE(cellOf(*tab, "WINDOWS")->driveLabel()->fullText(),
              QString::fromUtf8("Samsung PSSD T7 Media · USB · 500.11 GB"));
-    QVERIFY(cellOf(*tab, QStringLiteral("Macintosh HD"))
+    QVERIFY(cellOf(*tab, "Macintosh HD")
                 ->driveLabel()
                 ->fullText()
                 .endsWith(QString::fromUtf8(" · start-up disk")));
     mac->clearLog();
-    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, QStringLiteral("WINDOWS"));
+    MakeSureFormatViewController* confirm = confirmFormatOf(*tab, "WINDOWS");
     QVERIFY(confirm);
     QCOMPARE(confirm->nameLabel->text(), QStringLiteral("Format 'WINDOWS'?"));
     QCOMPARE(confirm->lossView()->lines(),
@@ -677,8 +669,7 @@ void TestDiskManagerWorkflow::busyVolumeEjectNamesTheHolder() {
     auto mac = managerMachine();
     auto tab = openTab(*mac);
     QVERIFY(tab);
-    const QString uuid =
-        mac->diskInfo(QStringLiteral("/Volumes/STICK")).value(QStringLiteral("VolumeUUID")).toString();
+    const QString uuid = mac->diskInfo("/Volumes/STICK").value("VolumeUUID").toString();
     QCOMPARE(mac->emuctl({"busy", "STICK", "2387", "/bin/zsh", "2386", "/usr/sbin/sshd"}).code, 0);
     const QStringList eject{QStringLiteral("eject"), uuid};
     const auto questionNamed = [&](const char* name) {
@@ -689,7 +680,7 @@ void TestDiskManagerWorkflow::busyVolumeEjectNamesTheHolder() {
 
     // The refusal names the program and its process; declining the forced eject runs nothing.
     for (bool declineAtOnce : {true, false}) {
-        click(button(cellOf(*tab, QStringLiteral("STICK")), "eject"));
+        click(button(cellOf(*tab, "STICK"), "eject"));
         QVERIFY(questionNamed("volumeInUse"));
         QCOMPARE(tab->ejectQuestion()->text(),
                  QStringLiteral("STICK is in use by zsh (process 2387). Quit it and try again."));
@@ -709,12 +700,12 @@ void TestDiskManagerWorkflow::busyVolumeEjectNamesTheHolder() {
     }
     QTest::qWait(300);
     QCOMPARE(changingCalls(*mac), QList<QStringList>({eject, eject}));
-    QVERIFY(rowOf(*tab, QStringLiteral("STICK")) >= 0);
+    QVERIFY(rowOf(*tab, "STICK") >= 0);
 
     // Agreed to, the forced eject unmounts by force, then ejects.
     QSignalSpy listed(tab.get(), &RepairDiskViewController::volumesReloaded);
     const qsizetype listings = listed.size();
-    click(button(cellOf(*tab, QStringLiteral("STICK")), "eject"));
+    click(button(cellOf(*tab, "STICK"), "eject"));
     QVERIFY(questionNamed("volumeInUse"));
     click(tab->ejectQuestion()->mainButton());
     QVERIFY(questionNamed("forceEject"));
@@ -723,5 +714,5 @@ void TestDiskManagerWorkflow::busyVolumeEjectNamesTheHolder() {
     QCOMPARE(changingCalls(*mac),
              QList<QStringList>(
                  {eject, eject, eject, {QStringLiteral("unmount"), QStringLiteral("force"), uuid}, eject}));
-    QVERIFY(waitForRow(*tab, listed, listings, QStringLiteral("STICK"), false));
+    QVERIFY(waitForRow(*tab, listed, listings, "STICK", false));
 }

@@ -1,5 +1,7 @@
 #include "EmulatorTestKit.h"
 
+#include <QDir>
+
 bool keysInByteOrder(const QByteArray& xml) {
     QList<QByteArray> lastKey; // one entry per open <dict>
     for (const QByteArray& raw : xml.split('\n')) {
@@ -21,11 +23,26 @@ bool keysInByteOrder(const QByteArray& xml) {
 }
 
 QVariantList partitionsOf(const QVariantMap& list, const QString& disk) {
-    for (const QVariant& e : list.value(QStringLiteral("AllDisksAndPartitions")).toList()) {
+    for (const QVariant& e : list.value("AllDisksAndPartitions").toList()) {
         const QVariantMap m = e.toMap();
-        if (m.value(QStringLiteral("DeviceIdentifier")).toString() == disk)
-            return m.value(QStringLiteral("Partitions")).toList() +
-                   m.value(QStringLiteral("APFSVolumes")).toList();
+        if (m.value("DeviceIdentifier").toString() == disk)
+            return m.value("Partitions").toList() + m.value("APFSVolumes").toList();
     }
     return {};
+}
+
+QStringList entriesOf(const EmulatedMac& mac, const QString& macPath) {
+    return QDir(mac.host(macPath)).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+}
+
+QString infoText(const EmulatedMac& mac, const QString& arg, const QString& key) {
+    return mac.diskInfo(arg).value(key).toString();
+}
+
+bool isWholeDisk(const EmulatedMac& mac, const QString& disk) {
+    return mac.diskList().value("WholeDisks").toStringList().contains(disk);
+}
+
+QString physicalStoreOf(const QVariantMap& info) {
+    return info.value("APFSPhysicalStores").toList().value(0).toMap().value("APFSPhysicalStore").toString();
 }

@@ -24,9 +24,7 @@ AsrRun runAsr(const EmulatedMac& mac, const QString& target, const QByteArray& a
     AsrRun r;
     QProcess p;
     p.setProcessEnvironment(asRoot ? EmulatedMac::rootEnvironment() : Machine::toolEnvironment());
-    p.start(mac.host(QStringLiteral("/usr/sbin/asr")),
-            {QStringLiteral("restore"), QStringLiteral("--source"), QStringLiteral("/"),
-             QStringLiteral("--target"), target, QStringLiteral("--erase")});
+    p.start(mac.host("/usr/sbin/asr"), {"restore", "--source", "/", "--target", target, "--erase"});
     if (!p.waitForStarted())
         return r;
     bool answered = false;
@@ -72,11 +70,10 @@ void TestAsr::restoresInEachDelivery() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
     if (!delivery.isEmpty())
-        QVERIFY(mac->setAsr(QStringLiteral("delivery"), delivery));
-    QVERIFY(mac->setAsr(QStringLiteral("pieceDelayMs"), QStringLiteral("25")));
-    QVERIFY(mac->setAsr(QStringLiteral("stepDelayMs"), QStringLiteral("0")));
-    const QString device =
-        mac->diskInfo(QStringLiteral("/Volumes/Backup")).value(QStringLiteral("DeviceNode")).toString();
+        QVERIFY(mac->setAsr("delivery", delivery));
+    QVERIFY(mac->setAsr("pieceDelayMs", "25"));
+    QVERIFY(mac->setAsr("stepDelayMs", "0"));
+    const QString device = infoText(*mac, "/Volumes/Backup", "DeviceNode");
 
     const AsrRun r = runAsr(*mac, QStringLiteral("/Volumes/Backup"));
     QCOMPARE(r.code, 0);
@@ -107,10 +104,9 @@ void TestAsr::restoresInEachDelivery() {
     }
     // The system's files are on the target, which now carries the system's name.
     const QString clone = QStringLiteral("/Volumes/Macintosh HD 1");
-    QCOMPARE(mac->diskInfo(device).value(QStringLiteral("MountPoint")).toString(), clone);
-    QCOMPARE(mac->diskInfo(device).value(QStringLiteral("VolumeName")).toString(),
-             QStringLiteral("Macintosh HD"));
-    QFile source(mac->host(QStringLiteral("/Applications/TextEdit.app/Contents/Info.plist")));
+    QCOMPARE(infoText(*mac, device, "MountPoint"), clone);
+    QCOMPARE(infoText(*mac, device, "VolumeName"), QStringLiteral("Macintosh HD"));
+    QFile source(mac->host("/Applications/TextEdit.app/Contents/Info.plist"));
     QFile copy(mac->host(clone + QStringLiteral("/Applications/TextEdit.app/Contents/Info.plist")));
     QVERIFY(source.open(QIODevice::ReadOnly) && copy.open(QIODevice::ReadOnly));
     QCOMPARE(copy.readAll(), source.readAll());
@@ -120,40 +116,51 @@ void TestAsr::restoresInEachDelivery() {
     QVERIFY(!QFileInfo::exists(mac->host(clone + QStringLiteral("/System/Volumes"))));
 }
 
-void TestAsr::failsAtTheKnobsPercentage() {
+void TestAsr::replicationFails_data() {
+    QTest::addColumn<bool>("unplug");
+    QTest::addColumn<QByteArray>("end");
+    QTest::newRow("at the knob's percentage")
+        << false
+        << QByteArray("\tReplicating ....10....20....30....40\nVolume replication failed - error 49244\n");
+    QTest::newRow("target pulled out")
+        << true << QByteArray("\nVolume replication failed - Device not configured\n");
+}
+
+void TestAsr::replicationFails() {
+    QFETCH(bool, unplug);
+    QFETCH(QByteArray, end);
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    QVERIFY(mac->setAsr(QStringLiteral("failAt"), QStringLiteral("40")));
-    QVERIFY(mac->setAsr(QStringLiteral("stepDelayMs"), QStringLiteral("0")));
-    QVERIFY(mac->setAsr(QStringLiteral("pieceDelayMs"), QStringLiteral("0")));
-    const AsrRun r = runAsr(*mac, QStringLiteral("/Volumes/Backup"));
+    QVERIFY(mac->setAsr(unplug ? "delivery" : "failAt", unplug ? "token" : "40"));
+    QVERIFY(mac->setAsr("stepDelayMs", unplug ? "150" : "0"));
+    QVERIFY(mac->setAsr("pieceDelayMs", "0"));
+    bool pulled = false;
+    const AsrRun r = runAsr(*mac, "/Volumes/Backup", "y", [&](const QByteArray& text) {
+        if (unplug && !pulled && text.contains("....20"))
+            pulled = mac->unplug("backup");
+    });
+    QCOMPARE(pulled, unplug);
     QCOMPARE(r.code, 1);
-    QVERIFY2(
-        r.text.endsWith("\tReplicating ....10....20....30....40\nVolume replication failed - error 49244\n"),
-        r.text.constData());
+    QVERIFY2(r.text.endsWith(end), r.text.constData());
     QVERIFY(!r.text.contains("Restore completed"));
+    QCOMPARE(isWholeDisk(*mac, "disk4"), !unplug);
 }
 
 void TestAsr::answerNoStopsBeforeTouchingTheTarget() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    QVERIFY(mac->setAsr(QStringLiteral("pieceDelayMs"), QStringLiteral("0")));
-    const QStringList before =
-        QDir(mac->host(QStringLiteral("/Volumes/Backup"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    QVERIFY(mac->setAsr("pieceDelayMs", "0"));
+    const QStringList before = entriesOf(*mac, "/Volumes/Backup");
     const AsrRun r = runAsr(*mac, QStringLiteral("/Volumes/Backup"), "n");
     QCOMPARE(r.code, 1);
     QVERIFY(r.text.endsWith("Could not restore - Operation canceled\n"));
-    QCOMPARE(
-        QDir(mac->host(QStringLiteral("/Volumes/Backup"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-        before);
+    QCOMPARE(entriesOf(*mac, "/Volumes/Backup"), before);
     // Without root it does nothing at all.
     mac->clearLog();
     const AsrRun user = runAsr(*mac, QStringLiteral("/Volumes/Backup"), "y", {}, false);
     QCOMPARE(user.code, 1);
     QCOMPARE(user.text, QByteArray("asr needs to be run as root (see sudo(8))\n"));
-    QCOMPARE(
-        QDir(mac->host(QStringLiteral("/Volumes/Backup"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-        before);
+    QCOMPARE(entriesOf(*mac, "/Volumes/Backup"), before);
     QVERIFY(mac->rootCalls().isEmpty());
     QCOMPARE(mac->calls().size(), 1);
     // A target that is not a mounted volume fails validation.
@@ -161,25 +168,4 @@ void TestAsr::answerNoStopsBeforeTouchingTheTarget() {
     QCOMPARE(missing.code, 1);
     QCOMPARE(missing.text,
              QByteArray("\tValidating target...\nCould not validate target - No such file or directory\n"));
-}
-
-void TestAsr::pullingTheTargetFailsTheRun() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY(mac->isValid());
-    QVERIFY(mac->setAsr(QStringLiteral("delivery"), QStringLiteral("token")));
-    QVERIFY(mac->setAsr(QStringLiteral("stepDelayMs"), QStringLiteral("150")));
-    QVERIFY(mac->setAsr(QStringLiteral("pieceDelayMs"), QStringLiteral("0")));
-    bool pulled = false;
-    const AsrRun r = runAsr(*mac, QStringLiteral("/Volumes/Backup"), "y", [&](const QByteArray& text) {
-        if (!pulled && text.contains("....20")) {
-            pulled = mac->unplug(QStringLiteral("backup"));
-        }
-    });
-    QVERIFY(pulled);
-    QCOMPARE(r.code, 1);
-    QVERIFY2(r.text.endsWith("\nVolume replication failed - Device not configured\n"), r.text.constData());
-    QVERIFY(!mac->diskList()
-                 .value(QStringLiteral("WholeDisks"))
-                 .toStringList()
-                 .contains(QStringLiteral("disk4")));
 }

@@ -6,7 +6,7 @@ class TestAsr : public QObject {
 private Q_SLOTS:
     void restoresInEachDelivery_data();
     void restoresInEachDelivery();
-    void failsAtTheKnobsPercentage();
+    void replicationFails_data();
+    void replicationFails();
     void answerNoStopsBeforeTouchingTheTarget();
-    void pullingTheTargetFailsTheRun();
 };

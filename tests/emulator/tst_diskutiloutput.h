@@ -8,7 +8,6 @@ private Q_SLOTS:
     void systemVolumeFollowsTheVersion();
     void keysAreInByteOrderWithRealTypes();
     void volumeKindsReportTheirFileSystems();
-    void everyLookupFormFindsTheSameVolume();
-    void unknownDeviceGivesTheErrorPlist();
+    void lookupsByEveryFormAndUnknownDevices();
     void freeSpaceFollowsStoredBytes();
 };

@@ -11,7 +11,7 @@
 namespace {
 
 EmulatedMac::Run diskutil(const EmulatedMac& mac, const QStringList& args) {
-    return mac.run(QStringLiteral("diskutil"), args);
+    return mac.run("diskutil", args);
 }
 
 } // namespace
@@ -19,43 +19,39 @@ EmulatedMac::Run diskutil(const EmulatedMac& mac, const QStringList& args) {
 void TestDiskutilVerbs::renameMovesTheMountFolder() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    const QStringList before = QDir(mac->host(QStringLiteral("/Volumes/STICK")))
-                                   .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    const QStringList before = entriesOf(*mac, "/Volumes/STICK");
     QVERIFY(!before.isEmpty());
     const EmulatedMac::Run r = diskutil(*mac, {"rename", "disk3s1", "NEW STICK"});
     QCOMPARE(r.code, 0);
     QCOMPARE(r.out, QByteArray("Volume on disk3s1 renamed to NEW STICK\n"));
-    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/STICK"))));
-    QCOMPARE(QDir(mac->host(QStringLiteral("/Volumes/NEW STICK")))
-                 .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-             before);
+    QVERIFY(!QFileInfo::exists(mac->host("/Volumes/STICK")));
+    QCOMPARE(entriesOf(*mac, "/Volumes/NEW STICK"), before);
     QVERIFY(mac->mountTable().contains("/dev/disk3s1 /Volumes/NEW\\040STICK msdos rw,"));
-    QCOMPARE(mac->diskInfo(QStringLiteral("disk3s1")).value(QStringLiteral("MountPoint")).toString(),
-             QStringLiteral("/Volumes/NEW STICK"));
-    QVERIFY(mac->diskList()
-                .value(QStringLiteral("VolumesFromDisks"))
-                .toStringList()
-                .contains(QStringLiteral("NEW STICK")));
+    QCOMPARE(infoText(*mac, "disk3s1", "MountPoint"), QStringLiteral("/Volumes/NEW STICK"));
+    QVERIFY(mac->diskList().value("VolumesFromDisks").toStringList().contains("NEW STICK"));
+
+    // A name another volume has mounts with a number; the name alone finds the first one.
+    QCOMPARE(diskutil(*mac, {"rename", "/Volumes/Backup", "NEW STICK"}).code, 0);
+    QCOMPARE(infoText(*mac, "disk4s2", "MountPoint"), QStringLiteral("/Volumes/NEW STICK 1"));
+    QCOMPARE(infoText(*mac, "/Volumes/NEW STICK", "DeviceIdentifier"), QStringLiteral("disk3s1"));
+    QCOMPARE(infoText(*mac, "/Volumes/NEW STICK 1", "VolumeName"), QStringLiteral("NEW STICK"));
 }
 
 void TestDiskutilVerbs::nameRulesOfEachFileSystem_data() {
     QTest::addColumn<QString>("volume");
     QTest::addColumn<QString>("name");
     QTest::addColumn<bool>("accepted");
-    QTest::newRow("FAT lower case") << "/Volumes/STICK"
-                                    << "udisk" << false;
-    QTest::newRow("FAT 12 characters") << "/Volumes/STICK"
-                                       << "TWELVECHARSX" << false;
-    QTest::newRow("FAT 11 characters") << "/Volumes/STICK"
-                                       << "ELEVENCHARS" << true;
-    QTest::newRow("FAT forbidden character") << "/Volumes/STICK"
-                                             << "A*B" << false;
-    QTest::newRow("ExFAT 12 characters") << "/Volumes/Backup"
-                                         << "Twelve chars" << false;
-    QTest::newRow("ExFAT lower case") << "/Volumes/Backup"
-                                      << "Backup 2" << true;
-    QTest::newRow("HFS+ 255 bytes") << "/Volumes/Data" << QString(255, QLatin1Char('n')) << true;
-    QTest::newRow("HFS+ 256 bytes") << "/Volumes/Data" << QString(256, QLatin1Char('n')) << false;
+    const auto row = [](const char* tag, const char* volume, const QString& name, bool accepted) {
+        QTest::newRow(tag) << QString::fromLatin1(volume) << name << accepted;
+    };
+    row("FAT lower case", "/Volumes/STICK", "udisk", false);
+    row("FAT 12 characters", "/Volumes/STICK", "TWELVECHARSX", false);
+    row("FAT 11 characters", "/Volumes/STICK", "ELEVENCHARS", true);
+    row("FAT forbidden character", "/Volumes/STICK", "A*B", false);
+    row("ExFAT 12 characters", "/Volumes/Backup", "Twelve chars", false);
+    row("ExFAT lower case", "/Volumes/Backup", "Backup 2", true);
+    row("HFS+ 255 bytes", "/Volumes/Data", QString(255, QLatin1Char('n')), true);
+    row("HFS+ 256 bytes", "/Volumes/Data", QString(256, QLatin1Char('n')), false);
 }
 
 void TestDiskutilVerbs::nameRulesOfEachFileSystem() {
@@ -64,68 +60,50 @@ void TestDiskutilVerbs::nameRulesOfEachFileSystem() {
     QFETCH(bool, accepted);
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    const QString oldName = mac->diskInfo(volume).value(QStringLiteral("VolumeName")).toString();
+    const QString oldName = infoText(*mac, volume, "VolumeName");
     const EmulatedMac::Run r = diskutil(*mac, {"rename", volume, name});
     QCOMPARE(r.code, accepted ? 0 : 1);
     if (accepted) {
-        QVERIFY(QFileInfo(mac->host(QStringLiteral("/Volumes/") + name)).isDir());
+        QVERIFY(QFileInfo(mac->host("/Volumes/" + name)).isDir());
     } else {
         QCOMPARE(QString::fromUtf8(r.err),
                  name + QStringLiteral(" does not appear to be a valid volume name for its file system\n"));
-        QCOMPARE(mac->diskInfo(volume).value(QStringLiteral("VolumeName")).toString(), oldName);
+        QCOMPARE(infoText(*mac, volume, "VolumeName"), oldName);
     }
-}
-
-void TestDiskutilVerbs::aTakenNameMountsWithANumber() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY(mac->isValid());
-    QCOMPARE(diskutil(*mac, {"rename", "/Volumes/Backup", "STICK"}).code, 0);
-    QCOMPARE(mac->diskInfo(QStringLiteral("disk4s2")).value(QStringLiteral("MountPoint")).toString(),
-             QStringLiteral("/Volumes/STICK 1"));
-    QCOMPARE(
-        mac->diskInfo(QStringLiteral("/Volumes/STICK")).value(QStringLiteral("DeviceIdentifier")).toString(),
-        QStringLiteral("disk3s1"));
-    // The name alone now names the first volume that has it.
-    QCOMPARE(mac->diskInfo(QStringLiteral("/Volumes/STICK 1")).value(QStringLiteral("VolumeName")).toString(),
-             QStringLiteral("STICK"));
 }
 
 void TestDiskutilVerbs::eraseVolumeEmptiesAndReformats() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    const QString oldUuid =
-        mac->diskInfo(QStringLiteral("disk3s1")).value(QStringLiteral("VolumeUUID")).toString();
+    const QString oldUuid = infoText(*mac, "disk3s1", "VolumeUUID");
     const EmulatedMac::Run r = diskutil(*mac, {"eraseVolume", "JHFS+", "CLEAN", "/dev/disk3s1"});
     QCOMPARE(r.code, 0);
     const QList<QByteArray> lines = r.out.split('\n');
     QCOMPARE(lines.first(), QByteArray("Started erase on disk3s1 STICK"));
     QVERIFY(lines.contains("Formatting disk3s1 as Mac OS Extended (Journaled) with name CLEAN"));
     QCOMPARE(lines.at(lines.size() - 2), QByteArray("Finished erase on disk3s1 CLEAN"));
-    const QVariantMap info = mac->diskInfo(QStringLiteral("disk3s1"));
-    QCOMPARE(info.value(QStringLiteral("FilesystemName")).toString(), QStringLiteral("Journaled HFS+"));
-    QCOMPARE(info.value(QStringLiteral("Content")).toString(), QStringLiteral("Apple_HFS"));
-    QCOMPARE(info.value(QStringLiteral("MountPoint")).toString(), QStringLiteral("/Volumes/CLEAN"));
-    QVERIFY(info.value(QStringLiteral("VolumeUUID")).toString() != oldUuid);
-    QVERIFY(QDir(mac->host(QStringLiteral("/Volumes/CLEAN")))
-                .isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
-    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/STICK"))));
+    const QVariantMap info = mac->diskInfo("disk3s1");
+    QCOMPARE(info.value("FilesystemName").toString(), QStringLiteral("Journaled HFS+"));
+    QCOMPARE(info.value("Content").toString(), QStringLiteral("Apple_HFS"));
+    QCOMPARE(info.value("MountPoint").toString(), QStringLiteral("/Volumes/CLEAN"));
+    QVERIFY(info.value("VolumeUUID").toString() != oldUuid);
+    QVERIFY(entriesOf(*mac, "/Volumes/CLEAN").isEmpty());
+    QVERIFY(!QFileInfo::exists(mac->host("/Volumes/STICK")));
 
     // reformat keeps the name and the personality, and empties the volume again.
-    QFile f(mac->host(QStringLiteral("/Volumes/CLEAN/file")));
+    QFile f(mac->host("/Volumes/CLEAN/file"));
     QVERIFY(f.open(QIODevice::WriteOnly));
     f.close();
     const EmulatedMac::Run again = diskutil(*mac, {"reformat", "/Volumes/CLEAN"});
     QCOMPARE(again.code, 0);
     QVERIFY(again.out.contains("Finished erase on disk3s1 CLEAN"));
-    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/CLEAN/file"))));
-    QCOMPARE(mac->diskInfo(QStringLiteral("disk3s1")).value(QStringLiteral("FilesystemType")).toString(),
-             QStringLiteral("hfs"));
+    QVERIFY(!QFileInfo::exists(mac->host("/Volumes/CLEAN/file")));
+    QCOMPARE(infoText(*mac, "disk3s1", "FilesystemType"), QStringLiteral("hfs"));
     // FAT32 refuses a lower-case name before touching anything.
     const EmulatedMac::Run refused = diskutil(*mac, {"eraseVolume", "MS-DOS FAT32", "lower", "disk3s1"});
     QCOMPARE(refused.code, 1);
     QVERIFY(refused.out.isEmpty());
-    QCOMPARE(mac->diskInfo(QStringLiteral("disk3s1")).value(QStringLiteral("VolumeName")).toString(),
-             QStringLiteral("CLEAN"));
+    QCOMPARE(infoText(*mac, "disk3s1", "VolumeName"), QStringLiteral("CLEAN"));
 }
 
 void TestDiskutilVerbs::eraseVolumeTakesEachFormatName() {
@@ -169,9 +147,9 @@ void TestDiskutilVerbs::eraseVolumeTakesEachFormatName() {
                 r.out.contains(
                     QStringLiteral("Formatting %1 as %2 with name NEW\n").arg(device, personality).toUtf8()),
                 r.out.constData());
-        const QVariantMap info = mac->diskInfo(QStringLiteral("/Volumes/NEW"));
-        QCOMPARE(info.value(QStringLiteral("FilesystemName")).toString() + QStringLiteral(" / ") +
-                     info.value(QStringLiteral("FilesystemUserVisibleName")).toString(),
+        const QVariantMap info = mac->diskInfo("/Volumes/NEW");
+        QCOMPARE(info.value("FilesystemName").toString() + QStringLiteral(" / ") +
+                     info.value("FilesystemUserVisibleName").toString(),
                  QString::fromLatin1(n.filesystem) + QStringLiteral(" / ") + personality);
     }
     // Short forms that scenarios take are not diskutil's.
@@ -183,7 +161,7 @@ void TestDiskutilVerbs::eraseVolumeTakesEachFormatName() {
     // Free space leaves the partition without a file system.
     for (const char* free : {"Free Space", "FREE"}) {
         QCOMPARE(diskutil(*mac, {"eraseVolume", free, "NEW", device}).code, 0);
-        QVERIFY(!mac->diskInfo(device).contains(QStringLiteral("FilesystemName")));
+        QVERIFY(!mac->diskInfo(device).contains("FilesystemName"));
     }
 }
 
@@ -191,48 +169,46 @@ void TestDiskutilVerbs::anApfsVolumeIsErasedInItsContainer() {
     auto mac = EmulatedMac::fromJson(R"({"disks": [{"name": "t5", "size": "500GB", "scheme": "GPT",
         "partitions": [{"fs": "APFS", "volumes": [{"name": "Projects", "used": "12GB"}]}]}]})");
     QVERIFY(mac->isValid());
-    const QVariantMap before = mac->diskInfo(QStringLiteral("/Volumes/Projects"));
-    const QString volume = before.value(QStringLiteral("DeviceIdentifier")).toString();
-    const QString container = before.value(QStringLiteral("ParentWholeDisk")).toString();
-    QFile f(mac->host(QStringLiteral("/Volumes/Projects/file")));
+    const QVariantMap before = mac->diskInfo("/Volumes/Projects");
+    const QString volume = before.value("DeviceIdentifier").toString();
+    const QString container = before.value("ParentWholeDisk").toString();
+    QFile f(mac->host("/Volumes/Projects/file"));
     QVERIFY(f.open(QIODevice::WriteOnly));
     f.close();
-    const QStringList disksBefore = mac->diskList().value(QStringLiteral("AllDisks")).toStringList();
+    const QStringList disksBefore = mac->diskList().value("AllDisks").toStringList();
 
     // reformat keeps the name and APFS; eraseVolume may rename it. Either way the volume stays
     // in its container under its identifier, empty and with a new UUID.
     for (const QStringList& args : {QStringList{"reformat", "/Volumes/Projects"},
                                     QStringList{"eraseVolume", "APFS", "Work", "/dev/" + volume}}) {
-        const QString oldUuid = mac->diskInfo(volume).value(QStringLiteral("VolumeUUID")).toString();
+        const QString oldUuid = infoText(*mac, volume, "VolumeUUID");
         const EmulatedMac::Run r = diskutil(*mac, args);
         QCOMPARE(r.code, 0);
         QVERIFY(r.out.contains("Finished APFS operation on " + volume.toUtf8()));
         const QVariantMap after = mac->diskInfo(volume);
-        QCOMPARE(after.value(QStringLiteral("FilesystemName")).toString(), QStringLiteral("APFS"));
-        QCOMPARE(after.value(QStringLiteral("ParentWholeDisk")).toString(), container);
-        QVERIFY(after.value(QStringLiteral("VolumeUUID")).toString() != oldUuid);
-        const QString mountPoint = after.value(QStringLiteral("MountPoint")).toString();
-        QCOMPARE(mountPoint,
-                 QStringLiteral("/Volumes/") + after.value(QStringLiteral("VolumeName")).toString());
-        QVERIFY(QDir(mac->host(mountPoint)).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
-        QCOMPARE(mac->diskList().value(QStringLiteral("AllDisks")).toStringList(), disksBefore);
+        QCOMPARE(after.value("FilesystemName").toString(), QStringLiteral("APFS"));
+        QCOMPARE(after.value("ParentWholeDisk").toString(), container);
+        QVERIFY(after.value("VolumeUUID").toString() != oldUuid);
+        const QString mountPoint = after.value("MountPoint").toString();
+        QCOMPARE(mountPoint, QStringLiteral("/Volumes/") + after.value("VolumeName").toString());
+        QVERIFY(entriesOf(*mac, mountPoint).isEmpty());
+        QCOMPARE(mac->diskList().value("AllDisks").toStringList(), disksBefore);
     }
-    QCOMPARE(mac->diskInfo(volume).value(QStringLiteral("VolumeName")).toString(), QStringLiteral("Work"));
+    QCOMPARE(infoText(*mac, volume, "VolumeName"), QStringLiteral("Work"));
 }
 
 void TestDiskutilVerbs::eraseDiskLaysOutTheScheme_data() {
     QTest::addColumn<QStringList>("args");
     QTest::addColumn<QString>("dataPartition");
     QTest::addColumn<QString>("content");
-    QTest::newRow("JHFS+ on GPT") << QStringList{"eraseDisk", "JHFS+", "NewCloneSystem", "disk3"} << "disk3s2"
-                                  << "Apple_HFS";
-    QTest::newRow("FAT32 on MBR") << QStringList{"eraseDisk", "MS-DOS FAT32", "UNTITLED", "MBR", "/dev/disk3"}
-                                  << "disk3s1"
-                                  << "DOS_FAT_32";
-    QTest::newRow("ExFAT on GPT") << QStringList{"eraseDisk", "ExFAT", "Media", "GPT", "disk3"} << "disk3s2"
-                                  << "Microsoft Basic Data";
-    QTest::newRow("APFS") << QStringList{"eraseDisk", "APFS", "Fast", "disk3"} << "disk3s2"
-                          << "Apple_APFS";
+    const auto row = [](const char* tag, const QStringList& args, const char* part, const char* content) {
+        QTest::newRow(tag) << args << QString::fromLatin1(part) << QString::fromLatin1(content);
+    };
+    row("JHFS+ on GPT", {"eraseDisk", "JHFS+", "NewCloneSystem", "disk3"}, "disk3s2", "Apple_HFS");
+    row("FAT32 on MBR", {"eraseDisk", "MS-DOS FAT32", "UNTITLED", "MBR", "/dev/disk3"}, "disk3s1",
+        "DOS_FAT_32");
+    row("ExFAT on GPT", {"eraseDisk", "ExFAT", "Media", "GPT", "disk3"}, "disk3s2", "Microsoft Basic Data");
+    row("APFS", {"eraseDisk", "APFS", "Fast", "disk3"}, "disk3s2", "Apple_APFS");
 }
 
 void TestDiskutilVerbs::eraseDiskLaysOutTheScheme() {
@@ -245,33 +221,27 @@ void TestDiskutilVerbs::eraseDiskLaysOutTheScheme() {
     QCOMPARE(r.code, 0);
     QVERIFY(r.out.startsWith("Started erase on disk3\nUnmounting disk\nCreating the partition map\n"));
     QVERIFY(r.out.endsWith("Finished erase on disk3\n"));
-    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/STICK"))));
+    QVERIFY(!QFileInfo::exists(mac->host("/Volumes/STICK")));
     const QVariantMap list = mac->diskList();
     const QVariantList parts = partitionsOf(list, QStringLiteral("disk3"));
     const bool gpt = dataPartition.endsWith(QLatin1String("s2"));
     QCOMPARE(parts.size(), gpt ? 2 : 1);
     if (gpt) {
-        QCOMPARE(parts.first().toMap().value(QStringLiteral("Content")).toString(), QStringLiteral("EFI"));
-        QCOMPARE(parts.first().toMap().value(QStringLiteral("Size")).toLongLong(), 209715200);
+        QCOMPARE(parts.first().toMap().value("Content").toString(), QStringLiteral("EFI"));
+        QCOMPARE(parts.first().toMap().value("Size").toLongLong(), 209715200);
     }
     const QVariantMap data = parts.last().toMap();
-    QCOMPARE(data.value(QStringLiteral("DeviceIdentifier")).toString(), dataPartition);
-    QCOMPARE(data.value(QStringLiteral("Content")).toString(), content);
+    QCOMPARE(data.value("DeviceIdentifier").toString(), dataPartition);
+    QCOMPARE(data.value("Content").toString(), content);
     const QString name = args.at(2);
     if (content == QLatin1String("Apple_APFS")) {
         // The volume lives in a new container disk.
         QVERIFY(r.out.contains("Created new APFS Container disk"));
-        const QVariantMap volume = mac->diskInfo(QStringLiteral("/Volumes/") + name);
-        QCOMPARE(volume.value(QStringLiteral("FilesystemType")).toString(), QStringLiteral("apfs"));
-        QCOMPARE(volume.value(QStringLiteral("APFSPhysicalStores"))
-                     .toList()
-                     .value(0)
-                     .toMap()
-                     .value(QStringLiteral("APFSPhysicalStore"))
-                     .toString(),
-                 dataPartition);
+        const QVariantMap volume = mac->diskInfo("/Volumes/" + name);
+        QCOMPARE(volume.value("FilesystemType").toString(), QStringLiteral("apfs"));
+        QCOMPARE(physicalStoreOf(volume), dataPartition);
     } else {
-        QCOMPARE(data.value(QStringLiteral("MountPoint")).toString(), QStringLiteral("/Volumes/") + name);
+        QCOMPARE(data.value("MountPoint").toString(), QStringLiteral("/Volumes/") + name);
         QVERIFY(mac->mountTable().contains(QByteArray("/dev/") + dataPartition.toUtf8() + " /Volumes/" +
                                            name.toUtf8() + ' '));
     }
@@ -280,36 +250,28 @@ void TestDiskutilVerbs::eraseDiskLaysOutTheScheme() {
 void TestDiskutilVerbs::ejectRemovesTheDisk() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    const QString uuid =
-        mac->diskInfo(QStringLiteral("/Volumes/STICK")).value(QStringLiteral("VolumeUUID")).toString();
+    // The boot disk stays whatever is asked of it.
+    for (const QStringList& args :
+         {QStringList{"eject", "disk0"}, QStringList{"eraseDisk", "JHFS+", "X", "disk0"},
+          QStringList{"eraseVolume", "JHFS+", "X", "/"}, QStringList{"unmountDisk", "disk0"}}) {
+        QCOMPARE(diskutil(*mac, args).code, 1);
+        QCOMPARE(infoText(*mac, "/", "VolumeName"), QStringLiteral("Macintosh HD"));
+    }
+    QVERIFY(QFileInfo::exists(mac->host("/Applications/TextEdit.app")));
+
+    const QString uuid = infoText(*mac, "/Volumes/STICK", "VolumeUUID");
     const EmulatedMac::Run r = diskutil(*mac, {"eject", uuid});
     QCOMPARE(r.code, 0);
     QCOMPARE(QString::fromUtf8(r.out), QStringLiteral("Disk %1 ejected\n").arg(uuid));
-    QVERIFY(!mac->diskList()
-                 .value(QStringLiteral("WholeDisks"))
-                 .toStringList()
-                 .contains(QStringLiteral("disk3")));
+    QVERIFY(!isWholeDisk(*mac, "disk3"));
     QVERIFY(!mac->mountTable().contains("/Volumes/STICK"));
-    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/STICK"))));
-    QCOMPARE(mac->diskInfo(QStringLiteral("disk3")).value(QStringLiteral("Error")), QVariant(true));
+    QVERIFY(!QFileInfo::exists(mac->host("/Volumes/STICK")));
+    QCOMPARE(mac->diskInfo("disk3").value("Error"), QVariant(true));
     const EmulatedMac::Run again = diskutil(*mac, {"eject", uuid});
     QCOMPARE(again.code, 1);
     QCOMPARE(QString::fromUtf8(again.err), QStringLiteral("Unable to find disk for %1\n").arg(uuid));
     // The empty argument an unmounted volume leads to is a usage error.
     QCOMPARE(diskutil(*mac, {"eject", ""}).code, 1);
-}
-
-void TestDiskutilVerbs::theBootDiskStays() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY(mac->isValid());
-    for (const QStringList& args :
-         {QStringList{"eject", "disk0"}, QStringList{"eraseDisk", "JHFS+", "X", "disk0"},
-          QStringList{"eraseVolume", "JHFS+", "X", "/"}, QStringList{"unmountDisk", "disk0"}}) {
-        QCOMPARE(diskutil(*mac, args).code, 1);
-        QCOMPARE(mac->diskInfo(QStringLiteral("/")).value(QStringLiteral("VolumeName")).toString(),
-                 QStringLiteral("Macintosh HD"));
-    }
-    QVERIFY(QFileInfo::exists(mac->host(QStringLiteral("/Applications/TextEdit.app"))));
 }
 
 void TestDiskutilVerbs::aBusyVolumeDissents_data() {
@@ -359,45 +321,35 @@ void TestDiskutilVerbs::aBusyVolumeDissents() {
     QCOMPARE(diskutil(*mac, {"eject", "disk3"}).out, QByteArray("Disk disk3 ejected\n"));
 }
 
-void TestDiskutilVerbs::unmountDiskAndMountDisk() {
+void TestDiskutilVerbs::unmountMountAndResizeADisk() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    const QStringList files = QDir(mac->host(QStringLiteral("/Volumes/Backup")))
-                                  .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    const QStringList files = entriesOf(*mac, "/Volumes/Backup");
     const EmulatedMac::Run off = diskutil(*mac, {"unmountDisk", "/dev/disk4"});
     QCOMPARE(off.out, QByteArray("Unmount of all volumes on disk4 was successful\n"));
-    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/Backup"))));
+    QVERIFY(!QFileInfo::exists(mac->host("/Volumes/Backup")));
     QVERIFY(!mac->mountTable().contains("/Volumes/Backup"));
-    QCOMPARE(mac->diskInfo(QStringLiteral("disk4s2")).value(QStringLiteral("MountPoint")).toString(),
-             QString());
-    QCOMPARE(mac->diskInfo(QStringLiteral("disk4s2")).value(QStringLiteral("FreeSpace")).toLongLong(), 0);
+    QCOMPARE(infoText(*mac, "disk4s2", "MountPoint"), QString());
+    QCOMPARE(mac->diskInfo("disk4s2").value("FreeSpace").toLongLong(), 0);
     const EmulatedMac::Run on = diskutil(*mac, {"mountDisk", "/dev/disk4"});
     QCOMPARE(on.out, QByteArray("Volume(s) mounted successfully\n"));
-    QCOMPARE(QDir(mac->host(QStringLiteral("/Volumes/Backup")))
-                 .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-             files);
+    QCOMPARE(entriesOf(*mac, "/Volumes/Backup"), files);
     // The EFI partition stays unmounted.
     QVERIFY(!mac->mountTable().contains("/Volumes/EFI"));
-}
 
-void TestDiskutilVerbs::resizeVolumeAddsAMountedPartition() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY(mac->isValid());
-    const qint64 total =
-        mac->diskInfo(QStringLiteral("disk4s2")).value(QStringLiteral("TotalSize")).toLongLong();
+    // resizeVolume adds a mounted partition after the shrunk one.
+    const qint64 total = mac->diskInfo("disk4s2").value("TotalSize").toLongLong();
     const QString newSize = QString::number(total - 2500000000LL) + QLatin1Char('B');
     const EmulatedMac::Run r =
         diskutil(*mac, {"resizeVolume", "disk4s2", newSize, "JHFS+", "NewCloneSystem", "2500000000B"});
     QCOMPARE(r.code, 0);
     QVERIFY(r.out.startsWith(QStringLiteral("Resizing to %1 bytes").arg(total - 2500000000LL).toUtf8()));
-    const QVariantMap added = mac->diskInfo(QStringLiteral("disk4s3"));
-    QCOMPARE(added.value(QStringLiteral("Size")).toLongLong(), 2500000000LL);
-    QCOMPARE(added.value(QStringLiteral("MountPoint")).toString(), QStringLiteral("/Volumes/NewCloneSystem"));
-    QCOMPARE(added.value(QStringLiteral("FilesystemName")).toString(), QStringLiteral("Journaled HFS+"));
-    QCOMPARE(mac->diskInfo(QStringLiteral("disk4s2")).value(QStringLiteral("TotalSize")).toLongLong(),
-             total - 2500000000LL);
-    // The Backup volume keeps its files.
-    QVERIFY(!QDir(mac->host(QStringLiteral("/Volumes/Backup"))).isEmpty());
+    const QVariantMap added = mac->diskInfo("disk4s3");
+    QCOMPARE(added.value("Size").toLongLong(), 2500000000LL);
+    QCOMPARE(added.value("MountPoint").toString(), QStringLiteral("/Volumes/NewCloneSystem"));
+    QCOMPARE(added.value("FilesystemName").toString(), QStringLiteral("Journaled HFS+"));
+    QCOMPARE(mac->diskInfo("disk4s2").value("TotalSize").toLongLong(), total - 2500000000LL);
+    QCOMPARE(entriesOf(*mac, "/Volumes/Backup"), files);
     // More than the partition holds is refused.
     const EmulatedMac::Run tooBig = diskutil(*mac, {"resizeVolume", "disk4s2", "100G", "JHFS+", "X", "900G"});
     QCOMPARE(tooBig.code, 1);

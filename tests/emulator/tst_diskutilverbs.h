@@ -7,16 +7,13 @@ private Q_SLOTS:
     void renameMovesTheMountFolder();
     void nameRulesOfEachFileSystem_data();
     void nameRulesOfEachFileSystem();
-    void aTakenNameMountsWithANumber();
     void eraseVolumeEmptiesAndReformats();
     void eraseVolumeTakesEachFormatName();
     void anApfsVolumeIsErasedInItsContainer();
     void eraseDiskLaysOutTheScheme_data();
     void eraseDiskLaysOutTheScheme();
     void ejectRemovesTheDisk();
-    void theBootDiskStays();
     void aBusyVolumeDissents_data();
     void aBusyVolumeDissents();
-    void unmountDiskAndMountDisk();
-    void resizeVolumeAddsAMountedPartition();
+    void unmountMountAndResizeADisk();
 };

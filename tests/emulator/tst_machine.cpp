@@ -30,44 +30,43 @@ void TestEmulatedMachine::swVersByVersion() {
     QFETCH(QByteArray, full);
     auto mac = VolumesTestKit::machine(version.toUtf8());
     QVERIFY(mac->isValid());
-    QCOMPARE(mac->run(QStringLiteral("sw_vers"), {}).out, full);
-    QCOMPARE(mac->run(QStringLiteral("sw_vers"), {"-productVersion"}).out, version.toUtf8() + '\n');
+    QCOMPARE(mac->run("sw_vers", {}).out, full);
+    QCOMPARE(mac->run("sw_vers", {"-productVersion"}).out, version.toUtf8() + '\n');
 }
 
 void TestEmulatedMachine::killallAndTheHostToolWrappers() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    EmulatedMac::Run r = mac->run(QStringLiteral("killall"), {"nothing_here"});
+    EmulatedMac::Run r = mac->run("killall", {"nothing_here"});
     QCOMPARE(r.code, 1);
     QCOMPARE(r.err, QByteArray("No matching processes belonging to you were found\n"));
-    QCOMPARE(mac->run(QStringLiteral("killall"), {"mds_stores"}).code, 0);
+    QCOMPARE(mac->run("killall", {"mds_stores"}).code, 0);
     QVERIFY(mac->emuctl({"processes"}).code == 0);
-    QCOMPARE(mac->run(QStringLiteral("killall"), {"mds_stores"}).code, 1);
+    QCOMPARE(mac->run("killall", {"mds_stores"}).code, 1);
 
     // zip runs the real archiver on the Mac's paths and prints them as a Mac would.
-    r = mac->run(QStringLiteral("zip"), {"-r", "/Users/alex/Desktop/photos.zip", "/Volumes/STICK/Photos"});
+    r = mac->run("zip", {"-r", "/Users/alex/Desktop/photos.zip", "/Volumes/STICK/Photos"});
     QCOMPARE(r.code, 0);
     QVERIFY2(r.out.startsWith("  adding: Volumes/STICK/Photos/ (stored 0%)\n"
                               "  adding: Volumes/STICK/Photos/IMG_0001.JPG (deflated "),
              r.out.constData());
-    QFile archive(mac->host(QStringLiteral("/Users/alex/Desktop/photos.zip")));
+    QFile archive(mac->host("/Users/alex/Desktop/photos.zip"));
     QVERIFY(archive.open(QIODevice::ReadOnly));
     QCOMPARE(archive.read(4), QByteArray("PK\x03\x04", 4));
-    r = mac->run(QStringLiteral("zip"), {"-r", "/tmp/none.zip", "/nope.txt"});
+    r = mac->run("zip", {"-r", "/tmp/none.zip", "/nope.txt"});
     QCOMPARE(r.code, 12);
 
     // chmod works inside the machine, never on the host's own root.
-    QDir().mkpath(mac->host(QStringLiteral("/Tavrill_dmg/inner")));
-    QFile::setPermissions(mac->host(QStringLiteral("/Tavrill_dmg/inner")),
+    QDir().mkpath(mac->host("/Tavrill_dmg/inner"));
+    QFile::setPermissions(mac->host("/Tavrill_dmg/inner"),
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     QVERIFY(!QFileInfo::exists(QStringLiteral("/Tavrill_dmg")));
     QProcess shell;
     shell.setProcessEnvironment(Machine::toolEnvironment());
-    shell.start(QStringLiteral("/bin/sh"),
-                {QStringLiteral("-c"), QStringLiteral("chmod -R 777 \"/Tavrill_dmg\"")});
+    shell.start(QStringLiteral("/bin/sh"), {"-c", "chmod -R 777 \"/Tavrill_dmg\""});
     QVERIFY(shell.waitForFinished());
     QCOMPARE(shell.exitCode(), 0);
-    QVERIFY(QFileInfo(mac->host(QStringLiteral("/Tavrill_dmg/inner"))).permission(QFileDevice::ExeOther));
+    QVERIFY(QFileInfo(mac->host("/Tavrill_dmg/inner")).permission(QFileDevice::ExeOther));
     QVERIFY(!QFileInfo::exists(QStringLiteral("/Tavrill_dmg")));
 }
 
@@ -79,17 +78,16 @@ void TestEmulatedMachine::plugAndUnplugShowAtOnce() {
         "partitions":[{"fs":"FAT32","name":"KINGSTON","seed":{"files":3,"size":100}}]})";
     const QString id = mac->plug(disk);
     QCOMPARE(id, QStringLiteral("disk8"));
-    QVERIFY(mac->diskList().value(QStringLiteral("WholeDisks")).toStringList().contains(id));
+    QVERIFY(isWholeDisk(*mac, id));
     QVERIFY(mac->mountTable().contains("/dev/disk8s1 /Volumes/KINGSTON msdos rw,"));
-    QCOMPARE(QDir(mac->host(QStringLiteral("/Volumes/KINGSTON"))).entryList(QDir::Files).size(), 3);
-    QCOMPARE(mac->diskInfo(id).value(QStringLiteral("IORegistryEntryName")).toString(),
-             QStringLiteral("Kingston DataTraveler Media"));
+    QCOMPARE(QDir(mac->host("/Volumes/KINGSTON")).entryList(QDir::Files).size(), 3);
+    QCOMPARE(infoText(*mac, id, "IORegistryEntryName"), QStringLiteral("Kingston DataTraveler Media"));
 
-    QVERIFY(mac->unplug(QStringLiteral("kingston")));
-    QVERIFY(!mac->diskList().value(QStringLiteral("WholeDisks")).toStringList().contains(id));
+    QVERIFY(mac->unplug("kingston"));
+    QVERIFY(!isWholeDisk(*mac, id));
     QVERIFY(!mac->mountTable().contains("KINGSTON"));
-    QVERIFY(!QFileInfo::exists(mac->host(QStringLiteral("/Volumes/KINGSTON"))));
-    QVERIFY(!mac->unplug(QStringLiteral("kingston")));
+    QVERIFY(!QFileInfo::exists(mac->host("/Volumes/KINGSTON")));
+    QVERIFY(!mac->unplug("kingston"));
     // Plugged again, the disk comes back with a fresh number.
     QCOMPARE(mac->plug(disk), QStringLiteral("disk9"));
 }
@@ -130,10 +128,9 @@ void TestEmulatedMachine::scenarioFileSystemNames() {
         for (const QString& device :
              {QStringLiteral("disk2s%1").arg(i + 2), QStringLiteral("disk3s%1").arg(i + 1)}) {
             const QVariantMap info = mac->diskInfo(device);
-            QCOMPARE(info.value(QStringLiteral("Content")).toString(),
+            QCOMPARE(info.value("Content").toString(),
                      QString::fromLatin1(device.startsWith(QLatin1String("disk2")) ? n.gpt : n.mbr));
-            QCOMPARE(info.value(QStringLiteral("FilesystemName")).toString(),
-                     QString::fromLatin1(n.filesystem));
+            QCOMPARE(info.value("FilesystemName").toString(), QString::fromLatin1(n.filesystem));
         }
     }
 }
@@ -150,33 +147,27 @@ void TestEmulatedMachine::sizesInEachToolsUnits() {
     auto mac = VolumesTestKit::machine("10.15.7", disks);
     QVERIFY(mac->isValid());
     for (qsizetype i = 0; i < scenarioSizes.size(); ++i)
-        QCOMPARE(
-            mac->diskInfo(QStringLiteral("disk%1").arg(i + 2)).value(QStringLiteral("Size")).toLongLong(),
-            scenarioSizes.at(i).second);
+        QCOMPARE(mac->diskInfo(QStringLiteral("disk%1").arg(i + 2)).value("Size").toLongLong(),
+                 scenarioSizes.at(i).second);
 
     // diskutil: decimal units, and B (either case) for bytes.
     for (const char* size : {"8000M", "8000000K", "8000000000b"}) {
-        QCOMPARE(mac->run(QStringLiteral("diskutil"), {"resizeVolume", "/Volumes/DATA", size}).code, 0);
-        QCOMPARE(
-            mac->diskInfo(QStringLiteral("/Volumes/DATA")).value(QStringLiteral("TotalSize")).toLongLong(),
-            8000000000LL);
+        QCOMPARE(mac->run("diskutil", {"resizeVolume", "/Volumes/DATA", size}).code, 0);
+        QCOMPARE(mac->diskInfo("/Volumes/DATA").value("TotalSize").toLongLong(), 8000000000LL);
     }
 
     // hdiutil: binary units, b for 512-byte sectors; resize -limits prints the capacity in sectors.
     const QList<QPair<const char*, QByteArray>> imageSizes = {
         {"2048b", "2048"}, {"1m", "2048"}, {"1M", "2048"}, {"1g", "2097152"}, {"1000000", "1953"}};
     for (const auto& [size, sectors] : imageSizes) {
-        QCOMPARE(mac->run(QStringLiteral("hdiutil"), {"create", "/tmp/s.dmg", "-ov", "-size", size}).code, 0);
+        QCOMPARE(mac->run("hdiutil", {"create", "/tmp/s.dmg", "-ov", "-size", size}).code, 0);
         const QList<QByteArray> limits =
-            mac->run(QStringLiteral("hdiutil"), {"resize", "-limits", "/tmp/s.dmg"})
-                .out.trimmed()
-                .split('\t');
+            mac->run("hdiutil", {"resize", "-limits", "/tmp/s.dmg"}).out.trimmed().split('\t');
         QCOMPARE(limits.value(1), sectors);
     }
     // Peta- and exabytes are units too: far beyond the machine's free space.
     for (const char* size : {"1p", "2E"}) {
-        const EmulatedMac::Run huge =
-            mac->run(QStringLiteral("hdiutil"), {"create", "/tmp/huge.dmg", "-size", size});
+        const EmulatedMac::Run huge = mac->run("hdiutil", {"create", "/tmp/huge.dmg", "-size", size});
         QCOMPARE(huge.err, QByteArray("hdiutil: create failed - No space left on device\n"));
     }
 }
@@ -193,26 +184,23 @@ void TestEmulatedMachine::faultKnobs() {
     QVERIFY(mac->addFault(
         R"({"tool":"diskutil","verb":"info","device":"disk2s2","mode":"hang","seconds":1,"times":1})"));
 
-    const EmulatedMac::Run garbage = mac->run(QStringLiteral("diskutil"), {"info", "-plist", "disk3s1"});
+    const EmulatedMac::Run garbage = mac->run("diskutil", {"info", "-plist", "disk3s1"});
     QVERIFY(!garbage.out.isEmpty());
     QVERIFY(!PropertyList::dictionaryFromBytes(garbage.out));
-    const EmulatedMac::Run cut = mac->run(QStringLiteral("diskutil"), {"info", "-plist", "/dev/disk4s2"});
+    const EmulatedMac::Run cut = mac->run("diskutil", {"info", "-plist", "/dev/disk4s2"});
     QVERIFY(cut.out.startsWith("<?xml"));
     QVERIFY(!PropertyList::dictionaryFromBytes(cut.out));
-    QVERIFY(mac->run(QStringLiteral("diskutil"), {"info", "-plist", "disk5s1"}).out.isEmpty());
-    QCOMPARE(mac->diskInfo(QStringLiteral("disk5s1")).value(QStringLiteral("VolumeName")).toString(),
-             QStringLiteral("WINDOWS"));
-    const EmulatedMac::Run failed = mac->run(QStringLiteral("diskutil"), {"list", "-plist"});
+    QVERIFY(mac->run("diskutil", {"info", "-plist", "disk5s1"}).out.isEmpty());
+    QCOMPARE(infoText(*mac, "disk5s1", "VolumeName"), QStringLiteral("WINDOWS"));
+    const EmulatedMac::Run failed = mac->run("diskutil", {"list", "-plist"});
     QCOMPARE(failed.code, 3);
     QCOMPARE(failed.err, QByteArray("Error: -69877: Couldn't open device\n"));
     QElapsedTimer clock;
     clock.start();
-    QCOMPARE(mac->diskInfo(QStringLiteral("disk2s2")).value(QStringLiteral("VolumeName")).toString(),
-             QStringLiteral("Data"));
+    QCOMPARE(infoText(*mac, "disk2s2", "VolumeName"), QStringLiteral("Data"));
     QVERIFY(clock.elapsed() >= 900);
     // Other devices and verbs answer normally.
-    QCOMPARE(mac->diskInfo(QStringLiteral("disk6s1")).value(QStringLiteral("VolumeName")).toString(),
-             QStringLiteral("SMALL"));
+    QCOMPARE(infoText(*mac, "disk6s1", "VolumeName"), QStringLiteral("SMALL"));
     QCOMPARE(mac->emuctl({"clear-faults"}).code, 0);
     QVERIFY(!mac->diskList().isEmpty());
 }
@@ -224,15 +212,14 @@ void TestEmulatedMachine::concurrentCallsKeepTheStateWhole() {
     for (int i = 0; i < 8; ++i) {
         auto* p = new QProcess;
         p->start(
-            mac->host(QStringLiteral("/usr/local/bin/emuctl")),
+            mac->host("/usr/local/bin/emuctl"),
             {QStringLiteral("plug"),
              QStringLiteral(
                  R"({"mediaName":"Stick %1","size":"8GB","scheme":"MBR","partitions":[{"fs":"FAT32","name":"S%1"}]})")
                  .arg(i)});
         running << p;
         auto* reader = new QProcess;
-        reader->start(mac->host(QStringLiteral("/usr/sbin/diskutil")),
-                      {QStringLiteral("list"), QStringLiteral("-plist")});
+        reader->start(mac->host("/usr/sbin/diskutil"), {"list", "-plist"});
         running << reader;
     }
     for (QProcess* p : running) {
@@ -242,7 +229,7 @@ void TestEmulatedMachine::concurrentCallsKeepTheStateWhole() {
             QVERIFY(PropertyList::dictionaryFromBytes(p->readAllStandardOutput()).has_value());
         delete p;
     }
-    const QStringList whole = mac->diskList().value(QStringLiteral("WholeDisks")).toStringList();
+    const QStringList whole = mac->diskList().value("WholeDisks").toStringList();
     QCOMPARE(whole.size(), 8 + 8);
     for (int i = 0; i < 8; ++i)
         QVERIFY(QFileInfo(mac->host(QStringLiteral("/Volumes/S%1").arg(i))).isDir());
@@ -255,8 +242,7 @@ void TestEmulatedMachine::everyCallIsLoggedWithItsArgv() {
     QProcess shell;
     shell.setProcessEnvironment(Machine::toolEnvironment());
     shell.start(QStringLiteral("/bin/sh"),
-                {QStringLiteral("-c"),
-                 QStringLiteral("diskutil info -plist / > /dev/null; diskutil rename disk2s2 \"a b\\\"c\"")});
+                {"-c", "diskutil info -plist / > /dev/null; diskutil rename disk2s2 \"a b\\\"c\""});
     QVERIFY(shell.waitForFinished());
     QCOMPARE(mac->calls(), (QList<QStringList>{{"diskutil", "info", "-plist", "/"},
                                                {"diskutil", "rename", "disk2s2", "a b\"c"}}));

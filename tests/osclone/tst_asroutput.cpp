@@ -84,8 +84,8 @@ void TestAsrOutput::piecesAsTheToolWritesThem() {
     QCOMPARE(parser.isTwoTime100(), 2);
     // Cloning while copying; the tool's own words before and after.
     QCOMPARE(f.labels.first(), QStringLiteral("Validating target..."));
-    QVERIFY(f.labels.contains(QStringLiteral("Cloning...")));
-    QVERIFY(!f.labels.contains(QStringLiteral("....")));
+    QVERIFY(f.labels.contains("Cloning..."));
+    QVERIFY(!f.labels.contains("...."));
     QCOMPARE(f.labels.last(), QStringLiteral("Restore completed successfully.\n"));
     QVERIFY(parser.succeeded(0, true));
 

@@ -16,8 +16,7 @@ private Q_SLOTS:
     void failures();
     void cancelAtEachStage_data();
     void cancelAtEachStage();
-    void eraseRefusedToTheUser();
-    void restoreWithoutRights();
+    void rootOnlyWhereItWasGranted();
     void targetSwappedBeforeTheErase();
     void targetRefusals_data();
     void targetRefusals();

@@ -100,7 +100,17 @@ void TestOsCloneWorkflow::cloneToTheEnd() {
              QStringLiteral("Click here to select a destination drive."));
     saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("choose"));
 
+    // A drive too small for the system is refused; one that fits clears the warning.
+    QVERIFY(tab.pick(QStringLiteral("Generic Flash")));
+    QVERIFY(!vc->cloneButton()->isEnabled());
+    QVERIFY(vc->targetSlot()->hasErrorBackground());
+    QCOMPARE(vc->targetSlot()->imageName(), QStringLiteral("add"));
+    QCOMPARE(
+        tab.errorPopupText(),
+        QStringLiteral("Insufficient disk space on this destination drive, please select another drive."));
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("too-small"));
     QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
+    QVERIFY(!vc->targetSlot()->hasErrorBackground());
     QCOMPARE(vc->targetSlot()->sizeLabel()->text(), QStringLiteral("16.00 GB free"));
     QVERIFY(vc->cloneButton()->isEnabled());
     saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("target-chosen"));
@@ -135,14 +145,14 @@ void TestOsCloneWorkflow::cloneToTheEnd() {
     QCOMPARE(vc->iProgreeBar()->doubleValue(), 1.0);
     QCOMPARE(vc->stepFVC()->currentStep(), 4);
     QVERIFY(tab.window->isTabChangeAllowed());
-    QVERIFY(QFileInfo(tab.mac->host(QStringLiteral("/Volumes/Macintosh HD 1/Applications"))).isDir());
+    QVERIFY(QFileInfo(tab.mac->host("/Volumes/Macintosh HD 1/Applications")).isDir());
     saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("success"));
     // The Disk Manager lists the clone's volume on its own, with no refresh asked for.
     auto* manager =
         tab.window->container(MainWindowController::DiskManagerTab)->findChild<RepairDiskViewController*>();
     QVERIFY(manager);
-    const QString clone = QStringLiteral("/dev/") +
-                          VolumesTestKit::deviceOf(*tab.mac, QStringLiteral("/Volumes/Macintosh HD 1"));
+    const QString clone =
+        QStringLiteral("/dev/") + VolumesTestKit::deviceOf(*tab.mac, "/Volumes/Macintosh HD 1");
     QVERIFY(waitUntil(
         [&] {
             for (const VolumeObjRef& v : manager->allVolumeArr()) {
@@ -193,23 +203,6 @@ void TestOsCloneWorkflow::confirmationListsWhatTheEraseDestroys() {
     QVERIFY(waitUntil([&] { return !vc->startConfirmation(); }, 2000));
 }
 
-void TestOsCloneWorkflow::tooSmallDrive() {
-    Tab tab;
-    QVERIFY(tab.open(cloneMac()));
-    QVERIFY(tab.pick(QStringLiteral("Generic Flash")));
-    QVERIFY(!tab.vc->cloneButton()->isEnabled());
-    QVERIFY(tab.vc->targetSlot()->hasErrorBackground());
-    QCOMPARE(tab.vc->targetSlot()->imageName(), QStringLiteral("add"));
-    QCOMPARE(
-        tab.errorPopupText(),
-        QStringLiteral("Insufficient disk space on this destination drive, please select another drive."));
-    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("too-small"));
-    // A drive that fits clears the warning.
-    QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
-    QVERIFY(tab.vc->cloneButton()->isEnabled());
-    QVERIFY(!tab.vc->targetSlot()->hasErrorBackground());
-}
-
 void TestOsCloneWorkflow::cancelStopsTheClone() {
     Tab tab;
     QVERIFY(tab.open(cloneMac("\"stepDelayMs\":200,\"pieceDelayMs\":0")));
@@ -235,28 +228,11 @@ void TestOsCloneWorkflow::cancelStopsTheClone() {
     QCOMPARE(vc->errorLable()->text(), QStringLiteral("You have stopped the clone process."));
     QVERIFY(tab.window->isTabChangeAllowed());
     QVERIFY(waitUntil([&] { return !QvBootable::QvShareInstance()->isRunning(); }, 30000));
-    QVERIFY(!tab.mac->diskInfo(QStringLiteral("/Volumes/NewCloneSystem")).contains(QStringLiteral("Error")));
+    QVERIFY(!tab.mac->diskInfo("/Volumes/NewCloneSystem").contains("Error"));
     QVERIFY(!vc->sussView()->isVisible());
     saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("cancelled"));
     click(vc->failCancelButton());
     QVERIFY(vc->selectDiskView()->isVisible());
-}
-
-void TestOsCloneWorkflow::unplugDuringTheClone() {
-    Tab tab;
-    QVERIFY(tab.open(cloneMac("\"stepDelayMs\":150,\"pieceDelayMs\":0")));
-    SelectDrivceViewController* vc = tab.vc;
-    QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
-    QVERIFY(tab.start(QStringLiteral("SanDisk Cruzer")));
-    QVERIFY(waitUntil([&] { return vc->iProgreeBar()->doubleValue() >= 0.41; }, 30000));
-    QVERIFY(tab.mac->unplug(QStringLiteral("stick")));
-    QVERIFY(waitUntil([&] { return tab.ended(); }, 30000));
-    const QString text = QStringLiteral("USB device unplugged, Please reconnect the device and try again.");
-    QVERIFY(vc->failView()->isVisible());
-    QCOMPARE(vc->errorLable()->text(), text);
-    QCOMPARE(tab.errorPopupText(), text);
-    QVERIFY(tab.window->isTabChangeAllowed());
-    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("unplugged"));
 }
 
 void TestOsCloneWorkflow::quitDuringTheClone_data() {
@@ -325,36 +301,44 @@ void TestOsCloneWorkflow::quitDuringTheClone() {
     QCOMPARE(tab.mac->events("caffeinate"), QStringList{"end"});
 }
 
-void TestOsCloneWorkflow::rightsNotGiven_data() {
-    QTest::addColumn<QString>("answer");
+void TestOsCloneWorkflow::failuresAreShown_data() {
+    QTest::addColumn<QString>("cause"); // "unplug" or the answer to the rights dialog
     QTest::addColumn<QString>("text");
-    QTest::newRow("refused")
+    QTest::newRow("unplugged") << "unplug"
+                               << "USB device unplugged, Please reconnect the device and try again.";
+    QTest::newRow("rights refused")
         << "deny"
         << "Cloning the system needs the name and password of an administrator of this Mac. "
            "They were not accepted, so nothing was erased.";
-    QTest::newRow("cancelled") << "cancel"
-                               << "The administrator password was not given, so the clone did not start and "
-                                  "nothing was erased.";
+    QTest::newRow("rights cancelled") << "cancel"
+                                      << "The administrator password was not given, so the clone did not "
+                                         "start and nothing was erased.";
 }
 
-void TestOsCloneWorkflow::rightsNotGiven() {
-    QFETCH(QString, answer);
+void TestOsCloneWorkflow::failuresAreShown() {
+    QFETCH(QString, cause);
     QFETCH(QString, text);
+    const bool unplug = cause == QLatin1String("unplug");
     Tab tab;
-    QVERIFY(tab.open(cloneMac()));
-    QVERIFY(tab.mac->setAuthorization(answer));
+    QVERIFY(tab.open(cloneMac("\"stepDelayMs\":150,\"pieceDelayMs\":0")));
+    QVERIFY(unplug || tab.mac->setAuthorization(cause));
     SelectDrivceViewController* vc = tab.vc;
     QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
     QVERIFY(tab.start(QStringLiteral("SanDisk Cruzer")));
+    if (unplug) {
+        QVERIFY(waitUntil([&] { return vc->iProgreeBar()->doubleValue() >= 0.41; }, 30000));
+        QVERIFY(tab.mac->unplug("stick"));
+    }
     QVERIFY(waitUntil([&] { return tab.ended(); }, 30000));
     QVERIFY(vc->failView()->isVisible());
     QCOMPARE(vc->errorLable()->text(), text);
     QCOMPARE(tab.errorPopupText(), text);
     QVERIFY(tab.window->isTabChangeAllowed());
-    // The stick is as it was.
-    QVERIFY(QFileInfo(tab.mac->host(QStringLiteral("/Volumes/STICK"))).isDir());
-    QVERIFY(tab.mac->calls(QStringLiteral("asr")).isEmpty());
-    saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("rights-") + answer);
+    // Without the rights the stick is as it was.
+    QCOMPARE(QFileInfo(tab.mac->host("/Volumes/STICK")).isDir(), !unplug);
+    QCOMPARE(tab.mac->calls("asr").isEmpty(), !unplug);
+    saveScreenshot(tab.window->window(), QStringLiteral("osclone"),
+                   unplug ? QStringLiteral("unplugged") : QStringLiteral("rights-") + cause);
 }
 
 void TestOsCloneWorkflow::needsSaidBeforeTheStart_data() {

@@ -7,14 +7,12 @@ class TestOsCloneWorkflow : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void cloneToTheEnd();
-    void tooSmallDrive();
     void confirmationListsWhatTheEraseDestroys();
     void cancelStopsTheClone();
-    void unplugDuringTheClone();
     void quitDuringTheClone_data();
     void quitDuringTheClone();
-    void rightsNotGiven_data();
-    void rightsNotGiven();
+    void failuresAreShown_data();
+    void failuresAreShown();
     void needsSaidBeforeTheStart_data();
     void needsSaidBeforeTheStart();
 };

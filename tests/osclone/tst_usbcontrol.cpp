@@ -34,8 +34,8 @@ QStringList bsdNames(const QvUSBControl& control) {
 QVariantMap driveOf(const EmulatedMac& mac, const QString& disk) {
     const QVariantMap info = mac.diskInfo(disk);
     return {{QString::fromLatin1(QvUSBBsdNameKey), disk},
-            {QString::fromLatin1(QvUSBTotalSizeKey), info.value(QStringLiteral("TotalSize")).toLongLong()},
-            {QString::fromLatin1(QvUSBMediaNameKey), info.value(QStringLiteral("MediaName")).toString()}};
+            {QString::fromLatin1(QvUSBTotalSizeKey), info.value("TotalSize").toLongLong()},
+            {QString::fromLatin1(QvUSBMediaNameKey), info.value("MediaName").toString()}};
 }
 
 // Carving blocks on the disk tool with a timer on the main loop: run it on a worker and keep the
@@ -67,8 +67,8 @@ void TestUSBControl::listingTakesOnlyLargePlainUsbDrives() {
                        "\"images\":[{\"path\":\"/Users/alex/"
                        "Big.dmg\",\"volname\":\"Big\",\"size\":\"3g\",\"attach\":true}]");
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    const QString exact = deviceOf(*mac, QStringLiteral("/Volumes/EXACT")).section(QLatin1Char('s'), 0, 1);
-    const QString nameless = deviceOf(*mac, QStringLiteral("/Volumes/N")).section(QLatin1Char('s'), 0, 1);
+    const QString exact = deviceOf(*mac, "/Volumes/EXACT").section(QLatin1Char('s'), 0, 1);
+    const QString nameless = deviceOf(*mac, "/Volumes/N").section(QLatin1Char('s'), 0, 1);
     mac->clearLog();
 
     QvUSBControl control;
@@ -77,9 +77,9 @@ void TestUSBControl::listingTakesOnlyLargePlainUsbDrives() {
     control.QvGetUSBThreadImp();
     QCOMPARE(bsdNames(control), QStringList({exact, nameless}));
     const QList<QVariantMap> list = control.QvGetUSBList();
-    QCOMPARE(list[0].value(QStringLiteral("QvUSBTotalSize")).toLongLong(), 2'500'000'000LL);
-    QCOMPARE(list[0].value(QStringLiteral("QvUSBMediaName")).toString(), QStringLiteral("exact"));
-    QCOMPARE(list[1].value(QStringLiteral("QvUSBMediaName")).toString(), QStringLiteral("Unknown"));
+    QCOMPARE(list[0].value("QvUSBTotalSize").toLongLong(), 2'500'000'000LL);
+    QCOMPARE(list[0].value("QvUSBMediaName").toString(), QStringLiteral("exact"));
+    QCOMPARE(list[1].value("QvUSBMediaName").toString(), QStringLiteral("Unknown"));
     QVERIFY(control.QvCheckUSBObj(&list[1]));
     QVERIFY(!control.QvCheckUSBObj(nullptr));
     const QVariantMap stranger{{QStringLiteral("QvUSBBsdName"), QStringLiteral("disk99")}};
@@ -130,8 +130,7 @@ void TestUSBControl::plugAndPullKeepTheListRight() {
 void TestUSBControl::arrivalOvertakenByRemovalAddsNothing() {
     auto mac = machine("10.15.7", usbStick("stick"));
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    const QByteArray disk =
-        deviceOf(*mac, QStringLiteral("/Volumes/STICK")).section(QLatin1Char('s'), 0, 1).toUtf8();
+    const QByteArray disk = deviceOf(*mac, "/Volumes/STICK").section(QLatin1Char('s'), 0, 1).toUtf8();
     QvUSBControl control;
     // The removal comes while the arrival's disk-tool run is still going.
     control.QvDiskAppearImp(disk.constData());
@@ -214,7 +213,7 @@ void TestUSBControl::cloneVolumeName() {
 void TestUSBControl::carvingRunsTheExactResize() {
     auto mac = machine("10.15.7", gptStick("target", "{\"fs\":\"JHFS+\",\"name\":\"Stuff\"}"));
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    QCOMPARE(deviceOf(*mac, QStringLiteral("/Volumes/Stuff")), QStringLiteral("disk2s2"));
+    QCOMPARE(deviceOf(*mac, "/Volumes/Stuff"), QStringLiteral("disk2s2"));
     QvUSBControl control;
     control.CreateVolumeName();
     const QVariantMap drive = driveOf(*mac, QStringLiteral("disk2"));
@@ -229,11 +228,8 @@ void TestUSBControl::carvingRunsTheExactResize() {
                                                {"killall", "mds_stores"},
                                                {"diskutil", "resizeVolume", "disk2s2", "13290243840B",
                                                 "JHFS+", "NewCloneSystem", "2500000000B"}}));
-    QVERIFY(QDir(mac->host(QStringLiteral("/Volumes/NewCloneSystem"))).exists());
-    QCOMPARE(mac->diskInfo(QStringLiteral("/Volumes/NewCloneSystem"))
-                 .value(QStringLiteral("TotalSize"))
-                 .toLongLong(),
-             2'500'000'000LL);
+    QVERIFY(QDir(mac->host("/Volumes/NewCloneSystem")).exists());
+    QCOMPARE(mac->diskInfo("/Volumes/NewCloneSystem").value("TotalSize").toLongLong(), 2'500'000'000LL);
 }
 
 void TestUSBControl::carvingRefusals_data() {
@@ -242,29 +238,22 @@ void TestUSBControl::carvingRefusals_data() {
     QTest::addColumn<bool>("cancel");
     QTest::addColumn<bool>("wrongSize");
     QTest::addColumn<QList<int>>("errors");
-    const QByteArray none;
-    QTest::newRow("one partition") << usbStick("m") << none << false << false << QList<int>{-12};
-    QTest::newRow("too little free") << gptStick("g",
-                                                 "{\"fs\":\"JHFS+\",\"name\":\"Full\",\"used\":\"14GB\"}")
-                                     << none << false << false << QList<int>{-12};
-    QTest::newRow("unformatted") << gptStick("g", "{\"size\":\"8GB\"}") << none << false << false
-                                 << QList<int>{-11};
-    QTest::newRow("core storage")
-        << gptStick("g", "{\"fs\":\"JHFS+\",\"name\":\"CS\",\"content\":\"Apple_CoreStorage\"}") << none
-        << false << false << QList<int>{-10};
-    QTest::newRow("mixed reasons")
-        << gptStick("g",
-                    "{\"fs\":\"JHFS+\",\"name\":\"CS\",\"size\":\"6GB\",\"content\":\"Apple_CoreStorage\"},"
-                    "{\"fs\":\"JHFS+\",\"name\":\"Small\",\"size\":\"2GB\"}")
-        << none << false << false << QList<int>{-12, -10};
-    QTest::newRow("resize fails")
-        << gptStick("g", "{\"fs\":\"JHFS+\",\"name\":\"Stuff\"}")
-        << QByteArray("{\"tool\":\"diskutil\",\"verb\":\"resizeVolume\",\"mode\":\"fail\"}") << false << false
-        << QList<int>{-13};
-    QTest::newRow("cancelled") << gptStick("g", "{\"fs\":\"JHFS+\",\"name\":\"Stuff\"}") << none << true
-                               << false << QList<int>{};
-    QTest::newRow("drive changed size")
-        << gptStick("g", "{\"fs\":\"JHFS+\",\"name\":\"Stuff\"}") << none << false << true << QList<int>{};
+    const auto row = [](const char* tag, const QByteArray& disk, const QList<int>& errors,
+                        const QByteArray& fault = {}, bool cancel = false, bool wrongSize = false) {
+        QTest::newRow(tag) << disk << fault << cancel << wrongSize << errors;
+    };
+    const QByteArray stuff = gptStick("g", R"({"fs":"JHFS+","name":"Stuff"})");
+    const QByteArray coreStorage = R"({"fs":"JHFS+","name":"CS","content":"Apple_CoreStorage")";
+    row("one partition", usbStick("m"), {-12});
+    row("too little free", gptStick("g", R"({"fs":"JHFS+","name":"Full","used":"14GB"})"), {-12});
+    row("unformatted", gptStick("g", R"({"size":"8GB"})"), {-11});
+    row("core storage", gptStick("g", coreStorage + "}"), {-10});
+    row("mixed reasons",
+        gptStick("g", coreStorage + R"(,"size":"6GB"},{"fs":"JHFS+","name":"Small","size":"2GB"})"),
+        {-12, -10});
+    row("resize fails", stuff, {-13}, R"({"tool":"diskutil","verb":"resizeVolume","mode":"fail"})");
+    row("cancelled", stuff, {}, {}, true);
+    row("drive changed size", stuff, {}, {}, false, true);
 }
 
 void TestUSBControl::carvingRefusals() {
@@ -277,11 +266,10 @@ void TestUSBControl::carvingRefusals() {
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     if (!fault.isEmpty())
         QVERIFY(mac->addFault(fault));
-    const QString wholeDisk = mac->diskList().value(QStringLiteral("WholeDisks")).toStringList().last();
+    const QString wholeDisk = mac->diskList().value("WholeDisks").toStringList().last();
     QVariantMap drive = driveOf(*mac, wholeDisk);
     if (wrongSize)
-        drive[QStringLiteral("QvUSBTotalSize")] =
-            drive.value(QStringLiteral("QvUSBTotalSize")).toLongLong() + 1;
+        drive[QStringLiteral("QvUSBTotalSize")] = drive.value("QvUSBTotalSize").toLongLong() + 1;
     QvUSBControl control;
     Delegate delegate;
     delegate.cancel = cancel;
@@ -297,6 +285,6 @@ void TestUSBControl::carvingRefusals() {
     for (const QStringList& call : mac->calls())
         resized = resized || call.value(1) == QLatin1String("resizeVolume");
     QCOMPARE(resized, !fault.isEmpty());
-    QVERIFY(!QDir(mac->host(QStringLiteral("/Volumes/NewCloneSystem"))).exists());
+    QVERIFY(!QDir(mac->host("/Volumes/NewCloneSystem")).exists());
     QVERIFY(control.QvCreateZantorPartition(nullptr).isNull());
 }

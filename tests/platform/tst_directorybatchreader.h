@@ -7,6 +7,5 @@ class TestDirectoryBatchReader : public QObject {
 private Q_SLOTS:
     void readsBatchesOfFortyWithTypesAndLengths();
     void fullLastBatchIsFollowedByAnEmptyEnd();
-    void reportsFilesMissingPathsAndLinksOnOpen();
-    void opensSubFoldersWithoutFollowingLinks();
+    void opensFoldersOnlyAndFollowsOnlyTheUsersLink();
 };

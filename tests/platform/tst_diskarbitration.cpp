@@ -16,16 +16,14 @@ void TestDiskArbitration::volumesFromTheMountTable() {
                                      R"("partitions":[{"fs":"FAT32","name":"MY STICK"}]})");
     QVERIFY(!spaced.isEmpty());
 
-    const QString system = deviceOf(*mac, QStringLiteral("/"));
-    QCOMPARE(DiskArbitration::bsdNameForVolumePath(QStringLiteral("/Volumes/MY STICK")),
-             spaced + QStringLiteral("s1"));
-    QCOMPARE(DiskArbitration::bsdNameForVolumePath(QStringLiteral("/Volumes/MY STICK/")),
-             spaced + QStringLiteral("s1"));
-    QCOMPARE(DiskArbitration::bsdNameForVolumePath(QStringLiteral("/Volumes/Macintosh HD")), system);
-    QCOMPARE(DiskArbitration::bsdNameForVolumePath(QStringLiteral("/")), system);
-    QVERIFY(QDir().mkpath(mac->host(QStringLiteral("/Volumes/STICK/Folder"))));
-    QVERIFY(DiskArbitration::bsdNameForVolumePath(QStringLiteral("/Volumes/STICK/Folder")).isEmpty());
-    QVERIFY(DiskArbitration::bsdNameForVolumePath(QStringLiteral("/Volumes/Nothing")).isEmpty());
+    const QString system = deviceOf(*mac, "/");
+    QCOMPARE(DiskArbitration::bsdNameForVolumePath("/Volumes/MY STICK"), spaced + QStringLiteral("s1"));
+    QCOMPARE(DiskArbitration::bsdNameForVolumePath("/Volumes/MY STICK/"), spaced + QStringLiteral("s1"));
+    QCOMPARE(DiskArbitration::bsdNameForVolumePath("/Volumes/Macintosh HD"), system);
+    QCOMPARE(DiskArbitration::bsdNameForVolumePath("/"), system);
+    QVERIFY(QDir().mkpath(mac->host("/Volumes/STICK/Folder")));
+    QVERIFY(DiskArbitration::bsdNameForVolumePath("/Volumes/STICK/Folder").isEmpty());
+    QVERIFY(DiskArbitration::bsdNameForVolumePath("/Volumes/Nothing").isEmpty());
 
     struct Expect {
         const char* path;
@@ -47,7 +45,7 @@ void TestDiskArbitration::volumesFromTheMountTable() {
         QCOMPARE(byPath.unmountable, path != QLatin1String("/"));
         // The capacity is the tool's TotalSize; the free bytes are below it.
         const QString device = deviceOf(*mac, path);
-        QCOMPARE(byPath.size, mac->diskInfo(device).value(QStringLiteral("TotalSize")).toLongLong());
+        QCOMPARE(byPath.size, mac->diskInfo(device).value("TotalSize").toLongLong());
         QVERIFY2(byPath.freeSize > 0 && byPath.freeSize <= byPath.size, e.path);
         // The device node answers the same as the mount path.
         const FileSystemInfo byDevice = DiskArbitration::fileSystemInfo(QStringLiteral("/dev/") + device);
@@ -56,28 +54,28 @@ void TestDiskArbitration::volumesFromTheMountTable() {
         QCOMPARE(byDevice.size, byPath.size);
         QCOMPARE(byDevice.displayName, byPath.displayName);
     }
-    QVERIFY(!DiskArbitration::fileSystemInfo(QStringLiteral("/dev/disk6s2")).found);   // unformatted
+    QVERIFY(!DiskArbitration::fileSystemInfo("/dev/disk6s2").found);                   // unformatted
     QVERIFY(!DiskArbitration::fileSystemInfo(QStringLiteral("/dev/") + spaced).found); // a whole disk
-    QVERIFY(!DiskArbitration::fileSystemInfo(QStringLiteral("/Volumes/Nothing")).found);
+    QVERIFY(!DiskArbitration::fileSystemInfo("/Volumes/Nothing").found);
 
     const QStringList mounted = DiskArbitration::mountedLocalVolumePaths();
     QCOMPARE(mounted.first(), QStringLiteral("/"));
     QCOMPARE(mounted.count(QStringLiteral("/")), 1);
     QCOMPARE(mounted.last(), QStringLiteral("/Volumes/MY STICK")); // mount order
-    QVERIFY(mounted.contains(QStringLiteral("/System/Volumes/Data")));
-    QVERIFY(mounted.contains(QStringLiteral("/Volumes/Archive")));
+    QVERIFY(mounted.contains("/System/Volumes/Data"));
+    QVERIFY(mounted.contains("/Volumes/Archive"));
 
     // An unmounted volume is gone from every answer.
-    mac->run(QStringLiteral("diskutil"), {QStringLiteral("unmount"), QStringLiteral("/Volumes/STICK")});
-    QVERIFY(DiskArbitration::bsdNameForVolumePath(QStringLiteral("/Volumes/STICK")).isEmpty());
-    QVERIFY(!DiskArbitration::fileSystemInfo(QStringLiteral("/Volumes/STICK")).found);
-    QVERIFY(!DiskArbitration::mountedLocalVolumePaths().contains(QStringLiteral("/Volumes/STICK")));
+    mac->run("diskutil", {"unmount", "/Volumes/STICK"});
+    QVERIFY(DiskArbitration::bsdNameForVolumePath("/Volumes/STICK").isEmpty());
+    QVERIFY(!DiskArbitration::fileSystemInfo("/Volumes/STICK").found);
+    QVERIFY(!DiskArbitration::mountedLocalVolumePaths().contains("/Volumes/STICK"));
 }
 
 void TestDiskArbitration::sealedSystemSnapshot() {
     auto mac = machine("11.7");
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    const QString snapshot = DiskArbitration::bsdNameForVolumePath(QStringLiteral("/Volumes/Macintosh HD"));
+    const QString snapshot = DiskArbitration::bsdNameForVolumePath("/Volumes/Macintosh HD");
     QVERIFY2(snapshot.endsWith(QLatin1String("s1s1")), qPrintable(snapshot));
     const FileSystemInfo info = DiskArbitration::fileSystemInfo(QStringLiteral("/dev/") + snapshot);
     QVERIFY(info.found);
@@ -106,20 +104,18 @@ void TestDiskArbitration::watcherReportsChangesInOrder() {
     const QString disk = mac->plug(R"({"mediaName":"Kingston DT","size":"32GB","scheme":"GPT",)"
                                    R"("partitions":[{"fs":"JHFS+","name":"Kingston A"}]})");
     QVERIFY(waitUntil([&] { return events.size() >= 2; }, 1000));
-    QCOMPARE(events,
-             QStringList({QStringLiteral("+disk ") + disk, QStringLiteral("+vol /Volumes/Kingston A")}));
+    QCOMPARE(events, QStringList({"+disk " + disk, "+vol /Volumes/Kingston A"}));
 
     events.clear();
-    mac->run(QStringLiteral("diskutil"), {QStringLiteral("unmount"), QStringLiteral("/Volumes/Data")});
+    mac->run("diskutil", {"unmount", "/Volumes/Data"});
     QVERIFY(waitUntil([&] { return events.size() >= 2; }, 1000));
     // Elsewhere than on a Mac a disk is known by its mounted volumes.
-    QCOMPARE(events, QStringList({QStringLiteral("-vol /Volumes/Data"), QStringLiteral("-disk disk2")}));
+    QCOMPARE(events, QStringList({"-vol /Volumes/Data", "-disk disk2"}));
 
     events.clear();
     QVERIFY(mac->unplug(disk));
     QVERIFY(waitUntil([&] { return events.size() >= 2; }, 1000));
-    QCOMPARE(events,
-             QStringList({QStringLiteral("-vol /Volumes/Kingston A"), QStringLiteral("-disk ") + disk}));
+    QCOMPARE(events, QStringList({"-vol /Volumes/Kingston A", "-disk " + disk}));
     QTest::qWait(300);
     QCOMPARE(events.size(), 2); // each change reported once
 }

@@ -13,6 +13,15 @@
 
 #include <thread>
 
+namespace {
+// A Mac with a FAT32 stick "STICK" and an ExFAT disk "SSD".
+std::unique_ptr<EmulatedMac> stickAndSsd() {
+    return VolumesTestKit::machine("10.15.7", VolumesTestKit::usbStick("stick") + "," +
+                                                  R"({"name":"ssd","size":"64GB","scheme":"GPT",)"
+                                                  R"("partitions":[{"fs":"ExFAT","name":"SSD"}]})");
+}
+} // namespace
+
 void TestItemCopy::copiesATreeWithDataModesTimesAndLinks() {
     QTemporaryDir dir;
     const QString source = dir.filePath("source");
@@ -31,47 +40,37 @@ void TestItemCopy::copiesATreeWithDataModesTimesAndLinks() {
     QVERIFY(!compareTrees(source, dir.filePath("copy")).isEmpty());
 }
 
-void TestItemCopy::copiesSingleFilesAndLinks() {
+void TestItemCopy::singleItemsAndRefusals() {
     QTemporaryDir dir;
     writeHostFile(dir.filePath("one.txt"), "single");
     setMode(dir.filePath("one.txt"), 0604);
     setModificationTime(dir.filePath("one.txt"), 1000000000, 42);
     QVERIFY(copyItem(dir.filePath("one.txt"), dir.filePath("two.txt"), nullptr));
     QVERIFY(compareTrees(dir.filePath("one.txt"), dir.filePath("two.txt")).isEmpty());
-
     QVERIFY(makeLink("one.txt", dir.filePath("link")));
     QVERIFY(copyItem(dir.filePath("link"), dir.filePath("link-copy"), nullptr));
     QVERIFY(QFileInfo(dir.filePath("link-copy")).isSymLink());
     QCOMPARE(QFile::symLinkTarget(dir.filePath("link-copy")), dir.filePath("one.txt"));
-}
 
-void TestItemCopy::refusesAnExistingDestination() {
-    QTemporaryDir dir;
-    writeHostFile(dir.filePath("a"), "new");
+    // An existing destination, file or folder, is refused and kept.
     writeHostFile(dir.filePath("b"), "old");
     QString error;
-    QVERIFY(!copyItem(dir.filePath("a"), dir.filePath("b"), &error));
-    QVERIFY(error.contains(dir.filePath("a")));
+    QVERIFY(!copyItem(dir.filePath("one.txt"), dir.filePath("b"), &error));
+    QVERIFY(error.contains(dir.filePath("one.txt")));
     QCOMPARE(readHostFile(dir.filePath("b")), QByteArray("old"));
-
     QDir(dir.path()).mkpath("folder");
-    QVERIFY(!copyItem(dir.filePath("a"), dir.filePath("folder"), nullptr));
-}
+    QVERIFY(!copyItem(dir.filePath("one.txt"), dir.filePath("folder"), nullptr));
 
-void TestItemCopy::reportsAMissingSource() {
-    QTemporaryDir dir;
-    QString error;
+    // A missing source says so and makes nothing.
+    error.clear();
     QVERIFY(!copyItem(dir.filePath("nothing"), dir.filePath("copy"), &error));
     QVERIFY(!error.isEmpty());
     QVERIFY(!QFileInfo::exists(dir.filePath("copy")));
 }
 
 void TestItemCopy::emulatedFatVolumeRefusesWhatFatCannotStore() {
-    auto mac =
-        VolumesTestKit::machine("10.15.7", VolumesTestKit::usbStick("stick") + "," +
-                                               "{\"name\":\"ssd\",\"size\":\"64GB\",\"scheme\":\"GPT\","
-                                               "\"partitions\":[{\"fs\":\"ExFAT\",\"name\":\"SSD\"}]}");
-    QVERIFY2(mac && mac->isValid(), qPrintable(mac ? mac->error() : QString()));
+    auto mac = stickAndSsd();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     QTemporaryDir dir;
     // A 5 GB file that takes no room on the host.
     QFile big(dir.filePath("big.bin"));
@@ -135,11 +134,8 @@ void TestItemCopy::skipsEntriesAndStopsWhenAborted() {
 }
 
 void TestItemCopy::throttledVolumeTakesDataAtItsPace() {
-    auto mac =
-        VolumesTestKit::machine("10.15.7", VolumesTestKit::usbStick("stick") + "," +
-                                               "{\"name\":\"ssd\",\"size\":\"64GB\",\"scheme\":\"GPT\","
-                                               "\"partitions\":[{\"fs\":\"ExFAT\",\"name\":\"SSD\"}]}");
-    QVERIFY2(mac && mac->isValid(), qPrintable(mac ? mac->error() : QString()));
+    auto mac = stickAndSsd();
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     const auto line = [&](const QByteArray& mountPoint) {
         for (const QByteArray& l : mac->mountTable().split('\n')) {
             if (l.contains(" " + mountPoint + " "))

@@ -6,9 +6,7 @@ class TestItemCopy : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void copiesATreeWithDataModesTimesAndLinks();
-    void copiesSingleFilesAndLinks();
-    void refusesAnExistingDestination();
-    void reportsAMissingSource();
+    void singleItemsAndRefusals();
     void emulatedFatVolumeRefusesWhatFatCannotStore();
     void skipsEntriesAndStopsWhenAborted();
     void throttledVolumeTakesDataAtItsPace();

@@ -85,7 +85,7 @@ void TestPrivilegedRunner::dialogAnswers() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     QVERIFY(mac->setAuthorization(answer));
-    const QString disk = mac->diskInfo(QStringLiteral("/Volumes/Backup")).value("ParentWholeDisk").toString();
+    const QString disk = mac->diskInfo("/Volumes/Backup").value("ParentWholeDisk").toString();
     mac->clearLog();
     PrivilegedRunner runner({*PrivilegedCommand::diskutil({"unmountDisk", "/dev/" + disk})});
     QCOMPARE(int(runner.authorize(QStringLiteral("Tavrill needs it."))), expected);
@@ -93,20 +93,19 @@ void TestPrivilegedRunner::dialogAnswers() {
              qPrintable(runner.refusal()));
     QCOMPARE(runner.isAuthorized(), answer == QLatin1String("approve"));
     // The dialog was asked for once, whatever its answer.
-    QCOMPARE(mac->calls(QStringLiteral("osascript")).size(), 1);
-    QCOMPARE(mac->calls(QStringLiteral("osascript")).first().value(2), runner.script());
+    QCOMPARE(mac->calls("osascript").size(), 1);
+    QCOMPARE(mac->calls("osascript").first().value(2), runner.script());
 
     QByteArray output;
     const int code = runner.run(0, &output);
     if (answer != QLatin1String("approve")) {
         QCOMPARE(code, -1);
-        QVERIFY(mac->calls(QStringLiteral("diskutil")).isEmpty());
+        QVERIFY(mac->calls("diskutil").isEmpty());
         return;
     }
     QCOMPARE(code, 0);
     QCOMPARE(output, "Unmount of all volumes on " + disk.toUtf8() + " was successful\n");
-    QCOMPARE(mac->rootCalls(QStringLiteral("diskutil")),
-             (QList<QStringList>{{"diskutil", "unmountDisk", "/dev/" + disk}}));
+    QCOMPARE(mac->rootCalls("diskutil"), (QList<QStringList>{{"diskutil", "unmountDisk", "/dev/" + disk}}));
     // A command runs once per session.
     QCOMPARE(runner.run(0, &output), -1);
     runner.end();
@@ -133,7 +132,7 @@ void TestPrivilegedRunner::stopReachesTheRootTool() {
 
     // The process whose end ends the session: a stand-in for Tavrill.
     QProcess tavrill;
-    tavrill.start(QStringLiteral("sleep"), {QStringLiteral("60")});
+    tavrill.start(QStringLiteral("sleep"), {"60"});
     QVERIFY(tavrill.waitForStarted());
     PrivilegedRunner runner({*PrivilegedCommand::restore(QStringLiteral("/"), target)},
                             tavrillGone ? tavrill.processId() : 0);
@@ -146,9 +145,8 @@ void TestPrivilegedRunner::stopReachesTheRootTool() {
     // The output arrives while the tool copies, not at its end.
     QVERIFY(waitUntil([&] { return output.contains("....20"); }, 30000));
     QVERIFY(job->isRunning());
-    QCOMPARE(mac->rootCalls(QStringLiteral("asr")),
-             (QList<QStringList>{
-                 {"asr", "restore", "--source", "/", "--target", target, "--erase", "--noprompt"}}));
+    QCOMPARE(mac->rootCalls("asr"), (QList<QStringList>{{"asr", "restore", "--source", "/", "--target",
+                                                         target, "--erase", "--noprompt"}}));
     QCOMPARE(mac->runningTools(QStringLiteral("asr")).size(), 1);
 
     if (tavrillGone) {

@@ -35,16 +35,14 @@ void TestDiskList::iconFollowsEjectableThenSystemMount_data() {
     QTest::addColumn<bool>("ejectable");
     QTest::addColumn<QString>("mountPoint");
     QTest::addColumn<QString>("icon");
-    QTest::newRow("usb stick") << true << "/Volumes/STICK"
-                               << "ic_usb";
-    QTest::newRow("usb stick holding the system") << true << "/"
-                                                  << "ic_usb";
-    QTest::newRow("internal system volume") << false << "/"
-                                            << "ic_os";
-    QTest::newRow("internal data volume") << false << "/Volumes/Data"
-                                          << "ic_disk";
-    QTest::newRow("path merely starting with /") << false << "/Volumes"
-                                                 << "ic_disk";
+    const auto row = [](const char* tag, bool ejectable, const char* mountPoint, const char* icon) {
+        QTest::newRow(tag) << ejectable << QString::fromLatin1(mountPoint) << QString::fromLatin1(icon);
+    };
+    row("usb stick", true, "/Volumes/STICK", "ic_usb");
+    row("usb stick holding the system", true, "/", "ic_usb");
+    row("internal system volume", false, "/", "ic_os");
+    row("internal data volume", false, "/Volumes/Data", "ic_disk");
+    row("path merely starting with /", false, "/Volumes", "ic_disk");
 }
 
 void TestDiskList::iconFollowsEjectableThenSystemMount() {

@@ -53,6 +53,21 @@ bool waitForList(SelectDiskViewController& p) {
     return shown.count() > 0 || shown.wait(kScanTimeoutMs);
 }
 
+// Shows a picker in a popover under a slot button of a window-sized host, its list taken in.
+bool openInPopover(QWidget& host, bool wholeDisks, SelectDiskViewController** picker,
+                   QPointer<Popover>* popover) {
+    host.setFixedSize(880, 640);
+    host.setStyleSheet(QStringLiteral("background: %1;").arg(KitStyle::css(KitStyle::windowBackground())));
+    auto* slot = new QPushButton(QStringLiteral("Choose"), &host);
+    slot->setGeometry(340, 40, 200, 40);
+    host.show();
+    if (!QTest::qWaitForWindowExposed(&host))
+        return false;
+    *picker = new SelectDiskViewController(wholeDisks);
+    *popover = SelectDiskViewController::presentUnder(slot, *picker);
+    return waitForList(**picker);
+}
+
 } // namespace
 
 void TestPicker::mountedVolumesUnderTheirHeadings() {
@@ -208,20 +223,11 @@ void TestPicker::screenshotsInAPopover() {
 
     for (bool wholeDisks : {false, true}) {
         QWidget host;
-        host.setFixedSize(880, 560);
-        host.setStyleSheet(
-            QStringLiteral("background: %1;").arg(KitStyle::css(KitStyle::windowBackground())));
-        auto* slot = new QPushButton(
-            wholeDisks ? QStringLiteral("Choose the USB drive") : QStringLiteral("Choose the source"), &host);
-        slot->setGeometry(340, 60, 200, 40);
-        host.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&host));
-
-        auto* picker = new SelectDiskViewController(wholeDisks);
-        QPointer<Popover> popover = SelectDiskViewController::presentUnder(slot, picker);
+        SelectDiskViewController* picker = nullptr;
+        QPointer<Popover> popover;
+        QVERIFY(openInPopover(host, wholeDisks, &picker, &popover));
         QVERIFY(popover->isShown());
         QCOMPARE(popover->content(), picker);
-        QVERIFY(waitForList(*picker));
         // Show the first row as it looks under the pointer.
         hover(picker->rows().first()->aView());
         QVERIFY(saveScreenshot(&host, QStringLiteral("volumes"),
@@ -248,16 +254,9 @@ void TestPicker::rowsNameTheDriveAndItsVolumes() {
     const QString t7Volumes = QString::fromUtf8("Backup — 80.00 GB used, WINDOWS — 22.22 KB used");
     for (bool wholeDisks : {false, true}) {
         QWidget host;
-        host.setFixedSize(880, 640);
-        host.setStyleSheet(
-            QStringLiteral("background: %1;").arg(KitStyle::css(KitStyle::windowBackground())));
-        auto* slot = new QPushButton(QStringLiteral("Choose"), &host);
-        slot->setGeometry(340, 40, 200, 40);
-        host.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&host));
-        auto* picker = new SelectDiskViewController(wholeDisks);
-        QPointer<Popover> popover = SelectDiskViewController::presentUnder(slot, picker);
-        QVERIFY(waitForList(*picker));
+        SelectDiskViewController* picker = nullptr;
+        QPointer<Popover> popover;
+        QVERIFY(openInPopover(host, wholeDisks, &picker, &popover));
         const QList<Row> expected =
             wholeDisks ? QList<Row>{{"Samsung PSSD T7 Media", "Samsung PSSD T7 Media · USB · 500.11 GB"}}
                        : QList<Row>{{"Macintosh HD 1", ""},

@@ -15,7 +15,6 @@ private Q_SLOTS:
     void systemVolumeAcrossVersions_data();
     void systemVolumeAcrossVersions();
     void usbScanOffersOnlyPlainUsbDisks();
-    void incrementalAddAndRemove();
+    void incrementalAddRemoveAndOverlongNames();
     void workspaceScan();
-    void overlongNameIsLoggedNotRun();
 };

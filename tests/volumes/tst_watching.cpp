@@ -44,10 +44,10 @@ void TestWatching::mountAndUnmountReachEveryListener() {
                         recorder(&heardByManager));
     center->addObserver(&other, QString::fromLatin1(MCVolumeUnmountNotification), recorder(&heardByOther));
 
-    const QString stickDevice = deviceOf(*mac, QStringLiteral("/Volumes/STICK"));
+    const QString stickDevice = deviceOf(*mac, "/Volumes/STICK");
     QElapsedTimer clock;
     clock.start();
-    mac->run(QStringLiteral("diskutil"), {QStringLiteral("unmount"), QStringLiteral("/Volumes/STICK")});
+    mac->run("diskutil", {"unmount", "/Volumes/STICK"});
     QVERIFY(waitUntil([&] { return !heardByManager.isEmpty() && !heardByOther.isEmpty(); }, 1500));
     qInfo("unmount heard after %lld ms", static_cast<long long>(clock.elapsed()));
     QCOMPARE(heardByManager.size(), 1);
@@ -60,7 +60,7 @@ void TestWatching::mountAndUnmountReachEveryListener() {
 
     heardByManager.clear();
     heardByOther.clear();
-    mac->run(QStringLiteral("diskutil"), {QStringLiteral("mount"), stickDevice});
+    mac->run("diskutil", {"mount", stickDevice});
     QVERIFY(waitUntil([&] { return !heardByManager.isEmpty(); }, 1500));
     QCOMPARE(heardByManager[0].name, QStringLiteral("MCVolumeMount"));
     QCOMPARE(heardByManager[0].path, QStringLiteral("/Volumes/STICK"));
@@ -68,19 +68,16 @@ void TestWatching::mountAndUnmountReachEveryListener() {
 
     // An eject of a whole disk unmounts its volume; a mounted image shows as a mount.
     heardByManager.clear();
-    mac->run(QStringLiteral("diskutil"), {QStringLiteral("eject"), QStringLiteral("/Volumes/Backup")});
-    mac->run(QStringLiteral("hdiutil"), {QStringLiteral("detach"), QStringLiteral("/Volumes/Archive")});
-    mac->run(QStringLiteral("hdiutil"),
-             {QStringLiteral("attach"), QStringLiteral("/Users/alex/Documents/Archive.dmg")});
+    mac->run("diskutil", {"eject", "/Volumes/Backup"});
+    mac->run("hdiutil", {"detach", "/Volumes/Archive"});
+    mac->run("hdiutil", {"attach", "/Users/alex/Documents/Archive.dmg"});
     QVERIFY(waitUntil([&] { return heardByManager.size() >= 3; }, 2500));
     QTest::qWait(300);
     QStringList seen;
     for (const Heard& h : heardByManager)
         seen << h.name + QLatin1Char(' ') + h.path;
-    QVERIFY2(seen.contains(QStringLiteral("MCVolumeUnmount /Volumes/Backup")),
-             qPrintable(seen.join(QLatin1Char('|'))));
-    QVERIFY2(seen.contains(QStringLiteral("MCVolumeMount /Volumes/Archive")),
-             qPrintable(seen.join(QLatin1Char('|'))));
+    QVERIFY2(seen.contains("MCVolumeUnmount /Volumes/Backup"), qPrintable(seen.join(QLatin1Char('|'))));
+    QVERIFY2(seen.contains("MCVolumeMount /Volumes/Archive"), qPrintable(seen.join(QLatin1Char('|'))));
     QCOMPARE(seen.size(), 3); // the image shows as an unmount and a mount of the same path
 }
 
@@ -99,7 +96,7 @@ void TestWatching::postsFromWorkersArriveInOrderOnMain() {
     }
     NotificationCenter::defaultCenter()->addObserver(
         &listener, QStringLiteral("Test"), [&](const QString&, QObject*, const QVariantMap& info) {
-            order << info.value(QStringLiteral("n")).toInt();
+            order << info.value("n").toInt();
             allOnMain = allOnMain && QThread::currentThread() == listener.thread();
         });
     QThreadPool::globalInstance()->start([] {
