@@ -182,8 +182,9 @@ void TestVolumeEnumerator::lastListingEntryDecidesShowing() {
         if (order.last() == QLatin1String(".DS_Store"))
             systemName = candidate;
     }
-    if (systemName.isEmpty())
-        QSKIP("this host's file system never lists .DS_Store after the system volume's link");
+    // Hashed directories (ext4, the test machines') list one of forty names before it.
+    QVERIFY2(!systemName.isEmpty(),
+             "this host's file system never lists .DS_Store after the system volume's link");
 
     auto mac = machine("10.15.7", {}, "\"system\":{\"name\":\"" + systemName.toUtf8() + "\"}");
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
