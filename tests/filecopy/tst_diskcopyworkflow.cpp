@@ -637,6 +637,10 @@ void TestDiskCopyWorkflow::verifyNamesWhatDiffers() {
         QVERIFY(waitUntil([&] { return held.load() && held.load()->reached(); }, 30000));
         QCOMPARE(w.tab->pathLabel()->text(), QString("Verifying\u2026"));
         QVERIFY(w.tab->progressView()->isVisible());
+        // The stage counts its own bytes: a.txt and the photo are read back, c.bin is not yet.
+        const QRegularExpression verified(QStringLiteral("^100(\\.\\d\\d)? KB of 3\\.10 MB"));
+        QVERIFY2(waitUntil([&] { return verified.match(w.tab->progressLine()->text()).hasMatch(); }, 5000),
+                 qPrintable(w.tab->progressLine()->text()));
         w.shot("9-verifying");
         held.load()->release();
     }
