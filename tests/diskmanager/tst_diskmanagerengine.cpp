@@ -10,7 +10,6 @@
 
 #include <QDir>
 #include <QDirIterator>
-#include <QFile>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -77,17 +76,11 @@ void TestDiskManagerEngine::listingTakesEachMountedVolumeOnceAsTheToolSaw() {
     auto mac = managerMachine();
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     // Entries of "/Volumes/" that are no volumes.
-    QFile dsStore(mac->host("/Volumes/.DS_Store"));
-    QVERIFY(dsStore.open(QIODevice::WriteOnly));
-    dsStore.close();
+    QVERIFY(writeHostFile(mac->host("/Volumes/.DS_Store"), QByteArray()));
     QVERIFY(QDir().mkpath(mac->host("/Volumes/(null)")));
     mac->clearLog();
 
     const VolumeObjList list = DiskManagerEngine::listVolumes();
-    QStringList names = namesOf(list);
-    names.sort();
-    // The stick named "EFI" is mounted but never listed.
-    QCOMPARE(names, QStringList({"Data", "Macintosh HD", "Projects", "STICK", "WINDOWS"}));
     // One lookup per mounted volume, by BSD name (in the folder's order); then the drives are
     // looked up, starting with the disk layout.
     QList<QStringList> calls = diskutilCalls(*mac);
@@ -102,78 +95,77 @@ void TestDiskManagerEngine::listingTakesEachMountedVolumeOnceAsTheToolSaw() {
                                         {"info", "-plist", "disk6s1"},
                                         {"info", "-plist", "disk7s1"}}));
 
-    // Each record holds what the tool answered for its volume.
+    // Each record holds what the tool answered for its volume; the stick named "EFI" is mounted
+    // but never listed. An APFS volume reports no free bytes of its own: the container's are shown.
+    QCOMPARE(num(mac->diskInfo("/Volumes/Projects"), "FreeSpace"), 0);
+    QStringList records;
     for (const VolumeObjRef& v : list) {
         const QVariantMap info = mac->diskInfo(v->volRootDir());
-        QVERIFY2(!info.isEmpty(), qPrintable(v->volumeName()));
-        QCOMPARE(v->volumeName(), str(info, "VolumeName"));
-        QCOMPARE(v->volRootDir(), str(info, "DeviceNode"));
-        QCOMPARE(v->volumePath(), str(info, "DeviceNode"));
         QCOMPARE(v->diskUUID(), str(info, "VolumeUUID"));
-        QCOMPARE(v->volumeMountPoint(), str(info, "MountPoint"));
-        QCOMPARE(v->parentWholeDisk(), str(info, "ParentWholeDisk"));
-        QCOMPARE(v->BusProtocol(), str(info, "BusProtocol"));
-        QCOMPARE(v->bCanEject(), info.value("Ejectable").toBool());
         QCOMPARE(v->volumeTotalSizeNum(), num(info, "TotalSize"));
-        QVERIFY(!v->diskUUID().isEmpty());
+        QCOMPARE(v->volumePath(), v->volRootDir());
+        records << QStringList{v->volumeName(),
+                               v->volRootDir(),
+                               v->volumeMountPoint(),
+                               v->parentWholeDisk(),
+                               v->BusProtocol(),
+                               v->bCanEject() ? QStringLiteral("ejectable") : QStringLiteral("fixed"),
+                               v->diskType(),
+                               v->volumeFreeSize() + QLatin1Char('/') + v->volumeTotalSize()}
+                       .join(QStringLiteral(" | "));
     }
-    // The sizes as the table shows them: "name free/total".
-    QStringList sizes;
-    for (const VolumeObjRef& v : list)
-        sizes << v->volumeName() + QLatin1Char(' ') + v->volumeFreeSize() + QLatin1Char('/') +
-                     v->volumeTotalSize();
-    sizes.sort();
-    QCOMPARE(sizes, (QStringList{"Data 1.36 TB/2.00 TB", "Macintosh HD 318.07 GB/500.07 GB",
-                                 "Projects 487.79 GB/499.79 GB", "STICK 16.00 GB/16.00 GB",
-                                 "WINDOWS 2.00 TB/2.00 TB"}));
-    // An APFS volume reports no free bytes of its own: the container's are shown.
-    const VolumeObjRef projects = volumeNamed(list, "Projects");
-    QVERIFY(projects);
-    const QVariantMap apfs = mac->diskInfo(projects->volRootDir());
-    QCOMPARE(num(apfs, "FreeSpace"), 0);
-    QVERIFY(num(apfs, "APFSContainerFree") > 0);
-    QCOMPARE(projects->volumeFreeSizeNum(), num(apfs, "APFSContainerFree"));
-    QCOMPARE(projects->diskType(), QStringLiteral("APFS"));
-    QCOMPARE(volumeNamed(list, "STICK")->diskType(), QStringLiteral("MS-DOS FAT32"));
+    records.sort();
+    QCOMPARE(records.join("\n"),
+             (QStringList{"Data | /dev/disk2s2 | /Volumes/Data | disk2 | SATA | fixed | Journaled "
+                          "HFS+ | 1.36 TB/2.00 TB",
+                          "Macintosh HD | /dev/disk1s5 | / | disk1 | PCI-Express | fixed | APFS | "
+                          "318.07 GB/500.07 GB",
+                          "Projects | /dev/disk6s1 | /Volumes/Projects | disk6 | USB | ejectable | "
+                          "APFS | 487.79 GB/499.79 GB",
+                          "STICK | /dev/disk3s1 | /Volumes/STICK | disk3 | USB | ejectable | MS-DOS "
+                          "FAT32 | 16.00 GB/16.00 GB",
+                          "WINDOWS | /dev/disk4s1 | /Volumes/WINDOWS | disk4 | USB | ejectable | "
+                          "NTFS | 2.00 TB/2.00 TB"})
+                 .join("\n"));
 
     // Only a plain "APFS" with nothing free borrows the container's figure.
-    QVariantMap other{{QStringLiteral("VolumeName"), QStringLiteral("X")},
-                      {QStringLiteral("FilesystemName"), QStringLiteral("Case-sensitive APFS")},
-                      {QStringLiteral("FreeSpace"), qint64(0)},
-                      {QStringLiteral("APFSContainerFree"), qint64(5000)},
-                      {QStringLiteral("TotalSize"), qint64(9000)}};
-    QCOMPARE(DiskManagerEngine::volumeFromInfo(other)->volumeFreeSizeNum(), 0);
-    other[QStringLiteral("FilesystemName")] = QStringLiteral("APFS");
-    other[QStringLiteral("FreeSpace")] = qint64(100);
-    QCOMPARE(DiskManagerEngine::volumeFromInfo(other)->volumeFreeSizeNum(), 100);
+    const auto freeOf = [](const char* fileSystem, qint64 free) {
+        return DiskManagerEngine::volumeFromInfo({{"VolumeName", "X"},
+                                                  {"FilesystemName", fileSystem},
+                                                  {"FreeSpace", free},
+                                                  {"APFSContainerFree", qint64(5000)},
+                                                  {"TotalSize", qint64(9000)}})
+            ->volumeFreeSizeNum();
+    };
+    QCOMPARE(freeOf("APFS", 0), 5000);
+    QCOMPARE(freeOf("Case-sensitive APFS", 0), 0);
+    QCOMPARE(freeOf("APFS", 100), 100);
 }
 
 void TestDiskManagerEngine::lookupSkipsKnownAndNamelessVolumes() {
     auto mac = managerMachine();
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    const VolumeObjList all = DiskManagerEngine::listVolumes();
-    const VolumeObjRef stick = volumeNamed(all, "STICK");
+    const VolumeObjRef stick = volumeNamed(DiskManagerEngine::listVolumes(), "STICK");
     QVERIFY(stick);
     const QString bsd = QStringLiteral("disk3s1");
+    const auto named = [](const char* name, const char* device) {
+        auto v = VolumeObjRef::create();
+        v->setVolumeName(QString::fromLatin1(name));
+        v->setVolumePath(QString::fromLatin1(device));
+        return v;
+    };
 
     // A record already named like the device: nothing is even asked.
-    VolumeObjList list;
-    auto namedLikeDevice = VolumeObjRef::create();
-    namedLikeDevice->setVolumeName(bsd);
-    list << namedLikeDevice;
+    VolumeObjList list{named("disk3s1", "")};
     mac->clearLog();
     DiskManagerEngine::getVolumeAllObjWithVolumeName(bsd, list);
     QCOMPARE(list.size(), 1);
     QVERIFY(diskutilCalls(*mac).isEmpty());
-
     // The same name on the same device is not listed twice; on another device it is.
     list = {stick};
     DiskManagerEngine::getVolumeAllObjWithVolumeName(bsd, list);
     QCOMPARE(list.size(), 1);
-    auto sameNameElsewhere = VolumeObjRef::create();
-    sameNameElsewhere->setVolumeName(QStringLiteral("STICK"));
-    sameNameElsewhere->setVolumePath(QStringLiteral("/dev/disk42s1"));
-    list = {sameNameElsewhere};
+    list = {named("STICK", "/dev/disk42s1")};
     DiskManagerEngine::getVolumeAllObjWithVolumeName(bsd, list);
     QCOMPARE(list.size(), 2);
 
@@ -239,14 +231,16 @@ void TestDiskManagerEngine::fat32NameRule() {
     QCOMPARE(VolumeOperations::fat32Name(typed), name);
 }
 
-void TestDiskManagerEngine::renameRunsOneLineAndKeepsTheName() {
+void TestDiskManagerEngine::renameAndFormatRunOneLineEach() {
     auto mac = managerMachine();
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     const VolumeObjList list = DiskManagerEngine::listVolumes();
     const VolumeObjRef stick = volumeNamed(list, "STICK");
     const VolumeObjRef data = volumeNamed(list, "Data");
-    QVERIFY(stick && data);
+    const VolumeObjRef projects = volumeNamed(list, "Projects");
+    QVERIFY(stick && data && projects);
     const QString uuid = uuidOf(*mac, QStringLiteral("/Volumes/STICK"));
+    const QString projectsUuid = uuidOf(*mac, QStringLiteral("/Volumes/Projects"));
 
     mac->clearLog();
     QvUninitLog();
@@ -259,58 +253,41 @@ void TestDiskManagerEngine::renameRunsOneLineAndKeepsTheName() {
     QCOMPARE(stick->volumeName(), QStringLiteral("MY BACKUP D"));
     QCOMPARE(str(mac->diskInfo(stick->diskUUID()), "VolumeName"), QStringLiteral("MY BACKUP D"));
 
-    // A rename the tool refuses leaves the record as it was and says what went wrong.
-    QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "rename", "mode": "fail", "times": 1})"));
+    // General branch, FAT32 chosen: the FAT32 name rule applies.
+    mac->clearLog();
+    QVERIFY(VolumeOperations::formatVolume(*stick, QStringLiteral("usb key"), QStringLiteral("MS-DOS FAT32"))
+                .succeeded);
+    QCOMPARE(changingCalls(*mac),
+             QList<QStringList>({{"eraseVolume", "MS-DOS FAT32", "USB KEY", "/dev/disk3s1"}}));
+    QCOMPARE(str(mac->diskInfo("/dev/disk3s1"), "VolumeName"), QStringLiteral("USB KEY"));
+    const QString eraseFile = mac->host("/tmp/eraserVolumeTemp.plist");
+    QVERIFY(readHostFile(eraseFile).contains("Finished erase on"));
+    QCOMPARE(logLines(*mac).mid(1),
+             QStringList({QStringLiteral(" 1 "), QStringLiteral(" rename : %1 ").arg(eraseFile),
+                          QStringLiteral("format volume : USB KEY")}));
+
+    // A rename the tool refuses leaves the record as it was and says what went wrong; a format
+    // whose rename is refused reformats nothing.
+    QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "rename", "mode": "fail", "times": 2})"));
     mac->clearLog();
     const VolumeOperations::Outcome refused =
         VolumeOperations::renameVolume(*data, QStringLiteral("Archive"));
     QVERIFY(refused.ran && !refused.succeeded);
     QCOMPARE(refused.message, QStringLiteral("The disk tool ended with status 1."));
-    QCOMPARE(changingCalls(*mac).size(), 1);
     QCOMPARE(data->volumeName(), QStringLiteral("Data"));
     QCOMPARE(str(mac->diskInfo(data->diskUUID()), "VolumeName"), QStringLiteral("Data"));
-}
-
-void TestDiskManagerEngine::formatRunsTheLineOfEachKind() {
-    auto mac = managerMachine();
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    const VolumeObjList list = DiskManagerEngine::listVolumes();
-    const VolumeObjRef stick = volumeNamed(list, "STICK");
-    QVERIFY(stick);
-
-    // General branch, FAT32 chosen: the FAT32 name rule applies.
-    mac->clearLog();
-    QvUninitLog();
-    QVERIFY(VolumeOperations::formatVolume(*stick, QStringLiteral("my backup disk"),
-                                           QStringLiteral("MS-DOS FAT32"))
-                .succeeded);
-    QCOMPARE(changingCalls(*mac),
-             QList<QStringList>({{"eraseVolume", "MS-DOS FAT32", "MY BACKUP D", "/dev/disk3s1"}}));
-    QCOMPARE(str(mac->diskInfo("/dev/disk3s1"), "VolumeName"), QStringLiteral("MY BACKUP D"));
-    const QString eraseFile = mac->host("/tmp/eraserVolumeTemp.plist");
-    QVERIFY(readHostFile(eraseFile).contains("Finished erase on"));
-    QCOMPARE(logLines(*mac),
-             QStringList({QStringLiteral(" 1 "), QStringLiteral(" rename : %1 ").arg(eraseFile),
-                          QStringLiteral("format volume : MY BACKUP D")}));
-
-    // APFS: the volume is renamed, then reformatted.
-    const VolumeObjRef projects = volumeNamed(list, "Projects");
-    QVERIFY(projects);
-    const QString uuid = uuidOf(*mac, QStringLiteral("/Volumes/Projects"));
-    mac->clearLog();
-    // A rename the tool refuses: nothing is reformatted, and the format says it failed.
-    QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "rename", "mode": "fail", "times": 1})"));
-    const VolumeOperations::Outcome refused =
+    const VolumeOperations::Outcome notRenamed =
         VolumeOperations::formatVolume(*projects, QStringLiteral("Work 2026"), QStringLiteral("ExFAT"));
-    QVERIFY(refused.ran && !refused.succeeded);
-    QCOMPARE(changingCalls(*mac), QList<QStringList>({{"rename", uuid, "Work 2026"}}));
+    QVERIFY(notRenamed.ran && !notRenamed.succeeded);
+    QCOMPARE(changingCalls(*mac), QList<QStringList>({{"rename", data->diskUUID(), "Archive"},
+                                                      {"rename", projectsUuid, "Work 2026"}}));
 
-    // The chosen type is not used: the volume stays APFS, renamed and then reformatted.
+    // APFS: the chosen type is not used; the volume stays APFS, renamed and then reformatted.
     mac->clearLog();
     QVERIFY(VolumeOperations::formatVolume(*projects, QStringLiteral("Work 2026"), QStringLiteral("ExFAT"))
                 .succeeded);
     QCOMPARE(changingCalls(*mac),
-             QList<QStringList>({{"rename", uuid, "Work 2026"}, {"reformat", "/dev/disk6s1"}}));
+             QList<QStringList>({{"rename", projectsUuid, "Work 2026"}, {"reformat", "/dev/disk6s1"}}));
     QVERIFY(readHostFile(mac->host("/tmp/BrindleChangeNameTemp.plist")).contains("renamed to Work 2026"));
     const QVariantMap info = mac->diskInfo("/dev/disk6s1");
     QCOMPARE(str(info, "MountPoint"), QStringLiteral("/Volumes/Work 2026"));

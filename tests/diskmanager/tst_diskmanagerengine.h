@@ -11,8 +11,7 @@ private Q_SLOTS:
     void listingIsGuardedAndOnlyTheNewestCounts();
     void fat32NameRule_data();
     void fat32NameRule();
-    void renameRunsOneLineAndKeepsTheName();
-    void formatRunsTheLineOfEachKind();
+    void renameAndFormatRunOneLineEach();
     void hostileNamesReachTheToolLiterally();
     void namesThatCannotBeUsedRunNothing_data();
     void namesThatCannotBeUsedRunNothing();

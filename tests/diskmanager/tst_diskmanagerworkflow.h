@@ -11,15 +11,8 @@ private Q_SLOTS:
     void renameFromTheRow();
     void formatNtfsThroughThePopups();
     void formatWithTheTypeMenu();
-    void cancelLeavesTheVolumeAlone();
-    void ejectRemovesTheRowAfterTheUnmountNotice();
+    void ejectFromTheRow();
     void mountDuringListingIsReadAfterIt();
-    void namesAreToldBeforeTheyChange_data();
-    void namesAreToldBeforeTheyChange();
-    void formatConfirmationListsOnlyWhatThatEraseDestroys();
-    void busyVolumeEjectNamesTheHolder();
     void unusableNamesAndFailuresAreShown();
-    void hungToolEndsAtItsLimitWithTheWindowResponsive();
-    void quickFormatLeavesNoProgressPopup();
-    void ejectWithoutUuidRunsNothing();
+    void formatConfirmationListsOnlyWhatThatEraseDestroys();
 };
