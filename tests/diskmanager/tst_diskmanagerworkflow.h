@@ -7,8 +7,7 @@
 class TestDiskManagerWorkflow : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void tabListsVolumesWithTheirButtons();
-    void renameFromTheRow();
+    void tabListsVolumesAndRenamesFromTheRow();
     void formatNtfsThroughThePopups();
     void formatWithTheTypeMenu();
     void ejectFromTheRow();
