@@ -33,7 +33,6 @@
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QMimeData>
-#include <QProcess>
 #include <QRadioButton>
 #include <QRegularExpression>
 #include <QTemporaryDir>

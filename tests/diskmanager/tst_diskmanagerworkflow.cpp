@@ -322,9 +322,12 @@ void TestDiskManagerWorkflow::formatWithTheTypeMenu() {
     t.shot("confirm");
 
     // The menu: one at a time; it closes when the pointer leaves it and after 3 seconds.
-    click(confirm->typeSelectBut);
-    QPointer<FormatTypeViewController> menu = confirm->typeMenu();
-    QVERIFY(menu && menu->isVisible());
+    QPointer<FormatTypeViewController> menu;
+    const auto openMenu = [&] {
+        click(confirm->typeSelectBut);
+        return (menu = confirm->typeMenu()) && menu->isVisible();
+    };
+    QVERIFY(openMenu());
     click(confirm->typeSelectBut);
     QCOMPARE(confirm->typeMenu(), menu.data());
     QCOMPARE((QStringList{menu->label_1->text(), menu->label_2->text(), menu->label_3->text()}),
@@ -335,13 +338,9 @@ void TestDiskManagerWorkflow::formatWithTheTypeMenu() {
     hover(menu, false);
     QVERIFY(waitUntil([&] { return menu.isNull(); }, 1000));
     QCOMPARE(confirm->typeLabel->text(), QStringLiteral("MS-DOS FAT32"));
-    click(confirm->typeSelectBut);
-    menu = confirm->typeMenu();
-    QVERIFY(menu);
+    QVERIFY(openMenu());
     QVERIFY(waitUntil([&] { return menu.isNull(); }, 4500)); // closed on its own
-    click(confirm->typeSelectBut);
-    menu = confirm->typeMenu();
-    QVERIFY(menu);
+    QVERIFY(openMenu());
     click(menu->rowWithTag(2));
     QCOMPARE(confirm->typeLabel->text(), QStringLiteral("Journaled HFS+"));
     QVERIFY(waitUntil([&] { return menu.isNull(); }, 1000));
