@@ -1,10 +1,12 @@
 #include "Fixtures.h"
 
 #include "TestMachine.h"
+#include "TreeCompare.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 #include <csignal>
 #include <dirent.h>
@@ -38,6 +40,16 @@ QStringList describe(const FileNodeList& nodes) {
     for (const FileNodeRef& n : nodes)
         out << QStringLiteral("%1:%2").arg(n->name()).arg(n->size());
     return out;
+}
+
+QStringList receiptFiles(const QString& hostReceipt) {
+    static const QRegularExpression fileLine(QStringLiteral("^XXH128 \\((.+)\\) = [0-9a-f]{32}$"));
+    QStringList names;
+    for (const QString& line : QString::fromUtf8(readHostFile(hostReceipt)).split('\n')) {
+        if (const QRegularExpressionMatch m = fileLine.match(line); m.hasMatch())
+            names << m.captured(1);
+    }
+    return names;
 }
 
 FileNodeRef fileNode(const QString& path, quint64 size, qint64 state, FileNode* father) {

@@ -5,12 +5,9 @@
 class TestEumeRoot : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void topLevelDropsTheSkipListOnlyAtTheTopAndRootPathsHaveOneSlash();
-    void filesComeFirstLargestFirstThenFoldersInListingOrder();
-    void fileAndMissingRoots();
+    void topLevelListing();
     void onDemandListingFollowsTheFathersState();
     void controllerTurnsEndScanIntoTheScreensCallback();
-    void fullTreeListingMeasuresAndReportsOncePerProcess();
     void listsWhileTheListReadsAndAfterBeingReplaced();
     void callbacksComeOnTheMainThreadAndStopWithTheirController();
 };

@@ -5,44 +5,22 @@
 #include "TreeCompare.h"
 #include "Wait.h"
 #include "core/MainThread.h"
+#include "core/PropertyList.h"
+#include "core/Resources.h"
 #include "filecopy/Controller.h"
+#include "filecopy/GetFilesSize.h"
 #include "filecopy/NodeTreeOperator.h"
+#include "filecopy/SystemFolder.h"
 
+#include <QDirIterator>
+#include <QMutex>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
 #include <QTest>
-#include <QThreadPool>
 
-#include <atomic>
-#include <functional>
+#include <sys/stat.h>
 
 namespace {
-
-// Stands in for the scan's top-level array: counts the re-sorts and checks their thread.
-struct RootSorter : NodeTreeOperatorDelegate {
-    std::atomic<int> sorts{0};
-    std::atomic<bool> offMain{false};
-    std::function<void(int)> onSort;
-    void doRootArrSort() override {
-        if (!isMainThread())
-            offMain = true;
-        const int n = ++sorts;
-        if (onSort)
-            onSort(n);
-    }
-};
-
-// Runs a walk on the pool, as the full-tree listing does, and waits for it on the main loop
-// (the walk needs the main thread for its re-sorts).
-quint64 walkInBackground(NodeTreeOperator& op, const QString& path, FileNode* root) {
-    std::atomic<bool> done{false};
-    quint64 result = 0;
-    QThreadPool::globalInstance()->start([&] {
-        result = op.getFileSizeWithPat(path, root, 0);
-        done = true;
-    });
-    if (!waitUntil([&] { return done.load(); }, 20000))
-        qFatal("walk did not end");
-    return result;
-}
 
 struct Recorder : ControllerDelegate {
     int reloads = 0;
@@ -51,179 +29,315 @@ struct Recorder : ControllerDelegate {
     void changeSelectAllButtonState() override { ++buttonStates; }
 };
 
+struct SizeRecorder : GetFilesSizeDelegate {
+    QMutex lock;
+    QList<qint64> reports;
+    std::atomic<bool> offMain{false};
+    void allCopyFilesSize(qint64 size) override {
+        if (!isMainThread())
+            offMain = true;
+        QMutexLocker l(&lock);
+        reports << size;
+    }
+    QList<qint64> taken() {
+        QMutexLocker l(&lock);
+        return reports;
+    }
+};
+
+// The sum the walk must equal: lstat sizes of regular files and links, nothing for folders.
+quint64 independentSum(const QString& host) {
+    quint64 sum = 0;
+    QDirIterator it(host, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                    QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        struct stat st;
+        if (::lstat(QFile::encodeName(it.next()).constData(), &st) == 0 &&
+            (S_ISREG(st.st_mode) || S_ISLNK(st.st_mode)))
+            sum += quint64(st.st_size);
+    }
+    return sum;
+}
+
 } // namespace
 
-void TestTreeOperations::measuredWalkOrdersAndSumsTheSubtree() {
-    TestMachine mac;
-    writeSized(mac, "/Volumes/Data/top/ten", 10);
-    writeSized(mac, "/Volumes/Data/top/thirty", 30);
-    writeSized(mac, "/Volumes/Data/top/twenty", 20);
-    writeSized(mac, "/Volumes/Data/top/sub/.hidden", 5);
-    writeSized(mac, "/Volumes/Data/top/sub/deeper/big", 100);
-    writeSized(mac, "/Volumes/Data/top/.DS_Store", 4); // the skip list is for the top level only
-    makeFolder(mac, "/Volumes/Data/top/empty");
-    QVERIFY(makeLink("sub", mac.host("/Volumes/Data/top/link"))); // counted as itself, 3 bytes
+void TestTreeOperations::systemFilesMatchTheResourceListsWholePaths() {
+    // No list, or an empty one: nothing is protected.
+    QTemporaryDir resources;
+    setResourceDirectory(resources.path());
+    const QString list = resources.filePath("SystemFile.plist");
+    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/System"));
+    QVERIFY(PropertyList::writeDictionary(list, {}));
+    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/System"));
+    // Keys beyond count - 1 are never looked at.
+    QVERIFY(PropertyList::writeDictionary(
+        list, {{"0", "/System"}, {"1", "/Library"}, {"2", "/private/var"}, {"7", "/Beyond"}}));
+    const QList<QPair<QString, bool>> paths = {{"/System", true},          {"/private/var", true},
+                                               {"/System/", false},        {"/system", false},
+                                               {"/System/Library", false}, {"/Beyond", false}};
+    for (const auto& [path, system] : paths)
+        QVERIFY2(SystemFolder::isSystemFileWithFilePath(path) == system, qPrintable(path));
+    QVERIFY(FileNode::initWithPath("/Library", "Library", true, nullptr)->isSystemFile());
+    FileNodeRef user = FileNode::initWithPath("/Users", "Users", true, nullptr);
+    user->setIsSystemFile(true); // stored, but the answer comes from the list
+    QVERIFY(!user->isSystemFile());
+    // The list is read on every call.
+    QVERIFY(PropertyList::writeDictionary(list, {{"0", "/Users"}}));
+    QVERIFY(user->isSystemFile());
+    setResourceDirectory(QString());
 
-    NodeTreeOperator op;
-    RootSorter sorter;
-    op.setOpDelegate(&sorter);
-    FileNodeRef top = folderNode("/Volumes/Data/top");
-    const quint64 total = walkInBackground(op, "/Volumes/Data/top", top.data());
-    QCOMPARE(total, quint64(10 + 30 + 20 + 5 + 100 + 4 + 3));
-    QCOMPARE(top->size(), total);
-    QCOMPARE(describe(top->children().toList()), (QStringList{"sub:105", "thirty:30", "twenty:20", "ten:10",
-                                                              ".DS_Store:4", "link:3", "empty:0"}));
-    const FileNodeRef sub = top->children().at(0);
-    QCOMPARE(sub->path(), QStringLiteral("/Volumes/Data/top/sub"));
-    QCOMPARE(sub->father(), top.data());
-    QVERIFY(sub->isDirectory());
-    QCOMPARE(describe(sub->children().toList()), (QStringList{"deeper:100", ".hidden:5"}));
-    QCOMPARE(sub->children().at(0)->children().at(0)->path(),
-             QStringLiteral("/Volumes/Data/top/sub/deeper/big"));
-    const FileNodeRef empty = top->children().at(6);
-    QVERIFY(empty->isDirectory() && empty->children().isEmpty());
-    QVERIFY(!top->children().at(5)->isDirectory()); // the link is not walked into
-    QVERIFY(sorter.sorts > 0);
-    QVERIFY(!sorter.offMain);
-
-    // A file given as the folder counts itself and builds nothing.
-    FileNodeRef lone = folderNode("/x");
-    QCOMPARE(op.getFileSizeWithPat("/Volumes/Data/top/ten", lone.data(), 7), quint64(17));
-    QVERIFY(lone->children().isEmpty());
-    QCOMPARE(op.getFileSizeWithPat("/Volumes/Data/missing", lone.data(), 7), quint64(7));
-    // One entry's own size: a folder and a missing path are 0, a link is itself.
-    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/top/thirty"), quint64(30));
-    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/top/sub"), quint64(0));
-    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/top/link"), quint64(3));
-    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/missing"), quint64(0));
+    // The shipped list is a real resource file and protects the system folder, not user data.
+    QVERIFY(!resourcePath("SystemFile", "plist").isEmpty());
+    QVERIFY(SystemFolder::isSystemFileWithFilePath("/System"));
+    QVERIFY(!SystemFolder::isSystemFileWithFilePath("/Users"));
 }
 
-void TestTreeOperations::reordersOnTheMainThreadAndStopLeavesWhatWasBuilt() {
-    // The top-level delegate sees one re-sort per entry of the top folder's own walk, with the
-    // folder's size the running sum at each; a stop at the seventh keeps those seven.
-    TestMachine mac;
-    for (int i = 0; i < 100; ++i)
-        writeSized(mac, QStringLiteral("/Volumes/Data/top/f%1").arg(i), 1 + i);
-    NodeTreeOperator op;
-    RootSorter sorter;
-    FileNodeRef top = folderNode("/Volumes/Data/top");
-    QList<quint64> seenSizes;
-    sorter.onSort = [&](int n) {
-        seenSizes << top->size();
-        if (n == 7)
-            op.stopScan(); // from the main thread, as the list would
+void TestTreeOperations::insertsBySizeAsSingleInsertsWould() {
+    // Reference: the rule as stated, a linear search for the first element not larger.
+    auto linearInsert = [](FileNodeList& list, const FileNodeRef& node) {
+        qsizetype i = 0;
+        while (i < list.size() && list[i]->size() > node->size())
+            ++i;
+        list.insert(i, node);
     };
-    op.setOpDelegate(&sorter);
-    const quint64 total = walkInBackground(op, "/Volumes/Data/top", top.data());
-    QVERIFY(op.isStopScan());
-    QCOMPARE(top->children().count(), 7);
-    quint64 sum = 0;
-    for (const FileNodeRef& n : top->children().toList())
-        sum += n->size();
-    QCOMPARE(total, sum);
-    QCOMPARE(top->size(), sum);
-    QCOMPARE(seenSizes.size(), 7);
-    for (int i = 1; i < seenSizes.size(); ++i)
-        QVERIFY(seenSizes[i] > seenSizes[i - 1]);
-    QCOMPARE(seenSizes.last(), sum);
-    QVERIFY(!sorter.offMain);
+    QRandomGenerator random(7);
+    for (int round = 0; round < 20; ++round) {
+        FileNodeArray single, merged;
+        FileNodeList reference;
+        int serial = 0;
+        for (int step = 0; step < 30; ++step) {
+            FileNodeList group;
+            const int groupSize = random.bounded(1, 12);
+            for (int k = 0; k < groupSize; ++k) {
+                // Few distinct sizes, many ties, zeros and folders appended in between.
+                const bool folder = random.bounded(5) == 0;
+                FileNodeRef n = folder ? folderNode(QStringLiteral("/d%1").arg(serial++))
+                                       : fileNode(QStringLiteral("/f%1").arg(serial++), random.bounded(4));
+                if (folder) {
+                    single.append(n);
+                    merged.append(n);
+                    reference.append(n);
+                } else {
+                    single.insertBySize(n);
+                    linearInsert(reference, n);
+                    group.append(n);
+                }
+            }
+            merged.insertAllBySize(group);
+        }
+        QCOMPARE(describe(single.toList()), describe(reference));
+        // folders were appended before the group's files were merged, as a listing does it
+        QCOMPARE(describe(merged.toList()), describe(reference));
+    }
+    FileNodeArray array;
+    array.append(fileNode("/x", 1));
+    QVERIFY(!array.at(1));
+    QVERIFY(!array.at(-1));
+    QCOMPARE(array.at(0)->name(), QStringLiteral("x"));
 }
 
-void TestTreeOperations::untickingAChildHalfSelectsEveryAncestor() {
+void TestTreeOperations::pathsStayAsBuiltWhateverBecomesOfTheFolders() {
+    // The list shows the last component of the path, whatever name the node was given or set.
+    FileNodeRef named = FileNode::initWithPath("/Volumes/Data/a.txt", "something else", false, nullptr);
+    named->setDisplayName("ignored");
+    QCOMPARE(named->displayName(), QStringLiteral("a.txt"));
+    QCOMPARE(named->name(), QStringLiteral("something else"));
+    named->setPath("/Volumes/Other/b.txt");
+    QCOMPARE(named->displayName(), QStringLiteral("b.txt"));
+
+    // A node keeps the path it was built with: its folders renamed, the node moved to another
+    // father, the folders gone while the node is held. Built and unicode paths alike.
+    const QString top = QString::fromUtf8("/Volumes/Caf\xc3\xa9");
+    const QString photos = top + QStringLiteral("/Fotos 2024");
+    const QString photo = photos + QString::fromUtf8("/\xe6\x97\xa5\xe6\x9c\xac.txt");
+    FileNodeRef held, listed, elsewhere = folderNode("/Volumes/Other");
+    {
+        FileNodeRef volume = folderNode(top);
+        FileNodeRef folder = folderNode(photos, 1, volume.data());
+        held = fileNode(photo, 5, 1, folder.data());
+        listed = FileNode::fromListing(folder.data(), "/b.txt", 5, false, folder.data());
+        QCOMPARE(listed->path(), photos + QStringLiteral("/b.txt"));
+        QCOMPARE(listed->name(), QStringLiteral("b.txt"));
+        // A path that does not begin with its father's stands as given.
+        QCOMPARE(FileNode::initWithPath("/x/y", "y", false, folder.data())->path(), QStringLiteral("/x/y"));
+
+        folder->setPath("/Volumes/Renamed");
+        QCOMPARE(folder->path(), QStringLiteral("/Volumes/Renamed"));
+        QCOMPARE(folder->name(), QStringLiteral("Fotos 2024"));
+        QCOMPARE(held->path(), photo);
+        // Nodes built after the rename continue the new path.
+        QCOMPARE(FileNode::fromListing(folder.data(), "/c", 1, false)->path(),
+                 QStringLiteral("/Volumes/Renamed/c"));
+        volume->setName("Renamed too");
+        QCOMPARE(volume->path(), top);
+
+        listed->setFather(elsewhere.data());
+        QCOMPARE(listed->path(), photos + QStringLiteral("/b.txt"));
+        QCOMPARE(held->father(), folder.data());
+    }
+    // Both folders are gone; the node held keeps its path and forgets its father.
+    QCOMPARE(held->path(), photo);
+    QCOMPARE(held->pathUtf8(), photo.toUtf8());
+    QCOMPARE(held->name(), QString::fromUtf8("\xe6\x97\xa5\xe6\x9c\xac.txt"));
+    QCOMPARE(held->displayName(), held->name());
+    QCOMPARE(held->father(), nullptr);
+    QCOMPARE(listed->path(), photos + QStringLiteral("/b.txt"));
+    QCOMPARE(listed->father(), elsewhere.data());
+}
+
+void TestTreeOperations::ticksSpreadUpAndIntoOpenFolders() {
     Controller controller;
     Recorder recorder;
     controller.setADelegate(&recorder);
+    // top (open) > mid (open) > a, b; top > other.
     FileNodeRef top = folderNode("/V/top");
     FileNodeRef mid = folderNode("/V/top/mid", 1, top.data());
-    fileNode("/V/top/other", 1, 1, top.data());
+    FileNodeRef other = fileNode("/V/top/other", 1, 1, top.data());
     FileNodeRef a = fileNode("/V/top/mid/a", 1, 1, mid.data());
     fileNode("/V/top/mid/b", 1, 1, mid.data());
     top->setIsExpand(true);
     mid->setIsExpand(true);
-
     // A click: the node's own rule, then its ancestors.
-    controller.changeSelectWithNode(a.data(), false);
-    controller.changeFatherNodeSelectStateWithFileNode(a.data(), false);
-    QCOMPARE(a->state(), qint64(0));
-    QCOMPARE(mid->state(), qint64(2));
-    QCOMPARE(top->state(), qint64(2));
+    const auto click = [&](const FileNodeRef& node, bool on) {
+        controller.changeSelectWithNode(node.data(), on);
+        controller.changeFatherNodeSelectStateWithFileNode(node.data(), on);
+    };
+    const auto states = [](const FileNodeList& nodes) {
+        QList<qint64> out;
+        for (const FileNodeRef& n : nodes)
+            out << n->state();
+        return out;
+    };
+    click(a, false);
+    QCOMPARE(states({a, mid, top}), (QList<qint64>{0, 2, 2}));
     QVERIFY(recorder.reloads > 0 && recorder.buttonStates > 0);
-
-    controller.changeSelectWithNode(a.data(), true);
-    controller.changeFatherNodeSelectStateWithFileNode(a.data(), true);
-    QCOMPARE(mid->state(), qint64(1));
-    QCOMPARE(top->state(), qint64(1));
+    click(a, true);
+    QCOMPARE(states({a, mid, top}), (QList<qint64>{1, 1, 1}));
     QVERIFY(controller.selectNodeArr().contains(a.data()));
-
-    // Unticking every child unticks the parent; a top-level node only refreshes the screen.
-    controller.changeSelectWithNode(mid.data(), false);
-    controller.changeFatherNodeSelectStateWithFileNode(mid.data(), false);
-    QCOMPARE(a->state(), qint64(0));
-    QCOMPARE(top->state(), qint64(2));
+    // Unticking a folder unticks its children; a top-level node only refreshes the screen.
+    click(mid, false);
+    QCOMPARE(states({a, mid, top}), (QList<qint64>{0, 0, 2}));
     QVERIFY(!controller.selectNodeArr().contains(mid.data()));
     const int reloads = recorder.reloads;
     controller.changeFatherNodeSelectStateWithFileNode(top.data(), false);
     QCOMPARE(recorder.reloads, reloads + 1);
-}
+    // A half-selected child alone half-selects its parent; none ticked unticks it, all tick it.
+    for (const auto& [midState, otherState, parent] :
+         {std::tuple(2, 0, 2), std::tuple(0, 0, 0), std::tuple(1, 1, 1)}) {
+        mid->setState(midState);
+        other->setState(otherState);
+        controller.changeFatherNodeSelectStateWithFileNode((otherState ? other : mid).data(),
+                                                           otherState == 1);
+        QCOMPARE(top->state(), qint64(parent));
+    }
 
-void TestTreeOperations::tickingACollapsedFolderStopsAtItsChildren() {
-    Controller controller;
-    FileNodeRef top = folderNode("/V/top", 0);
-    FileNodeRef child = folderNode("/V/top/child", 0, top.data());
-    FileNodeRef grandchild = fileNode("/V/top/child/g", 1, 0, child.data());
-    child->setIsExpand(true); // expanded, but its parent is collapsed
-    controller.changeSelectWithNode(top.data(), true);
-    QCOMPARE(top->state(), qint64(1));
-    QCOMPARE(child->state(), qint64(1));
-    QCOMPARE(grandchild->state(), qint64(0));
-
-    top->setIsExpand(true);
-    controller.changeSelectWithNode(top.data(), false);
-    QCOMPARE(child->state(), qint64(0));
-    QCOMPARE(grandchild->state(), qint64(0));
-    controller.changeSelectWithNode(top.data(), true);
+    // Ticking a collapsed folder stops at its children, even at an open one's.
+    FileNodeRef shut = folderNode("/V/shut", 0);
+    FileNodeRef child = folderNode("/V/shut/child", 0, shut.data());
+    FileNodeRef grandchild = fileNode("/V/shut/child/g", 1, 0, child.data());
+    child->setIsExpand(true);
+    controller.changeSelectWithNode(shut.data(), true);
+    QCOMPARE(states({shut, child, grandchild}), (QList<qint64>{1, 1, 0}));
+    shut->setIsExpand(true);
+    controller.changeSelectWithNode(shut.data(), false);
+    QCOMPARE(states({shut, child, grandchild}), (QList<qint64>{0, 0, 0}));
+    controller.changeSelectWithNode(shut.data(), true);
     QCOMPARE(grandchild->state(), qint64(1));
-}
 
-void TestTreeOperations::aHalfSelectedChildAloneHalfSelectsTheParent() {
-    Controller controller;
-    FileNodeRef top = folderNode("/V/top", 1);
-    FileNodeRef half = folderNode("/V/top/half", 2, top.data());
-    FileNodeRef off = fileNode("/V/top/off", 1, 0, top.data());
-    fileNode("/V/top/half/x", 1, 1, half.data());
-    controller.changeFatherNodeSelectStateWithFileNode(half.data(), false);
-    QCOMPARE(top->state(), qint64(2));
-    half->setState(0);
-    controller.changeFatherNodeSelectStateWithFileNode(half.data(), false);
-    QCOMPARE(top->state(), qint64(0));
-    off->setState(1);
-    half->setState(1);
-    controller.changeFatherNodeSelectStateWithFileNode(off.data(), true);
-    QCOMPARE(top->state(), qint64(1));
-}
-
-void TestTreeOperations::selectAllPushesDownOnlyIntoExpandedFolders() {
-    Controller controller;
-    Recorder recorder;
-    controller.setADelegate(&recorder);
-    FileNodeArrayRef roots = makeFileNodeArray();
-    FileNodeRef open = folderNode("/V/open");
+    // The header's select-all pushes down only into expanded folders: one refresh of its own,
+    // one more per expanded folder pushed down.
     FileNodeRef closed = folderNode("/V/closed");
-    FileNodeRef file = fileNode("/V/file", 3);
-    open->setIsExpand(true);
-    FileNodeRef openChild = fileNode("/V/open/c", 1, 1, open.data());
     FileNodeRef closedChild = fileNode("/V/closed/c", 1, 1, closed.data());
-    for (const FileNodeRef& n : {file, open, closed})
+    FileNodeRef file = fileNode("/V/file", 3);
+    FileNodeArrayRef roots = makeFileNodeArray();
+    for (const FileNodeRef& n : {file, mid, closed})
         roots->append(n);
+    mid->setState(1);
+    a->setState(1);
     controller.setARootArr(roots);
-
+    recorder.reloads = recorder.buttonStates = 0;
     controller.selectAllFileNode(false);
-    QCOMPARE(file->state(), qint64(0));
-    QCOMPARE(open->state(), qint64(0));
-    QCOMPARE(closed->state(), qint64(0));
-    QCOMPARE(openChild->state(), qint64(0));
-    QCOMPARE(closedChild->state(), qint64(1));
-    // one refresh of its own, one more per expanded folder pushed down
+    QCOMPARE(states({file, mid, a, closed, closedChild}), (QList<qint64>{0, 0, 0, 0, 1}));
     QCOMPARE(recorder.reloads, 2);
     QCOMPARE(recorder.buttonStates, 2);
+}
+
+void TestTreeOperations::diskWalkEqualsAnIndependentSum() {
+    TestMachine mac;
+    QRandomGenerator random(3);
+    for (int i = 0; i < 400; ++i) {
+        QString path = "/Volumes/Data/tree";
+        const int depth = random.bounded(5);
+        for (int d = 0; d < depth; ++d)
+            path += QStringLiteral("/d%1").arg(random.bounded(4));
+        writeSized(mac, path + QStringLiteral("/%1f%2").arg(i % 7 == 0 ? "." : "").arg(i),
+                   random.bounded(3000));
+    }
+    makeFolder(mac, "/Volumes/Data/tree/empty/emptier");
+    QVERIFY(makeLink("d1", mac.host("/Volumes/Data/tree/link-to-folder")));
+    QVERIFY(makeLink("/nowhere/at/all", mac.host("/Volumes/Data/tree/dangling")));
+    const quint64 expected = independentSum(mac.host("/Volumes/Data/tree"));
+    QVERIFY(expected > 0);
+    QCOMPARE(GetFilesSize::getFileSizeWithPat("/Volumes/Data/tree", 0), expected);
+    // A file counts itself; a missing path counts nothing.
+    writeSized(mac, "/Volumes/Data/one", 321);
+    QCOMPARE(GetFilesSize::getFileSizeWithPat("/Volumes/Data/one", 9), quint64(330));
+    QCOMPARE(GetFilesSize::getFileSizeWithPat("/Volumes/Data/missing", 9), quint64(9));
+    // One entry's own size, as a listing shows it: a folder and a missing path are 0, a link is
+    // itself.
+    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/one"), quint64(321));
+    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/tree"), quint64(0));
+    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/tree/dangling"), quint64(15));
+    QCOMPARE(NodeTreeOperator::getOneFileSizeWithPath("/Volumes/Data/missing"), quint64(0));
+}
+
+void TestTreeOperations::selectionSizeIsExactAndCancelSilencesEveryPass() {
+    TestMachine mac;
+    writeSized(mac, "/Volumes/Data/top/in", 7);
+    writeSized(mac, "/Volumes/Data/top/out", 9);
+    writeSized(mac, "/Volumes/Data/top/mid/deep", 40);
+    writeSized(mac, "/Volumes/Data/top/mid/skip", 500);
+    writeSized(mac, "/Volumes/Data/alone", 100);
+    for (int i = 0; i < 300; ++i)
+        writeSized(mac, QStringLiteral("/Volumes/Data/many/d%1/f%2").arg(i % 30).arg(i), 1);
+    // Half-selected two deep: the exact total, in one report, whatever the timing.
+    FileNodeRef top = folderNode("/Volumes/Data/top", 2);
+    fileNode("/Volumes/Data/top/in", 7, 1, top.data());
+    fileNode("/Volumes/Data/top/out", 9, 0, top.data());
+    FileNodeRef mid = folderNode("/Volumes/Data/top/mid", 2, top.data());
+    fileNode("/Volumes/Data/top/mid/deep", 40, 1, mid.data());
+    fileNode("/Volumes/Data/top/mid/skip", 500, 0, mid.data());
+    // A whole folder the list has opened counts its listed entries and walks what it has not
+    // opened.
+    writeSized(mac, "/Volumes/Data/opened/f", 20);
+    writeSized(mac, "/Volumes/Data/opened/shut/g", 3);
+    FileNodeRef opened = folderNode("/Volumes/Data/opened", 1);
+    fileNode("/Volumes/Data/opened/f", 20, 1, opened.data());
+    folderNode("/Volumes/Data/opened/shut", 1, opened.data());
+    const FileNodeList nodes = {top, fileNode("/Volumes/Data/alone", 100), folderNode("/Volumes/Data/many"),
+                                opened};
+    for (int round = 0; round < 3; ++round) {
+        SizeRecorder recorder;
+        std::shared_ptr<GetFilesSize> sizer = GetFilesSize::create();
+        sizer->setDelegate(&recorder);
+        sizer->getSelectionSizeWithArr(nodes);
+        QVERIFY(waitUntil([&] { return !recorder.taken().isEmpty(); }, 20000));
+        QTest::qWait(50);
+        QCOMPARE(recorder.taken(), QList<qint64>{7 + 40 + 100 + 300 + 23});
+        QVERIFY(!recorder.offMain);
+    }
+
+    // Cancelled before or while it runs, the pass does not report.
+    SizeRecorder silent;
+    for (const bool before : {true, false}) {
+        std::shared_ptr<GetFilesSize> sizer = GetFilesSize::create();
+        sizer->setDelegate(&silent);
+        if (before)
+            sizer->cancelPass();
+        sizer->getSelectionSizeWithArr(nodes);
+        if (!before)
+            sizer->cancelPass();
+    }
+    QTest::qWait(300);
+    QCOMPARE(silent.taken(), QList<qint64>{});
 }
