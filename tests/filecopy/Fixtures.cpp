@@ -61,6 +61,12 @@ FileNodeRef fileNode(const QString& path, quint64 size, qint64 state, FileNode* 
     return n;
 }
 
+FileNodeRef writtenNode(TestMachine& mac, const QString& macPath, const QByteArray& content, qint64 state,
+                        FileNode* father) {
+    mac.writeFile(macPath, content);
+    return fileNode(macPath, quint64(content.size()), state, father);
+}
+
 FileNodeRef folderNode(const QString& path, qint64 state, FileNode* father) {
     FileNodeRef n = FileNode::initWithPath(path, path.section('/', -1), true, father);
     n->setState(state);

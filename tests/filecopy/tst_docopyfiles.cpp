@@ -182,21 +182,16 @@ void TestDoCopyFiles::collisionsDropTheExtensionAndCount() {
 
 void TestDoCopyFiles::halfSelectedFoldersCopyTheirTickedChildren() {
     Run run;
-    run.mac.writeFile("/Volumes/Src/Users/a.txt", "ticked");
-    run.mac.writeFile("/Volumes/Src/Users/b.txt", "not ticked");
-    run.mac.writeFile("/Volumes/Src/Users/Shared/c.txt", "deeper ticked");
-    run.mac.writeFile("/Volumes/Src/Users/Shared/d.txt", "deeper not ticked");
-    run.mac.writeFile("/Volumes/Src/Users/whole/e.txt", "in a ticked folder");
-    // Ticked, but listed by the destination check: one in a half-ticked folder, one deeper.
-    run.mac.writeFile("/Volumes/Src/Users/Shared/x:y.txt", "left out");
-    run.mac.writeFile("/Volumes/Src/Users/whole/f?.txt", "left out");
     FileNodeRef users = folderNode("/Volumes/Src/Users", 2);
-    fileNode("/Volumes/Src/Users/a.txt", 6, 1, users.data());
-    fileNode("/Volumes/Src/Users/b.txt", 10, 0, users.data());
+    writtenNode(run.mac, "/Volumes/Src/Users/a.txt", "ticked", 1, users.data());
+    writtenNode(run.mac, "/Volumes/Src/Users/b.txt", "not ticked", 0, users.data());
     FileNodeRef shared = folderNode("/Volumes/Src/Users/Shared", 2, users.data());
-    fileNode("/Volumes/Src/Users/Shared/c.txt", 13, 1, shared.data());
-    fileNode("/Volumes/Src/Users/Shared/d.txt", 17, 0, shared.data());
-    fileNode("/Volumes/Src/Users/Shared/x:y.txt", 8, 1, shared.data());
+    writtenNode(run.mac, "/Volumes/Src/Users/Shared/c.txt", "deeper ticked", 1, shared.data());
+    writtenNode(run.mac, "/Volumes/Src/Users/Shared/d.txt", "deeper not ticked", 0, shared.data());
+    // Ticked, but listed by the destination check: one in a half-ticked folder, one deeper.
+    writtenNode(run.mac, "/Volumes/Src/Users/Shared/x:y.txt", "left out", 1, shared.data());
+    run.mac.writeFile("/Volumes/Src/Users/whole/f?.txt", "left out");
+    run.mac.writeFile("/Volumes/Src/Users/whole/e.txt", "in a ticked folder");
     folderNode("/Volumes/Src/Users/whole", 1, users.data());
     run.copier->setSkippedPaths({"/Volumes/Src/Users/Shared/x:y.txt", "/Volumes/Src/Users/whole/f?.txt"});
     QVERIFY(run.copy({users}));
@@ -431,21 +426,18 @@ void TestDoCopyFiles::destinationCheckFindsWhatAFatStickCannotStore() {
     TestMachine mac;
     makeSparse(mac, "/Volumes/Src/movie.mkv", 5'000'000'000LL);
     makeSparse(mac, "/Volumes/Src/exactly4G.bin", 4294967295LL);
-    mac.writeFile("/Volumes/Src/notes 10:30.txt", "colon");
     mac.writeFile("/Volumes/Src/whole/fine.txt", "fine");
     mac.writeFile("/Volumes/Src/whole/deeper/what?.txt", "question mark");
     makeSparse(mac, "/Volumes/Src/whole/deeper/disk.img", 4294967296LL);
-    mac.writeFile("/Volumes/Src/Half/ticked.txt", "ticked");
-    mac.writeFile("/Volumes/Src/Half/untick:ed.txt", "not ticked, not listed");
-    mac.writeFile("/Volumes/Src/Half/Sub|dir/x.txt", "in a half-selected folder with a bad name");
     FileNodeRef half = folderNode("/Volumes/Src/Half", 2);
-    fileNode("/Volumes/Src/Half/ticked.txt", 6, 1, half.data());
-    fileNode("/Volumes/Src/Half/untick:ed.txt", 5, 0, half.data());
+    writtenNode(mac, "/Volumes/Src/Half/ticked.txt", "ticked", 1, half.data());
+    writtenNode(mac, "/Volumes/Src/Half/untick:ed.txt", "not ticked, not listed", 0, half.data());
     FileNodeRef sub = folderNode("/Volumes/Src/Half/Sub|dir", 2, half.data());
-    fileNode("/Volumes/Src/Half/Sub|dir/x.txt", 5, 1, sub.data());
+    writtenNode(mac, "/Volumes/Src/Half/Sub|dir/x.txt", "in a half-selected folder with a bad name", 1,
+                sub.data());
     const FileNodeList top = {fileNode("/Volumes/Src/movie.mkv", 5'000'000'000ULL),
                               fileNode("/Volumes/Src/exactly4G.bin", 4294967295ULL),
-                              fileNode("/Volumes/Src/notes 10:30.txt", 5),
+                              writtenNode(mac, "/Volumes/Src/notes 10:30.txt", "colon"),
                               folderNode("/Volumes/Src/whole"),
                               half,
                               fileNode("/Volumes/Src/unticked:top.txt", 1, 0)};
@@ -467,16 +459,14 @@ void TestDoCopyFiles::destinationCheckFindsWhatAFatStickCannotStore() {
 
 void TestDoCopyFiles::destinationCheckFindsCaseClashesOnAVolumeThatFoldsCase() {
     TestMachine mac;
-    mac.writeFile("/Volumes/Src/README.TXT", "top");
-    mac.writeFile("/Volumes/Src/Docs/Readme.txt",
-                  "lands beside README.TXT: the half-selected Docs is flattened");
-    mac.writeFile("/Volumes/Src/Docs/other.txt", "fine");
     mac.writeFile("/Volumes/Src/Proj/a.c", "lower");
     mac.writeFile("/Volumes/Src/Proj/A.c", "upper");
     FileNodeRef docs = folderNode("/Volumes/Src/Docs", 2);
-    fileNode("/Volumes/Src/Docs/Readme.txt", 10, 1, docs.data());
-    fileNode("/Volumes/Src/Docs/other.txt", 4, 1, docs.data());
-    const FileNodeList top = {fileNode("/Volumes/Src/README.TXT", 3), docs, folderNode("/Volumes/Src/Proj")};
+    writtenNode(mac, "/Volumes/Src/Docs/Readme.txt",
+                "lands beside README.TXT: the half-selected Docs is flattened", 1, docs.data());
+    writtenNode(mac, "/Volumes/Src/Docs/other.txt", "fine", 1, docs.data());
+    const FileNodeList top = {writtenNode(mac, "/Volumes/Src/README.TXT", "top"), docs,
+                              folderNode("/Volumes/Src/Proj")};
     const auto apfs = DestinationCheck::Rules::forFileSystem("apfs", false);
     const QStringList lines = found(DestinationCheck::check(top, apfs, false));
     QCOMPARE(lines.size(), 2);

@@ -293,29 +293,26 @@ void TestTreeOperations::diskWalkEqualsAnIndependentSum() {
 
 void TestTreeOperations::selectionSizeIsExactAndCancelSilencesEveryPass() {
     TestMachine mac;
-    writeSized(mac, "/Volumes/Data/top/in", 7);
-    writeSized(mac, "/Volumes/Data/top/out", 9);
-    writeSized(mac, "/Volumes/Data/top/mid/deep", 40);
-    writeSized(mac, "/Volumes/Data/top/mid/skip", 500);
-    writeSized(mac, "/Volumes/Data/alone", 100);
+    const auto sized = [&](const QString& path, qsizetype length, qint64 state, const FileNodeRef& father) {
+        return writtenNode(mac, path, QByteArray(length, 'z'), state, father.data());
+    };
     for (int i = 0; i < 300; ++i)
         writeSized(mac, QStringLiteral("/Volumes/Data/many/d%1/f%2").arg(i % 30).arg(i), 1);
     // Half-selected two deep: the exact total, in one report, whatever the timing.
     FileNodeRef top = folderNode("/Volumes/Data/top", 2);
-    fileNode("/Volumes/Data/top/in", 7, 1, top.data());
-    fileNode("/Volumes/Data/top/out", 9, 0, top.data());
+    sized("/Volumes/Data/top/in", 7, 1, top);
+    sized("/Volumes/Data/top/out", 9, 0, top);
     FileNodeRef mid = folderNode("/Volumes/Data/top/mid", 2, top.data());
-    fileNode("/Volumes/Data/top/mid/deep", 40, 1, mid.data());
-    fileNode("/Volumes/Data/top/mid/skip", 500, 0, mid.data());
+    sized("/Volumes/Data/top/mid/deep", 40, 1, mid);
+    sized("/Volumes/Data/top/mid/skip", 500, 0, mid);
     // A whole folder the list has opened counts its listed entries and walks what it has not
     // opened.
-    writeSized(mac, "/Volumes/Data/opened/f", 20);
     writeSized(mac, "/Volumes/Data/opened/shut/g", 3);
     FileNodeRef opened = folderNode("/Volumes/Data/opened", 1);
-    fileNode("/Volumes/Data/opened/f", 20, 1, opened.data());
+    sized("/Volumes/Data/opened/f", 20, 1, opened);
     folderNode("/Volumes/Data/opened/shut", 1, opened.data());
-    const FileNodeList nodes = {top, fileNode("/Volumes/Data/alone", 100), folderNode("/Volumes/Data/many"),
-                                opened};
+    const FileNodeList nodes = {top, sized("/Volumes/Data/alone", 100, 1, FileNodeRef()),
+                                folderNode("/Volumes/Data/many"), opened};
     for (int round = 0; round < 3; ++round) {
         SizeRecorder recorder;
         std::shared_ptr<GetFilesSize> sizer = GetFilesSize::create();
