@@ -1,6 +1,5 @@
 #include "TestMain.h"
 #include "tst_docopyfiles.h"
-#include "tst_eumeroot.h"
 #include "tst_treeoperations.h"
 
-TAVRILL_TEST_MAIN(TestTreeOperations, TestEumeRoot, TestDoCopyFiles)
+TAVRILL_TEST_MAIN(TestTreeOperations, TestDoCopyFiles)

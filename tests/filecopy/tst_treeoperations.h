@@ -2,7 +2,8 @@
 
 #include <QObject>
 
-// The file tree: its nodes, the ticks a click spreads, and the sizes of what is selected.
+// The file tree: its nodes, the ticks a click spreads, the sizes of what is selected, and the
+// listings that fill it.
 class TestTreeOperations : public QObject {
     Q_OBJECT
 private Q_SLOTS:
@@ -12,4 +13,9 @@ private Q_SLOTS:
     void ticksSpreadUpAndIntoOpenFolders();
     void diskWalkEqualsAnIndependentSum();
     void selectionSizeIsExactAndCancelSilencesEveryPass();
+    void topLevelListing();
+    void onDemandListingFollowsTheFathersState();
+    void controllerTurnsEndScanIntoTheScreensCallback();
+    void listsWhileTheListReadsAndAfterBeingReplaced();
+    void callbacksComeOnTheMainThreadAndStopWithTheirController();
 };
