@@ -1,10 +1,12 @@
 #include "Fixtures.h"
 
 #include "TestMachine.h"
+#include "TreeCompare.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 #include <csignal>
 #include <dirent.h>
@@ -40,6 +42,16 @@ QStringList describe(const FileNodeList& nodes) {
     return out;
 }
 
+QStringList receiptFiles(const QString& hostReceipt) {
+    static const QRegularExpression fileLine(QStringLiteral("^XXH128 \\((.+)\\) = [0-9a-f]{32}$"));
+    QStringList names;
+    for (const QString& line : QString::fromUtf8(readHostFile(hostReceipt)).split('\n')) {
+        if (const QRegularExpressionMatch m = fileLine.match(line); m.hasMatch())
+            names << m.captured(1);
+    }
+    return names;
+}
+
 FileNodeRef fileNode(const QString& path, quint64 size, qint64 state, FileNode* father) {
     FileNodeRef n = FileNode::initWithPath(path, path.section('/', -1), false, father);
     n->setSize(size);
@@ -47,6 +59,12 @@ FileNodeRef fileNode(const QString& path, quint64 size, qint64 state, FileNode* 
     if (father)
         father->children().append(n);
     return n;
+}
+
+FileNodeRef writtenNode(TestMachine& mac, const QString& macPath, const QByteArray& content, qint64 state,
+                        FileNode* father) {
+    mac.writeFile(macPath, content);
+    return fileNode(macPath, quint64(content.size()), state, father);
 }
 
 FileNodeRef folderNode(const QString& path, qint64 state, FileNode* father) {

@@ -13,8 +13,6 @@
 #include "filecopy/DiskCopyViewController.h"
 #include "filecopy/DiskListWC.h"
 #include "filecopy/DoCopyFiles.h"
-#include "filecopy/EumeRoot.h"
-#include "filecopy/FileNodeTreeModel.h"
 #include "filecopy/ListFileViewController.h"
 #include "filecopy/NewOutlineView.h"
 #include "filecopy/SelectAllFilePopVC.h"
@@ -31,7 +29,6 @@
 
 #include <QDesktopServices>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QLabel>
@@ -165,13 +162,13 @@ QStringList entries(const QString& hostFolder) {
     return names;
 }
 
-// Drops one item onto the source, makes "Backup" take rate bytes a second and starts the copy
-// onto it; answers the dated folder once it is there (empty when it is not).
-QString startThrottledCopy(EmulatedMac& mac, Window& w, const QString& hostItem, const QString& rate) {
+// Drops items onto the source, makes "Backup" take rate bytes a second and starts the copy onto
+// it; answers the dated folder once it is there (empty when it is not).
+QString startThrottledCopy(EmulatedMac& mac, Window& w, const QStringList& hostItems, const QString& rate) {
     QString copy;
     if (mac.emuctl({"throttle", "Backup", rate}).code != 0)
         return copy;
-    dropFiles(w, {hostItem});
+    dropFiles(w, hostItems);
     if (!pick(w, 2, "Backup"))
         return copy;
     confirm(w);
@@ -239,29 +236,25 @@ void TestDiskCopyWorkflow::copiesAWholeVolumeIntoTheDatedFolder() {
     QVERIFY(waitForEnd(w));
     w.shot("7-succeeded");
     QVERIFY(w.main->isTabChangeAllowed());
-    QCOMPARE(w.tab->endLabel()->text().contains("Copy completed!"), true);
+    QVERIFY(w.tab->endLabel()->text().contains("Copy completed!"));
 
-    // Every top-level entry but the volume's own files, each equal to its source.
+    // Every top-level entry but the volume's own files (which the scenario's seed makes), each
+    // equal to its source; beside them the receipt.
     const QString copy = datedFolder(*mac, "/Volumes/Backup");
     QVERIFY(!copy.isEmpty());
     QCOMPARE(w.tab->openUrl(), Machine::macPath(copy));
     QVERIFY(QFileInfo(copy).fileName().contains(':'));
-    QStringList expected;
-    for (const QString& name : entries(mac->host("/Volumes/Data"))) {
-        if (!EumeRoot::isSkippedName(name))
-            expected << name;
-    }
+    QStringList expected = entries(mac->host("/Volumes/Data"));
     QVERIFY(expected.contains("Tool.app"));
-    QVERIFY(entries(mac->host("/Volumes/Data")).contains(".Trashes"));
-    // Beside the copied entries, the receipt.
-    expected << "Tavrill receipt.txt";
-    expected.sort();
-    QCOMPARE(entries(copy), expected);
-    expected.removeOne("Tavrill receipt.txt");
+    for (const QString own : {".DS_Store", ".Trashes", ".fseventsd", ".Spotlight-V100"})
+        QVERIFY2(expected.removeAll(own) == 1, qPrintable(own));
     for (const QString& name : expected) {
         const QStringList differences = compareTrees(mac->host("/Volumes/Data/" + name), copy + '/' + name);
         QVERIFY2(differences.isEmpty(), qPrintable(differences.join('\n')));
     }
+    expected << "Tavrill receipt.txt";
+    expected.sort();
+    QCOMPARE(entries(copy), expected);
 
     // The link opens the copy; "Done" empties both slots.
     UrlCatcher catcher;
@@ -274,7 +267,10 @@ void TestDiskCopyWorkflow::copiesAWholeVolumeIntoTheDatedFolder() {
     QCOMPARE(w.tab->sourceSlot()->imageName(), QStringLiteral("add"));
 }
 
-void TestDiskCopyWorkflow::refusesTheSameVolumeAndTooLittleSpace() {
+void TestDiskCopyWorkflow::refusesTheSameVolumeAndTooLittleSpaceThenCopiesWhatFits() {
+    for (const char* path : {"Deep/L1/L2/target.txt", "Deep/L1/L2/beside.txt", "Deep/L1/other.txt",
+                             "Deep/x.txt", "Open/o1.txt", "Open/o2.txt"})
+        writeHostFile(mac->host(QStringLiteral("/Volumes/Data/") + path), path);
     Window w;
     QVERIFY(pick(w, 1, "Data"));
     QVERIFY(pick(w, 2, "Data"));
@@ -306,38 +302,13 @@ void TestDiskCopyWorkflow::refusesTheSameVolumeAndTooLittleSpace() {
     QVERIFY(w.tab->copyTypeButton()->text().startsWith("Copy Some Files"));
     w.shot("3-blocked");
 
-    // A selection that fits, through the file list: everything unticked, one small file ticked.
-    DiskListWC* list = openFileList(w);
-    QVERIFY(list);
-    list->listFileVC()->setAllSelectOrNoSelect();
-    QCOMPARE(list->listFileVC()->selectAllButSt(), 0);
-    QString small;
-    for (const FileNodeRef& node : list->listFileVC()->rootNodeArr()->toList()) {
-        if (!node->isDirectory() && node->size() < 500000 && !QFileInfo(mac->host(node->path())).isSymLink())
-            small = node->path();
-    }
-    QVERIFY(clickCheckBox(list, small));
-    QVERIFY(done(w, list));
-    QCOMPARE(w.tab->selectFilesSize(), qint64(QFileInfo(mac->host(small)).size()));
-    QVERIFY(w.tab->cloneButton()->isEnabled());
-    QVERIFY(!w.tab->destinationSlot()->hasErrorBackground());
-    QCOMPARE(w.tab->sourceSlot()->nameLabel()->text(), QStringLiteral("1 files/folders"));
-    QVERIFY(errorWindows(w).isEmpty());
-}
-
-void TestDiskCopyWorkflow::copiesSomeFilesChosenInTheFileList() {
-    for (const char* path : {"Deep/L1/L2/target.txt", "Deep/L1/L2/beside.txt", "Deep/L1/other.txt",
-                             "Deep/x.txt", "Open/o1.txt", "Open/o2.txt"})
-        writeHostFile(mac->host(QStringLiteral("/Volumes/Data/") + path), path);
-    Window w;
-    QVERIFY(pick(w, 1, "Data"));
-    QVERIFY(pick(w, 2, "Backup"));
+    // A selection that fits, through the file list: nothing but a file deep in a folder closed
+    // again, and an opened folder less one file.
     DiskListWC* list = openFileList(w);
     QVERIFY(list);
     saveScreenshot(list, kFolder, "filelist-over-the-tab");
-
-    // Nothing but: a file deep in a folder closed again, and an opened folder less one file.
     list->listFileVC()->setAllSelectOrNoSelect();
+    QCOMPARE(list->listFileVC()->selectAllButSt(), 0);
     QVERIFY(clickCheckBox(list, "/Volumes/Data/Deep/L1/L2/target.txt"));
     list->listFileVC()->outlineView()->collapse(revealRow(list, "/Volumes/Data/Deep"));
     QVERIFY(clickCheckBox(list, "/Volumes/Data/Open"));
@@ -347,19 +318,21 @@ void TestDiskCopyWorkflow::copiesSomeFilesChosenInTheFileList() {
     QVERIFY(done(w, list));
     QCOMPARE(w.tab->sourceSlot()->nameLabel()->text(), QStringLiteral("2 files/folders"));
     QCOMPARE(w.tab->selectFilesSize(), qint64(qstrlen("Deep/L1/L2/target.txt") + qstrlen("Open/o1.txt")));
+    QVERIFY(w.tab->cloneButton()->isEnabled());
+    QVERIFY(!w.tab->destinationSlot()->hasErrorBackground());
+    QVERIFY(errorWindows(w).isEmpty());
 
+    // Copied onto Tiny: the ticked children of a half-selected top-level folder land in the copy
+    // folder itself; deeper half-selected folders are made.
     QVERIFY(confirm(w).isEmpty());
     QVERIFY(waitForEnd(w));
     QVERIFY(w.tab->endLabel()->text().contains("Copy completed!"));
-    // The ticked children of a half-selected top-level folder land in the copy folder itself;
-    // deeper half-selected folders are made.
-    const QString copy = datedFolder(*mac, "/Volumes/Backup");
+    const QString copy = datedFolder(*mac, "/Volumes/Tiny");
     QCOMPARE(entries(copy), (QStringList{"L1", "Tavrill receipt.txt", "o1.txt"}));
-    QCOMPARE(entries(copy + "/L1"), QStringList{"L2"});
-    QCOMPARE(entries(copy + "/L1/L2"), QStringList{"target.txt"});
-    QVERIFY(
-        compareTrees(mac->host("/Volumes/Data/Deep/L1/L2/target.txt"), copy + "/L1/L2/target.txt").isEmpty());
-    QVERIFY(compareTrees(mac->host("/Volumes/Data/Open/o1.txt"), copy + "/o1.txt").isEmpty());
+    QCOMPARE(entries(copy + "/L1") + entries(copy + "/L1/L2"), (QStringList{"L2", "target.txt"}));
+    QCOMPARE(compareTrees(mac->host("/Volumes/Data/Deep/L1/L2/target.txt"), copy + "/L1/L2/target.txt"),
+             QStringList());
+    QCOMPARE(compareTrees(mac->host("/Volumes/Data/Open/o1.txt"), copy + "/o1.txt"), QStringList());
 }
 
 void TestDiskCopyWorkflow::cancelStopsWithinATickedFolder() {
@@ -371,10 +344,23 @@ void TestDiskCopyWorkflow::cancelStopsWithinATickedFolder() {
         writeHostFile(ten + QStringLiteral("/file%1.bin").arg(i), data);
     }
     Window w;
-    const QString copy = startThrottledCopy(*mac, w, ten, "2MB");
+    const QString copy = startThrottledCopy(*mac, w, {ten}, "2MB");
     QVERIFY(!copy.isEmpty());
-    // Cancel once the second file has begun.
+    // Once the second file has begun the bar follows the bytes on the destination, and the line
+    // under it tells them and the rate, no faster than the drive takes them. Then Cancel.
     QVERIFY(waitUntil([&] { return entries(copy + "/ten").size() >= 2; }, 20000));
+    qint64 onDisk = 0;
+    for (const QString& name : entries(copy + "/ten"))
+        onDisk += QFileInfo(copy + "/ten/" + name).size();
+    const double fraction = w.tab->progressBar()->doubleValue();
+    QVERIFY2(qAbs(fraction - double(onDisk) / 40e6) <= 0.05, qPrintable(QString::number(fraction)));
+    const QString line = w.tab->progressLine()->text();
+    const QRegularExpressionMatch rate =
+        QRegularExpression(QStringLiteral("^\\d+\\.\\d\\d MB of 40\\.00 MB \u00b7 (\\d+\\.\\d) MB/s$"))
+            .match(line);
+    QVERIFY2(rate.hasMatch() && rate.captured(1).toDouble() > 0 && rate.captured(1).toDouble() <= 2.5,
+             qPrintable(line));
+    w.shot("6-copying-progress-line");
     QTest::mouseClick(w.tab->cancelButton(), Qt::LeftButton);
     QCOMPARE(w.tab->pathLabel()->text(), QStringLiteral("Stopping after the current file\u2026"));
     QVERIFY(waitForEnd(w));
@@ -393,95 +379,6 @@ void TestDiskCopyWorkflow::cancelStopsWithinATickedFolder() {
                             "drive.</a></span>"));
 }
 
-void TestDiskCopyWorkflow::cancelHoldsInNestedHalfSelectedFolders() {
-    const QString root = "/Volumes/Data/Nest";
-    for (const char* path : {"A/B/C/c1.txt", "A/B/C/c2.txt", "A/B/b2.txt", "A/a2.txt", "z.txt"})
-        writeHostFile(mac->host(root + '/' + path), QByteArray(3'000'000, path[0]));
-    // Nest (half) > A (half) > B (half) > C (half) > c1, c2 ticked; b2, a2, z.txt ticked after.
-    FileNodeRef nest = folderNode(root, 2);
-    FileNodeRef a = folderNode(root + "/A", 2, nest.data());
-    FileNodeRef b = folderNode(root + "/A/B", 2, a.data());
-    FileNodeRef c = folderNode(root + "/A/B/C", 2, b.data());
-    fileNode(root + "/A/B/C/c1.txt", 3'000'000, 1, c.data());
-    fileNode(root + "/A/B/C/c2.txt", 3'000'000, 1, c.data());
-    fileNode(root + "/A/B/b2.txt", 3'000'000, 1, b.data());
-    fileNode(root + "/A/a2.txt", 3'000'000, 1, a.data());
-    fileNode(root + "/z.txt", 3'000'000, 1, nest.data());
-    auto selection = makeFileNodeArray();
-    selection->append(nest);
-    QCOMPARE(mac->emuctl({"throttle", "Backup", "2MB"}).code, 0);
-
-    Window w;
-    QVERIFY(pick(w, 1, "Data"));
-    QVERIFY(pick(w, 2, "Backup"));
-    w.tab->closeWindowWithSelect(selection, 15'000'000);
-    confirm(w);
-    QString copy;
-    QVERIFY(waitUntil([&] { return !(copy = datedFolder(*mac, "/Volumes/Backup")).isEmpty(); }, 20000));
-    QVERIFY(waitUntil([&] { return QFileInfo::exists(copy + "/A/B/C/c1.txt"); }, 20000));
-    QTest::mouseClick(w.tab->cancelButton(), Qt::LeftButton);
-    QVERIFY(waitForEnd(w));
-    QVERIFY(waitUntil([&] { return w.tab->doCopy()->activeRuns() == 0; }, 5000));
-    QTest::qWait(200); // nothing may still be on its way
-
-    QCOMPARE(entries(copy), (QStringList{"A", "Tavrill receipt.txt"}));
-    QCOMPARE(entries(copy + "/A"), QStringList{"B"});
-    QCOMPARE(entries(copy + "/A/B"), QStringList{"C"});
-    QCOMPARE(entries(copy + "/A/B/C"), QStringList{"c1.txt"});
-    QCOMPARE(QFileInfo(copy + "/A/B/C/c1.txt").size(), 3'000'000);
-    QVERIFY2(w.tab->endLabel()->text().contains("1 item (3.00 MB) copied before you stopped is in <a"),
-             qPrintable(w.tab->endLabel()->text()));
-}
-
-void TestDiskCopyWorkflow::progressLineMeasuresALargeCopy() {
-    // 1 GB read from a sparse file, written at 100 MB a second.
-    const QString movie = mac->host("/Users/alex/Movies/big.mov");
-    QDir().mkpath(QFileInfo(movie).path());
-    QFile big(movie);
-    QVERIFY(big.open(QIODevice::WriteOnly) && big.resize(1'000'000'000));
-    big.close();
-    Window w;
-    const QString copy = startThrottledCopy(*mac, w, movie, "100MB");
-    QVERIFY(!copy.isEmpty());
-    const QString written = copy + "/big.mov";
-    QVERIFY(waitUntil([&] { return QFileInfo(written).size() > 0; }, 10000));
-    QElapsedTimer clock;
-    clock.start();
-    // What the destination holds over time, for the rate the test measures itself.
-    QList<QPair<qint64, qint64>> seen{{0, QFileInfo(written).size()}};
-    const QRegularExpression form(QStringLiteral(
-        "^(\\d+\\.\\d\\d) MB of 1\\.00 GB \u00b7 (\\d+\\.\\d) MB/s( \u00b7 about \\d+ s left)?$"));
-    for (int moment = 1; moment <= 5; ++moment) {
-        while (clock.elapsed() < moment * 1700) {
-            QTest::qWait(100);
-            seen.append({clock.elapsed(), QFileInfo(written).size()});
-        }
-        const qint64 onDisk = QFileInfo(written).size();
-        const double fraction = w.tab->progressBar()->doubleValue();
-        QVERIFY2(qAbs(fraction - double(onDisk) / 1e9) <= 0.02,
-                 qPrintable(QStringLiteral("bar %1, on disk %2").arg(fraction).arg(onDisk)));
-        const QString line = w.tab->progressLine()->text();
-        const QRegularExpressionMatch match = form.match(line);
-        QVERIFY2(match.hasMatch(), qPrintable(line));
-        // The rate over the last ten seconds, as the destination saw it.
-        const auto from = std::find_if(seen.begin(), seen.end(),
-                                       [&](const auto& s) { return s.first >= clock.elapsed() - 10000; });
-        const double measured =
-            double(onDisk - from->second) * 1000.0 / double(qMax<qint64>(1, clock.elapsed() - from->first));
-        const double shown = match.captured(2).toDouble() * 1e6;
-        QVERIFY2(qAbs(shown - measured) <= 0.2 * measured,
-                 qPrintable(QStringLiteral("%1 against %2 B/s measured").arg(line).arg(measured)));
-        // Time left from the sixth second, once the steady rate has held three.
-        if (clock.elapsed() >= 6500)
-            QVERIFY2(!match.captured(3).isEmpty(), qPrintable(line));
-        if (moment == 4)
-            w.shot("6-copying-progress-line");
-    }
-    QVERIFY(waitForEnd(w));
-    QVERIFY(w.tab->endLabel()->text().contains("Copy completed!"));
-    QCOMPARE(QFileInfo(written).size(), 1'000'000'000);
-}
-
 void TestDiskCopyWorkflow::quitAndCloseDuringACopy_data() {
     QTest::addColumn<bool>("byQuitEvent"); // the application's quit rather than the close button
     QTest::addColumn<bool>("stop");
@@ -494,16 +391,16 @@ void TestDiskCopyWorkflow::quitAndCloseDuringACopy() {
     QFETCH(bool, byQuitEvent);
     QFETCH(bool, stop);
     // Three files of 400 KB onto a drive that takes 400 KB a second.
-    QCOMPARE(mac->emuctl({"throttle", "Backup", "400KB"}).code, 0);
     const QString base = mac->host("/Users/alex/Work");
     const QStringList names = {"a.bin", "b.bin", "c.bin"};
-    for (const QString& name : names)
-        QVERIFY(writeHostFile(base + '/' + name, QByteArray(400000, name.at(0).toLatin1())));
+    QStringList items;
+    for (const QString& name : names) {
+        items << base + '/' + name;
+        QVERIFY(writeHostFile(items.last(), QByteArray(400000, name.at(0).toLatin1())));
+    }
     Window w;
-    dropFiles(w, {base + "/a.bin", base + "/b.bin", base + "/c.bin"});
-    QVERIFY(pick(w, 2, "Backup"));
-    confirm(w);
-    QVERIFY(waitUntil([&] { return !entries(datedFolder(*mac, "/Volumes/Backup")).isEmpty(); }, 20000));
+    const QString copy = startThrottledCopy(*mac, w, items, "400KB");
+    QVERIFY(waitUntil([&] { return !entries(copy).isEmpty(); }, 20000));
     // Kept awake while it copies (the emulated caffeinate logs its start once it runs).
     QVERIFY(waitUntil([&] { return mac->runningCallPids("caffeinate").size() == 1; }, 5000));
 
@@ -520,28 +417,24 @@ void TestDiskCopyWorkflow::quitAndCloseDuringACopy() {
              QStringLiteral("Tavrill is copying files. If you quit now, the copy stops; what "
                             "was copied so far stays in its folder on the destination drive."));
     QCOMPARE(w.exits, QList<int>());
-    const QString copy = datedFolder(*mac, "/Volumes/Backup");
     if (!stop) {
         w.shot("12-quit-question");
         QTest::mouseClick(question->keepWorkingButton(), Qt::LeftButton);
         QVERIFY(waitForEnd(w));
         QVERIFY(w.tab->endLabel()->text().contains("the copy on the destination drive."));
-        QCOMPARE(w.exits, QList<int>());
-        QCOMPARE(entries(copy).filter("Tavrill receipt.txt", Qt::CaseSensitive).size(), 1);
-        QCOMPARE(entries(copy).filter(QRegularExpression("^(?!Tavrill receipt)")), names);
-        // Awake until the end view showed, then no longer.
-        QCOMPARE(mac->events("caffeinate"), QStringList{"end"});
-        QCOMPARE(mac->runningCallPids(), QList<qint64>());
-        return;
+    } else {
+        QTest::mouseClick(question->stopAndQuitButton(), Qt::LeftButton);
+        QVERIFY(waitUntil([&] { return !w.exits.isEmpty(); }, 20000));
     }
-    QTest::mouseClick(question->stopAndQuitButton(), Qt::LeftButton);
-    QVERIFY(waitUntil([&] { return !w.exits.isEmpty(); }, 20000));
-    QCOMPARE(w.exits, QList<int>{0});
-    // Stopped before the copy's end; what stayed is whole.
+    QCOMPARE(w.exits, stop ? QList<int>{0} : QList<int>());
+    // Kept working, everything is there with its receipt; stopped before the copy's end, what
+    // stayed is whole.
     const QStringList kept = entries(copy).filter(QRegularExpression("^(?!Tavrill receipt)"));
-    QVERIFY(kept.size() < names.size());
+    QVERIFY(stop ? kept.size() < names.size()
+                 : kept == names && entries(copy).contains("Tavrill receipt.txt"));
     for (const QString& name : kept)
         QCOMPARE(QFileInfo(copy + '/' + name).size(), qint64(400000));
+    // Awake until the end view showed or the application quit, then no longer.
     QCOMPARE(mac->events("caffeinate"), QStringList{"end"});
     QCOMPARE(mac->runningCallPids(), QList<qint64>());
 }
@@ -564,11 +457,6 @@ QString makeProofSource(EmulatedMac& mac) {
         data[i] = char(i / 3 + i % 13);
     writeHostFile(base + "/c.bin", data);
     return base;
-}
-
-// The receipt of a copy folder, line by line.
-QStringList receiptLines(const QString& copyHost) {
-    return QString::fromUtf8(readHostFile(copyHost + "/Tavrill receipt.txt")).split('\n', Qt::SkipEmptyParts);
 }
 
 // xxhsum -c on the receipt, run in the copy folder: its exit status and its lines about files
@@ -594,8 +482,6 @@ void TestDiskCopyWorkflow::verifyNamesWhatDiffers_data() {
                              << "";
     QTest::newRow("a byte changed") << "byte"
                                     << "Photos/b (1).jpg";
-    QTest::newRow("cut short") << "short"
-                               << "c.bin";
     QTest::newRow("removed") << "remove"
                              << "a.txt";
 }
@@ -613,8 +499,6 @@ void TestDiskCopyWorkflow::verifyNamesWhatDiffers() {
             char c = 0;
             if (f.open(QIODevice::ReadWrite) && f.seek(1000) && f.getChar(&c) && f.seek(1000))
                 f.putChar(char(c ^ 0x5a));
-        } else if (change == "short") {
-            QFile::resize(file, 1000);
         } else if (change == "remove") {
             QFile::remove(file);
         } else {
@@ -671,9 +555,7 @@ void TestDiskCopyWorkflow::fatStickLeavesOutWhatItCannotStoreAndXxhsumChecksTheR
     // Beside the three items, what FAT refuses: 5 GB in one file, a colon in a name and a
     // question mark in a name inside a folder.
     const QString base = makeProofSource(*mac);
-    QFile big(base + "/film.mkv");
-    QVERIFY(big.open(QIODevice::WriteOnly) && big.resize(5'000'000'000LL));
-    big.close();
+    QVERIFY(writeHostFile(base + "/film.mkv", {}) && QFile::resize(base + "/film.mkv", 5'000'000'000LL));
     writeHostFile(base + "/notes 10:30.txt", "a colon, which FAT refuses");
     writeHostFile(base + "/Photos/what?.txt", "a question mark");
     Window w;
@@ -696,26 +578,21 @@ void TestDiskCopyWorkflow::fatStickLeavesOutWhatItCannotStoreAndXxhsumChecksTheR
     QCOMPARE(entries(copy), (QStringList{"Photos", "Tavrill receipt.txt", "a.txt", "c.bin"}));
     QCOMPARE(entries(copy + "/Photos"), QStringList{"b (1).jpg"});
 
-    const QStringList lines = receiptLines(copy);
-    QVERIFY(lines.size() >= 10);
-    QCOMPARE(lines[0], QString("# Tavrill receipt"));
-    QVERIFY(
-        QRegularExpression("^# Date: \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d ").match(lines[1]).hasMatch());
-    QVERIFY2(
-        QRegularExpression("^# Source: Macintosh HD \\(UUID [0-9A-F-]{36}\\)$").match(lines[2]).hasMatch(),
-        qPrintable(lines[2]));
-    QCOMPARE(lines[3], QString("# Destination: STICK (UUID 0DDBA11A-57C1-4C4E-8F00-0000000000F3)"));
-    QVERIFY(lines[4].startsWith("# Tavrill version: "));
-    QCOMPARE(lines[5], QString("# Check this copy with: xxhsum -c \"Tavrill receipt.txt\""));
-    QVERIFY2(lines[6].startsWith("# Left out: film.mkv"), qPrintable(lines.join('\n')));
-    const QRegularExpression fileLine("^XXH128 \\((.+)\\) = [0-9a-f]{32}$");
-    QStringList named;
-    for (const QString& line : lines) {
-        const QRegularExpressionMatch m = fileLine.match(line);
-        if (m.hasMatch())
-            named << m.captured(1);
-    }
-    QCOMPARE(named, (QStringList{"a.txt", "Photos/b (1).jpg", "c.bin"}));
+    // The receipt: its head, a line per file, the verify's verdict.
+    const QStringList lines =
+        QString::fromUtf8(readHostFile(copy + "/Tavrill receipt.txt")).split('\n', Qt::SkipEmptyParts);
+    const QStringList head = {"^# Tavrill receipt$",
+                              "^# Date: \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d ",
+                              "^# Source: Macintosh HD \\(UUID [0-9A-F-]{36}\\)$",
+                              "^# Destination: STICK \\(UUID 0DDBA11A-57C1-4C4E-8F00-0000000000F3\\)$",
+                              "^# Tavrill version: ",
+                              "^# Check this copy with: xxhsum -c \"Tavrill receipt.txt\"$",
+                              "^# Left out: film.mkv"};
+    QVERIFY2(lines.size() >= 10, qPrintable(lines.join('\n')));
+    for (qsizetype i = 0; i < head.size(); ++i)
+        QVERIFY2(QRegularExpression(head[i]).match(lines[i]).hasMatch(), qPrintable(lines[i]));
+    QCOMPARE(receiptFiles(copy + "/Tavrill receipt.txt"),
+             (QStringList{"a.txt", "Photos/b (1).jpg", "c.bin"}));
     QCOMPARE(lines.last(),
              QString("# Verified: all 3 files (3.10 MB) read back from the destination match."));
 
@@ -738,10 +615,7 @@ void TestDiskCopyWorkflow::resumeAfterTheDriveCameBack() {
     }
     writeHostFile(base + "/index.txt", "six days");
     Window w;
-    dropFiles(w, {base});
-    QVERIFY(pick(w, 2, "Backup"));
-    QCOMPARE(mac->emuctl({"throttle", "Backup", "2MB"}).code, 0);
-    confirm(w);
+    QVERIFY(!startThrottledCopy(*mac, w, {base}, "2MB").isEmpty());
     // Pulled out halfway through the photos.
     QVERIFY(waitUntil([&] { return w.tab->doCopy() && w.tab->doCopy()->bytesCopied() > 2'500'000; }, 30000));
     QVERIFY(mac->unplug("backup"));
@@ -767,10 +641,8 @@ void TestDiskCopyWorkflow::resumeAfterTheDriveCameBack() {
     QVERIFY(!copy.isEmpty());
     QCOMPARE(compareTrees(base, copy + "/Album"), QStringList());
     // One receipt, one line per file, every one checked by the tool.
-    const QStringList files = receiptLines(copy).filter(QRegularExpression("^XXH128 \\("));
-    QCOMPARE(files.size(), 7);
+    QCOMPARE(receiptFiles(copy + "/Tavrill receipt.txt").size(), 7);
     const auto [status, checked] = xxhsumCheck(copy);
     QCOMPARE(status, 0);
-    QCOMPARE(checked.size(), 7);
-    QCOMPARE(checked.filter(": OK").size(), 7);
+    QCOMPARE(checked.filter(QRegularExpression(": OK$")).size(), 7);
 }

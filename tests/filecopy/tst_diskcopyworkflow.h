@@ -17,11 +17,8 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void copiesAWholeVolumeIntoTheDatedFolder();
-    void refusesTheSameVolumeAndTooLittleSpace();
-    void copiesSomeFilesChosenInTheFileList();
+    void refusesTheSameVolumeAndTooLittleSpaceThenCopiesWhatFits();
     void cancelStopsWithinATickedFolder();
-    void cancelHoldsInNestedHalfSelectedFolders();
-    void progressLineMeasuresALargeCopy();
     void quitAndCloseDuringACopy_data();
     void quitAndCloseDuringACopy();
     // Verify, receipt and Resume.

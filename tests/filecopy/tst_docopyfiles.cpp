@@ -7,13 +7,15 @@
 #include "VolumesTestKit.h"
 #include "Wait.h"
 #include "core/MainThread.h"
+#include "filecopy/DestinationCheck.h"
 #include "filecopy/DoCopyFiles.h"
-#include "platform/Machine.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QMutex>
+#include <QRegularExpression>
 #include <QTest>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -24,29 +26,47 @@ struct CopyRecorder : DoCopyFilesDelegate {
     std::atomic<int> errors{0};
     std::atomic<int> offMainReports{0};
     std::atomic<int> errorsOnMain{0};
+    std::atomic<int> verifies{0};
     void topCopyFilePath(const QString& path) override {
-        if (!isMainThread())
-            ++offMainReports;
+        offMainReports += isMainThread() ? 0 : 1;
         paths << path;
     }
     void topCopyProgress(float percent) override {
-        if (!isMainThread())
-            ++offMainReports;
+        offMainReports += isMainThread() ? 0 : 1;
         progress << percent;
     }
     void topCopyBytes(std::int64_t copied, std::int64_t toCopy) override { bytes.append({copied, toCopy}); }
     void copyFileError() override {
-        if (isMainThread())
-            ++errorsOnMain;
+        errorsOnMain += isMainThread() ? 1 : 0;
         ++errors;
     }
+    void topVerifyStarted() override { ++verifies; }
 };
 
-// Starts a run and waits on the main loop until it and every run it started have ended.
-void copyAndWait(const std::shared_ptr<DoCopyFiles>& copier, const FileNodeList& nodes, const QString& to) {
-    copier->doCopyFilesWithArr(nodes, to);
-    QVERIFY(waitUntil([&] { return copier->activeRuns() == 0; }, 60000));
-}
+// A test machine with an empty /Volumes/Dest/out and a copier that reports to a recorder.
+struct Run {
+    TestMachine mac;
+    CopyRecorder recorder;
+    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
+    Run() {
+        makeFolder(mac, "/Volumes/Dest/out");
+        copier->setDelegate(&recorder);
+    }
+    // Starts a copy and waits on the main loop until it and every run it started have ended.
+    bool copy(const FileNodeList& nodes, const QString& to = "/Volumes/Dest/out") {
+        copier->doCopyFilesWithArr(nodes, to);
+        return ended();
+    }
+    bool ended() {
+        return waitUntil([&] { return copier->activeRuns() == 0; }, 60000);
+    }
+    // The names in a folder of the destination, sorted.
+    QStringList out(const QString& below = QString()) const {
+        QStringList names = listingOrder(mac.host("/Volumes/Dest/out" + below));
+        names.sort();
+        return names;
+    }
+};
 
 FileNodeList selectedFiles(TestMachine& mac, const QString& folder, int count, int length = 3) {
     FileNodeList nodes;
@@ -66,30 +86,29 @@ void TestDoCopyFiles::initTestCase() {
     QVERIFY2(Hold::leasesHoldForTemporaryFiles(), "no temporary folder whose file system grants leases");
 }
 
-void TestDoCopyFiles::datedFolderOnVolumesSlashAndDesktop() {
-    TestMachine mac;
-    makeFolder(mac, "/Volumes/Dest");
-    const QString onVolume = DoCopyFiles::createCopyFolderWithVolumePath("/Volumes/Dest", when);
-    QCOMPARE(onVolume, QStringLiteral("/Volumes/Dest/Tavrill(2024-05-06 07:08:09)"));
-    QVERIFY(QFileInfo(mac.host(onVolume)).isDir());
-
-    const QString onSlash = DoCopyFiles::createCopyFolderWithVolumePath("/", when);
-    QCOMPARE(onSlash, QStringLiteral("/Tavrill(2024-05-06 07:08:09)"));
-    QVERIFY(QFileInfo(mac.host(onSlash)).isDir());
-
-    // Something in the way on a volume: no copy folder, and nothing made elsewhere.
-    mac.writeFile("/Volumes/Blocked/Tavrill(2024-05-06 07:08:09)", "a file, not a folder");
-    QString error;
-    QCOMPARE(DoCopyFiles::createCopyFolderWithVolumePath("/Volumes/Blocked", when, &error), QString());
-    QVERIFY(!error.isEmpty());
-    QVERIFY(!QFileInfo::exists(mac.host("/Users/tester/Desktop/Tavrill(2024-05-06 07:08:09)")));
-    // On the start-up disk the Desktop, which is on that disk, takes it.
-    QFile::remove(mac.host(onSlash));
-    QDir().rmdir(mac.host(onSlash));
-    mac.writeFile(onSlash, "a file, not a folder");
-    const QString onDesktop = DoCopyFiles::createCopyFolderWithVolumePath("/", when);
-    QCOMPARE(onDesktop, QStringLiteral("/Users/tester/Desktop/Tavrill(2024-05-06 07:08:09)"));
-    QVERIFY(QFileInfo(mac.host(onDesktop)).isDir());
+void TestDoCopyFiles::datedFolderOnAVolumeTheStartUpDiskOrTheDesktop() {
+    Run run;
+    const QString name = QStringLiteral("Tavrill(2024-05-06 07:08:09)");
+    const QString desktop = run.mac.host("/Users/tester/Desktop/" + name);
+    run.mac.writeFile("/Volumes/Blocked/" + name, "a file, not a folder");
+    // Something in the way on a volume: no copy folder, and nothing made elsewhere. On the
+    // start-up disk the Desktop, which is on that disk, takes it.
+    struct Case {
+        QString volume, inTheWay, expected;
+    };
+    for (const Case& c :
+         {Case{"/Volumes/Dest", "", "/Volumes/Dest/" + name}, Case{"/", "", "/" + name},
+          Case{"/Volumes/Blocked", "", ""}, Case{"/", "/" + name, "/Users/tester/Desktop/" + name}}) {
+        if (!c.inTheWay.isEmpty()) {
+            QDir().rmdir(run.mac.host(c.inTheWay));
+            run.mac.writeFile(c.inTheWay, "a file, not a folder");
+        }
+        QString error;
+        QCOMPARE(DoCopyFiles::createCopyFolderWithVolumePath(c.volume, when, &error), c.expected);
+        QVERIFY2(c.expected.isEmpty() ? !error.isEmpty() && !QFileInfo::exists(desktop)
+                                      : QFileInfo(run.mac.host(c.expected)).isDir(),
+                 qPrintable(c.volume));
+    }
 }
 
 void TestDoCopyFiles::datedFolderOnFatAndExFatHasNoColons_data() {
@@ -109,116 +128,89 @@ void TestDoCopyFiles::datedFolderOnFatAndExFatHasNoColons() {
 }
 
 void TestDoCopyFiles::progressRunsFromTheFloorToHundred() {
-    TestMachine mac;
-    makeFolder(mac, "/Volumes/Dest/out");
-    FileNodeList nodes = selectedFiles(mac, "/Volumes/Src", 4);
+    Run run;
+    FileNodeList nodes = selectedFiles(run.mac, "/Volumes/Src", 4);
     nodes[2]->setState(0); // unselected items still count in the progress
-    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
-    CopyRecorder recorder;
-    copier->setDelegate(&recorder);
-    copyAndWait(copier, nodes, "/Volumes/Dest/out");
-    QCOMPARE(recorder.progress, (QList<float>{5, 25, 50, 75, 100}));
-    QCOMPARE(recorder.paths,
+    QVERIFY(run.copy(nodes));
+    QCOMPARE(run.recorder.progress, (QList<float>{5, 25, 50, 75, 100}));
+    QCOMPARE(run.recorder.paths,
              (QStringList{"/Volumes/Src/item0.txt", "/Volumes/Src/item1.txt", "/Volumes/Src/item3.txt"}));
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out")).size(), 3);
-    QVERIFY(!QFileInfo::exists(mac.host("/Volumes/Dest/out/item2.txt")));
-    QCOMPARE(recorder.offMainReports.load(), 0);
+    QCOMPARE(run.out(), (QStringList{"item0.txt", "item1.txt", "item3.txt"}));
+    QCOMPARE(run.recorder.offMainReports.load(), 0);
     // The bytes of the ticked items, of the ticked items' bytes, come last.
     QVERIFY(waitUntil(
-        [&] { return !recorder.bytes.isEmpty() && recorder.bytes.last() == qMakePair(9LL, 9LL); }, 5000));
+        [&] { return !run.recorder.bytes.isEmpty() && run.recorder.bytes.last() == qMakePair(9LL, 9LL); },
+        5000));
 
-    // Twenty items step by 5 from the floor of 5.
-    recorder.progress.clear();
-    makeFolder(mac, "/Volumes/Dest/twenty");
-    copyAndWait(copier, selectedFiles(mac, "/Volumes/Src20", 20), "/Volumes/Dest/twenty");
-    QList<float> expected{5};
+    // Twenty items step by 5 from the floor of 5. With 40 the first two steps come out at 2 and
+    // 5: both are reported as 5. An empty array reports nothing at all.
+    QList<float> twenty{5};
     for (int i = 1; i <= 20; ++i)
-        expected << float(i * 5);
-    QCOMPARE(recorder.progress, expected);
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/twenty")).size(), 20);
-
-    // With 40 items the first two steps come out at 2 and 5: both are reported as 5.
-    recorder.progress.clear();
-    makeFolder(mac, "/Volumes/Dest/forty");
-    copyAndWait(copier, selectedFiles(mac, "/Volumes/Src40", 40), "/Volumes/Dest/forty");
-    QCOMPARE(recorder.progress.size(), 41);
-    QCOMPARE(recorder.progress.mid(0, 6), (QList<float>{5, 5, 5, 7, 10, 12}));
-    QCOMPARE(recorder.progress.last(), 100.0f);
-
-    // An empty array reports nothing at all.
-    recorder.progress.clear();
-    copyAndWait(copier, {}, "/Volumes/Dest/out");
-    QVERIFY(recorder.progress.isEmpty());
+        twenty << float(i * 5);
+    for (const auto& [count, start] :
+         QList<QPair<int, QList<float>>>{{20, twenty}, {40, {5, 5, 5, 7, 10, 12}}, {0, {}}}) {
+        run.recorder.progress.clear();
+        const QString to = QStringLiteral("/Volumes/Dest/%1").arg(count);
+        makeFolder(run.mac, to);
+        QVERIFY(run.copy(selectedFiles(run.mac, QStringLiteral("/Volumes/Src%1").arg(count), count), to));
+        QCOMPARE(run.recorder.progress.size(), count ? count + 1 : 0);
+        QCOMPARE(run.recorder.progress.mid(0, start.size()), start);
+        QCOMPARE(run.recorder.progress.value(count, 100.0f), 100.0f);
+        QCOMPARE(listingOrder(run.mac.host(to)).size(), count);
+    }
 }
 
 void TestDoCopyFiles::collisionsDropTheExtensionAndCount() {
-    TestMachine mac;
-    mac.writeFile("/Volumes/Src/Report.pdf", "new report");
-    mac.writeFile("/Volumes/Dest/out/Report.pdf", "already there");
-    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
-    const FileNodeList nodes = {fileNode("/Volumes/Src/Report.pdf", 10)};
-    copyAndWait(copier, nodes, "/Volumes/Dest/out");
-    QCOMPARE(mac.readFile("/Volumes/Dest/out/Report 1"), QByteArray("new report"));
-    QCOMPARE(mac.readFile("/Volumes/Dest/out/Report.pdf"), QByteArray("already there"));
-    copyAndWait(copier, nodes, "/Volumes/Dest/out");
-    QCOMPARE(mac.readFile("/Volumes/Dest/out/Report 2"), QByteArray("new report"));
+    Run run;
+    run.mac.writeFile("/Volumes/Src/Report.pdf", "new report");
+    run.mac.writeFile("/Volumes/Dest/out/Report.pdf", "already there");
+    for (const char* copy : {"/Volumes/Dest/out/Report 1", "/Volumes/Dest/out/Report 2"}) {
+        QVERIFY(run.copy({fileNode("/Volumes/Src/Report.pdf", 10)}));
+        QCOMPARE(run.mac.readFile(copy), QByteArray("new report"));
+    }
+    QCOMPARE(run.mac.readFile("/Volumes/Dest/out/Report.pdf"), QByteArray("already there"));
 
-    // Exact names only: another case is no collision on a case-sensitive volume.
-    QCOMPARE(copier->createFileWithPath("/Volumes/Dest/out", "report.pdf", "report.pdf"),
-             QStringLiteral("report.pdf"));
-    QCOMPARE(copier->createFileWithPath("/Volumes/Dest/out", "Report.pdf", "Report.pdf"),
-             QStringLiteral("Report 3"));
-    QCOMPARE(copier->createFileWithPath("/Volumes/Missing", "Report.pdf", "Report.pdf"),
-             QStringLiteral("Report.pdf"));
-    // A folder collides the same way; a name without extension keeps its whole name.
-    makeFolder(mac, "/Volumes/Dest/out/Photos");
-    QCOMPARE(copier->createFileWithPath("/Volumes/Dest/out", "Photos", "Photos"), QStringLiteral("Photos 1"));
+    // Exact names only: another case is no collision on a case-sensitive volume. A folder
+    // collides the same way; a name without extension keeps its whole name.
+    makeFolder(run.mac, "/Volumes/Dest/out/Photos");
+    for (const auto& [folder, name, expected] : {std::tuple("/Volumes/Dest/out", "report.pdf", "report.pdf"),
+                                                 std::tuple("/Volumes/Dest/out", "Report.pdf", "Report 3"),
+                                                 std::tuple("/Volumes/Missing", "Report.pdf", "Report.pdf"),
+                                                 std::tuple("/Volumes/Dest/out", "Photos", "Photos 1")})
+        QCOMPARE(run.copier->createFileWithPath(folder, name, name), QString(expected));
 }
 
 void TestDoCopyFiles::halfSelectedFoldersCopyTheirTickedChildren() {
-    TestMachine mac;
-    makeFolder(mac, "/Volumes/Dest/out");
-    mac.writeFile("/Volumes/Src/Users/a.txt", "ticked");
-    mac.writeFile("/Volumes/Src/Users/b.txt", "not ticked");
-    mac.writeFile("/Volumes/Src/Users/Shared/c.txt", "deeper ticked");
-    mac.writeFile("/Volumes/Src/Users/Shared/d.txt", "deeper not ticked");
-    mac.writeFile("/Volumes/Src/Users/whole/e.txt", "in a ticked folder");
-    // Ticked, but listed by the destination check: one in a half-ticked folder, one deeper.
-    mac.writeFile("/Volumes/Src/Users/Shared/x:y.txt", "left out");
-    mac.writeFile("/Volumes/Src/Users/whole/f?.txt", "left out");
+    Run run;
     FileNodeRef users = folderNode("/Volumes/Src/Users", 2);
-    fileNode("/Volumes/Src/Users/a.txt", 6, 1, users.data());
-    fileNode("/Volumes/Src/Users/b.txt", 10, 0, users.data());
+    writtenNode(run.mac, "/Volumes/Src/Users/a.txt", "ticked", 1, users.data());
+    writtenNode(run.mac, "/Volumes/Src/Users/b.txt", "not ticked", 0, users.data());
     FileNodeRef shared = folderNode("/Volumes/Src/Users/Shared", 2, users.data());
-    fileNode("/Volumes/Src/Users/Shared/c.txt", 13, 1, shared.data());
-    fileNode("/Volumes/Src/Users/Shared/d.txt", 17, 0, shared.data());
-    fileNode("/Volumes/Src/Users/Shared/x:y.txt", 8, 1, shared.data());
+    writtenNode(run.mac, "/Volumes/Src/Users/Shared/c.txt", "deeper ticked", 1, shared.data());
+    writtenNode(run.mac, "/Volumes/Src/Users/Shared/d.txt", "deeper not ticked", 0, shared.data());
+    // Ticked, but listed by the destination check: one in a half-ticked folder, one deeper.
+    writtenNode(run.mac, "/Volumes/Src/Users/Shared/x:y.txt", "left out", 1, shared.data());
+    run.mac.writeFile("/Volumes/Src/Users/whole/f?.txt", "left out");
+    run.mac.writeFile("/Volumes/Src/Users/whole/e.txt", "in a ticked folder");
     folderNode("/Volumes/Src/Users/whole", 1, users.data());
+    run.copier->setSkippedPaths({"/Volumes/Src/Users/Shared/x:y.txt", "/Volumes/Src/Users/whole/f?.txt"});
+    QVERIFY(run.copy({users}));
 
-    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
-    CopyRecorder recorder;
-    copier->setDelegate(&recorder);
-    copier->setSkippedPaths({"/Volumes/Src/Users/Shared/x:y.txt", "/Volumes/Src/Users/whole/f?.txt"});
-    copyAndWait(copier, {users}, "/Volumes/Dest/out");
-
-    QStringList top = listingOrder(mac.host("/Volumes/Dest/out"));
-    top.sort();
-    QCOMPARE(top, (QStringList{"Shared", "a.txt", "whole"}));
-    QCOMPARE(mac.readFile("/Volumes/Dest/out/a.txt"), QByteArray("ticked"));
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out/Shared")), QStringList{"c.txt"});
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out/whole")), QStringList{"e.txt"});
-    QCOMPARE(mac.readFile("/Volumes/Dest/out/whole/e.txt"), QByteArray("in a ticked folder"));
+    QCOMPARE(run.out(), (QStringList{"Shared", "a.txt", "whole"}));
+    QCOMPARE(run.mac.readFile("/Volumes/Dest/out/a.txt"), QByteArray("ticked"));
+    QCOMPARE(run.out("/Shared"), QStringList{"c.txt"});
+    QCOMPARE(run.out("/whole"), QStringList{"e.txt"});
+    QCOMPARE(run.mac.readFile("/Volumes/Dest/out/whole/e.txt"), QByteArray("in a ticked folder"));
     // One run, one sequence: 100 comes once, when everything is there.
-    QCOMPARE(recorder.progress, (QList<float>{5, 100}));
+    QCOMPARE(run.recorder.progress, (QList<float>{5, 100}));
 }
 
 void TestDoCopyFiles::cancelHoldsInNestedHalfSelectedFolders() {
     // Top (half) > A (half) > B (half) > b1, b2; then A/a2.txt, Top/t2.txt and other.txt. The
-    // copy is held opening b1 (a lease, as in the test above) while the user cancels.
-    TestMachine mac;
-    makeFolder(mac, "/Volumes/Dest/out");
+    // copy is held opening b1 (a lease, as in the test below) while the user cancels.
+    Run run;
     for (const char* path : {"Top/A/B/b1.txt", "Top/A/B/b2.txt", "Top/A/a2.txt", "Top/t2.txt", "other.txt"})
-        writeSized(mac, QStringLiteral("/Volumes/Src/") + path, 10);
+        writeSized(run.mac, QStringLiteral("/Volumes/Src/") + path, 10);
     FileNodeRef top = folderNode("/Volumes/Src/Top", 2);
     FileNodeRef a = folderNode("/Volumes/Src/Top/A", 2, top.data());
     FileNodeRef b = folderNode("/Volumes/Src/Top/A/B", 2, a.data());
@@ -226,63 +218,48 @@ void TestDoCopyFiles::cancelHoldsInNestedHalfSelectedFolders() {
     fileNode("/Volumes/Src/Top/A/B/b2.txt", 10, 1, b.data());
     fileNode("/Volumes/Src/Top/A/a2.txt", 10, 1, a.data());
     fileNode("/Volumes/Src/Top/t2.txt", 10, 1, top.data());
-
-    Hold hold(mac.host("/Volumes/Src/Top/A/B/b1.txt"));
+    Hold hold(run.mac.host("/Volumes/Src/Top/A/B/b1.txt"));
     QVERIFY(hold.ok());
-
-    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
-    CopyRecorder recorder;
-    copier->setDelegate(&recorder);
-    copier->doCopyFilesWithArr({top, fileNode("/Volumes/Src/other.txt", 10)}, "/Volumes/Dest/out");
+    run.copier->doCopyFilesWithArr({top, fileNode("/Volumes/Src/other.txt", 10)}, "/Volumes/Dest/out");
     QVERIFY(waitUntil([&] { return hold.reached(); }, 20000));
-    copier->setIsCancel(true);
+    run.copier->setIsCancel(true);
     hold.release();
-    QVERIFY(waitUntil([&] { return copier->activeRuns() == 0; }, 60000));
+    QVERIFY(run.ended());
 
     // b1 was finished where the tree puts it; nothing after it started, anywhere.
-    QCOMPARE(mac.readFile("/Volumes/Dest/out/A/B/b1.txt").size(), 10);
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out")), QStringList{"A"});
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out/A")), QStringList{"B"});
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out/A/B")), QStringList{"b1.txt"});
-    QCOMPARE(recorder.paths, QStringList{"/Volumes/Src/Top/A/B/b1.txt"});
-    QVERIFY(!recorder.progress.contains(100.0f));
-    QVERIFY(copier->isCancel());
+    QCOMPARE(run.mac.readFile("/Volumes/Dest/out/A/B/b1.txt").size(), 10);
+    QCOMPARE(run.out() + run.out("/A") + run.out("/A/B"), (QStringList{"A", "B", "b1.txt"}));
+    QCOMPARE(run.recorder.paths, QStringList{"/Volumes/Src/Top/A/B/b1.txt"});
+    QVERIFY(!run.recorder.progress.contains(100.0f));
+    QVERIFY(run.copier->isCancel());
 }
 
 void TestDoCopyFiles::skippedItemsAndAbort() {
-    TestMachine mac;
-    makeFolder(mac, "/Volumes/Dest/out");
-    mac.writeFile("/Volumes/Src/folder/keep.txt", "kept");
-    mac.writeFile("/Volumes/Src/folder/deep/bad.txt", "left out inside a ticked folder");
-    mac.writeFile("/Volumes/Src/bad-top.txt", "left out at the top");
-    mac.writeFile("/Volumes/Src/fine.txt", "fine");
-    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
-    CopyRecorder recorder;
-    copier->setDelegate(&recorder);
-    copier->setSkippedPaths({"/Volumes/Src/folder/deep/bad.txt", "/Volumes/Src/bad-top.txt"});
-    copyAndWait(copier,
-                {folderNode("/Volumes/Src/folder"), fileNode("/Volumes/Src/bad-top.txt", 19),
-                 fileNode("/Volumes/Src/fine.txt", 4)},
-                "/Volumes/Dest/out");
-    QStringList top = listingOrder(mac.host("/Volumes/Dest/out"));
-    top.sort();
-    QCOMPARE(top, (QStringList{"fine.txt", "folder"}));
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out/folder/deep")), QStringList());
-    QCOMPARE(mac.readFile("/Volumes/Dest/out/folder/keep.txt"), QByteArray("kept"));
-    QCOMPARE(recorder.paths, (QStringList{"/Volumes/Src/folder", "/Volumes/Src/fine.txt"}));
-    QCOMPARE(recorder.progress.last(), 100.0f);
+    Run run;
+    run.mac.writeFile("/Volumes/Src/folder/keep.txt", "kept");
+    run.mac.writeFile("/Volumes/Src/folder/deep/bad.txt", "left out inside a ticked folder");
+    run.mac.writeFile("/Volumes/Src/bad-top.txt", "left out at the top");
+    run.mac.writeFile("/Volumes/Src/fine.txt", "fine");
+    run.copier->setSkippedPaths({"/Volumes/Src/folder/deep/bad.txt", "/Volumes/Src/bad-top.txt"});
+    QVERIFY(run.copy({folderNode("/Volumes/Src/folder"), fileNode("/Volumes/Src/bad-top.txt", 19),
+                      fileNode("/Volumes/Src/fine.txt", 4)}));
+    QCOMPARE(run.out(), (QStringList{"fine.txt", "folder"}));
+    QCOMPARE(run.out("/folder/deep"), QStringList());
+    QCOMPARE(run.mac.readFile("/Volumes/Dest/out/folder/keep.txt"), QByteArray("kept"));
+    QCOMPARE(run.recorder.paths, (QStringList{"/Volumes/Src/folder", "/Volumes/Src/fine.txt"}));
+    QCOMPARE(run.recorder.progress.last(), 100.0f);
     // What is left out is not to do, wherever it is: "kept" and "fine".
-    QVERIFY(waitUntil([&] { return copier->bytesToCopy() >= 0; }, 5000));
-    QCOMPARE(copier->bytesToCopy(), 8);
-    QCOMPARE(copier->bytesCopied(), 8);
-    QCOMPARE(copier->filesCopied(), 2);
+    QVERIFY(waitUntil([&] { return run.copier->bytesToCopy() >= 0; }, 5000));
+    QCOMPARE(run.copier->bytesToCopy(), 8);
+    QCOMPARE(run.copier->bytesCopied(), 8);
+    QCOMPARE(run.copier->filesCopied(), 2);
 
     // A screen going away: the delegate is cleared and the run aborted while it waits for the
     // main thread, which does not answer here. The run ends anyway, telling nobody.
     CopyRecorder gone;
     std::shared_ptr<DoCopyFiles> second = DoCopyFiles::create();
     second->setDelegate(&gone);
-    second->doCopyFilesWithArr(selectedFiles(mac, "/Volumes/Src/more", 5), "/Volumes/Dest/out");
+    second->doCopyFilesWithArr(selectedFiles(run.mac, "/Volumes/Src/more", 5), "/Volumes/Dest/out");
     second->setDelegate(nullptr);
     second->abort();
     QVERIFY(second->waitForRuns(10000));
@@ -296,105 +273,209 @@ void TestDoCopyFiles::cancelDuringALargeItemFinishesItAndStartsNoOther() {
     // inside it: the test takes a lease on the entry the copy reaches halfway, so the copy's open
     // of that file waits until the lease is given back. While it waits the user presses Cancel;
     // then the copy goes on. No timing is involved: the lease shows when the copy is waiting.
-    TestMachine mac;
-    makeFolder(mac, "/Volumes/Dest/out");
+    Run run;
     QByteArray large(32 * 1024 * 1024, '\0');
     for (qsizetype i = 0; i < large.size(); i += 4096)
         large[i] = char(i / 4096);
-    mac.writeFile("/Volumes/Src/bundle/large.bin", large);
+    run.mac.writeFile("/Volumes/Src/bundle/large.bin", large);
     for (int i = 0; i < 20; ++i)
-        writeSized(mac, QStringLiteral("/Volumes/Src/bundle/small%1").arg(i), 100 + i);
-    const QStringList order = listingOrder(mac.host("/Volumes/Src/bundle"));
-    FileNodeList nodes = {folderNode("/Volumes/Src/bundle")};
-    nodes += selectedFiles(mac, "/Volumes/Src", 2);
-
+        writeSized(run.mac, QStringLiteral("/Volumes/Src/bundle/small%1").arg(i), 100 + i);
+    const QStringList order = listingOrder(run.mac.host("/Volumes/Src/bundle"));
     const qsizetype held = order.size() / 2;
-    Hold hold(mac.host("/Volumes/Src/bundle/" + order[held]));
+    Hold hold(run.mac.host("/Volumes/Src/bundle/" + order[held]));
     QVERIFY(hold.ok());
-
-    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
-    CopyRecorder recorder;
-    copier->setDelegate(&recorder);
-    copier->doCopyFilesWithArr(nodes, "/Volumes/Dest/out");
+    run.copier->doCopyFilesWithArr(FileNodeList{folderNode("/Volumes/Src/bundle")} +
+                                       selectedFiles(run.mac, "/Volumes/Src", 2),
+                                   "/Volumes/Dest/out");
     // The lease is being broken once the copy tries to open the held file.
     QVERIFY(waitUntil([&] { return hold.reached(); }, 20000));
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out")), QStringList{"bundle"});
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out/bundle")).size(), held);
-    copier->setIsCancel(true);
+    QCOMPARE(run.out(), QStringList{"bundle"});
+    QCOMPARE(run.out("/bundle").size(), held);
+    run.copier->setIsCancel(true);
     hold.release();
-    QVERIFY(waitUntil([&] { return copier->activeRuns() == 0; }, 60000));
+    QVERIFY(run.ended());
 
     // The folder holds the files before the held one and that one, each whole; nothing after it
     // started, in the folder or beyond.
-    QStringList copied = listingOrder(mac.host("/Volumes/Dest/out/bundle"));
-    copied.sort();
     QStringList expected = order.mid(0, held + 1);
     expected.sort();
-    QCOMPARE(copied, expected);
+    QCOMPARE(run.out("/bundle"), expected);
     qint64 bytes = 0;
     for (const QString& name : expected) {
-        QCOMPARE(mac.readFile("/Volumes/Dest/out/bundle/" + name),
-                 mac.readFile("/Volumes/Src/bundle/" + name));
-        bytes += QFileInfo(mac.host("/Volumes/Src/bundle/" + name)).size();
+        QCOMPARE(run.mac.readFile("/Volumes/Dest/out/bundle/" + name),
+                 run.mac.readFile("/Volumes/Src/bundle/" + name));
+        bytes += QFileInfo(run.mac.host("/Volumes/Src/bundle/" + name)).size();
     }
-    QCOMPARE(copier->filesCopied(), held + 1);
-    QCOMPARE(copier->bytesCopied(), bytes);
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out")), QStringList{"bundle"});
-    QCOMPARE(recorder.paths, QStringList{"/Volumes/Src/bundle"});
-    QCOMPARE(recorder.progress, (QList<float>{5, 33}));
-    QVERIFY(copier->isCancel());
+    QCOMPARE(run.copier->filesCopied(), held + 1);
+    QCOMPARE(run.copier->bytesCopied(), bytes);
+    QCOMPARE(run.out(), QStringList{"bundle"});
+    QCOMPARE(run.recorder.paths, QStringList{"/Volumes/Src/bundle"});
+    QCOMPARE(run.recorder.progress, (QList<float>{5, 33}));
+    QVERIFY(run.copier->isCancel());
 }
 
-void TestDoCopyFiles::missingDestinationIsReported() {
-    TestMachine mac;
-    const FileNodeList nodes = selectedFiles(mac, "/Volumes/Src", 2);
-    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
-    CopyRecorder recorder;
-    copier->setDelegate(&recorder);
-    copyAndWait(copier, nodes, "/Volumes/Gone/Tavrill(x)");
-    // Once, on the main thread, in place of 100; the second item was not tried.
-    QCOMPARE(recorder.errors.load(), 1);
-    QCOMPARE(recorder.errorsOnMain.load(), 1);
-    QCOMPARE(recorder.paths.size(), 1);
-    QVERIFY(!QFileInfo::exists(mac.host("/Volumes/Gone")));
-    QVERIFY(!recorder.progress.contains(100.0f));
+void TestDoCopyFiles::failedItemsAreReported() {
+    // A destination that is not there: once, on the main thread, in place of 100; the second
+    // item is not tried.
+    Run run;
+    QVERIFY(run.copy(selectedFiles(run.mac, "/Volumes/Src", 2), "/Volumes/Gone/Tavrill(x)"));
+    QCOMPARE(run.recorder.errors.load(), 1);
+    QCOMPARE(run.recorder.errorsOnMain.load(), 1);
+    QCOMPARE(run.recorder.paths.size(), 1);
+    QVERIFY(!QFileInfo::exists(run.mac.host("/Volumes/Gone")));
+    QVERIFY(!run.recorder.progress.contains(100.0f));
 
     // An item listed, then deleted, ends the run with the error too, after the others were
     // copied; every item logs its outcome, the failed one at its place.
-    makeFolder(mac, "/Volumes/Dest/out");
-    FileNodeList withVanished = selectedFiles(mac, "/Volumes/Src", 2);
+    FileNodeList withVanished = selectedFiles(run.mac, "/Volumes/Src", 2);
     withVanished.insert(1, fileNode("/Volumes/Src/vanished.txt", 5));
-    CopyRecorder second;
-    copier->setDelegate(&second);
+    run.recorder.progress.clear();
     MessageCapture messages;
-    copyAndWait(copier, withVanished, "/Volumes/Dest/out");
+    QVERIFY(run.copy(withVanished));
     const QStringList lines = messages.lines();
     QCOMPARE(lines.size(), 3);
-    QVERIFY2(lines[1].startsWith("error--" + mac.host("/Volumes/Src/vanished.txt") + ": "),
+    QVERIFY2(lines[1].startsWith("error--" + run.mac.host("/Volumes/Src/vanished.txt") + ": "),
              qPrintable(lines[1]));
     QCOMPARE(lines[0], QStringLiteral("error--(null)"));
     QCOMPARE(lines[2], QStringLiteral("error--(null)"));
-    QCOMPARE(second.errors.load(), 1);
-    QCOMPARE(copier->failedItems(), 1);
-    QCOMPARE(second.progress, (QList<float>{5, 33, 66}));
-    QCOMPARE(listingOrder(mac.host("/Volumes/Dest/out")).size(), 2);
+    QCOMPARE(run.recorder.errors.load(), 2);
+    QCOMPARE(run.copier->failedItems(), 1);
+    QCOMPARE(run.recorder.progress, (QList<float>{5, 33, 66}));
+    QCOMPARE(run.out().size(), 2);
 }
 
-void TestDoCopyFiles::copiedTreeEqualsTheSource() {
-    TestMachine mac;
-    buildSampleTree(mac.host("/Volumes/Src/project"));
-    mac.writeFile("/Volumes/Src/top.txt", "top");
-    QVERIFY(makeLink("project/plain.txt", mac.host("/Volumes/Src/top-link")));
-    const QString destination = DoCopyFiles::createCopyFolderWithVolumePath("/Volumes/Dest", when);
-    std::shared_ptr<DoCopyFiles> copier = DoCopyFiles::create();
-    copyAndWait(copier,
-                {folderNode("/Volumes/Src/project"), fileNode("/Volumes/Src/top.txt", 3),
-                 fileNode("/Volumes/Src/top-link", 17)},
-                destination);
-    for (const char* item : {"project", "top.txt", "top-link"}) {
-        const QStringList differences = compareTrees(mac.host(QStringLiteral("/Volumes/Src/") + item),
-                                                     mac.host(destination + "/" + item));
-        QVERIFY2(differences.isEmpty(), qPrintable(differences.join('\n')));
+namespace {
+
+// The inode and the time of the last change of an item: a file written again gets new ones.
+QPair<qulonglong, qlonglong> identity(const QString& hostPath) {
+    struct stat st {};
+    if (::lstat(QFile::encodeName(hostPath).constData(), &st) != 0)
+        return {0, 0};
+    return {qulonglong(st.st_ino), qlonglong(st.st_ctim.tv_sec) * 1000000000LL + st.st_ctim.tv_nsec};
+}
+
+} // namespace
+
+void TestDoCopyFiles::resumeRecopiesOnlyWhatIsMissingOrCutShort() {
+    Run run;
+    const QString source = run.mac.host("/Volumes/Src/Work");
+    writeHostFile(source + "/a.txt", "alpha");
+    writeHostFile(source + "/b.txt", "bravo");
+    writeHostFile(source + "/Photos/c.jpg", QByteArray(200000, 'c'));
+    writeHostFile(source + "/Photos/d.jpg", QByteArray(150000, 'd'));
+    writeHostFile(source + "/big.bin", QByteArray(2'000'000, 'b'));
+    run.copier->setVerify(true);
+    QVERIFY(run.copy({folderNode("/Volumes/Src/Work")}));
+    QCOMPARE(run.recorder.progress.last(), 100.0f);
+
+    // A file cut short (its time is the moment of the cut), one missing; the rest complete.
+    const QString copy = run.mac.host("/Volumes/Dest/out/Work");
+    QVERIFY(QFile::resize(copy + "/Photos/c.jpg", 1000));
+    QVERIFY(QFile::remove(copy + "/b.txt"));
+    const QStringList complete{"a.txt", "Photos/d.jpg", "big.bin"};
+    QList<QPair<qulonglong, qlonglong>> before;
+    for (const QString& file : complete)
+        before << identity(copy + '/' + file);
+    const auto cutShort = identity(copy + "/Photos/c.jpg");
+
+    run.recorder.progress.clear();
+    QVERIFY(run.copier->canResume());
+    run.copier->resume();
+    QVERIFY(run.ended());
+    QVERIFY2(run.recorder.errors == 0,
+             qPrintable(run.copier->resumeProblem() + run.copier->differingFiles().join(',')));
+    QCOMPARE(run.recorder.verifies.load(), 2);
+    QCOMPARE(run.recorder.progress.last(), 100.0f);
+    QCOMPARE(compareTrees(source, copy), QStringList());
+    for (qsizetype i = 0; i < complete.size(); ++i)
+        QVERIFY2(identity(copy + '/' + complete[i]) == before[i], qPrintable(complete[i]));
+    QVERIFY(identity(copy + "/Photos/c.jpg") != cutShort);
+
+    // One receipt, a line per file, the resume and the verify noted.
+    const QString receipt = run.mac.host("/Volumes/Dest/out/Tavrill receipt.txt");
+    QStringList named = receiptFiles(receipt);
+    named.sort();
+    QCOMPARE(named, (QStringList{"Work/Photos/c.jpg", "Work/Photos/d.jpg", "Work/a.txt", "Work/b.txt",
+                                 "Work/big.bin"}));
+    const QStringList lines = QString::fromUtf8(readHostFile(receipt)).split('\n');
+    QCOMPARE(lines.filter(QRegularExpression("^# Resumed: ")).size(), 1);
+    QVERIFY(lines.contains("# Verified: all 5 files (2.35 MB) read back from the destination match."));
+}
+
+namespace {
+
+// "path kind" for each item the destination check finds, in the order found.
+QStringList found(const QList<DestinationCheck::Item>& items) {
+    QStringList lines;
+    for (const DestinationCheck::Item& item : items) {
+        const char* kind = item.problem == DestinationCheck::Problem::TooLarge      ? "large"
+                           : item.problem == DestinationCheck::Problem::RefusedName ? "name"
+                                                                                    : "case";
+        lines << item.path + QLatin1Char(' ') + QLatin1String(kind);
     }
-    QVERIFY(QFileInfo(mac.host(destination + "/top-link")).isSymLink());
+    return lines;
+}
+
+void makeSparse(TestMachine& mac, const QString& macPath, qint64 size) {
+    QVERIFY(QFile::resize(mac.writeFile(macPath, QByteArray()), size));
+}
+
+} // namespace
+
+void TestDoCopyFiles::destinationCheckFindsWhatAFatStickCannotStore() {
+    TestMachine mac;
+    makeSparse(mac, "/Volumes/Src/movie.mkv", 5'000'000'000LL);
+    makeSparse(mac, "/Volumes/Src/exactly4G.bin", 4294967295LL);
+    mac.writeFile("/Volumes/Src/whole/fine.txt", "fine");
+    mac.writeFile("/Volumes/Src/whole/deeper/what?.txt", "question mark");
+    makeSparse(mac, "/Volumes/Src/whole/deeper/disk.img", 4294967296LL);
+    FileNodeRef half = folderNode("/Volumes/Src/Half", 2);
+    writtenNode(mac, "/Volumes/Src/Half/ticked.txt", "ticked", 1, half.data());
+    writtenNode(mac, "/Volumes/Src/Half/untick:ed.txt", "not ticked, not listed", 0, half.data());
+    FileNodeRef sub = folderNode("/Volumes/Src/Half/Sub|dir", 2, half.data());
+    writtenNode(mac, "/Volumes/Src/Half/Sub|dir/x.txt", "in a half-selected folder with a bad name", 1,
+                sub.data());
+    const FileNodeList top = {fileNode("/Volumes/Src/movie.mkv", 5'000'000'000ULL),
+                              fileNode("/Volumes/Src/exactly4G.bin", 4294967295ULL),
+                              writtenNode(mac, "/Volumes/Src/notes 10:30.txt", "colon"),
+                              folderNode("/Volumes/Src/whole"),
+                              half,
+                              fileNode("/Volumes/Src/unticked:top.txt", 1, 0)};
+    const auto fat = DestinationCheck::Rules::forFileSystem("msdos", false);
+    const auto items = DestinationCheck::check(top, fat, true);
+    QStringList lines = found(items);
+    // Inside a folder the order is the disk's.
+    std::sort(lines.begin() + 2, lines.begin() + 4);
+    QCOMPARE(lines,
+             (QStringList{"/Volumes/Src/movie.mkv large", "/Volumes/Src/notes 10:30.txt name",
+                          "/Volumes/Src/whole/deeper/disk.img large",
+                          "/Volumes/Src/whole/deeper/what?.txt name", "/Volumes/Src/Half/Sub|dir name"}));
+    QVERIFY(items.first().text().startsWith("movie.mkv (5.00 GB)"));
+    QCOMPARE(DestinationCheck::pathsOf(items).size(), 5);
+    // A stop asked for before the walk finds nothing more.
+    std::atomic<bool> stop{true};
+    QVERIFY(DestinationCheck::check(top, fat, true, &stop).isEmpty());
+}
+
+void TestDoCopyFiles::destinationCheckFindsCaseClashesOnAVolumeThatFoldsCase() {
+    TestMachine mac;
+    mac.writeFile("/Volumes/Src/Proj/a.c", "lower");
+    mac.writeFile("/Volumes/Src/Proj/A.c", "upper");
+    FileNodeRef docs = folderNode("/Volumes/Src/Docs", 2);
+    writtenNode(mac, "/Volumes/Src/Docs/Readme.txt",
+                "lands beside README.TXT: the half-selected Docs is flattened", 1, docs.data());
+    writtenNode(mac, "/Volumes/Src/Docs/other.txt", "fine", 1, docs.data());
+    const FileNodeList top = {writtenNode(mac, "/Volumes/Src/README.TXT", "top"), docs,
+                              folderNode("/Volumes/Src/Proj")};
+    const auto apfs = DestinationCheck::Rules::forFileSystem("apfs", false);
+    const QStringList lines = found(DestinationCheck::check(top, apfs, false));
+    QCOMPARE(lines.size(), 2);
+    QCOMPARE(lines[0], QStringLiteral("/Volumes/Src/Docs/Readme.txt case"));
+    QVERIFY(lines[1] == "/Volumes/Src/Proj/a.c case" || lines[1] == "/Volumes/Src/Proj/A.c case");
+    // A source that folds case cannot hold both inside a folder; only the top level is compared.
+    QCOMPARE(found(DestinationCheck::check(top, apfs, true)),
+             QStringList{"/Volumes/Src/Docs/Readme.txt case"});
+    // A case-sensitive destination takes everything.
+    QVERIFY(
+        DestinationCheck::check(top, DestinationCheck::Rules::forFileSystem("apfs", true), false).isEmpty());
 }

@@ -2,19 +2,23 @@
 
 #include <QObject>
 
+// The copy engine: the dated folder, progress, collisions, half-selected folders, cancel,
+// failures, Resume, and the check of what the destination cannot store.
 class TestDoCopyFiles : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void initTestCase();
-    void datedFolderOnVolumesSlashAndDesktop();
+    void datedFolderOnAVolumeTheStartUpDiskOrTheDesktop();
     void datedFolderOnFatAndExFatHasNoColons_data();
     void datedFolderOnFatAndExFatHasNoColons();
     void progressRunsFromTheFloorToHundred();
     void collisionsDropTheExtensionAndCount();
     void halfSelectedFoldersCopyTheirTickedChildren();
-    void cancelDuringALargeItemFinishesItAndStartsNoOther();
     void cancelHoldsInNestedHalfSelectedFolders();
+    void cancelDuringALargeItemFinishesItAndStartsNoOther();
     void skippedItemsAndAbort();
-    void missingDestinationIsReported();
-    void copiedTreeEqualsTheSource();
+    void failedItemsAreReported();
+    void resumeRecopiesOnlyWhatIsMissingOrCutShort();
+    void destinationCheckFindsWhatAFatStickCannotStore();
+    void destinationCheckFindsCaseClashesOnAVolumeThatFoldsCase();
 };

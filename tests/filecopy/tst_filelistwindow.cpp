@@ -46,16 +46,32 @@ void buildBigVolume(TestMachine& mac, int files) {
     writeSized(mac, "/Volumes/Big/top.bin", 3);
 }
 
+// The window, shown, handing back to its own recorder; listing path when one is given.
+struct Shown {
+    HandBack back;
+    DiskListWC window;
+    explicit Shown(const QString& path = QString()) {
+        window.setDelegate(&back);
+        window.show();
+        if (!path.isEmpty())
+            window.showDetailWithPath(path);
+    }
+    // The states of the rows showing paths (0, 1, 2; -1 for no such row).
+    QList<int> states(const QStringList& paths) {
+        QList<int> out;
+        for (const QString& path : paths)
+            out << stateOf(&window, path);
+        return out;
+    }
+};
+
 } // namespace
 
-void TestFileListWindow::ticksFollowTheRulesAndDoneHandsBackTheExactSize() {
+void TestFileListWindow::ticksFollowTheRulesDoneHandsBackTheExactSizeAndItShowsAgain() {
     TestMachine mac;
     buildStartupDisk(mac);
-    DiskListWC window;
-    HandBack back;
-    window.setDelegate(&back);
-    window.show();
-    window.showDetailWithPath("/");
+    Shown shown("/");
+    DiskListWC& window = shown.window;
     QVERIFY(waitForListing(&window));
     FileNodeTreeModel* model = window.listFileVC()->model();
 
@@ -77,44 +93,62 @@ void TestFileListWindow::ticksFollowTheRulesAndDoneHandsBackTheExactSize() {
     QVERIFY(expandRow(&window, "/Users/me/docs"));
     QCOMPARE(model->rowCount(revealRow(&window, "/Users/me/docs")), 3);
 
-    // Unticking a file half-selects every folder above it and the header.
-    QVERIFY(clickCheckBox(&window, "/Users/me/docs/a.txt"));
-    QCOMPARE(stateOf(&window, "/Users/me/docs/a.txt"), 0);
-    QCOMPARE(stateOf(&window, "/Users/me/docs"), 2);
-    QCOMPARE(stateOf(&window, "/Users"), 2);
+    // Unticking a file half-selects every folder above it and the header; ticking the
+    // half-selected folder selects all of it again, up to the header.
+    const QStringList line = {"/Users/me/docs/a.txt", "/Users/me/docs", "/Users"};
+    QVERIFY(clickCheckBox(&window, line[0]));
+    QCOMPARE(shown.states(line), (QList<int>{0, 2, 2}));
     QVERIFY(waitUntil([&] { return window.listFileVC()->selectAllButSt() == 2; }, 2000));
-    // Ticking the half-selected folder selects all of it again, up to the header.
-    QVERIFY(clickCheckBox(&window, "/Users/me/docs"));
-    QCOMPARE(stateOf(&window, "/Users/me/docs"), 1);
-    QCOMPARE(stateOf(&window, "/Users/me/docs/a.txt"), 1);
-    QCOMPARE(stateOf(&window, "/Users"), 1);
+    QVERIFY(clickCheckBox(&window, line[1]));
+    QCOMPARE(shown.states(line), (QList<int>{1, 1, 1}));
     QVERIFY(waitUntil([&] { return window.listFileVC()->selectAllButSt() == 1; }, 2000));
 
     // Untick the closed folder "sub" and the big file; keep the rest.
     QVERIFY(clickCheckBox(&window, "/Users/me/docs/sub"));
-    QCOMPARE(stateOf(&window, "/Users/me/docs/sub"), 0);
-    QCOMPARE(stateOf(&window, "/Users/me/docs"), 2);
+    QCOMPARE(shown.states({"/Users/me/docs/sub", "/Users/me/docs"}), (QList<int>{0, 2}));
     QVERIFY(clickCheckBox(&window, "/big.bin"));
     saveScreenshot(&window, "filecopy", "filelist-ready");
 
-    QVERIFY(clickDoneAndWait(&window, back));
-    QCOMPARE(back.calls, 1);
+    QVERIFY(clickDoneAndWait(&window, shown.back));
     QVERIFY(!window.isVisible());
-    QCOMPARE(back.select, window.listFileVC()->rootNodeArr());
+    QCOMPARE(shown.back.select, window.listFileVC()->rootNodeArr());
     // The system folder, the bundle, a.txt, b.txt and notes.txt.
-    QCOMPARE(back.size, qint64(1000 + 300 + 10 + 20 + 5));
+    QCOMPARE(shown.back.size, qint64(1000 + 300 + 10 + 20 + 5));
     QTest::qWait(100);
-    QCOMPARE(back.calls, 1);
+    QCOMPARE(shown.back.calls, 1);
+
+    // The selection shows again in another window with its folders open, which are not listed
+    // twice; the ticks act on them as before.
+    const FileNodeArrayRef earlier = shown.back.select;
+    Shown again;
+    again.window.setArrForListWithArr(earlier, "/");
+    ListFileViewController* list = again.window.listFileVC();
+    FileNodeRef usersNode;
+    for (const FileNodeRef& node : earlier->toList())
+        usersNode = node->name() == "Users" ? node : usersNode;
+    QVERIFY(usersNode && list->outlineView()->isExpanded(list->model()->indexOfNode(usersNode.data())));
+    QCOMPARE(list->selectAllButSt(), 2);
+    QCOMPARE(again.states({"/Users/me/docs/sub", "/big.bin"}), (QList<int>{0, 0}));
+    QCOMPARE(list->model()->rowCount(revealRow(&again.window, "/Users/me/docs")), 3);
+    QVERIFY(clickCheckBox(&again.window, "/Users/me/docs"));
+    QCOMPARE(stateOf(&again.window, "/Users/me/docs/sub"), 1);
+    QVERIFY(clickDoneAndWait(&again.window, again.back));
+    QCOMPARE(again.back.size, qint64(1000 + 300 + 10 + 20 + 40 + 5));
+
+    // "Refresh" lists afresh into a new array: the earlier selection is left as it was.
+    again.window.show();
+    list->refreshButtonAction();
+    QVERIFY(waitForListing(&again.window));
+    QVERIFY(list->rootNodeArr() != earlier);
+    QCOMPARE(earlier->at(0)->name(), QStringLiteral("big.bin"));
+    QCOMPARE(earlier->at(0)->state(), qint64(0));
 }
 
 void TestFileListWindow::listingStateRefusesClicksAndMeasuringRefusesClose() {
     TestMachine mac;
     buildBigVolume(mac, 20000);
-    DiskListWC window;
-    HandBack back;
-    window.setDelegate(&back);
-    window.show();
-    window.showDetailWithPath("/Volumes/Big");
+    Shown shown("/Volumes/Big");
+    DiskListWC& window = shown.window;
     ListFileViewController* list = window.listFileVC();
     QVERIFY(list->isScan());
     QVERIFY(!list->refreshButton()->isEnabled());
@@ -146,50 +180,9 @@ void TestFileListWindow::listingStateRefusesClicksAndMeasuringRefusesClose() {
     QVERIFY(!window.closeWindow());
     window.reject();
     QVERIFY(window.isVisible());
-    QVERIFY(waitUntil([&] { return back.calls == 1; }, 20000));
+    QVERIFY(waitUntil([&] { return shown.back.calls == 1; }, 20000));
     QVERIFY(!window.isVisible());
-    QCOMPARE(back.size, qint64(3 + 19999));
-}
-
-void TestFileListWindow::earlierSelectionShowsAgainWithItsOpenFolders() {
-    TestMachine mac;
-    buildStartupDisk(mac);
-    FileNodeArrayRef earlier;
-    {
-        DiskListWC window;
-        HandBack back;
-        window.setDelegate(&back);
-        window.show();
-        window.showDetailWithPath("/Users");
-        QVERIFY(waitForListing(&window));
-        QVERIFY(expandRow(&window, "/Users/me/docs"));
-        QVERIFY(clickCheckBox(&window, "/Users/me/docs/b.txt"));
-        QVERIFY(clickDoneAndWait(&window, back));
-        earlier = back.select;
-        QCOMPARE(back.size, qint64(10 + 40 + 5));
-    }
-    DiskListWC window;
-    HandBack back;
-    window.setDelegate(&back);
-    window.show();
-    window.setArrForListWithArr(earlier, "/Users");
-    ListFileViewController* list = window.listFileVC();
-    QVERIFY(list->outlineView()->isExpanded(list->model()->indexOfNode(earlier->at(0).data())));
-    QCOMPARE(list->selectAllButSt(), 2);
-    QCOMPARE(stateOf(&window, "/Users/me/docs/b.txt"), 0);
-    // Opened again, the folder is not listed twice, and the ticks act on it as before.
-    QCOMPARE(list->model()->rowCount(revealRow(&window, "/Users/me/docs")), 3);
-    QVERIFY(clickCheckBox(&window, "/Users/me/docs"));
-    QCOMPARE(stateOf(&window, "/Users/me/docs/b.txt"), 1);
-    QVERIFY(clickDoneAndWait(&window, back));
-    QCOMPARE(back.size, qint64(10 + 20 + 40 + 5));
-
-    // "Refresh" lists afresh into a new array: the earlier selection is left as it was.
-    window.show();
-    list->refreshButtonAction();
-    QVERIFY(waitForListing(&window));
-    QVERIFY(list->rootNodeArr() != earlier);
-    QCOMPARE(earlier->at(0)->state(), qint64(1));
+    QCOMPARE(shown.back.size, qint64(3 + 19999));
 }
 
 void TestFileListWindow::closingMidwayReachesNobody() {
@@ -225,11 +218,8 @@ void TestFileListWindow::closingMidwayReachesNobody() {
 
 int TestFileListWindow::quitWhile(const QString& stage) {
     Machine::initFromEnvironment();
-    DiskListWC window;
-    HandBack back;
-    window.setDelegate(&back);
-    window.show();
-    window.showDetailWithPath("/Volumes/Big");
+    Shown shown("/Volumes/Big");
+    DiskListWC& window = shown.window;
     if (stage == QLatin1String("listing")) {
         QTimer::singleShot(0, qApp, &QCoreApplication::quit);
     } else {
@@ -244,7 +234,7 @@ int TestFileListWindow::quitWhile(const QString& stage) {
     // to its end first.
     workerPool()->waitForDone();
     std::printf("listed %lld handed back %d\n",
-                static_cast<long long>(window.listFileVC()->rootNodeArr()->count()), back.calls);
+                static_cast<long long>(window.listFileVC()->rootNodeArr()->count()), shown.back.calls);
     return status;
 }
 

@@ -11,9 +11,8 @@ public:
     static int quitWhile(const QString& stage);
 
 private Q_SLOTS:
-    void ticksFollowTheRulesAndDoneHandsBackTheExactSize();
+    void ticksFollowTheRulesDoneHandsBackTheExactSizeAndItShowsAgain();
     void listingStateRefusesClicksAndMeasuringRefusesClose();
-    void earlierSelectionShowsAgainWithItsOpenFolders();
     void closingMidwayReachesNobody();
     void quittingMidwayCancelsTheRun();
 };

@@ -2,13 +2,20 @@
 
 #include <QObject>
 
+// The file tree: its nodes, the ticks a click spreads, the sizes of what is selected, and the
+// listings that fill it.
 class TestTreeOperations : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void measuredWalkOrdersAndSumsTheSubtree();
-    void reordersOnTheMainThreadAndStopLeavesWhatWasBuilt();
-    void untickingAChildHalfSelectsEveryAncestor();
-    void tickingACollapsedFolderStopsAtItsChildren();
-    void aHalfSelectedChildAloneHalfSelectsTheParent();
-    void selectAllPushesDownOnlyIntoExpandedFolders();
+    void systemFilesMatchTheResourceListsWholePaths();
+    void insertsBySizeAsSingleInsertsWould();
+    void pathsStayAsBuiltWhateverBecomesOfTheFolders();
+    void ticksSpreadUpAndIntoOpenFolders();
+    void diskWalkEqualsAnIndependentSum();
+    void selectionSizeIsExactAndCancelSilencesEveryPass();
+    void topLevelListing();
+    void onDemandListingFollowsTheFathersState();
+    void controllerTurnsEndScanIntoTheScreensCallback();
+    void listsWhileTheListReadsAndAfterBeingReplaced();
+    void callbacksComeOnTheMainThreadAndStopWithTheirController();
 };
