@@ -22,7 +22,7 @@
 
 namespace {
 
-constexpr int kTabs = MainWindowController::kTabCount;
+constexpr int kTabs = 4;
 
 // Where the highlight lies behind each row: the rows' origins count upwards from the bottom of
 // the 500-point tab bar, (0, 409) ... (0, 253), and a row is 220 x 52.

@@ -21,18 +21,10 @@ public:
 
 protected:
     bool eventFilter(QObject*, QEvent* event) override {
-        if (event->type() != QEvent::KeyPress)
-            return false;
         // Only the keys themselves: a simulated click also presses its modifier keys.
-        switch (static_cast<QKeyEvent*>(event)->key()) {
-        case Qt::Key_Control:
-        case Qt::Key_Shift:
-        case Qt::Key_Alt:
-        case Qt::Key_Meta:
-            break;
-        default:
+        static const QList<int> modifiers = {Qt::Key_Control, Qt::Key_Shift, Qt::Key_Alt, Qt::Key_Meta};
+        if (event->type() == QEvent::KeyPress && !modifiers.contains(static_cast<QKeyEvent*>(event)->key()))
             ++presses;
-        }
         return false;
     }
 };

@@ -23,7 +23,6 @@ private Q_SLOTS:
         QCOMPARE(QvTask::QvShareInstance()->timeoutCount(), 60.0);
         QVERIFY(runTask("/usr/sbin/quick", {}, 600.0, 10000) >= 0);
         QCOMPARE(QvTask::QvShareInstance()->timeoutCount(), 600.0);
-        QCoreApplication::processEvents();
         QTest::qWait(50);
         for (const QTimer* t : QCoreApplication::instance()->findChildren<QTimer*>())
             QVERIFY(!t->isActive());

@@ -1,5 +1,6 @@
 #include "TestMachine.h"
 #include "TestMain.h"
+#include "TreeCompare.h"
 #include "core/PropertyList.h"
 #include "core/QvPublicUtilities.h"
 #include "core/Resources.h"
@@ -128,16 +129,10 @@ private Q_SLOTS:
 
         PublicObj::returnBootableIsSuccess(QStringLiteral("1"));
         QVERIFY(!QFile::exists(message));
-        QVERIFY(QDir().mkpath(QFileInfo(message).path()));
         const QByteArray unreadable("<?xml version=\"1.0\"?><plist><dict><key>Ratio</key><real>0,5</real>");
-        QFile file(message);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(unreadable);
-        file.close();
+        QVERIFY(writeHostFile(message, unreadable));
         PublicObj::returnBootableIsSuccess(QStringLiteral("1"));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(file.readAll(), unreadable);
-        file.close();
+        QCOMPARE(readHostFile(message), unreadable);
 
         QVERIFY(PropertyList::writeDictionary(message, {{"Version", "2.0"}, {"Ratio", 0.5}}));
         PublicObj::returnBootableIsSuccess(QStringLiteral("1"));

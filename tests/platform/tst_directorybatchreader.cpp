@@ -83,22 +83,18 @@ private Q_SLOTS:
     }
 
     void fullLastBatchIsFollowedByAnEmptyEnd() {
-        QTemporaryDir dir;
-        for (int i = 0; i < 40; ++i)
-            write(dir.filePath(QStringLiteral("f%1").arg(i)), 1);
-        DirectoryBatchReader reader(dir.path());
-        QList<int> sizes;
-        DirectoryBatchReader::ReadResult last;
-        QCOMPARE(readAll(reader, &sizes, &last).size(), 40);
-        QCOMPARE(sizes, (QList<int>{40, 0}));
-        QCOMPARE(last, DirectoryBatchReader::ReadResult::NoMoreItems);
-
-        QTemporaryDir empty;
-        DirectoryBatchReader emptyReader(empty.path());
-        sizes.clear();
-        QCOMPARE(readAll(emptyReader, &sizes, &last).size(), 0);
-        QCOMPARE(sizes, (QList<int>{0}));
-        QCOMPARE(last, DirectoryBatchReader::ReadResult::NoMoreItems);
+        for (const auto& [files, expected] :
+             {std::pair{40, QList<int>{40, 0}}, std::pair{0, QList<int>{0}}}) {
+            QTemporaryDir dir;
+            for (int i = 0; i < files; ++i)
+                write(dir.filePath(QStringLiteral("f%1").arg(i)), 1);
+            DirectoryBatchReader reader(dir.path());
+            QList<int> sizes;
+            DirectoryBatchReader::ReadResult last;
+            QCOMPARE(readAll(reader, &sizes, &last).size(), files);
+            QCOMPARE(sizes, expected);
+            QCOMPARE(last, DirectoryBatchReader::ReadResult::NoMoreItems);
+        }
     }
 
     void opensFoldersOnlyAndFollowsOnlyTheUsersLink() {
@@ -109,10 +105,9 @@ private Q_SLOTS:
         QVERIFY(makeLink("folder", dir.filePath("link")));
         QVERIFY(makeLink("file", dir.filePath("filelink")));
 
-        QCOMPARE(DirectoryBatchReader(dir.filePath("file")).status(),
-                 DirectoryBatchReader::OpenStatus::NotAFolder);
-        QCOMPARE(DirectoryBatchReader(dir.filePath("filelink")).status(),
-                 DirectoryBatchReader::OpenStatus::NotAFolder);
+        for (const char* notAFolder : {"file", "filelink"})
+            QCOMPARE(DirectoryBatchReader(dir.filePath(notAFolder)).status(),
+                     DirectoryBatchReader::OpenStatus::NotAFolder);
         QCOMPARE(DirectoryBatchReader(dir.filePath("missing")).status(),
                  DirectoryBatchReader::OpenStatus::Failed);
         // A path given by the user is followed to the folder it names.

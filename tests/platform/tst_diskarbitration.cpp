@@ -92,14 +92,11 @@ private Q_SLOTS:
         QVERIFY2(mac->isValid(), qPrintable(mac->error()));
         QStringList events;
         DiskWatcher watcher;
-        QObject::connect(&watcher, &DiskWatcher::diskAppeared,
-                         [&](const QString& d) { events << QStringLiteral("+disk ") + d; });
-        QObject::connect(&watcher, &DiskWatcher::diskDisappeared,
-                         [&](const QString& d) { events << QStringLiteral("-disk ") + d; });
-        QObject::connect(&watcher, &DiskWatcher::volumeMounted,
-                         [&](const QString& p) { events << QStringLiteral("+vol ") + p; });
-        QObject::connect(&watcher, &DiskWatcher::volumeUnmounted,
-                         [&](const QString& p) { events << QStringLiteral("-vol ") + p; });
+        for (const auto& [signal, mark] : {std::pair{&DiskWatcher::diskAppeared, "+disk "},
+                                           std::pair{&DiskWatcher::diskDisappeared, "-disk "},
+                                           std::pair{&DiskWatcher::volumeMounted, "+vol "},
+                                           std::pair{&DiskWatcher::volumeUnmounted, "-vol "}})
+            QObject::connect(&watcher, signal, [&events, mark](const QString& d) { events << mark + d; });
         QTest::qWait(300);
         QVERIFY2(events.isEmpty(), qPrintable(events.join(QLatin1Char('|')))); // what was there at the start
 

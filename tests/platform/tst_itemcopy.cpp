@@ -75,10 +75,8 @@ private Q_SLOTS:
         QVERIFY2(mac->isValid(), qPrintable(mac->error()));
         QTemporaryDir dir;
         // A 5 GB file that takes no room on the host.
-        QFile big(dir.filePath("big.bin"));
-        QVERIFY(big.open(QIODevice::WriteOnly));
-        QVERIFY(big.resize(5'000'000'000LL));
-        big.close();
+        QVERIFY(writeHostFile(dir.filePath("big.bin"), {}));
+        QVERIFY(QFile::resize(dir.filePath("big.bin"), 5'000'000'000LL));
         writeHostFile(dir.filePath("a:b.txt"), "colon");
         writeHostFile(dir.filePath("folder/ok.txt"), "fine");
         writeHostFile(dir.filePath("folder/what?.txt"), "question mark");
@@ -139,10 +137,9 @@ private Q_SLOTS:
         auto mac = stickAndSsd();
         QVERIFY2(mac->isValid(), qPrintable(mac->error()));
         const auto line = [&](const QByteArray& mountPoint) {
-            for (const QByteArray& l : mac->mountTable().split('\n')) {
+            for (const QByteArray& l : mac->mountTable().split('\n'))
                 if (l.contains(" " + mountPoint + " "))
                     return l;
-            }
             return QByteArray();
         };
         // One volume of its own, then every other writable volume.

@@ -30,28 +30,26 @@ private Q_SLOTS:
         QTest::addColumn<QString>("tool");
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<bool>("allowed");
-        QTest::newRow("restore the system") << "asr" << QStringList{"/", "/Volumes/NewCloneSystem"} << true;
-        QTest::newRow("restore a volume")
-            << "asr" << QStringList{"/Volumes/Data", "/Volumes/Backup 1"} << true;
-        QTest::newRow("quotes in a name") << "asr" << QStringList{"/", "/Volumes/It's \"$(x)\""} << true;
-        QTest::newRow("outside /Volumes") << "asr" << QStringList{"/", "/private/tmp"} << false;
-        QTest::newRow("climbs out") << "asr" << QStringList{"/", "/Volumes/../etc"} << false;
-        QTest::newRow("dot dot") << "asr" << QStringList{"/", "/Volumes/.."} << false;
-        QTest::newRow("line end") << "asr" << QStringList{"/", "/Volumes/a\nb"} << false;
-        QTest::newRow("onto itself") << "asr" << QStringList{"/Volumes/A", "/Volumes/A"} << false;
-        QTest::newRow("erase a disk")
-            << "diskutil" << QStringList{"eraseDisk", "JHFS+", "NewCloneSystem1", "disk4"} << true;
-        QTest::newRow("erase a partition")
-            << "diskutil" << QStringList{"eraseDisk", "JHFS+", "NewCloneSystem", "disk4s2"} << false;
-        QTest::newRow("unknown file system")
-            << "diskutil" << QStringList{"eraseDisk", "ZFS", "NewCloneSystem", "disk4"} << false;
-        QTest::newRow("shell in a name")
-            << "diskutil" << QStringList{"eraseDisk", "APFS", "a;reboot", "disk4"} << false;
-        QTest::newRow("too few") << "diskutil" << QStringList{"eraseDisk", "APFS", "disk4"} << false;
-        QTest::newRow("unmount a disk") << "diskutil" << QStringList{"unmountDisk", "/dev/disk4"} << true;
-        QTest::newRow("mount a volume") << "diskutil" << QStringList{"mountDisk", "disk4s2"} << true;
-        QTest::newRow("mount a path") << "diskutil" << QStringList{"mountDisk", "/Volumes/X"} << false;
-        QTest::newRow("another verb") << "diskutil" << QStringList{"rename", "disk4s1", "X"} << false;
+        const auto row = [](const char* tag, const char* tool, const QStringList& args, bool allowed) {
+            QTest::newRow(tag) << QString(tool) << args << allowed;
+        };
+        row("restore the system", "asr", {"/", "/Volumes/NewCloneSystem"}, true);
+        row("restore a volume", "asr", {"/Volumes/Data", "/Volumes/Backup 1"}, true);
+        row("quotes in a name", "asr", {"/", "/Volumes/It's \"$(x)\""}, true);
+        row("outside /Volumes", "asr", {"/", "/private/tmp"}, false);
+        row("climbs out", "asr", {"/", "/Volumes/../etc"}, false);
+        row("dot dot", "asr", {"/", "/Volumes/.."}, false);
+        row("line end", "asr", {"/", "/Volumes/a\nb"}, false);
+        row("onto itself", "asr", {"/Volumes/A", "/Volumes/A"}, false);
+        row("erase a disk", "diskutil", {"eraseDisk", "JHFS+", "NewCloneSystem1", "disk4"}, true);
+        row("erase a partition", "diskutil", {"eraseDisk", "JHFS+", "NewCloneSystem", "disk4s2"}, false);
+        row("unknown file system", "diskutil", {"eraseDisk", "ZFS", "NewCloneSystem", "disk4"}, false);
+        row("shell in a name", "diskutil", {"eraseDisk", "APFS", "a;reboot", "disk4"}, false);
+        row("too few", "diskutil", {"eraseDisk", "APFS", "disk4"}, false);
+        row("unmount a disk", "diskutil", {"unmountDisk", "/dev/disk4"}, true);
+        row("mount a volume", "diskutil", {"mountDisk", "disk4s2"}, true);
+        row("mount a path", "diskutil", {"mountDisk", "/Volumes/X"}, false);
+        row("another verb", "diskutil", {"rename", "disk4s1", "X"}, false);
     }
 
     void commandChecks() {

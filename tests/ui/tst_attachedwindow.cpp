@@ -54,8 +54,7 @@ private Q_SLOTS:
         QCOMPARE(panel->size(), content);
         QCOMPARE(panel->parentWidget(), &host);
         QCOMPARE(panel->content(), shown);
-        QVERIFY(panel->isAncestorOf(shown));
-        QVERIFY(panel->isVisible());
+        QVERIFY(panel->isAncestorOf(shown) && panel->isVisible());
         // The newest panel is on top of everything else in the window.
         QCOMPARE(host.children().last(), panel);
         QVERIFY(earlier->isVisible());

@@ -35,8 +35,7 @@ private Q_SLOTS:
         QCOMPARE(popup->errorLabel()->text(), kSameDrive);
         QCOMPARE(popup->doneButton()->text(), QStringLiteral("Done"));
         QPointer<AttachedWindow> host = popup->superDelegate();
-        QVERIFY(host);
-        QVERIFY(host->isVisible());
+        QVERIFY(host && host->isVisible());
         QCOMPARE(host->parentWidget(), &main);
         QCOMPARE(host->pos().y(), 5);
         QVERIFY(qAbs(host->x() + host->width() / 2 - (860 / 2 - 3)) <= 1);
@@ -61,8 +60,7 @@ private Q_SLOTS:
         QCOMPARE(closed.count(), 1);
         QVERIFY(!host->isVisible());
         UiTestKit::flushEvents();
-        QVERIFY(host.isNull());
-        QVERIFY(popup.isNull());
+        QVERIFY(host.isNull() && popup.isNull());
     }
 };
 

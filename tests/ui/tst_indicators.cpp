@@ -14,7 +14,7 @@
 #include <QVBoxLayout>
 
 #include <limits>
-#include <utility>
+#include <tuple>
 
 namespace {
 
@@ -35,14 +35,20 @@ void checkStep(StepIndicatorView& view, int n, const QString& prefix) {
 class TestIndicators : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void stepsColourOneLabelAndPickTheirPicture() {
-        SetpViewController three;
-        SetpFViewController four;
-        QCOMPARE(three.stepCount(), 3);
-        QCOMPARE(four.stepCount(), 4);
-        for (const auto& [view, prefix] :
-             {std::pair<StepIndicatorView*, QString>{&three, QStringLiteral("step")},
-              std::pair<StepIndicatorView*, QString>{&four, QStringLiteral("oc_step")}}) {
+    void stepsColourOneLabelPickTheirPictureAndSitUnderTheirMarks() {
+        QWidget page;
+        UiTestKit::paintAsWindow(&page);
+        auto* layout = new QVBoxLayout(&page);
+        auto* three = new SetpViewController;
+        auto* four = new SetpFViewController;
+        layout->addWidget(three);
+        layout->addSpacing(20);
+        layout->addWidget(four);
+        QCOMPARE(three->stepCount(), 3);
+        QCOMPARE(four->stepCount(), 4);
+        for (const auto& [view, prefix, shown] :
+             {std::tuple<StepIndicatorView*, QString, int>{three, QStringLiteral("step"), 2},
+              std::tuple<StepIndicatorView*, QString, int>{four, QStringLiteral("oc_step"), 3}}) {
             checkStep(*view, 1, prefix);
             for (int n = view->stepCount(); n >= 1; --n) {
                 view->setSetpIn(n);
@@ -53,27 +59,9 @@ private Q_SLOTS:
                 view->setSetpIn(n);
                 checkStep(*view, 1, prefix);
             }
+            view->setSetpIn(shown);
         }
-        four.setLabelTexts({QStringLiteral("A"), QStringLiteral("B")});
-        QCOMPARE(four.label(2)->text(), QStringLiteral("B"));
-        QVERIFY(four.label(3)->text().isEmpty());
-        QVERIFY(!four.label(5));
-    }
-
-    void labelsSitUnderTheirMarks() {
-        QWidget page;
-        UiTestKit::paintAsWindow(&page);
-        auto* layout = new QVBoxLayout(&page);
-        auto* three = new SetpViewController;
-        auto* four = new SetpFViewController;
-        layout->addWidget(three);
-        layout->addSpacing(20);
-        layout->addWidget(four);
-        page.resize(560, 150);
-        three->setSetpIn(2);
-        four->setSetpIn(3);
-        page.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&page));
+        QVERIFY(UiTestKit::showSized(&page, QSize(560, 150)));
         // The pictures put mark i at the middle of share i of their width.
         for (StepIndicatorView* view :
              {static_cast<StepIndicatorView*>(three), static_cast<StepIndicatorView*>(four)}) {
@@ -86,6 +74,10 @@ private Q_SLOTS:
             }
         }
         saveScreenshot(&page, QStringLiteral("ui"), QStringLiteral("step-indicators"));
+        four->setLabelTexts({QStringLiteral("A"), QStringLiteral("B")});
+        QCOMPARE(four->label(2)->text(), QStringLiteral("B"));
+        QVERIFY(four->label(3)->text().isEmpty());
+        QVERIFY(!four->label(5));
     }
 
     void barGlidesClampsAndStripesOnlyWhileWorking() {
@@ -93,9 +85,7 @@ private Q_SLOTS:
         UiTestKit::paintAsWindow(&page);
         auto* bar = new StripedProgressBar(&page);
         bar->setGeometry(20, 20, 400, 10);
-        page.resize(440, 50);
-        page.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&page));
+        QVERIFY(UiTestKit::showSized(&page, QSize(440, 50)));
 
         QVERIFY(bar->isStriping());
         bar->setDoubleValue(0.6);

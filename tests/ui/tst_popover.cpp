@@ -45,10 +45,8 @@ private Q_SLOTS:
         popover.setContent(c);
         QVERIFY(!popover.isShown());
         popover.showRelativeTo(s.anchor, 1);
-        QVERIFY(popover.isShown());
-        QVERIFY(popover.isVisible());
+        QVERIFY(popover.isShown() && popover.isVisible() && popover.isAncestorOf(c));
         QCOMPARE(popover.parentWidget(), &s.window);
-        QVERIFY(popover.isAncestorOf(c));
         QCOMPARE(popover.arrowSide(), 1);
         // Right under the anchor, centred on it, with room for the arrow above the content.
         QCOMPARE(popover.y(), s.anchor->geometry().bottom() + 1);
@@ -110,8 +108,7 @@ private Q_SLOTS:
         QCOMPARE(closed.count(), 0);
 
         QTest::mouseClick(s.elsewhere, Qt::LeftButton);
-        QVERIFY(!popover.isShown());
-        QVERIFY(!popover.isVisible());
+        QVERIFY(!popover.isShown() && !popover.isVisible());
         QCOMPARE(closed.count(), 1);
         // Once closed, further clicks report nothing.
         QTest::mouseClick(s.elsewhere, Qt::LeftButton);

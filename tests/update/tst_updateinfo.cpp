@@ -67,15 +67,14 @@ private Q_SLOTS:
             QVERIFY2(!UpdateInfoReader::read(bytes), bytes.constData());
 
         // A file over the size limit is not even parsed, however well formed.
-        QByteArray big =
-            plist({{"VersionCheck", 500}, {"1", QString(UpdateInfoReader::kMaxFileBytes, QLatin1Char('x'))}});
+        QByteArray big = plist({{"VersionCheck", 500}, {"1", QString(1024 * 1024, QLatin1Char('x'))}});
         QVERIFY(!UpdateInfoReader::read(big));
 
         // Nesting that a recursive reader could not survive.
         QByteArray deep = "<plist><dict><key>1</key>";
         for (int i = 0; i < 100000; ++i)
             deep += "<array>";
-        QVERIFY(deep.size() < UpdateInfoReader::kMaxFileBytes);
+        QVERIFY(deep.size() < 1024 * 1024);
         UpdateInfoReader::read(deep);
 
         // Many and long lines are cut to what the list shows.
@@ -84,11 +83,11 @@ private Q_SLOTS:
             many.insert(QString::number(i), QStringLiteral("line %1 ").arg(i).repeated(i == 1 ? 2000 : 1));
         const auto info = UpdateInfoReader::read(plist(many));
         QVERIFY(info);
-        QCOMPARE(info->lines.size(), UpdateInfoReader::kMaxLines);
-        QCOMPARE(info->lines.first().size(), UpdateInfoReader::kMaxLineChars);
+        QCOMPARE(info->lines.size(), 200);
+        QCOMPARE(info->lines.first().size(), 1000);
         QVERIFY(info->lines.first().endsWith(QChar(0x2026)));
-        QCOMPARE(info->lines.last(), QStringLiteral("line %1 ").arg(UpdateInfoReader::kMaxLines));
-        QCOMPARE(info->version.size(), UpdateInfoReader::kMaxVersionChars);
+        QCOMPARE(info->lines.last(), QStringLiteral("line 200 "));
+        QCOMPARE(info->version.size(), 64);
     }
 
     void testOriginOnlyReplacesLoopbackOrigins() {

@@ -69,14 +69,8 @@ QString shownText(const QLabel* label) {
     return label->text().remove(QChar(0x200B));
 }
 
-// A port on the loopback interface where nothing listens.
-quint16 closedPort() {
-    QTcpServer probe;
-    probe.listen(QHostAddress::LocalHost);
-    const quint16 port = probe.serverPort();
-    probe.close();
-    return port;
-}
+// An origin on the loopback interface where nothing listens (port 1 is reserved).
+const char* const kNobodyListens = "http://127.0.0.1:1";
 
 // The offscreen platform cannot make windows see-through and says so on every step of a fade.
 QtMessageHandler testHandler = nullptr;
@@ -143,10 +137,8 @@ private Q_SLOTS:
         QLabel* longLine = lines.at(3);
         QVERIFY(longLine->height() > 100);
         QVERIFY(longLine->heightForWidth(longLine->width()) <= longLine->height());
-        QVERIFY(
-            shownText(longLine).endsWith(unbroken.left(UpdateInfoReader::kMaxLineChars - 1) + QChar(0x2026)));
-        QVERIFY(window->changeValueScrollView()->viewport()->width() >=
-                QvCheckUpdateWindowController::kListWidth);
+        QVERIFY(shownText(longLine).endsWith(QString(999, QLatin1Char('W')) + QChar(0x2026)));
+        QVERIFY(window->changeValueScrollView()->viewport()->width() >= 414);
         QVERIFY(saveScreenshot(window.get(), QStringLiteral("update"), QStringLiteral("update-available")));
 
         UrlCatcher browser;
@@ -169,22 +161,18 @@ private Q_SLOTS:
         const Case cases[] = {
             {"no-network", {}, true, State::NoNetwork},
             {"same-version", file({{"VersionCheck", 100}, {"Version", "1.0.0"}, {"1", "Nothing new"}})},
-            {"older-version", file({{"VersionCheck", 99}, {"Version", "0.9.9"}, {"1", "Old"}})},
             {"missing-file", {404, "<html>Not Found</html>", true, false}},
             {"slow-server", {200, {}, true, true}},
             {"not-a-property-list", {200, "<html><body>Welcome</body></html>", true, false}},
             {"several-megabytes", {200, huge, false, false}},
             {"several-megabytes-announced", {200, huge, true, false}},
-            {"version-as-text", file({{"VersionCheck", "two hundred"}, {"Version", "2.0"}, {"1", "x"}})},
-            {"negative-version", file({{"VersionCheck", -500}, {"Version", "2.0"}})},
         };
         for (const Case& c : cases) {
             UpdateServer server;
             QVERIFY(server.listen());
             server.setAnswer(kVersionFile, c.answer);
             qputenv("TAVRILL_SERVICE_ORIGIN",
-                    c.serverDown ? QByteArray("http://127.0.0.1:") + QByteArray::number(closedPort())
-                                 : server.origin().toUtf8());
+                    c.serverDown ? QByteArray(kNobodyListens) : server.origin().toUtf8());
             auto window = checkedWindow(300);
             QVERIFY2(window->state() == c.expected, c.name);
             QVERIFY2(shownViews(*window) == QList<State>{c.expected}, c.name);
@@ -202,9 +190,7 @@ private Q_SLOTS:
         window.whatIsNewVersionDiff(UpdateInfo{500, QStringLiteral("5.0"), {}});
         QCOMPARE(window.state(), State::HaveUpdate);
         QVERIFY(listLines(window).isEmpty());
-        QCOMPARE(window.showVersionScrollView()->size(),
-                 QSize(QvCheckUpdateWindowController::kListWidth,
-                       QvCheckUpdateWindowController::kListMinimumHeight));
+        QCOMPARE(window.showVersionScrollView()->size(), QSize(414, 121));
 
         // Short lines: each row counts 30 however little it needs, each line is 20 high.
         const QStringList lines = {"One", "Two", "Three", "Four", "Five", "Six"};
@@ -213,8 +199,7 @@ private Q_SLOTS:
         const QList<QLabel*> shown = listLines(window);
         QCOMPARE(shown.size(), 6);
         for (int i = 0; i < shown.size(); ++i)
-            QCOMPARE(shown.at(i)->geometry(),
-                     QRect(0, i * 20, QvCheckUpdateWindowController::kListWidth, 20));
+            QCOMPARE(shown.at(i)->geometry(), QRect(0, i * 20, 414, 20));
 
         // An update shown earlier leaves nothing behind when a later answer has none.
         window.whatIsNewVersionDiff(std::nullopt);
@@ -222,7 +207,7 @@ private Q_SLOTS:
     }
 
     void closingAndQuittingFadeOutFirst() {
-        qputenv("TAVRILL_SERVICE_ORIGIN", QByteArray("http://127.0.0.1:") + QByteArray::number(closedPort()));
+        qputenv("TAVRILL_SERVICE_ORIGIN", kNobodyListens);
         {
             auto window = checkedWindow();
             QTRY_COMPARE(window->windowOpacity(), 1.0); // faded in
