@@ -482,6 +482,8 @@ void TestDiskCopyWorkflow::verifyNamesWhatDiffers_data() {
                              << "";
     QTest::newRow("a byte changed") << "byte"
                                     << "Photos/b (1).jpg";
+    QTest::newRow("cut short") << "short"
+                               << "c.bin";
     QTest::newRow("removed") << "remove"
                              << "a.txt";
 }
@@ -499,6 +501,8 @@ void TestDiskCopyWorkflow::verifyNamesWhatDiffers() {
             char c = 0;
             if (f.open(QIODevice::ReadWrite) && f.seek(1000) && f.getChar(&c) && f.seek(1000))
                 f.putChar(char(c ^ 0x5a));
+        } else if (change == "short") {
+            QFile::resize(file, 1000);
         } else if (change == "remove") {
             QFile::remove(file);
         } else {
