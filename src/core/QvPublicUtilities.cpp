@@ -14,6 +14,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QLocale>
+#include <QMutex>
 
 #include <clocale>
 #include <cstdlib>
@@ -105,10 +106,20 @@ QString QvPublicUtilities::fileSystemTypeForInt(int number, bool isDmg, bool /*i
 }
 
 void QvPublicUtilities::getSystemVersionMajor(int* major, int* minor, int* bugFix) {
+    // The system's version does not change while Tavrill runs: sw_vers runs once per machine, not
+    // on every question (several come from the main thread). A failed query is asked again.
+    static QMutex cacheLock;
+    static QString cachedRoot;
+    static std::optional<SystemVersionParts> cached;
     long error = 0;
     SystemVersionParts parts;
-    if (const auto found = querySystemVersion(&error)) {
+    QMutexLocker locker(&cacheLock);
+    if (cached && cachedRoot == Machine::root()) {
+        parts = *cached;
+    } else if (const auto found = querySystemVersion(&error)) {
         parts = *found;
+        cached = found;
+        cachedRoot = Machine::root();
     } else {
         QvConsoleLog("Unable to obtain system version: %ld",
                      static_cast<long>(static_cast<std::int16_t>(error)));

@@ -1,7 +1,9 @@
 #include "osclone/SelectDrivceViewController.h"
 
+#include "core/MainThread.h"
 #include "core/QvPublicUtilities.h"
 #include "core/TransferMeter.h"
+#include "core/WorkerPool.h"
 #include "osclone/OsCloneTexts.h"
 #include "platform/Privacy.h"
 #include "ui/AttachedWindow.h"
@@ -16,6 +18,8 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPointer>
+#include <QThreadPool>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -80,9 +84,28 @@ SelectDrivceViewController::SelectDrivceViewController(QWidget* parent)
     column->addWidget(m_copyProgressView, 1);
     m_copyProgressView->hide();
 
-    m_usedSize = CheckVolumeIsBootDriveImp();
-    m_sourceSlot->setSizeText(QvPublicUtilities::longlongDiskSize(m_usedSize));
     closeDiskValue(2);
+    measureSystemVolume();
+}
+
+void SelectDrivceViewController::measureSystemVolume() {
+    // diskutil may take a while to answer: it is asked on a worker, and Clone Now stays off
+    // until the size is known.
+    QPointer<SelectDrivceViewController> self(this);
+    workerPool()->start([self] {
+        const std::int64_t used = QvBootable::systemVolumeUsedSize();
+        onMain([self, used] {
+            if (self)
+                self->systemVolumeMeasured(used);
+        });
+    });
+}
+
+void SelectDrivceViewController::systemVolumeMeasured(std::int64_t used) {
+    m_usedSize = used;
+    m_sourceSlot->setSizeText(QvPublicUtilities::longlongDiskSize(used));
+    if (m_toVolume)
+        changeSelectCopyType();
 }
 
 SelectDrivceViewController::~SelectDrivceViewController() {

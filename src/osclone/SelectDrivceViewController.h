@@ -107,6 +107,8 @@ public:
     ErrorWindowController* errorWindow() const { return m_errorWindow; }
 
 private:
+    void measureSystemVolume();
+    void systemVolumeMeasured(std::int64_t used);
     QWidget* buildSelectDiskView();
     QWidget* buildCopyProgressView();
     QWidget* buildEndPanel(bool success);

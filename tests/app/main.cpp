@@ -1,13 +1,9 @@
 #include "TestMain.h"
 #include "app/MyNSApplication.h"
-#include "tst_bundle.h"
-#include "tst_launch.h"
-#include "tst_mainwindow.h"
-#include "tst_shortcuts.h"
 
 // The shell's tests run inside the application's own application object, so key presses take
 // the same route as in the program.
 int main(int argc, char** argv) {
     MyNSApplication app(argc, argv);
-    return runTestClasses<TestMainWindow, TestShortcuts, TestLaunch, TestBundle>(argc, argv);
+    return runTestClasses<>(argc, argv);
 }

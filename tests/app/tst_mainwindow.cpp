@@ -1,6 +1,5 @@
-#include "tst_mainwindow.h"
-
 #include "EmulatedMac.h"
+#include "TestMain.h"
 #include "app/MainWindowController.h"
 #include "app/SideTabButton.h"
 #include "filecopy/DiskCopyViewController.h"
@@ -53,6 +52,14 @@ QList<QAccessibleInterface*> controlsOf(QWidget* window) {
     return out;
 }
 
+// The control a screen reader finds under that name on a window, or null.
+QAccessibleInterface* named(QWidget* window, const QString& name) {
+    for (QAccessibleInterface* i : controlsOf(window))
+        if (i->text(QAccessible::Name) == name)
+            return i;
+    return nullptr;
+}
+
 // The widgets that get the focus, in order, as Tab is pressed round the window once.
 QList<QWidget*> tabRound(QWidget* window) {
     QList<QWidget*> visited;
@@ -66,247 +73,221 @@ QList<QWidget*> tabRound(QWidget* window) {
     return visited;
 }
 
-// Which containers are visible, as a list of flags by tab.
-QList<bool> visibleContainers(const MainWindowController& w) {
-    QList<bool> shown;
-    for (int tab = 0; tab < kTabs; ++tab)
-        shown << w.container(tab)->isVisible();
-    return shown;
+// Which tabs show their container and which have their button active, as "0010 0010".
+QString tabState(const MainWindowController& w) {
+    QString shown, active;
+    for (int tab = 0; tab < kTabs; ++tab) {
+        shown += w.container(tab)->isVisible() ? '1' : '0';
+        active += w.tabButton(tab)->isActive() ? '1' : '0';
+    }
+    return shown + ' ' + active;
 }
 
-QList<bool> onlyTab(int tab) {
-    QList<bool> shown(kTabs, false);
-    shown[tab] = true;
-    return shown;
+QString onlyTab(int tab) {
+    QString flags(kTabs, '0');
+    flags[tab] = '1';
+    return flags + ' ' + flags;
 }
 
-QList<bool> activeButtons(const MainWindowController& w) {
-    QList<bool> active;
-    for (int tab = 0; tab < kTabs; ++tab)
-        active << w.tabButton(tab)->isActive();
-    return active;
-}
-
-bool shown(MainWindowController& w) {
-    w.window()->show();
-    return QTest::qWaitForWindowExposed(w.window());
-}
-
-void clickTab(MainWindowController& w, int tab) {
-    QTest::mouseClick(w.tabButton(tab), Qt::LeftButton);
-}
+// The window, shown, with the tabs as they start.
+struct Shown : MainWindowController {
+    Shown() {
+        window()->show();
+        exposed = QTest::qWaitForWindowExposed(window());
+    }
+    void click(int tab) { QTest::mouseClick(tabButton(tab), Qt::LeftButton); }
+    bool exposed = false;
+};
 
 } // namespace
 
-TestMainWindow::TestMainWindow() = default;
-TestMainWindow::~TestMainWindow() = default;
-
-void TestMainWindow::initTestCase() {
-    m_mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY2(m_mac->isValid(), qPrintable(m_mac->error()));
-}
-
-void TestMainWindow::startsOnDiskCopyWithFourTabsInOrder() {
-    MainWindowController w;
-    QVERIFY(shown(w));
-
-    const QStringList texts = {"Disk Copy", "OS Clone", "Disk Image Create", "Disk Manager"};
-    const char* const features[] = {"DiskCopyViewController", "SelectDrivceViewController",
-                                    "DmgViewController", "RepairDiskViewController"};
-    for (int tab = 0; tab < kTabs; ++tab) {
-        QCOMPARE(w.tabButton(tab)->text(), texts[tab]);
-        QCOMPARE(w.tabButton(tab)->geometry(), kRowFrames[tab]);
-        // Every tab's feature is installed: no container carries a placeholder title.
-        QVERIFY(!w.container(tab)->findChild<QLabel*>(QStringLiteral("containerTitle")));
-        const QList<QWidget*> inside = w.container(tab)->findChildren<QWidget*>();
-        QVERIFY2(std::any_of(
-                     inside.begin(), inside.end(),
-                     [&](QWidget* c) { return qstrcmp(features[tab], c->metaObject()->className()) == 0; }),
-                 features[tab]);
-        // All four containers fill the same place.
-        QCOMPARE(w.container(tab)->geometry(), w.container(0)->geometry());
+class TestMainWindow : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() {
+        m_mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+        QVERIFY2(m_mac->isValid(), qPrintable(m_mac->error()));
     }
-    QCOMPARE(w.currentTab(), int(MainWindowController::DiskCopyTab));
-    QCOMPARE(visibleContainers(w), onlyTab(0));
-    QCOMPARE(activeButtons(w), onlyTab(0));
-    QCOMPARE(w.tabButton(0)->currentIconImage(), QStringLiteral("ic_disk_icon_sel"));
-    QCOMPARE(w.tabButton(1)->currentIconImage(), QStringLiteral("ic_os_main"));
-    // The highlight sits behind the first row, in the "tab_on" artwork.
-    QCOMPARE(w.selectBgImage()->imageName(), QStringLiteral("tab_on"));
-    QCOMPARE(w.selectBgImage()->geometry(), kRowFrames[0]);
-    QCOMPARE(w.titleLabel()->text(), QStringLiteral("Tavrill"));
-}
 
-void TestMainWindow::tabClickAnimatesHighlightAndSwitchesContainer() {
-    MainWindowController w;
-    QVERIFY(shown(w));
+    void tabsStartOnDiskCopySwitchAndKeepWhatWasLeft() {
+        Shown w;
+        QVERIFY(w.exposed);
+        const QStringList texts = {"Disk Copy", "OS Clone", "Disk Image Create", "Disk Manager"};
+        const char* const features[] = {"DiskCopyViewController", "SelectDrivceViewController",
+                                        "DmgViewController", "RepairDiskViewController"};
+        for (int tab = 0; tab < kTabs; ++tab) {
+            QCOMPARE(w.tabButton(tab)->text(), texts[tab]);
+            QCOMPARE(w.tabButton(tab)->geometry(), kRowFrames[tab]);
+            // Every tab's feature is installed: no container carries a placeholder title.
+            QVERIFY(!w.container(tab)->findChild<QLabel*>(QStringLiteral("containerTitle")));
+            const QList<QWidget*> inside = w.container(tab)->findChildren<QWidget*>();
+            QVERIFY2(std::any_of(inside.begin(), inside.end(),
+                                 [&](QWidget* c) {
+                                     return qstrcmp(features[tab], c->metaObject()->className()) == 0;
+                                 }),
+                     features[tab]);
+            QCOMPARE(w.container(tab)->geometry(), w.container(0)->geometry());
+        }
+        QCOMPARE(w.currentTab(), int(MainWindowController::DiskCopyTab));
+        QCOMPARE(tabState(w), onlyTab(0));
+        QCOMPARE(w.tabButton(0)->currentIconImage(), QStringLiteral("ic_disk_icon_sel"));
+        QCOMPARE(w.tabButton(1)->currentIconImage(), QStringLiteral("ic_os_main"));
+        QCOMPARE(w.selectBgImage()->imageName(), QStringLiteral("tab_on"));
+        QCOMPARE(w.selectBgImage()->geometry(), kRowFrames[0]);
+        QCOMPARE(w.titleLabel()->text(), QStringLiteral("Tavrill"));
 
-    const QRect start = w.selectBgImage()->geometry();
-    clickTab(w, MainWindowController::DiskImageTab);
-    // The view changes at once; the highlight starts where it was, faded, and glides.
-    QCOMPARE(visibleContainers(w), onlyTab(2));
-    QCOMPARE(activeButtons(w), onlyTab(2));
-    QCOMPARE(w.currentTab(), 2);
-    QCOMPARE(w.selectBgImage()->geometry(), start);
-    QVERIFY(w.selectBgImage()->opacity() < 1.0);
-    QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), kRowFrames[2], 2000);
-    QTRY_COMPARE(w.selectBgImage()->opacity(), 1.0);
+        // A feature's screen fills its container; the user leaves files dropped as the source.
+        auto* screen =
+            qobject_cast<DiskCopyViewController*>(w.featureView(MainWindowController::DiskCopyTab));
+        QVERIFY(screen);
+        QTRY_COMPARE(screen->size(), w.container(0)->size());
+        QDir().mkpath(m_mac->host("/Users/alex/Desktop/left"));
+        screen->viewDragAction({"/Users/alex/Desktop/left"});
+        QPointer<QWidget> before = w.container(0);
 
-    clickTab(w, MainWindowController::DiskManagerTab);
-    clickTab(w, MainWindowController::OSCloneTab); // a click during the glide retargets it
-    QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), kRowFrames[1], 2000);
-    QCOMPARE(visibleContainers(w), onlyTab(1));
-    QCOMPARE(w.tabButton(1)->currentIconImage(), QStringLiteral("ic_os_main_sel"));
-}
+        // The view changes at once; the highlight starts where it was, faded, and glides.
+        w.click(MainWindowController::DiskImageTab);
+        QCOMPARE(tabState(w), onlyTab(2));
+        QCOMPARE(w.currentTab(), 2);
+        QCOMPARE(w.selectBgImage()->geometry(), kRowFrames[0]);
+        QVERIFY(w.selectBgImage()->opacity() < 1.0);
+        QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), kRowFrames[2], 2000);
+        QTRY_COMPARE(w.selectBgImage()->opacity(), 1.0);
+        w.click(MainWindowController::DiskManagerTab);
+        QCOMPARE(tabState(w), onlyTab(3));
+        w.click(MainWindowController::OSCloneTab); // a click during the glide retargets it
+        QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), kRowFrames[1], 2000);
+        QCOMPARE(tabState(w), onlyTab(1));
+        QCOMPARE(w.tabButton(1)->currentIconImage(), QStringLiteral("ic_os_main_sel"));
 
-void TestMainWindow::lockedTabsIgnoreClicksButNotCloseUntilUnlocked() {
-    MainWindowController w;
-    QList<int> exits;
-    w.setProcessExit([&exits](int status) { exits << status; });
-    QVERIFY(shown(w));
-    QSignalSpy changes(&w, &MainWindowController::tabChanged);
-
-    w.canChangeTab(false);
-    for (int tab = 1; tab < kTabs; ++tab)
-        clickTab(w, tab);
-    w.BootableButtonAction(); // the action itself is guarded, not only the button
-    // Longer than the highlight's glide: nothing may have started moving.
-    QTest::qWait(400);
-    QCOMPARE(w.selectBgImage()->geometry(), kRowFrames[0]);
-    QCOMPARE(visibleContainers(w), onlyTab(0));
-    QCOMPARE(activeButtons(w), onlyTab(0));
-    QCOMPARE(changes.count(), 0);
-
-    // Closing ends the process even while a feature is busy, by the close button or any other
-    // way, and leaves the window up until the process ends.
-    QTest::mouseClick(w.titleBarView()->closeButton(), Qt::LeftButton);
-    QCOMPARE(exits, QList<int>{0});
-    QCloseEvent close;
-    QCoreApplication::sendEvent(w.window(), &close);
-    QCOMPARE(exits, (QList<int>{0, 0}));
-    QVERIFY(!close.isAccepted());
-
-    // After the operation ends (or fails) the tabs work again.
-    w.canChangeTab(true);
-    clickTab(w, MainWindowController::DiskManagerTab);
-    QCOMPARE(visibleContainers(w), onlyTab(3));
-    QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), kRowFrames[3], 2000);
-    QCOMPARE(changes.count(), 1);
-}
-
-void TestMainWindow::switchingAwayAndBackKeepsTheTabAsLeft() {
-    MainWindowController w;
-    QVERIFY(shown(w));
-
-    // A feature's screen takes its container's place, filling it.
-    auto* screen = qobject_cast<DiskCopyViewController*>(w.featureView(MainWindowController::DiskCopyTab));
-    QVERIFY(screen);
-    QTRY_COMPARE(screen->size(), w.container(0)->size());
-
-    // Something a user left half done in the first tab: files dropped as the source.
-    QDir().mkpath(m_mac->host("/Users/alex/Desktop/left"));
-    screen->viewDragAction({"/Users/alex/Desktop/left"});
-    QPointer<QWidget> before = w.container(0);
-
-    for (int tab : {2, 3, 1, 0}) {
-        clickTab(w, tab);
-        QCOMPARE(visibleContainers(w), onlyTab(tab));
+        // Back on the first tab, it is as it was left.
+        w.click(MainWindowController::DiskCopyTab);
+        QCOMPARE(tabState(w), onlyTab(0));
+        QCOMPARE(w.container(0), before.data());
+        QVERIFY(screen->sourceSlot()->isVisible());
+        QCOMPARE(screen->sourceSlot()->sizeLabel()->text(), QStringLiteral("1 files selected"));
     }
-    QCOMPARE(w.container(0), before.data());
-    QVERIFY(screen->sourceSlot()->isVisible());
-    QCOMPARE(screen->sourceSlot()->sizeLabel()->text(), QStringLiteral("1 files selected"));
-}
 
-void TestMainWindow::everyControlIsNamedAndReachedWithTab_data() {
-    QTest::addColumn<int>("tab");
-    // A control to press (by its accessible name) before the window is walked; empty: none.
-    QTest::addColumn<QString>("open");
-    // A control the walk waits for: the screen has filled in.
-    QTest::addColumn<QString>("expect");
-    QTest::addColumn<int>("leastControls");
-    QTest::newRow("Disk Copy") << 0 << QString() << QStringLiteral("Choose the destination drive") << 8;
-    QTest::newRow("OS Clone") << 1 << QString() << QStringLiteral("Clone Now") << 7;
-    QTest::newRow("Disk Image Create") << 2 << QString() << QStringLiteral("Zip archive (.zip)") << 10;
-    QTest::newRow("Disk Manager") << 3 << QString() << QStringLiteral("Eject STICK") << 12;
-    QTest::newRow("Disk Manager, format question")
-        << 3 << QStringLiteral("Format STICK") << QStringLiteral("Choose the file system") << 4;
-    QTest::newRow("drive picker") << 0 << QStringLiteral("Choose the source drive or files")
-                                  << QStringLiteral("Choose STICK") << 8;
-}
+    void lockedTabsIgnoreClicksButNotCloseUntilUnlocked() {
+        Shown w;
+        QList<int> exits;
+        w.setProcessExit([&exits](int status) { exits << status; });
+        QVERIFY(w.exposed);
+        QSignalSpy changes(&w, &MainWindowController::tabChanged);
 
-void TestMainWindow::everyControlIsNamedAndReachedWithTab() {
-    QFETCH(int, tab);
-    QFETCH(QString, open);
-    QFETCH(QString, expect);
-    QFETCH(int, leastControls);
-    MainWindowController w;
-    w.setProcessExit([](int) {});
-    w.window()->show();
-    QApplication::setActiveWindow(w.window());
-    QVERIFY(QTest::qWaitForWindowActive(w.window()));
-    clickTab(w, tab);
-    QWidget* window = w.window();
-    const auto named = [](QWidget* top, const QString& name) {
-        const QList<QAccessibleInterface*> all = controlsOf(top);
-        return std::any_of(all.begin(), all.end(),
-                           [&](QAccessibleInterface* i) { return i->text(QAccessible::Name) == name; });
-    };
-    if (!open.isEmpty()) {
-        // Pressed as a screen reader presses it; the window it opens (or the panel over the
-        // tab) is what is walked.
-        QAccessibleInterface* opener = nullptr;
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                for (QAccessibleInterface* i : controlsOf(w.window()))
-                    if (i->text(QAccessible::Name) == open)
-                        opener = i;
-                return opener != nullptr;
-            },
-            10000));
-        QVERIFY(opener->actionInterface());
-        opener->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-        // The window it opens, or the panel it puts over the tab.
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                for (QWidget* top : QApplication::topLevelWidgets())
-                    if (top->isVisible() && named(top, expect))
-                        window = top;
-                return named(window, expect);
-            },
-            10000));
-        QApplication::setActiveWindow(window);
-        QVERIFY(QTest::qWaitForWindowActive(window));
+        w.canChangeTab(false);
+        for (int tab = 1; tab < kTabs; ++tab)
+            w.click(tab);
+        w.BootableButtonAction(); // the action itself is guarded, not only the button
+        // Longer than the highlight's glide: nothing may have started moving.
+        QTest::qWait(400);
+        QCOMPARE(w.selectBgImage()->geometry(), kRowFrames[0]);
+        QCOMPARE(tabState(w), onlyTab(0));
+        QCOMPARE(changes.count(), 0);
+
+        // Closing ends the process even while a feature is busy, by the close button or any other
+        // way, and leaves the window up until the process ends.
+        QTest::mouseClick(w.titleBarView()->closeButton(), Qt::LeftButton);
+        QCOMPARE(exits, QList<int>{0});
+        QCloseEvent close;
+        QCoreApplication::sendEvent(w.window(), &close);
+        QCOMPARE(exits, (QList<int>{0, 0}));
+        QVERIFY(!close.isAccepted());
+
+        w.canChangeTab(true);
+        w.click(MainWindowController::DiskManagerTab);
+        QCOMPARE(tabState(w), onlyTab(3));
+        QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), kRowFrames[3], 2000);
+        QCOMPARE(changes.count(), 1);
     }
-    QVERIFY2(QTest::qWaitFor([&] { return named(window, expect); }, 10000), qPrintable(expect));
 
-    const QList<QAccessibleInterface*> controls = controlsOf(window);
-    QVERIFY2(controls.size() >= leastControls, qPrintable(QString::number(controls.size())));
-    const QList<QWidget*> round = tabRound(window);
-    QStringList problems;
-    static const QRegularExpression kSaysSomething(QStringLiteral("\\p{L}{2,}"));
-    for (QAccessibleInterface* i : controls) {
-        auto* widget = qobject_cast<QWidget*>(i->object());
-        const QString name = i->text(QAccessible::Name);
-        const QString what =
-            QStringLiteral("%1 %2 \"%3\"")
-                .arg(QLatin1String(widget->metaObject()->className()), widget->objectName(), name);
-        if (!name.contains(kSaysSomething) || name.compare(QLatin1String("button"), Qt::CaseInsensitive) == 0)
-            problems << what + QStringLiteral(": no name that says what it does");
-        // Item views whose rows are controls of their own leave the focus to the rows.
-        const bool rowsTakeFocus =
-            widget->focusPolicy() == Qt::NoFocus &&
-            std::any_of(controls.begin(), controls.end(), [&](QAccessibleInterface* c) {
-                auto* cw = qobject_cast<QWidget*>(c->object());
-                return cw != widget && widget->isAncestorOf(cw);
-            });
-        // Of a group of radio buttons Tab reaches the chosen one; the arrows move within.
-        const auto* radio = qobject_cast<QRadioButton*>(widget);
-        const bool groupReached =
-            radio && radio->autoExclusive() && std::any_of(round.begin(), round.end(), [&](QWidget* r) {
-                return qobject_cast<QRadioButton*>(r) && r->parentWidget() == widget->parentWidget();
-            });
-        if (!i->state().disabled && !rowsTakeFocus && !groupReached && !round.contains(widget))
-            problems << what + QStringLiteral(": not reached with Tab");
+    void everyControlIsNamedAndReachedWithTab_data() {
+        QTest::addColumn<int>("tab");
+        // A control to press (by its accessible name) before the window is walked; empty: none.
+        QTest::addColumn<QString>("open");
+        // A control the walk waits for: the screen has filled in.
+        QTest::addColumn<QString>("expect");
+        QTest::addColumn<int>("leastControls");
+        QTest::newRow("Disk Copy") << 0 << QString() << QStringLiteral("Choose the destination drive") << 8;
+        QTest::newRow("OS Clone") << 1 << QString() << QStringLiteral("Clone Now") << 7;
+        QTest::newRow("Disk Image Create") << 2 << QString() << QStringLiteral("Zip archive (.zip)") << 10;
+        QTest::newRow("Disk Manager") << 3 << QString() << QStringLiteral("Eject STICK") << 12;
+        QTest::newRow("Disk Manager, format question")
+            << 3 << QStringLiteral("Format STICK") << QStringLiteral("Choose the file system") << 4;
+        QTest::newRow("drive picker")
+            << 0 << QStringLiteral("Choose the source drive or files") << QStringLiteral("Choose STICK") << 8;
     }
-    QVERIFY2(problems.isEmpty(), qPrintable(problems.join(QLatin1Char('\n'))));
-}
+
+    void everyControlIsNamedAndReachedWithTab() {
+        QFETCH(int, tab);
+        QFETCH(QString, open);
+        QFETCH(QString, expect);
+        QFETCH(int, leastControls);
+        Shown w;
+        w.setProcessExit([](int) {});
+        QApplication::setActiveWindow(w.window());
+        QVERIFY(QTest::qWaitForWindowActive(w.window()));
+        w.click(tab);
+        QWidget* window = w.window();
+        if (!open.isEmpty()) {
+            // Pressed as a screen reader presses it; the window it opens (or the panel it puts over
+            // the tab) is what is walked.
+            QAccessibleInterface* opener = nullptr;
+            QVERIFY(QTest::qWaitFor([&] { return (opener = named(w.window(), open)) != nullptr; }, 10000));
+            QVERIFY(opener->actionInterface());
+            opener->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+            QVERIFY(QTest::qWaitFor(
+                [&] {
+                    for (QWidget* top : QApplication::topLevelWidgets())
+                        if (top->isVisible() && named(top, expect))
+                            window = top;
+                    return named(window, expect) != nullptr;
+                },
+                10000));
+            QApplication::setActiveWindow(window);
+            QVERIFY(QTest::qWaitForWindowActive(window));
+        }
+        QVERIFY2(QTest::qWaitFor([&] { return named(window, expect) != nullptr; }, 10000),
+                 qPrintable(expect));
+
+        const QList<QAccessibleInterface*> controls = controlsOf(window);
+        QVERIFY2(controls.size() >= leastControls, qPrintable(QString::number(controls.size())));
+        const QList<QWidget*> round = tabRound(window);
+        QStringList problems;
+        static const QRegularExpression kSaysSomething(QStringLiteral("\\p{L}{2,}"));
+        for (QAccessibleInterface* i : controls) {
+            auto* widget = qobject_cast<QWidget*>(i->object());
+            const QString name = i->text(QAccessible::Name);
+            const QString what =
+                QStringLiteral("%1 %2 \"%3\"")
+                    .arg(QLatin1String(widget->metaObject()->className()), widget->objectName(), name);
+            if (!name.contains(kSaysSomething) ||
+                name.compare(QLatin1String("button"), Qt::CaseInsensitive) == 0)
+                problems << what + QStringLiteral(": no name that says what it does");
+            // Item views whose rows are controls of their own leave the focus to the rows.
+            const bool rowsTakeFocus =
+                widget->focusPolicy() == Qt::NoFocus &&
+                std::any_of(controls.begin(), controls.end(), [&](QAccessibleInterface* c) {
+                    auto* cw = qobject_cast<QWidget*>(c->object());
+                    return cw != widget && widget->isAncestorOf(cw);
+                });
+            // Of a group of radio buttons Tab reaches the chosen one; the arrows move within.
+            const auto* radio = qobject_cast<QRadioButton*>(widget);
+            const bool groupReached =
+                radio && radio->autoExclusive() && std::any_of(round.begin(), round.end(), [&](QWidget* r) {
+                    return qobject_cast<QRadioButton*>(r) && r->parentWidget() == widget->parentWidget();
+                });
+            if (!i->state().disabled && !rowsTakeFocus && !groupReached && !round.contains(widget))
+                problems << what + QStringLiteral(": not reached with Tab");
+        }
+        QVERIFY2(problems.isEmpty(), qPrintable(problems.join(QLatin1Char('\n'))));
+    }
+
+private:
+    // The features' screens look at drives; they see the demo Mac, never the host's.
+    std::unique_ptr<EmulatedMac> m_mac;
+};
+
+TAVRILL_TEST(TestMainWindow)
+
+#include "tst_mainwindow.moc"

@@ -1,4 +1,3 @@
 #include "TestMain.h"
-#include "tst_qvtasktimeout.h"
 
-TAVRILL_TEST_MAIN(TestQvTaskTimeout)
+TAVRILL_TEST_MAIN()

@@ -1,6 +1,7 @@
 #include "DiskImageTestKit.h"
 
 #include "TreeCompare.h"
+#include "Wait.h"
 
 #include <QDirIterator>
 #include <QFile>
@@ -66,30 +67,27 @@ QStringList treeListing(const QString& hostFolder) {
 }
 
 QStringList contentDifferences(const QString& hostA, const QString& hostB) {
-    const QStringList a = treeListing(hostA);
-    const QStringList b = treeListing(hostB);
-    if (a != b)
-        return {QStringLiteral("entries differ: %1 | %2")
-                    .arg(a.join(QLatin1Char(',')), b.join(QLatin1Char(',')))};
-    QStringList out;
-    for (const QString& entry : a) {
-        if (entry.endsWith(QLatin1Char('/')))
-            continue;
-        if (readHostFile(hostA + QLatin1Char('/') + entry) != readHostFile(hostB + QLatin1Char('/') + entry))
-            out << entry + QStringLiteral(": bytes differ");
-    }
+    QStringList out = compareTrees(hostA, hostB);
+    out.removeIf([](const QString& line) {
+        return line.contains(QLatin1String(": mode ")) ||
+               line.endsWith(QLatin1String(": modification time differs"));
+    });
     return out;
 }
 
-void Recorder::copyFileToDmgWithFileName(const QString& text, float value) {
+void Build::copyFileToDmgWithFileName(const QString& text, float value) {
     texts << text;
     progress << value;
 }
 
-void Recorder::beginToCopyDmg() {
+void Build::beginToCopyDmg() {
     ++beginCount;
-    if (builder)
-        builder->doCopyFilesToDmgWithDmg(copyPaths);
+    if (answers)
+        dmg.doCopyFilesToDmgWithDmg(copyPaths);
+}
+
+bool Build::waitForEnd(int ms) const {
+    return waitUntil([this] { return ended(); }, ms);
 }
 
 } // namespace DiskImageTestKit

@@ -27,35 +27,43 @@ bool makeSocket(const QString& hostPath);
 // The files and folders of a tree as "relative/path" lines, sorted; folders end in "/".
 QStringList treeListing(const QString& hostFolder);
 
-// Where two trees differ in their entries or in the bytes of a file ("path: bytes differ");
-// times are not compared, as images and archives keep whole seconds.
+// Where two trees differ in their entries, links or the bytes of a file; neither times (images and
+// archives keep whole seconds) nor permission bits are compared.
 QStringList contentDifferences(const QString& hostA, const QString& hostB);
 
-struct Recorder : MakeDmgDelegate {
+// A builder and a record of everything it tells its owner.
+struct Build : MakeDmgDelegate {
     QList<float> progress;
     QStringList texts;
     QList<QPair<qint64, qint64>> bytes; // done, to do
     std::optional<MakeDmgFailure> failure;
     bool stopped = false;
     int beginCount = 0;
-    // Handed back on beginToCopyDmg, as the owner does.
-    MakeDmg* builder = nullptr;
+    // Copied into the image once it is mounted, as the owner does, unless it never answers.
     QStringList copyPaths;
+    bool answers = true;
+    MakeDmg dmg; // last, so that it goes first while the record still stands
 
+    explicit Build(const QStringList& paths = {}, bool answer = true) : copyPaths(paths), answers(answer) {
+        dmg.setMakeDmgDelegate(this);
+    }
     void copyFileToDmgWithFileName(const QString& text, float value) override;
     void makeDmgFailWithError(const MakeDmgFailure& f) override { failure = f; }
     void beginToCopyDmg() override;
     void makeDmgDidStop() override { stopped = true; }
     void makeDmgBytes(std::int64_t done, std::int64_t toDo) override { bytes.append({done, toDo}); }
 
-    // Becomes `b`'s delegate; the image run copies `paths` once it is mounted.
-    void attach(MakeDmg& b, const QStringList& paths = {}) {
-        builder = &b;
-        copyPaths = paths;
-        b.setMakeDmgDelegate(this);
-    }
     bool ended() const {
         return failure.has_value() || stopped || (!progress.isEmpty() && progress.last() >= 100);
+    }
+    bool waitForEnd(int ms = 60000) const;
+    // Forgets what was recorded, for the next run of the same builder.
+    void forget() {
+        progress.clear();
+        texts.clear();
+        bytes.clear();
+        failure.reset();
+        stopped = false;
     }
 };
 

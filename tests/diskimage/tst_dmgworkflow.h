@@ -5,10 +5,8 @@
 class TestDmgWorkflow : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void volumeToDiskImage();
-    void chosenFilesToZip();
-    void droppedFilesAndAnItemThatCannotBeRead();
-    void sameVolumeAndNothingSelected();
+    void volumeImageThenChosenFilesZipped();
+    void sourcesAndDestinationsChosenAndRefused();
     void cancelAndFailures();
     void quitWhileAnImageIsMade_data();
     void quitWhileAnImageIsMade();

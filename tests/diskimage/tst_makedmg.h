@@ -6,11 +6,9 @@ class TestMakeDmg : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void imageHoldsTheItemsByteForByte();
-    void archiveUnzipsToTheSelection();
+    void archivesUnzipToTheSelection();
     void stopInEachStageLeavesNothingBehind_data();
     void stopInEachStageLeavesNothingBehind();
     void imageVolumeIsOnlyEverItsOwn();
-    void toolFailuresAndFullDestinations();
-    void unreadableItemsAreCountedAsMissing();
-    void emptyFoldersZipWithoutACount();
+    void toolFailuresAndMissingItems();
 };

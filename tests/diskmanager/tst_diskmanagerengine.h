@@ -6,14 +6,10 @@
 class TestDiskManagerEngine : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void listingTakesEachMountedVolumeOnceAsTheToolSaw();
-    void lookupSkipsKnownAndNamelessVolumes();
-    void listingIsGuardedAndOnlyTheNewestCounts();
+    void listingTakesEachMountedVolumeOnce();
     void fat32NameRule_data();
     void fat32NameRule();
-    void renameRunsOneLineAndKeepsTheName();
-    void formatRunsTheLineOfEachKind();
-    void hostileNamesReachTheToolLiterally();
+    void renameAndFormatRunOneLiteralLineEach();
     void namesThatCannotBeUsedRunNothing_data();
     void namesThatCannotBeUsedRunNothing();
 };

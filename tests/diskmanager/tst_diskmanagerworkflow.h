@@ -7,19 +7,11 @@
 class TestDiskManagerWorkflow : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void tabListsVolumesWithTheirButtons();
-    void renameFromTheRow();
+    void tabListsVolumesAndRenamesFromTheRow();
     void formatNtfsThroughThePopups();
     void formatWithTheTypeMenu();
-    void cancelLeavesTheVolumeAlone();
-    void ejectRemovesTheRowAfterTheUnmountNotice();
+    void ejectFromTheRow();
     void mountDuringListingIsReadAfterIt();
-    void namesAreToldBeforeTheyChange_data();
-    void namesAreToldBeforeTheyChange();
-    void formatConfirmationListsOnlyWhatThatEraseDestroys();
-    void busyVolumeEjectNamesTheHolder();
     void unusableNamesAndFailuresAreShown();
-    void hungToolEndsAtItsLimitWithTheWindowResponsive();
-    void quickFormatLeavesNoProgressPopup();
-    void ejectWithoutUuidRunsNothing();
+    void formatConfirmationListsOnlyWhatThatEraseDestroys();
 };

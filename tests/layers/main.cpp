@@ -1,4 +1,3 @@
 #include "TestMain.h"
-#include "tst_layers.h"
 
-TAVRILL_TEST_MAIN(TestLayers)
+TAVRILL_TEST_MAIN()

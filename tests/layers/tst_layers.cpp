@@ -1,5 +1,4 @@
-#include "tst_layers.h"
-
+#include "TestMain.h"
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -42,7 +41,7 @@ struct Include {
 
 // Every #include "folder/..." under root, with the including file's path.
 QList<Include> includesUnder(const QString& root) {
-    static const QRegularExpression includeLine(QStringLiteral(R"re(^\s*#\s*include\s*"([^"]+)")re"));
+    static const QRegularExpression includeLine(QStringLiteral("^\\s*#\\s*include\\s*\"([^\"]+)\""));
     QList<Include> found;
     QDirIterator it(root, {"*.h", "*.cpp", "*.mm"}, QDir::Files, QDirIterator::Subdirectories);
     while (it.hasNext()) {
@@ -122,42 +121,52 @@ void writeSource(const QDir& root, const QString& path, const QByteArray& text) 
 
 } // namespace
 
-void TestLayers::sourceTreeIncludesRunOneWay() {
-    QVERIFY2(QFileInfo(sourceRoot() + "/core").isDir(), qPrintable(sourceRoot()));
-    QVERIFY(includesUnder(sourceRoot()).size() > 100); // the tree was really read
-    const QStringList violations = layerViolations(sourceRoot());
-    QVERIFY2(violations.isEmpty(), qPrintable(violations.join('\n')));
-    const QStringList cycles = featureCycles(sourceRoot());
-    QVERIFY2(cycles.isEmpty(), qPrintable(cycles.join('\n')));
-}
+class TestLayers : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void sourceTreeIncludesRunOneWay() {
+        QVERIFY2(QFileInfo(sourceRoot() + "/core").isDir(), qPrintable(sourceRoot()));
+        QVERIFY(includesUnder(sourceRoot()).size() > 100); // the tree was really read
+        const QStringList violations = layerViolations(sourceRoot());
+        QVERIFY2(violations.isEmpty(), qPrintable(violations.join('\n')));
+        const QStringList cycles = featureCycles(sourceRoot());
+        QVERIFY2(cycles.isEmpty(), qPrintable(cycles.join('\n')));
+    }
 
-void TestLayers::wrongIncludesAreFound() {
-    QTemporaryDir dir;
-    const QDir root(dir.path());
-    writeSource(root, "platform/Machine.h", "#include \"core/QvLog.h\"\n");
-    writeSource(root, "core/QvTask.cpp",
-                "#include \"core/QvTask.h\"\n#include \"platform/Machine.h\"\n"
-                "#include <QProcess>\n  #  include \"ui/KitStyle.h\"\n");
-    writeSource(root, "ui/Popover.cpp", "#include \"core/ConsoleLog.h\"\n#include \"volumes/VolumeObj.h\"\n");
-    writeSource(root, "volumes/Picker.cpp", "#include \"ui/Popover.h\"\n#include \"app/AppDelegate.h\"\n");
-    writeSource(root, "diskmanager/Cell.cpp", "#include \"volumes/VolumeObj.h\"\n#include \"Cell.h\"\n");
-    writeSource(root, "app/Main.cpp", "#include \"diskmanager/Cell.h\"\n#include \"app/Main.h\"\n");
-    QCOMPARE(layerViolations(dir.path()), (QStringList{
-                                              "core/QvTask.cpp:4 includes ui/KitStyle.h",
-                                              "diskmanager/Cell.cpp:2 includes Cell.h",
-                                              "platform/Machine.h:1 includes core/QvLog.h",
-                                              "ui/Popover.cpp:2 includes volumes/VolumeObj.h",
-                                              "volumes/Picker.cpp:2 includes app/AppDelegate.h",
-                                          }));
-}
+    void wrongIncludesAreFound() {
+        QTemporaryDir dir;
+        const QDir root(dir.path());
+        writeSource(root, "platform/Machine.h", "#include \"core/QvLog.h\"\n");
+        writeSource(root, "core/QvTask.cpp",
+                    "#include \"core/QvTask.h\"\n#include \"platform/Machine.h\"\n"
+                    "#include <QProcess>\n  #  include \"ui/KitStyle.h\"\n");
+        writeSource(root, "ui/Popover.cpp",
+                    "#include \"core/ConsoleLog.h\"\n#include \"volumes/VolumeObj.h\"\n");
+        writeSource(root, "volumes/Picker.cpp",
+                    "#include \"ui/Popover.h\"\n#include \"app/AppDelegate.h\"\n");
+        writeSource(root, "diskmanager/Cell.cpp", "#include \"volumes/VolumeObj.h\"\n#include \"Cell.h\"\n");
+        writeSource(root, "app/Main.cpp", "#include \"diskmanager/Cell.h\"\n#include \"app/Main.h\"\n");
+        QCOMPARE(layerViolations(dir.path()), (QStringList{
+                                                  "core/QvTask.cpp:4 includes ui/KitStyle.h",
+                                                  "diskmanager/Cell.cpp:2 includes Cell.h",
+                                                  "platform/Machine.h:1 includes core/QvLog.h",
+                                                  "ui/Popover.cpp:2 includes volumes/VolumeObj.h",
+                                                  "volumes/Picker.cpp:2 includes app/AppDelegate.h",
+                                              }));
+    }
 
-void TestLayers::featureCyclesAreFound() {
-    QTemporaryDir dir;
-    const QDir root(dir.path());
-    writeSource(root, "diskimage/MakeDmg.cpp", "#include \"filecopy/FileNode.h\"\n");
-    writeSource(root, "filecopy/FileNode.cpp", "#include \"volumes/VolumeObj.h\"\n");
-    QVERIFY(featureCycles(dir.path()).isEmpty());
-    writeSource(root, "volumes/VolumeObj.cpp", "#include \"diskimage/MakeDmg.h\"\n");
-    const QStringList cycles = featureCycles(dir.path());
-    QVERIFY(cycles.contains("filecopy -> volumes -> diskimage -> filecopy"));
-}
+    void featureCyclesAreFound() {
+        QTemporaryDir dir;
+        const QDir root(dir.path());
+        writeSource(root, "diskimage/MakeDmg.cpp", "#include \"filecopy/FileNode.h\"\n");
+        writeSource(root, "filecopy/FileNode.cpp", "#include \"volumes/VolumeObj.h\"\n");
+        QVERIFY(featureCycles(dir.path()).isEmpty());
+        writeSource(root, "volumes/VolumeObj.cpp", "#include \"diskimage/MakeDmg.h\"\n");
+        const QStringList cycles = featureCycles(dir.path());
+        QVERIFY(cycles.contains("filecopy -> volumes -> diskimage -> filecopy"));
+    }
+};
+
+TAVRILL_TEST(TestLayers)
+
+#include "tst_layers.moc"

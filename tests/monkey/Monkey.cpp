@@ -116,7 +116,6 @@ StallMeter::StallMeter() {
     m_timer.setInterval(kIntervalMs);
     connect(&m_timer, &QTimer::timeout, this, &StallMeter::tick);
     m_clock.start();
-    resume();
     m_timer.start();
 }
 
@@ -133,7 +132,15 @@ qint64 StallMeter::runQueueWaitNs() {
     return sum;
 }
 
+void StallMeter::pause() {
+    if (!m_paused)
+        tick();
+    m_paused = true;
+}
+
 void StallMeter::resume() {
+    if (!m_paused)
+        return;
     m_paused = false;
     m_last = m_clock.nsecsElapsed();
     m_lastWait = runQueueWaitNs();
@@ -244,6 +251,8 @@ void Monkey::launch() {
         return;
     }
     m_app->mainWindowController()->setProcessExit([this](int code) {
+        // The process would be gone from here on: what its objects still do is not a stall.
+        m_meter.pause();
         record(QStringLiteral("the application ends with status %1").arg(code));
         m_exitRequested = true;
     });
@@ -601,7 +610,7 @@ void Monkey::step() {
     // The action runs from the event loop, so that a window it opens with its own loop leaves
     // the monkey free to go on inside that loop, as a user would.
     QTimer::singleShot(0, this, &Monkey::act);
-    m_stepTimer.start(30 + pick(250));
+    m_stepTimer.start(10 + pick(90));
 }
 
 void Monkey::act() {
@@ -624,7 +633,7 @@ void Monkey::act() {
     else if (roll < 92)
         done = machineEvent();
     else if (roll < 99) {
-        const int ms = 200 + pick(1300);
+        const int ms = 100 + pick(900);
         record(QStringLiteral("wait %1 ms").arg(ms));
         m_stepTimer.start(ms);
         done = true;

@@ -26,7 +26,9 @@ class StallMeter : public QObject {
 public:
     static constexpr int kIntervalMs = 40;
     StallMeter();
-    void pause() { m_paused = true; }
+    // Pausing first measures up to now; resuming a running meter changes nothing, so the work an
+    // action hands to the application is measured until the next tick.
+    void pause();
     void resume();
     // The longest stall and the longest raw lateness since the last take, in ms.
     qint64 takeWorst();
@@ -43,7 +45,7 @@ private:
     qint64 m_worst = 0;
     qint64 m_worstEver = 0;
     qint64 m_worstRawEver = 0;
-    bool m_paused = false;
+    bool m_paused = true;
 };
 
 // Drives the application with seeded random actions found through its accessibility tree,

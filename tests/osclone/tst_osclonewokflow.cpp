@@ -47,7 +47,7 @@ struct Tab {
     std::unique_ptr<MainWindowController> window;
     SelectDrivceViewController* vc = nullptr;
 
-    bool open(std::unique_ptr<EmulatedMac> machine) {
+    bool open(std::unique_ptr<EmulatedMac> machine, bool waitForSize = true) {
         mac = std::move(machine);
         if (!mac->isValid())
             return false;
@@ -55,7 +55,9 @@ struct Tab {
         window->window()->show();
         window->BootableButtonAction();
         vc = window->container(MainWindowController::OSCloneTab)->findChild<SelectDrivceViewController*>();
-        return vc && QTest::qWaitForWindowExposed(window->window());
+        // The system volume's size comes from a worker.
+        return vc && QTest::qWaitForWindowExposed(window->window()) &&
+               (!waitForSize || waitUntil([&] { return vc->usedSize() != -1; }, 10000));
     }
 
     // Opens the picker from the destination slot and clicks the drive with that model name.
@@ -165,6 +167,22 @@ void TestOsCloneWorkflow::cloneToTheEnd() {
     QVERIFY(vc->selectDiskView()->isVisible());
     QVERIFY(!vc->toVolume());
     QVERIFY(!vc->cloneButton()->isEnabled());
+}
+
+void TestOsCloneWorkflow::slowSystemSizeLeavesTheWindowFree() {
+    // diskutil answers about the system volume after 3 s: meanwhile the drive can be chosen, and
+    // Clone Now waits for the size.
+    auto mac = cloneMac();
+    QVERIFY(mac->addFault(R"({"tool":"diskutil","verb":"info","device":"/","mode":"hang","seconds":3})"));
+    Tab tab;
+    QVERIFY(tab.open(std::move(mac), false));
+    QCOMPARE(tab.vc->usedSize(), -1);
+    QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
+    QVERIFY(!tab.vc->cloneButton()->isEnabled());
+    QVERIFY(waitUntil([&] { return tab.vc->usedSize() != -1; }, 10000));
+    QVERIFY(tab.vc->usedSize() > 12'000'000'000LL && tab.vc->usedSize() < 16'000'000'000LL);
+    QVERIFY(tab.vc->cloneButton()->isEnabled());
+    QVERIFY(!tab.vc->targetSlot()->hasErrorBackground());
 }
 
 void TestOsCloneWorkflow::confirmationListsWhatTheEraseDestroys() {

@@ -40,9 +40,7 @@ EmulatedMac::~EmulatedMac() {
 std::unique_ptr<EmulatedMac> EmulatedMac::fromScenario(const QString& name) {
     QFile f(qEnvironmentVariable("TAVRILL_SOURCE_DIR", QStringLiteral(TAVRILL_SOURCE_DIR)) +
             QStringLiteral("/emulator/scenarios/") + name + QStringLiteral(".json"));
-    if (!f.open(QIODevice::ReadOnly))
-        return fromJson(QByteArray());
-    return fromJson(f.readAll());
+    return fromJson(f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray());
 }
 
 std::unique_ptr<EmulatedMac> EmulatedMac::fromJson(const QByteArray& scenario) {
@@ -61,20 +59,16 @@ QString EmulatedMac::host(const QString& macPath) const {
 EmulatedMac::Run EmulatedMac::run(const QString& tool, const QStringList& args, const QByteArray& input,
                                   int timeoutMs) const {
     QString path;
-    for (const char* folder : {"/usr/sbin/", "/usr/bin/", "/usr/local/bin/"}) {
-        if (QFile::exists(root() + QLatin1String(folder) + tool)) {
+    for (const char* folder : {"/usr/sbin/", "/usr/bin/", "/usr/local/bin/"})
+        if (path.isEmpty() && QFile::exists(root() + QLatin1String(folder) + tool))
             path = root() + QLatin1String(folder) + tool;
-            break;
-        }
-    }
     Run r;
     QProcess p;
     p.setProcessEnvironment(Machine::toolEnvironment());
     p.start(path, args);
     if (!p.waitForStarted(10000))
         return r;
-    if (!input.isEmpty())
-        p.write(input);
+    p.write(input);
     p.closeWriteChannel();
     if (!p.waitForFinished(timeoutMs)) {
         p.kill();
@@ -154,19 +148,11 @@ QList<QStringList> EmulatedMac::rootCalls(const QString& tool) const {
     return argumentLists(logLines(root(), tool, false, true));
 }
 
-QList<qint64> EmulatedMac::callPids(const QString& tool) const {
-    QList<qint64> out;
-    for (const QJsonObject& line : logLines(root(), tool, false))
-        out << line.value(QStringLiteral("pid")).toInteger();
-    return out;
-}
-
 QList<qint64> EmulatedMac::runningCallPids(const QString& tool) const {
     QList<qint64> out;
-    for (const qint64 pid : callPids(tool)) {
-        if (isRunning(pid))
-            out << pid;
-    }
+    for (const QJsonObject& line : logLines(root(), tool, false))
+        if (isRunning(line.value(QStringLiteral("pid")).toInteger()))
+            out << line.value(QStringLiteral("pid")).toInteger();
     return out;
 }
 
@@ -235,10 +221,9 @@ QList<qint64> EmulatedMac::runningTools(const QString& tool) const {
         if (fields.size() < 3 || fields.at(1).startsWith(QLatin1Char('Z')))
             continue;
         const QString args = fields.mid(2).join(QLatin1Char(' '));
-        for (const QString& program : programs) {
+        for (const QString& program : programs)
             if (args == program || args.startsWith(program + QLatin1Char(' ')))
                 pids << fields.at(0).toLongLong();
-        }
     }
     return pids;
 }

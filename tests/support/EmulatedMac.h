@@ -48,8 +48,7 @@ public:
     // Every call the tools received, oldest first, as the argument lists the emulator logged:
     // {tool, arg1, arg2, ...}. `tool` filters.
     QList<QStringList> calls(const QString& tool = {}) const;
-    // The process ids of those calls, oldest first, and the ones among them still running.
-    QList<qint64> callPids(const QString& tool = {}) const;
+    // The process ids of those calls that are still running, oldest first.
     QList<qint64> runningCallPids(const QString& tool = {}) const;
     // What a tool logged besides its calls ("end"), oldest first.
     QStringList events(const QString& tool) const;

@@ -5,27 +5,22 @@
 #include <QRegularExpression>
 #include <QWidget>
 
+#include <algorithm>
+
 namespace {
 
 bool isCut(const QLabel& label) {
     const QString text = label.text();
     if (text.isEmpty() || label.textFormat() == Qt::RichText || text.contains(QChar(0x2026)))
         return false;
-    const QFontMetrics metrics = label.fontMetrics();
     const int room = label.contentsRect().width() - 2 * label.margin();
-    if (!label.wordWrap()) {
-        for (const QString& line : text.split(QLatin1Char('\n'))) {
-            if (metrics.horizontalAdvance(line) > room)
-                return true;
-        }
-        return false;
-    }
+    // Unwrapped, a line must fit; wrapped, every word must.
     static const QRegularExpression space(QStringLiteral("\\s+"));
-    for (const QString& word : text.split(space, Qt::SkipEmptyParts)) {
-        if (metrics.horizontalAdvance(word) > room)
-            return true;
-    }
-    return false;
+    const QStringList parts =
+        label.wordWrap() ? text.split(space, Qt::SkipEmptyParts) : text.split(QLatin1Char('\n'));
+    return std::any_of(parts.begin(), parts.end(), [&](const QString& part) {
+        return label.fontMetrics().horizontalAdvance(part) > room;
+    });
 }
 
 } // namespace
@@ -37,13 +32,11 @@ QStringList labelsCutWithoutEllipsis(const QWidget* root) {
     QList<const QLabel*> labels = root->findChildren<const QLabel*>();
     if (const auto* self = qobject_cast<const QLabel*>(root))
         labels << self;
-    for (const QLabel* label : labels) {
-        if (label->isVisible() && isCut(*label)) {
+    for (const QLabel* label : labels)
+        if (label->isVisible() && isCut(*label))
             found << QStringLiteral("%1/%2: %3")
                          .arg(label->objectName(), QString::fromLatin1(label->metaObject()->className()),
                               label->text());
-        }
-    }
     return found;
 }
 

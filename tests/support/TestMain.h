@@ -5,12 +5,30 @@
 
 #include <memory>
 
-// Runs several QtTest classes in one executable (one executable per subsystem folder). The
-// exit status is the number of failed classes, so CTest sees any failure.
+// Runs several QtTest classes in one executable (one executable per subsystem folder): those
+// named to the main, then those whose files registered them with TAVRILL_TEST(Class), in the
+// order the files are linked. The exit status is the number of failed classes, so CTest sees
+// any failure.
+using TestClassRunner = int (*)(int argc, char** argv);
+
+inline QList<TestClassRunner>& registeredTestClasses() {
+    static QList<TestClassRunner> runners;
+    return runners;
+}
+
+template <typename Test> int runTestClass(int argc, char** argv) {
+    Test test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#define TAVRILL_TEST(Class)                                                                                  \
+    [[maybe_unused]] static const bool Class##Registered =                                                   \
+        (registeredTestClasses() << &runTestClass<Class>, true);
+
 template <typename... Tests> int runTestClasses(int argc, char** argv) {
     int failed = 0;
-    auto runOne = [&](auto&& test) { failed += QTest::qExec(&test, argc, argv) != 0 ? 1 : 0; };
-    (runOne(Tests{}), ...);
+    for (TestClassRunner run : QList<TestClassRunner>{&runTestClass<Tests>...} + registeredTestClasses())
+        failed += run(argc, argv) != 0 ? 1 : 0;
     return failed;
 }
 

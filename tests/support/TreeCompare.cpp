@@ -59,17 +59,15 @@ void compareItem(const QString& source, const QString& copy, const QString& rela
     if (S_ISDIR(a.st_mode)) {
         const QDir::Filters all = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
         const QStringList left = QDir(source).entryList(all, QDir::Name);
-        const QStringList right = QDir(copy).entryList(all, QDir::Name);
-        for (const QString& entry : right) {
+        const auto child = [&](const QString& entry) {
+            return relative.isEmpty() ? entry : relative + QLatin1Char('/') + entry;
+        };
+        for (const QString& entry : QDir(copy).entryList(all, QDir::Name))
             if (!left.contains(entry))
-                out << (relative.isEmpty() ? entry : relative + QLatin1Char('/') + entry) +
-                           QStringLiteral(": extra in copy");
-        }
-        for (const QString& entry : left) {
-            const QString childRelative = relative.isEmpty() ? entry : relative + QLatin1Char('/') + entry;
-            compareItem(source + QLatin1Char('/') + entry, copy + QLatin1Char('/') + entry, childRelative,
+                out << child(entry) + QStringLiteral(": extra in copy");
+        for (const QString& entry : left)
+            compareItem(source + QLatin1Char('/') + entry, copy + QLatin1Char('/') + entry, child(entry),
                         out);
-        }
     }
 }
 

@@ -7,11 +7,8 @@ namespace VolumesTestKit {
 
 std::unique_ptr<EmulatedMac> machine(const QByteArray& version, const QByteArray& disksJson,
                                      const QByteArray& extra) {
-    QByteArray json = "{\"version\":\"" + version + "\",\"user\":\"alex\",\"disks\":[" + disksJson + "]";
-    if (!extra.isEmpty())
-        json += "," + extra;
-    json += "}";
-    return EmulatedMac::fromJson(json);
+    return EmulatedMac::fromJson("{\"version\":\"" + version + "\",\"user\":\"alex\",\"disks\":[" +
+                                 disksJson + "]" + (extra.isEmpty() ? QByteArray() : "," + extra) + "}");
 }
 
 QByteArray usbStick(const QByteArray& name, const QByteArray& size, const QByteArray& fields) {
@@ -51,10 +48,9 @@ QStringList namesOf(const VolumeObjList& list) {
 }
 
 VolumeObjRef volumeNamed(const VolumeObjList& list, const QString& name) {
-    for (const VolumeObjRef& v : list) {
+    for (const VolumeObjRef& v : list)
         if (v->volumeName() == name)
             return v;
-    }
     return VolumeObjRef();
 }
 

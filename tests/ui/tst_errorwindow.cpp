@@ -1,6 +1,5 @@
-#include "tst_errorwindow.h"
-
 #include "Screenshot.h"
+#include "TestMain.h"
 #include "UiTestKit.h"
 #include "ui/AttachedWindow.h"
 #include "ui/ErrorWindowController.h"
@@ -23,42 +22,50 @@ bool showsAllOf(ErrorWindowController* popup) {
 
 } // namespace
 
-void TestErrorWindow::showsTheTextAtTheTopMiddleUntilDone() {
-    QWidget main;
-    UiTestKit::paintAsWindow(&main);
-    QVERIFY(UiTestKit::showSized(&main, QSize(860, 560)));
+class TestErrorWindow : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void showsTheTextAtTheTopMiddleUntilDone() {
+        QWidget main;
+        UiTestKit::paintAsWindow(&main);
+        QVERIFY(UiTestKit::showSized(&main, QSize(860, 560)));
 
-    QPointer<ErrorWindowController> popup = ErrorWindowController::showErrorOn(&main, kSameDrive);
-    QVERIFY(popup);
-    QCOMPARE(popup->errorLabel()->text(), kSameDrive);
-    QCOMPARE(popup->doneButton()->text(), QStringLiteral("Done"));
-    QPointer<AttachedWindow> host = popup->superDelegate();
-    QVERIFY(host);
-    QVERIFY(host->isVisible());
-    QCOMPARE(host->parentWidget(), &main);
-    QCOMPARE(host->pos().y(), 5);
-    QVERIFY(qAbs(host->x() + host->width() / 2 - (860 / 2 - 3)) <= 1);
-    QVERIFY(showsAllOf(popup));
-    saveScreenshot(&main, QStringLiteral("ui"), QStringLiteral("error-window"));
+        QPointer<ErrorWindowController> popup = ErrorWindowController::showErrorOn(&main, kSameDrive);
+        QVERIFY(popup);
+        QCOMPARE(popup->errorLabel()->text(), kSameDrive);
+        QCOMPARE(popup->doneButton()->text(), QStringLiteral("Done"));
+        QPointer<AttachedWindow> host = popup->superDelegate();
+        QVERIFY(host);
+        QVERIFY(host->isVisible());
+        QCOMPARE(host->parentWidget(), &main);
+        QCOMPARE(host->pos().y(), 5);
+        QVERIFY(qAbs(host->x() + host->width() / 2 - (860 / 2 - 3)) <= 1);
+        QVERIFY(showsAllOf(popup));
+        saveScreenshot(&main, QStringLiteral("ui"), QStringLiteral("error-window"));
 
-    popup->changeErrorLabelStr(QStringLiteral("No file/disk has been selected\u2026"));
-    QCOMPARE(popup->errorText(), QStringLiteral("No file/disk has been selected\u2026"));
+        popup->changeErrorLabelStr(QStringLiteral("No file/disk has been selected\u2026"));
+        QCOMPARE(popup->errorText(), QStringLiteral("No file/disk has been selected\u2026"));
 
-    // A longer text grows the popup downwards, never sideways.
-    ErrorWindowController* longOne = ErrorWindowController::showErrorOn(
-        &main,
-        QStringLiteral("Insufficient disk space on this destination drive, please select another drive. ")
-            .repeated(3));
-    QVERIFY(longOne->superDelegate()->height() > host->height());
-    QCOMPARE(longOne->superDelegate()->width(), 340);
-    QVERIFY(showsAllOf(longOne));
+        // A longer text grows the popup downwards, never sideways.
+        ErrorWindowController* longOne = ErrorWindowController::showErrorOn(
+            &main,
+            QStringLiteral("Insufficient disk space on this destination drive, please select another drive. ")
+                .repeated(3));
+        QVERIFY(longOne->superDelegate()->height() > host->height());
+        QCOMPARE(longOne->superDelegate()->width(), 340);
+        QVERIFY(showsAllOf(longOne));
 
-    // "Done" closes it once and deletes it with its panel.
-    QSignalSpy closed(popup.data(), &ErrorWindowController::closed);
-    QTest::mouseClick(popup->doneButton(), Qt::LeftButton);
-    QCOMPARE(closed.count(), 1);
-    QVERIFY(!host->isVisible());
-    UiTestKit::flushEvents();
-    QVERIFY(host.isNull());
-    QVERIFY(popup.isNull());
-}
+        // "Done" closes it once and deletes it with its panel.
+        QSignalSpy closed(popup.data(), &ErrorWindowController::closed);
+        QTest::mouseClick(popup->doneButton(), Qt::LeftButton);
+        QCOMPARE(closed.count(), 1);
+        QVERIFY(!host->isVisible());
+        UiTestKit::flushEvents();
+        QVERIFY(host.isNull());
+        QVERIFY(popup.isNull());
+    }
+};
+
+TAVRILL_TEST(TestErrorWindow)
+
+#include "tst_errorwindow.moc"

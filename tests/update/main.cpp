@@ -1,5 +1,3 @@
 #include "GuiTestMain.h"
-#include "tst_updateinfo.h"
-#include "tst_updatewindow.h"
 
-TAVRILL_GUI_TEST_MAIN(TestUpdateInfo, TestUpdateWindow)
+TAVRILL_GUI_TEST_MAIN()

@@ -1,9 +1,0 @@
-#pragma once
-#include <QObject>
-
-class TestLog : public QObject {
-    Q_OBJECT
-private Q_SLOTS:
-    void createsReopensAndAppendsInTheLineFormat();
-    void writesLongMessagesWholeAndLinesWhole();
-};

@@ -1,9 +1,0 @@
-#pragma once
-
-#include <QObject>
-
-class TestErrorWindow : public QObject {
-    Q_OBJECT
-private Q_SLOTS:
-    void showsTheTextAtTheTopMiddleUntilDone();
-};
