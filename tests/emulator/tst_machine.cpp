@@ -11,7 +11,6 @@
 #include <QProcess>
 #include <QTest>
 
-
 void TestEmulatedMachine::toolsOnTheMachinesPath() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
