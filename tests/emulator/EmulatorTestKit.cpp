@@ -2,26 +2,6 @@
 
 #include <QDir>
 
-bool keysInByteOrder(const QByteArray& xml) {
-    QList<QByteArray> lastKey; // one entry per open <dict>
-    for (const QByteArray& raw : xml.split('\n')) {
-        const QByteArray line = raw.trimmed();
-        if (line == "<dict>") {
-            lastKey << QByteArray();
-        } else if (line == "</dict>") {
-            if (lastKey.isEmpty())
-                return false;
-            lastKey.removeLast();
-        } else if (line.startsWith("<key>")) {
-            const QByteArray key = line.mid(5, line.size() - 11);
-            if (lastKey.isEmpty() || (!lastKey.last().isEmpty() && !(lastKey.last() < key)))
-                return false;
-            lastKey.last() = key;
-        }
-    }
-    return lastKey.isEmpty();
-}
-
 QVariantList partitionsOf(const QVariantMap& list, const QString& disk) {
     for (const QVariant& e : list.value("AllDisksAndPartitions").toList()) {
         const QVariantMap m = e.toMap();
@@ -39,10 +19,13 @@ QString infoText(const EmulatedMac& mac, const QString& arg, const QString& key)
     return mac.diskInfo(arg).value(key).toString();
 }
 
-bool isWholeDisk(const EmulatedMac& mac, const QString& disk) {
-    return mac.diskList().value("WholeDisks").toStringList().contains(disk);
+QString fieldsOf(const QVariantMap& info, const QStringList& keys) {
+    QStringList values;
+    for (const QString& key : keys)
+        values << (info.contains(key) ? info.value(key).toString() : QStringLiteral("-"));
+    return values.join(QLatin1Char('|'));
 }
 
-QString physicalStoreOf(const QVariantMap& info) {
-    return info.value("APFSPhysicalStores").toList().value(0).toMap().value("APFSPhysicalStore").toString();
+bool isWholeDisk(const EmulatedMac& mac, const QString& disk) {
+    return mac.diskList().value("WholeDisks").toStringList().contains(disk);
 }

@@ -1,10 +1,7 @@
-#include "tst_diskutilverbs.h"
-
 #include "EmulatorTestKit.h"
+#include "TreeCompare.h"
 #include "VolumesTestKit.h"
 
-#include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QTest>
 
@@ -82,18 +79,14 @@ void TestDiskutilVerbs::eraseVolumeEmptiesAndReformats() {
     QCOMPARE(lines.first(), QByteArray("Started erase on disk3s1 STICK"));
     QVERIFY(lines.contains("Formatting disk3s1 as Mac OS Extended (Journaled) with name CLEAN"));
     QCOMPARE(lines.at(lines.size() - 2), QByteArray("Finished erase on disk3s1 CLEAN"));
-    const QVariantMap info = mac->diskInfo("disk3s1");
-    QCOMPARE(info.value("FilesystemName").toString(), QStringLiteral("Journaled HFS+"));
-    QCOMPARE(info.value("Content").toString(), QStringLiteral("Apple_HFS"));
-    QCOMPARE(info.value("MountPoint").toString(), QStringLiteral("/Volumes/CLEAN"));
-    QVERIFY(info.value("VolumeUUID").toString() != oldUuid);
+    QCOMPARE(fieldsOf(mac->diskInfo("disk3s1"), {"FilesystemName", "Content", "MountPoint"}),
+             QStringLiteral("Journaled HFS+|Apple_HFS|/Volumes/CLEAN"));
+    QVERIFY(infoText(*mac, "disk3s1", "VolumeUUID") != oldUuid);
     QVERIFY(entriesOf(*mac, "/Volumes/CLEAN").isEmpty());
     QVERIFY(!QFileInfo::exists(mac->host("/Volumes/STICK")));
 
     // reformat keeps the name and the personality, and empties the volume again.
-    QFile f(mac->host("/Volumes/CLEAN/file"));
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.close();
+    QVERIFY(writeHostFile(mac->host("/Volumes/CLEAN/file"), "x"));
     const EmulatedMac::Run again = diskutil(*mac, {"reformat", "/Volumes/CLEAN"});
     QCOMPARE(again.code, 0);
     QVERIFY(again.out.contains("Finished erase on disk3s1 CLEAN"));
@@ -111,46 +104,30 @@ void TestDiskutilVerbs::eraseVolumeTakesEachFormatName() {
         "10.15.7", R"({"size": "16GB", "scheme": "GPT", "partitions": [{"fs": "JHFS+", "name": "DATA"}]})");
     QVERIFY(mac->isValid());
     const QString device = QStringLiteral("disk2s2");
-    struct Name {
-        const char* format;
-        const char* filesystem;  // FilesystemName
-        const char* personality; // FilesystemUserVisibleName
-    };
-    // Every personality and alias diskutil takes, in the cases people write them.
-    const Name accepted[] = {
-        {"JHFS+", "Journaled HFS+", "Mac OS Extended (Journaled)"},
-        {"hfs+", "Journaled HFS+", "Mac OS Extended (Journaled)"},
-        {"Journaled HFS+", "Journaled HFS+", "Mac OS Extended (Journaled)"},
-        {"JHFSX", "Case-sensitive Journaled HFS+", "Mac OS Extended (Case-sensitive, Journaled)"},
-        {"hfsx", "Case-sensitive Journaled HFS+", "Mac OS Extended (Case-sensitive, Journaled)"},
-        {"Case-sensitive Journaled HFS+", "Case-sensitive Journaled HFS+",
+    // Every personality and alias diskutil takes, in the cases people write them: the formats,
+    // FilesystemName and FilesystemUserVisibleName.
+    const char* const names[][3] = {
+        {"JHFS+|hfs+|Journaled HFS+", "Journaled HFS+", "Mac OS Extended (Journaled)"},
+        {"JHFSX|hfsx|Case-sensitive Journaled HFS+|Case-sensitive HFS+", "Case-sensitive Journaled HFS+",
          "Mac OS Extended (Case-sensitive, Journaled)"},
-        {"Case-sensitive HFS+", "Case-sensitive Journaled HFS+",
-         "Mac OS Extended (Case-sensitive, Journaled)"},
-        {"APFS", "APFS", "APFS"},
-        {"apfsi", "APFS", "APFS"},
-        {"APFSX", "Case-sensitive APFS", "APFS (Case-sensitive)"},
-        {"Case-sensitive APFS", "Case-sensitive APFS", "APFS (Case-sensitive)"},
+        {"APFS|apfsi", "APFS", "APFS"},
+        {"APFSX|Case-sensitive APFS", "Case-sensitive APFS", "APFS (Case-sensitive)"},
         {"ExFAT", "ExFAT", "ExFAT"},
-        {"FAT32", "MS-DOS FAT32", "MS-DOS (FAT32)"},
-        {"MS-DOS FAT32", "MS-DOS FAT32", "MS-DOS (FAT32)"},
-        {"ms-dos", "MS-DOS FAT32", "MS-DOS (FAT32)"},
+        {"FAT32|MS-DOS FAT32|ms-dos", "MS-DOS FAT32", "MS-DOS (FAT32)"},
         {"MS-DOS FAT16", "MS-DOS FAT16", "MS-DOS (FAT16)"},
     };
-    for (const Name& n : accepted) {
-        const EmulatedMac::Run r = diskutil(*mac, {"eraseVolume", n.format, "NEW", device});
-        QVERIFY2(r.code == 0, n.format);
-        const QString personality = QString::fromLatin1(n.personality);
-        // APFS first formats the partition as HFS+, then turns it into a container.
-        if (!personality.startsWith(QLatin1String("APFS")))
-            QVERIFY2(
-                r.out.contains(
-                    QStringLiteral("Formatting %1 as %2 with name NEW\n").arg(device, personality).toUtf8()),
-                r.out.constData());
-        const QVariantMap info = mac->diskInfo("/Volumes/NEW");
-        QCOMPARE(info.value("FilesystemName").toString() + QStringLiteral(" / ") +
-                     info.value("FilesystemUserVisibleName").toString(),
-                 QString::fromLatin1(n.filesystem) + QStringLiteral(" / ") + personality);
+    for (const auto& [formats, filesystem, personality] : names) {
+        for (const QString& format : QString::fromLatin1(formats).split(QLatin1Char('|'))) {
+            const EmulatedMac::Run r = diskutil(*mac, {"eraseVolume", format, "NEW", device});
+            QVERIFY2(r.code == 0, qPrintable(format));
+            // APFS first formats the partition as HFS+, then turns it into a container.
+            if (!QByteArray(personality).startsWith("APFS"))
+                QVERIFY2(r.out.contains("Formatting " + device.toUtf8() + " as " + personality +
+                                        " with name NEW\n"),
+                         r.out.constData());
+            QCOMPARE(fieldsOf(mac->diskInfo("/Volumes/NEW"), {"FilesystemName", "FilesystemUserVisibleName"}),
+                     QString::fromLatin1(filesystem) + QLatin1Char('|') + QString::fromLatin1(personality));
+        }
     }
     // Short forms that scenarios take are not diskutil's.
     for (const char* refused : {"msdos", "FAT16", "NTFS", "hfs", "UDF", ""}) {
@@ -172,9 +149,7 @@ void TestDiskutilVerbs::anApfsVolumeIsErasedInItsContainer() {
     const QVariantMap before = mac->diskInfo("/Volumes/Projects");
     const QString volume = before.value("DeviceIdentifier").toString();
     const QString container = before.value("ParentWholeDisk").toString();
-    QFile f(mac->host("/Volumes/Projects/file"));
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.close();
+    QVERIFY(writeHostFile(mac->host("/Volumes/Projects/file"), "x"));
     const QStringList disksBefore = mac->diskList().value("AllDisks").toStringList();
 
     // reformat keeps the name and APFS; eraseVolume may rename it. Either way the volume stays
@@ -239,7 +214,13 @@ void TestDiskutilVerbs::eraseDiskLaysOutTheScheme() {
         QVERIFY(r.out.contains("Created new APFS Container disk"));
         const QVariantMap volume = mac->diskInfo("/Volumes/" + name);
         QCOMPARE(volume.value("FilesystemType").toString(), QStringLiteral("apfs"));
-        QCOMPARE(physicalStoreOf(volume), dataPartition);
+        QCOMPARE(volume.value("APFSPhysicalStores")
+                     .toList()
+                     .value(0)
+                     .toMap()
+                     .value("APFSPhysicalStore")
+                     .toString(),
+                 dataPartition);
     } else {
         QCOMPARE(data.value("MountPoint").toString(), QStringLiteral("/Volumes/") + name);
         QVERIFY(mac->mountTable().contains(QByteArray("/dev/") + dataPartition.toUtf8() + " /Volumes/" +
@@ -329,8 +310,7 @@ void TestDiskutilVerbs::unmountMountAndResizeADisk() {
     QCOMPARE(off.out, QByteArray("Unmount of all volumes on disk4 was successful\n"));
     QVERIFY(!QFileInfo::exists(mac->host("/Volumes/Backup")));
     QVERIFY(!mac->mountTable().contains("/Volumes/Backup"));
-    QCOMPARE(infoText(*mac, "disk4s2", "MountPoint"), QString());
-    QCOMPARE(mac->diskInfo("disk4s2").value("FreeSpace").toLongLong(), 0);
+    QCOMPARE(fieldsOf(mac->diskInfo("disk4s2"), {"MountPoint", "FreeSpace"}), QStringLiteral("|0"));
     const EmulatedMac::Run on = diskutil(*mac, {"mountDisk", "/dev/disk4"});
     QCOMPARE(on.out, QByteArray("Volume(s) mounted successfully\n"));
     QCOMPARE(entriesOf(*mac, "/Volumes/Backup"), files);
@@ -344,10 +324,8 @@ void TestDiskutilVerbs::unmountMountAndResizeADisk() {
         diskutil(*mac, {"resizeVolume", "disk4s2", newSize, "JHFS+", "NewCloneSystem", "2500000000B"});
     QCOMPARE(r.code, 0);
     QVERIFY(r.out.startsWith(QStringLiteral("Resizing to %1 bytes").arg(total - 2500000000LL).toUtf8()));
-    const QVariantMap added = mac->diskInfo("disk4s3");
-    QCOMPARE(added.value("Size").toLongLong(), 2500000000LL);
-    QCOMPARE(added.value("MountPoint").toString(), QStringLiteral("/Volumes/NewCloneSystem"));
-    QCOMPARE(added.value("FilesystemName").toString(), QStringLiteral("Journaled HFS+"));
+    QCOMPARE(fieldsOf(mac->diskInfo("disk4s3"), {"Size", "MountPoint", "FilesystemName"}),
+             QStringLiteral("2500000000|/Volumes/NewCloneSystem|Journaled HFS+"));
     QCOMPARE(mac->diskInfo("disk4s2").value("TotalSize").toLongLong(), total - 2500000000LL);
     QCOMPARE(entriesOf(*mac, "/Volumes/Backup"), files);
     // More than the partition holds is refused.

@@ -1,6 +1,4 @@
 #include "TestMain.h"
-#include "tst_asroutput.h"
-#include "tst_bootable.h"
-#include "tst_usbcontrol.h"
+#include "tst_osclone.h"
 
 TAVRILL_TEST_MAIN(TestAsrOutput, TestUSBControl, TestBootable)

@@ -1,4 +1,4 @@
-#include "tst_bootable.h"
+#include "tst_osclone.h"
 
 #include "TreeCompare.h"
 #include "VolumesTestKit.h"
@@ -25,7 +25,6 @@ struct Recorder : QvBootableDelegate {
     QList<Report> reports;
     QList<QPair<int, int>> tenths; // (tag, pass)
     QStringList labels;
-    std::function<void(const Report&)> onReport;
     std::function<void(int, int)> onTenth;
 
     void QvUINotify(const QvProgressRecord* r) override {
@@ -34,8 +33,6 @@ struct Recorder : QvBootableDelegate {
         static const int percentOfStep[] = {0, 12, 25, 37, 50, 62, 75, 87, 100};
         QVERIFY(r->stepCode >= 0 && r->stepCode <= 8);
         QCOMPARE(r->percent, percentOfStep[r->stepCode]);
-        if (onReport)
-            onReport(reports.last());
     }
     void changeProTimeWithTag(int tag, int step) override {
         tenths << qMakePair(tag, step);
@@ -90,18 +87,14 @@ QvBootable* engine() {
 }
 
 // Starts a clone and waits for its last report.
-bool runClone(Recorder& rec, const VolumeObjRef& target, int ms = 90000) {
+bool runClone(Recorder& rec, const VolumeObjRef& target) {
     QvBootable* e = engine();
     e->QvSetDelegate(&rec);
     if (e->QvStart(target) != 0)
         return false;
-    const bool ended = waitUntil([e] { return !e->isRunning(); }, ms);
+    const bool ended = waitUntil([e] { return !e->isRunning(); }, 90000);
     e->QvSetDelegate(nullptr);
     return ended;
-}
-
-bool ran(const EmulatedMac& mac, const QStringList& call) {
-    return mac.calls(call.first()).contains(call);
 }
 
 bool ranVerb(const EmulatedMac& mac, const QString& tool, const QString& verb) {
@@ -111,8 +104,6 @@ bool ranVerb(const EmulatedMac& mac, const QString& tool, const QString& verb) {
     }
     return false;
 }
-
-const QList<Report> kGoodSteps = {{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 3}, {0, 4}, {0, 5}, {0, 8}};
 
 QJsonArray disksExcept(const EmulatedMac& mac, const QString& disk) {
     const QJsonObject state = QJsonDocument::fromJson(mac.emuctl({QStringLiteral("state")}).out).object();
@@ -124,7 +115,19 @@ QJsonArray disksExcept(const EmulatedMac& mac, const QString& disk) {
     return out;
 }
 
+// A clone that ends before its end.
+struct EndCase {
+    QByteArray fault;
+    QString cause; // "failAt", "unplug", the answer to the rights dialog, or "stop after" a call or a tenth
+    Report last;   // the last report
+    bool erased;   // the erase ran
+    bool restoreRan;
+    bool stickKept; // the stick's own volume is still there
+};
+
 } // namespace
+
+Q_DECLARE_METATYPE(EndCase)
 
 void TestBootable::clonesInEveryDelivery_data() {
     QTest::addColumn<QString>("delivery");
@@ -149,30 +152,26 @@ void TestBootable::clonesInEveryDelivery() {
     Recorder rec;
     QVERIFY(runClone(rec, target));
 
-    if (delivery == QLatin1String("buffered")) {
-        // Everything in one piece at the end: the piece is read as the target's validation, so
-        // no copy stage or tenth is shown, and the verdict still reads every line.
-        QCOMPARE(rec.reports, (QList<Report>{{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 3}, {0, 8}}));
-        QVERIFY(rec.tenths.isEmpty());
-    } else if (delivery == QLatin1String("line")) {
-        QCOMPARE(rec.reports.mid(0, 5), kGoodSteps.mid(0, 5));
-        QCOMPARE(rec.reports.last(), Report(0, 8));
+    // The stages in order, and the tenths of both passes in order up to the last: piece by piece a
+    // busy reader may get two pieces at once, which costs a report (the reader's tests fix each
+    // cut exactly); a line at a time each pass counts as its "20". Everything in one piece at the
+    // end is read as the target's validation: no copy stage or tenth, and the verdict still reads
+    // every line.
+    const bool buffered = delivery == QLatin1String("buffered");
+    QCOMPARE(rec.reports.mid(0, 5), (QList<Report>{{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 3}}));
+    QCOMPARE(rec.reports.last(), Report(0, 8));
+    QCOMPARE(rec.reports.contains(Report(0, 5)), !buffered);
+    QCOMPARE(rec.labels.contains("Cloning..."), !buffered);
+    QVERIFY(!buffered || rec.reports.size() == 6);
+    if (delivery == QLatin1String("line"))
         QCOMPARE(rec.tenths, (QList<QPair<int, int>>{{2, 1}, {2, 2}}));
-    } else {
-        // Piece by piece while the tool runs. A busy reader may get two pieces at once, which
-        // costs a report (the reader's tests fix each cut exactly): the stages keep their order
-        // and the tenths of both passes come in order up to the last.
-        QCOMPARE(rec.reports.mid(0, 5), kGoodSteps.mid(0, 5));
-        QVERIFY(rec.reports.contains(Report(0, 5)));
-        QCOMPARE(rec.reports.last(), Report(0, 8));
-        QVERIFY(rec.tenths.size() >= 10);
-        for (qsizetype i = 1; i < rec.tenths.size(); ++i) {
-            const auto before = qMakePair(rec.tenths[i - 1].second, rec.tenths[i - 1].first);
-            QVERIFY(before < qMakePair(rec.tenths[i].second, rec.tenths[i].first));
-        }
-        QCOMPARE(rec.tenths.last(), qMakePair(10, 2));
+    else if (!buffered)
+        QVERIFY(rec.tenths.size() >= 10 && rec.tenths.last() == qMakePair(10, 2));
+    QVERIFY(!buffered || rec.tenths.isEmpty());
+    for (qsizetype i = 1; i < rec.tenths.size(); ++i) {
+        const auto before = qMakePair(rec.tenths[i - 1].second, rec.tenths[i - 1].first);
+        QVERIFY(before < qMakePair(rec.tenths[i].second, rec.tenths[i].first));
     }
-    QVERIFY(delivery == QLatin1String("buffered") || rec.labels.contains("Cloning..."));
 
     // The exact commands, in order.
     QCOMPARE(mac->calls("killall"), (QList<QStringList>{{"killall", "mds_stores"}}));
@@ -235,37 +234,44 @@ void TestBootable::fileSystemBySystemVersion() {
     Recorder rec;
     QVERIFY(runClone(rec, driveRecord(*mac, disk)));
     QCOMPARE(rec.reports.last(), Report(0, 8));
-    QVERIFY(ran(*mac, {"diskutil", "eraseDisk", fileSystem, "NewCloneSystem", disk}));
+    QVERIFY(mac->calls("diskutil").contains({"diskutil", "eraseDisk", fileSystem, "NewCloneSystem", disk}));
     // The drive is unmounted and mounted again on 10.15 and later only.
     QCOMPARE(ranVerb(*mac, QStringLiteral("diskutil"), QStringLiteral("unmountDisk")), version >= "10.15");
 }
 
-void TestBootable::failures_data() {
-    QTest::addColumn<QByteArray>("fault");
-    QTest::addColumn<QString>("knob");
-    QTest::addColumn<int>("error");
-    QTest::addColumn<int>("step");
-    QTest::addColumn<bool>("erased");
-    QTest::addColumn<bool>("restoreRan");
-    const auto row = [](const char* tag, const QByteArray& fault, const char* knob, int error, int step,
-                        bool erased, bool restoreRan) {
-        QTest::newRow(tag) << fault << QString::fromLatin1(knob) << error << step << erased << restoreRan;
+void TestBootable::endsEarly_data() {
+    QTest::addColumn<EndCase>("c");
+    const auto hang = [](const QByteArray& toolAndVerb, const QByteArray& seconds) {
+        return R"({)" + toolAndVerb + R"(,"mode":"hang","seconds":)" + seconds + "}";
     };
-    row("erase leaves no volume", R"({"tool":"diskutil","verb":"eraseDisk","mode":"fail"})", "", -4, 3, true,
-        false);
-    row("restore tool fails", {}, "failAt", -7, 8, true, true);
-    row("drive pulled out while copying", {}, "unplug", -3, 8, true, true);
-    row("rights refused", {}, "deny", -10, 2, false, false);
-    row("rights dialog cancelled", {}, "cancel", -11, 2, false, false);
+    QTest::newRow("erase leaves no volume")
+        << EndCase{R"({"tool":"diskutil","verb":"eraseDisk","mode":"fail"})", "", {-4, 3}, true, false, true};
+    QTest::newRow("restore tool fails") << EndCase{{}, "failAt", {-7, 8}, true, true, false};
+    QTest::newRow("drive pulled out while copying") << EndCase{{}, "unplug", {-3, 8}, true, true, false};
+    QTest::newRow("rights refused") << EndCase{{}, "deny", {-10, 2}, false, false, true};
+    QTest::newRow("rights dialog cancelled") << EndCase{{}, "cancel", {-11, 2}, false, false, true};
+    QTest::newRow("stopped before the erase")
+        << EndCase{hang(R"("tool":"killall")", "2"), "stop after killall", {-8, 1}, false, false, true};
+    QTest::newRow("stopped during the erase")
+        << EndCase{hang(R"("tool":"diskutil","verb":"eraseDisk")", "20"),
+                   "stop after eraseDisk",
+                   {-8, 2},
+                   true,
+                   false,
+                   true};
+    QTest::newRow("stopped before the restore")
+        << EndCase{hang(R"("tool":"diskutil","verb":"unmountDisk")", "2"),
+                   "stop after unmountDisk",
+                   {-8, 3},
+                   true,
+                   false,
+                   false};
+    QTest::newRow("stopped during the restore")
+        << EndCase{{}, "stop after tenth", {-7, 8}, true, true, false};
 }
 
-void TestBootable::failures() {
-    QFETCH(QByteArray, fault);
-    QFETCH(QString, knob);
-    QFETCH(int, error);
-    QFETCH(int, step);
-    QFETCH(bool, erased);
-    QFETCH(bool, restoreRan);
+void TestBootable::endsEarly() {
+    QFETCH(EndCase, c);
     // A volume already named as the clone's first choice is never the restore's target.
     const QByteArray busyName =
         "{\"name\":\"busy\",\"mediaName\":\"busy\",\"size\":\"8GB\",\"scheme\":\"GPT\","
@@ -273,100 +279,61 @@ void TestBootable::failures() {
     auto mac = machine("10.15.7", kInternal + "," + usbStick("stick") + "," + busyName,
                        "\"asr\":{\"stepDelayMs\":150,\"pieceDelayMs\":0,\"delivery\":\"token\"}");
     QVERIFY(mac->isValid());
-    if (!fault.isEmpty())
-        QVERIFY(mac->addFault(fault));
-    if (knob == QLatin1String("failAt"))
-        QVERIFY(mac->setAsr(knob, QStringLiteral("40")));
-    if (knob == QLatin1String("deny") || knob == QLatin1String("cancel"))
-        QVERIFY(mac->setAuthorization(knob));
+    QVERIFY(c.fault.isEmpty() || mac->addFault(c.fault));
+    if (c.cause == QLatin1String("failAt"))
+        QVERIFY(mac->setAsr(c.cause, QStringLiteral("40")));
+    if (c.cause == QLatin1String("deny") || c.cause == QLatin1String("cancel"))
+        QVERIFY(mac->setAuthorization(c.cause));
     const QString disk = diskOf(*mac, QStringLiteral("stick"));
     const QByteArray before = mac->emuctl({QStringLiteral("state")}).out;
     Recorder rec;
-    if (knob == QLatin1String("unplug")) {
+    if (c.cause == QLatin1String("unplug")) {
         rec.onTenth = [&](int tag, int pass) {
             if (tag == 3 && pass == 1)
                 QVERIFY(mac->unplug("stick"));
         };
     }
-    QVERIFY(runClone(rec, driveRecord(*mac, disk)));
-    QCOMPARE(rec.reports.last(), Report(error, step));
-    QCOMPARE(rec.reports.count(rec.reports.last()), 1);
-    QCOMPARE(ranVerb(*mac, QStringLiteral("diskutil"), QStringLiteral("eraseDisk")), erased);
-    QCOMPARE(ranVerb(*mac, QStringLiteral("asr"), QStringLiteral("restore")), restoreRan);
-    // Without the rights nothing on the Mac changed.
-    if (!erased)
-        QCOMPARE(mac->emuctl({QStringLiteral("state")}).out, before);
-    for (const QStringList& c : mac->calls("asr"))
-        QCOMPARE(c.value(5), QStringLiteral("/Volumes/NewCloneSystem1"));
-    QCOMPARE(mac->diskInfo("/Volumes/NewCloneSystem").value("VolumeName").toString(),
-             QStringLiteral("NewCloneSystem"));
-}
-
-void TestBootable::cancelAtEachStage_data() {
-    QTest::addColumn<QByteArray>("fault");
-    QTest::addColumn<QString>("cancelAfter"); // the call the tool log must show first, or "tenth"
-    QTest::addColumn<int>("error");
-    QTest::addColumn<int>("step");
-    QTest::addColumn<bool>("erased");
-    const auto row = [](const char* tag, const QByteArray& fault, const char* after, int error, int step,
-                        bool erased) {
-        QTest::newRow(tag) << fault << QString::fromLatin1(after) << error << step << erased;
-    };
-    row("before the erase", R"({"tool":"killall","mode":"hang","seconds":2})", "killall", -8, 1, false);
-    row("during the erase", R"({"tool":"diskutil","verb":"eraseDisk","mode":"hang","seconds":20})",
-        "eraseDisk", -8, 2, false);
-    row("before the restore", R"({"tool":"diskutil","verb":"unmountDisk","mode":"hang","seconds":2})",
-        "unmountDisk", -8, 3, true);
-    row("during the restore", {}, "tenth", -7, 8, true);
-}
-
-void TestBootable::cancelAtEachStage() {
-    QFETCH(QByteArray, fault);
-    QFETCH(QString, cancelAfter);
-    QFETCH(int, error);
-    QFETCH(int, step);
-    QFETCH(bool, erased);
-    auto mac = cloneMachine("10.15.7", "\"stepDelayMs\":100,\"pieceDelayMs\":0,\"delivery\":\"token\"");
-    QVERIFY(mac->isValid());
-    if (!fault.isEmpty())
-        QVERIFY(mac->addFault(fault));
-    const QString disk = diskOf(*mac, QStringLiteral("SanDisk Cruzer"));
     QvBootable* e = engine();
-    Recorder rec;
     e->QvSetDelegate(&rec);
-    QVERIFY(e->QvStart(driveRecord(*mac, disk)) == 0);
+    QCOMPARE(e->QvStart(driveRecord(*mac, disk)), 0);
     QElapsedTimer clock;
     clock.start();
-    if (cancelAfter == QLatin1String("tenth")) {
-        QVERIFY(waitUntil([&] { return !rec.tenths.isEmpty(); }, 30000));
-    } else {
+    const bool stop = c.cause.startsWith(QLatin1String("stop after "));
+    if (stop) {
+        const QString after = c.cause.mid(11);
         QVERIFY(waitUntil(
             [&] {
-                for (const QStringList& c : mac->calls())
-                    if (c.contains(cancelAfter))
+                for (const QStringList& call : mac->calls())
+                    if (call.contains(after))
                         return true;
-                return false;
+                return after == QLatin1String("tenth") && !rec.tenths.isEmpty();
             },
             30000));
+        QCOMPARE(e->QvStop(), 0);
+        // A start refused while the stopped clone still runs leaves it stopped.
+        if (e->isRunning()) {
+            QCOMPARE(e->QvStart(driveRecord(*mac, disk)), QvBootable::kErrNoTarget);
+            QVERIFY(e->QvUserIsCancel());
+        }
     }
-    QCOMPARE(e->QvStop(), 0);
-    // A start refused while the stopped clone still runs leaves it stopped.
-    if (e->isRunning()) {
-        QCOMPARE(e->QvStart(driveRecord(*mac, disk)), QvBootable::kErrNoTarget);
-        QVERIFY(e->QvUserIsCancel());
-    }
-    QVERIFY(waitUntil([e] { return !e->isRunning(); }, 30000));
+    QVERIFY(waitUntil([e] { return !e->isRunning(); }, 90000));
+    // A stop ends it well before the hanging tool would have answered.
+    QVERIFY(!stop || clock.elapsed() < 15000);
     e->QvSetDelegate(nullptr);
-    // Stopped well before the hanging tool would have answered.
-    QVERIFY(clock.elapsed() < 15000);
-    QCOMPARE(rec.reports.last(), Report(error, step));
-    QCOMPARE(ranVerb(*mac, QStringLiteral("diskutil"), QStringLiteral("eraseDisk")), erased || step == 2);
-    QCOMPARE(ranVerb(*mac, QStringLiteral("asr"), QStringLiteral("restore")),
-             cancelAfter == QLatin1String("tenth"));
+    QCOMPARE(rec.reports.last(), c.last);
+    QCOMPARE(rec.reports.count(rec.reports.last()), 1);
+    QCOMPARE(ranVerb(*mac, QStringLiteral("diskutil"), QStringLiteral("eraseDisk")), c.erased);
+    QCOMPARE(ranVerb(*mac, QStringLiteral("asr"), QStringLiteral("restore")), c.restoreRan);
     // The restore ran as root; the stop reached it there.
     QVERIFY(mac->runningTools(QStringLiteral("asr")).isEmpty());
-    // The stick's own volume is still there unless the erase ran to its end.
-    QCOMPARE(QFileInfo::exists(mac->host("/Volumes/STICK")), !erased);
+    QCOMPARE(QFileInfo::exists(mac->host("/Volumes/STICK")), c.stickKept);
+    // Without the rights nothing on the Mac changed.
+    if (!c.erased)
+        QCOMPARE(mac->emuctl({QStringLiteral("state")}).out, before);
+    for (const QStringList& call : mac->calls("asr"))
+        QCOMPARE(call.value(5), QStringLiteral("/Volumes/NewCloneSystem1"));
+    QCOMPARE(mac->diskInfo("/Volumes/NewCloneSystem").value("VolumeName").toString(),
+             QStringLiteral("NewCloneSystem"));
 }
 
 void TestBootable::rootOnlyWhereItWasGranted() {

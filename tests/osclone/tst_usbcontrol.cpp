@@ -1,4 +1,4 @@
-#include "tst_usbcontrol.h"
+#include "tst_osclone.h"
 
 #include "VolumesTestKit.h"
 #include "Wait.h"
@@ -53,19 +53,13 @@ QByteArray gptStick(const QByteArray& name, const QByteArray& partitions) {
 
 } // namespace
 
-void TestUSBControl::listingTakesOnlyLargePlainUsbDrives() {
-    const QByteArray disks = usbStick("under", "2499999999") + "," + usbStick("exact", "2500000000") + "," +
-                             usbStick("raid", "16GB", ",\"raidMaster\":true") + "," +
-                             usbStick("locked", "16GB", ",\"coreStorageEncrypted\":true") + "," +
-                             usbStick("hfsx", "16GB", ",\"content\":\"Apple_HFSX\"") + "," +
-                             "{\"name\":\"inside\",\"bus\":\"SATA\",\"internal\":true,\"ejectable\":false,"
-                             "\"mediaName\":\"HDD\",\"size\":\"1TB\","
-                             "\"scheme\":\"GPT\",\"partitions\":[{\"fs\":\"JHFS+\",\"name\":\"Inside\"}]}," +
-                             "{\"name\":\"nameless\",\"mediaName\":\"\",\"size\":\"8GB\",\"scheme\":\"MBR\","
-                             "\"partitions\":[{\"fs\":\"ExFAT\",\"name\":\"N\"}]}";
-    auto mac = machine("10.15.7", disks,
-                       "\"images\":[{\"path\":\"/Users/alex/"
-                       "Big.dmg\",\"volname\":\"Big\",\"size\":\"3g\",\"attach\":true}]");
+void TestUSBControl::listingTakesOnlyLargeUsbDrives() {
+    // Which disks count as plain USB disks (not internal, not an image) is
+    // TestVolumeEnumerator::usbScanOffersOnlyPlainUsbDisks'.
+    auto mac =
+        machine("10.15.7", usbStick("under", "2499999999") + "," + usbStick("exact", "2500000000") + "," +
+                               R"({"name":"nameless","mediaName":"","size":"8GB","scheme":"MBR",)"
+                               R"("partitions":[{"fs":"ExFAT","name":"N"}]})");
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     const QString exact = deviceOf(*mac, "/Volumes/EXACT").section(QLatin1Char('s'), 0, 1);
     const QString nameless = deviceOf(*mac, "/Volumes/N").section(QLatin1Char('s'), 0, 1);
@@ -125,22 +119,18 @@ void TestUSBControl::plugAndPullKeepTheListRight() {
     QTest::qWait(600);
     workerPool()->waitForDone(5000);
     QCOMPARE(bsdNames(control), QStringList{second});
-}
 
-void TestUSBControl::arrivalOvertakenByRemovalAddsNothing() {
-    auto mac = machine("10.15.7", usbStick("stick"));
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    const QByteArray disk = deviceOf(*mac, "/Volumes/STICK").section(QLatin1Char('s'), 0, 1).toUtf8();
-    QvUSBControl control;
-    // The removal comes while the arrival's disk-tool run is still going.
+    // A removal that comes while the arrival's disk-tool run is still going adds nothing; a new
+    // arrival after that is listed again.
+    const QByteArray disk = second.toUtf8();
+    control.QvDiskDisappearImp(disk.constData());
     control.QvDiskAppearImp(disk.constData());
     control.QvDiskDisappearImp(disk.constData());
     workerPool()->waitForDone(5000);
     QVERIFY(bsdNames(control).isEmpty());
-    // A new arrival after that is listed again.
     control.QvDiskAppearImp(disk.constData());
     workerPool()->waitForDone(5000);
-    QCOMPARE(bsdNames(control), QStringList{QString::fromUtf8(disk)});
+    QCOMPARE(bsdNames(control), QStringList{second});
 }
 
 void TestUSBControl::concurrentPlugAndPull() {
@@ -151,16 +141,14 @@ void TestUSBControl::concurrentPlugAndPull() {
     QCoreApplication::processEvents();
 
     // Drives come and go from several threads at once while the control follows them.
-    QStringList kept;
     std::atomic<int> done{0};
     QList<QThread*> threads;
     for (int t = 0; t < 3; ++t) {
         threads << QThread::create([&, t] {
             const QString gone = mac->plug(usbStick("gone" + QByteArray::number(t)));
-            const QString stay = mac->plug(usbStick("stay" + QByteArray::number(t)));
+            mac->plug(usbStick("stay" + QByteArray::number(t)));
             mac->unplug(gone);
             ++done;
-            Q_UNUSED(stay);
         });
         threads.last()->start();
     }
@@ -171,43 +159,22 @@ void TestUSBControl::concurrentPlugAndPull() {
         QCoreApplication::processEvents();
     }
     QVERIFY(waitUntil([&] { return done.load() == 3; }, 30000));
-    for (QThread* t : threads) {
+    for (QThread* t : threads)
         t->wait();
-        delete t;
-    }
+    qDeleteAll(threads);
     QStringList expected;
     for (int t = 0; t < 3; ++t)
         expected << deviceOf(*mac, QStringLiteral("/Volumes/STAY%1").arg(t)).section(QLatin1Char('s'), 0, 1);
     expected.sort();
-    QVERIFY(waitUntil(
-        [&] {
-            QStringList names = bsdNames(control);
-            names.sort();
-            return names == expected;
-        },
-        3000));
+    const auto sortedNames = [&] {
+        QStringList names = bsdNames(control);
+        names.sort();
+        return names;
+    };
+    QVERIFY(waitUntil([&] { return sortedNames() == expected; }, 3000));
     QTest::qWait(400);
     workerPool()->waitForDone(5000);
-    QStringList names = bsdNames(control);
-    names.sort();
-    QCOMPARE(names, expected);
-}
-
-void TestUSBControl::cloneVolumeName() {
-    auto mac = machine("10.15.7");
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    QvUSBControl control;
-    control.CreateVolumeName();
-    QCOMPARE(control.QvGetZantorVolumeName(), QStringLiteral("NewCloneSystem"));
-    QCOMPARE(control.QvGetZantorVolumePath(), QStringLiteral("/Volumes/NewCloneSystem"));
-
-    const QString taken = mac->plug("{\"mediaName\":\"A\",\"size\":\"16GB\",\"scheme\":\"GPT\","
-                                    "\"partitions\":[{\"fs\":\"JHFS+\",\"name\":\"NewCloneSystem\","
-                                    "\"size\":\"5GB\"},{\"fs\":\"JHFS+\",\"name\":\"NewCloneSystem1\"}]}");
-    QVERIFY(!taken.isEmpty());
-    control.CreateVolumeName();
-    QCOMPARE(control.QvGetZantorVolumeName(), QStringLiteral("NewCloneSystem2"));
-    QCOMPARE(control.QvGetZantorVolumePath(), QStringLiteral("/Volumes/NewCloneSystem2"));
+    QCOMPARE(sortedNames(), expected);
 }
 
 void TestUSBControl::carvingRunsTheExactResize() {
@@ -216,10 +183,18 @@ void TestUSBControl::carvingRunsTheExactResize() {
     QCOMPARE(deviceOf(*mac, "/Volumes/Stuff"), QStringLiteral("disk2s2"));
     QvUSBControl control;
     control.CreateVolumeName();
+    QCOMPARE(control.QvGetZantorVolumeName(), QStringLiteral("NewCloneSystem"));
+    QCOMPARE(control.QvGetZantorVolumePath(), QStringLiteral("/Volumes/NewCloneSystem"));
+    // The first free name is taken.
+    QVERIFY(!mac->plug(gptStick("taken", R"({"fs":"JHFS+","name":"NewCloneSystem","size":"5GB"},)"
+                                         R"({"fs":"JHFS+","name":"NewCloneSystem1"})"))
+                 .isEmpty());
+    control.CreateVolumeName();
+    QCOMPARE(control.QvGetZantorVolumeName(), QStringLiteral("NewCloneSystem2"));
     const QVariantMap drive = driveOf(*mac, QStringLiteral("disk2"));
     mac->clearLog();
 
-    QCOMPARE(carve(control, &drive), QStringLiteral("/Volumes/NewCloneSystem"));
+    QCOMPARE(carve(control, &drive), QStringLiteral("/Volumes/NewCloneSystem2"));
     QVERIFY(control.QvGetErrObjs().isEmpty());
     // The EFI partition is never asked about; the data partition (15790243840 bytes) is resized
     // to make room.
@@ -227,9 +202,9 @@ void TestUSBControl::carvingRunsTheExactResize() {
                                                {"diskutil", "info", "-plist", "/dev/disk2s2"},
                                                {"killall", "mds_stores"},
                                                {"diskutil", "resizeVolume", "disk2s2", "13290243840B",
-                                                "JHFS+", "NewCloneSystem", "2500000000B"}}));
-    QVERIFY(QDir(mac->host("/Volumes/NewCloneSystem")).exists());
-    QCOMPARE(mac->diskInfo("/Volumes/NewCloneSystem").value("TotalSize").toLongLong(), 2'500'000'000LL);
+                                                "JHFS+", "NewCloneSystem2", "2500000000B"}}));
+    QVERIFY(QDir(mac->host("/Volumes/NewCloneSystem2")).exists());
+    QCOMPARE(mac->diskInfo("/Volumes/NewCloneSystem2").value("TotalSize").toLongLong(), 2'500'000'000LL);
 }
 
 void TestUSBControl::carvingRefusals_data() {

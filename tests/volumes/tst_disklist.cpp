@@ -1,4 +1,4 @@
-#include "tst_disklist.h"
+#include "tst_volumes.h"
 
 #include "Pointer.h"
 #include "ui/ElidedLabel.h"
@@ -87,13 +87,15 @@ void TestDiskList::usageBar() {
     QCOMPARE(row.usageBar()->geometry(), QRect(76, 30, 240, 4));
 }
 
-void TestDiskList::labelsOfAVolume() {
+void TestDiskList::labelsHoverAndClick() {
+    PickRecorder recorder;
     DiskListViewController row;
     const VolumeObjRef v =
         record(QStringLiteral("Macintosh HD"), false, QStringLiteral("/"), 500'280'000'000, 318'280'000'000);
     v->setVolumeTotalSize(QStringLiteral("500.28 GB"));
     row.setVolumeObj(v);
     row.refreshaView();
+    row.show();
     QCOMPARE(row.nameLabel()->text(), QStringLiteral("Macintosh HD"));
     QCOMPARE(row.nameLabel()->toolTip(), QStringLiteral("Macintosh HD"));
     QCOMPARE(row.sizeLabel()->text(), QStringLiteral("182.00 GB/500.28 GB"));
@@ -101,15 +103,6 @@ void TestDiskList::labelsOfAVolume() {
     // Refreshing again adds no second bar.
     row.refreshaView();
     QCOMPARE(row.findChildren<DiskUsageBarView*>().size(), 1);
-}
-
-void TestDiskList::hoverAndClick() {
-    PickRecorder recorder;
-    DiskListViewController row;
-    const VolumeObjRef v = record(QStringLiteral("STICK"), true, QStringLiteral("/Volumes/STICK"), 1000, 10);
-    row.setVolumeObj(v);
-    row.refreshaView();
-    row.show();
 
     // A click without a delegate does nothing.
     QTest::mouseClick(row.aView(), Qt::LeftButton, {}, QPoint(100, 30));
@@ -119,9 +112,9 @@ void TestDiskList::hoverAndClick() {
     QCOMPARE(recorder.picked.size(), 1);
     QCOMPARE(recorder.picked.first(), v);
 
+    // The hover plate: rounded, 67/67/67, drawn only under the pointer.
     hover(row.aView(), true);
     QVERIFY(row.aView()->mouseIn());
-    // The hover plate: rounded, 67/67/67, drawn only under the pointer.
     const QImage lit = row.aView()->grab().toImage();
     QCOMPARE(lit.pixelColor(lit.width() / 2, 2), QColor(67, 67, 67));
     hover(row.aView(), false);

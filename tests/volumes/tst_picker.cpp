@@ -1,4 +1,4 @@
-#include "tst_picker.h"
+#include "tst_volumes.h"
 
 #include "EmulatedMac.h"
 #include "Pointer.h"
@@ -73,7 +73,10 @@ bool openInPopover(QWidget& host, bool wholeDisks, SelectDiskViewController** pi
 void TestPicker::mountedVolumesUnderTheirHeadings() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    PickRecorder workflow;
     SelectDiskViewController picker(false);
+    picker.setSelectDiskVCDelegate(&workflow);
+    picker.show();
     // The spinner turns while the scan runs.
     QVERIFY(picker.loadP()->isVisibleTo(&picker));
     QVERIFY(picker.loadP()->isAnimating());
@@ -114,89 +117,13 @@ void TestPicker::mountedVolumesUnderTheirHeadings() {
                                  "Macintosh HD|ic_os|182.21 GB/500.07 GB|APFS",
                                  "SMALL|ic_usb|535 byte/999.00 MB|MS-DOS FAT32",
                                  "STICK|ic_usb|6.10 MB/16.00 GB|MS-DOS FAT32"}));
-}
 
-void TestPicker::wholeUsbDisksOnlyUnderExternalDrives() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    SelectDiskViewController picker(true);
-    QVERIFY(picker.isOnlyShowEx());
-    QVERIFY(waitForList(picker));
-    QVERIFY(!picker.rows().isEmpty());
-    QCOMPARE(headingTexts(picker), QStringList{"External Drives"});
-    QVERIFY(mac->calls().contains(QStringList{"diskutil", "list", "-plist"}));
-    // Whole disks go by their model name and show their capacity alone.
-    QStringList shown;
-    for (DiskListViewController* r : picker.rows()) {
-        QCOMPARE(r->diskIconImageView()->imageName(), QStringLiteral("ic_usb"));
-        QCOMPARE(r->usageBar()->value(), 0.1);
-        shown << r->volumeObj()->volumeName() + QLatin1Char('|') + r->sizeLabel()->text();
-    }
-    QCOMPARE(shown, (QStringList{"SanDisk Cruzer Blade Media|16.01 GB", "Samsung PSSD T7 Media|256.00 GB",
-                                 "WD Elements 25A3 Media|2.00 TB", "Generic Flash Disk Media|2.10 GB"}));
-}
-
-void TestPicker::listHeightGrowsPastFourRows() {
-    {
-        // Four volumes: just past the 400-point minimum.
-        auto mac = EmulatedMac::fromJson(R"({
-          "version": "10.15.7", "user": "alex",
-          "system": { "name": "Macintosh HD", "size": "500GB", "used": "120GB" },
-          "disks": [
-            { "name": "full", "mediaName": "Full Stick", "size": "8GB", "scheme": "MBR", "removable": true,
-              "partitions": [ { "fs": "ExFAT", "name": "FULL", "used": "8GB" } ] },
-            { "name": "empty", "mediaName": "Empty Stick", "size": "8GB", "scheme": "MBR", "removable": true,
-              "partitions": [ { "fs": "ExFAT", "name": "EMPTY" } ] },
-            { "name": "data", "bus": "SATA", "internal": true, "mediaName": "Data Drive", "size": "1TB",
-              "scheme": "GPT", "partitions": [ { "fs": "JHFS+", "name": "Data", "used": "400GB" } ] }
-          ] })");
-        QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-        SelectDiskViewController picker(false);
-        QVERIFY(waitForList(picker));
-        QCOMPARE(rowNames(picker), (QStringList{"Macintosh HD", "Data", "FULL", "EMPTY"}));
-        QCOMPARE(picker.listContent()->size(), QSize(392, 4 * 92 + 50));
-    }
-    {
-        // Past the minimum: 92 points a row and room for the two headings; the rest is reached
-        // by scrolling.
-        auto mac = EmulatedMac::fromScenario(QStringLiteral("twenty-volumes"));
-        QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-        SelectDiskViewController picker(false);
-        QVERIFY(waitForList(picker));
-        const int count = int(picker.allVolumeArr().size());
-        QVERIFY(count > 6);
-        QCOMPARE(picker.listContent()->size(), QSize(392, 92 * count + 50));
-        // Every row fits inside the content, and the list starts at its top.
-        const DiskListViewController* last = picker.rows().last();
-        QVERIFY(last->geometry().bottom() < picker.listContent()->height());
-        picker.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&picker));
-        QScrollBar* bar = picker.listScrollView()->verticalScrollBar();
-        QVERIFY(bar->isVisible());
-        QCOMPARE(bar->value(), 0);
-        QCOMPARE(bar->maximum(), 92 * count + 50 - 400);
-    }
-}
-
-void TestPicker::clickOnARowReachesTheWorkflow() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    PickRecorder workflow;
-    SelectDiskViewController picker(false);
-    picker.setSelectDiskVCDelegate(&workflow);
-    picker.show();
-    QVERIFY(waitForList(picker));
-    DiskListViewController* stick = nullptr;
-    for (DiskListViewController* r : picker.rows()) {
-        if (r->volumeObj()->volumeName() == QLatin1String("STICK"))
-            stick = r;
-    }
-    QVERIFY(stick);
+    // A click on a row hands the workflow the very record of the scan.
+    DiskListViewController* stick = picker.rows().at(int(rowNames(picker).indexOf("STICK")));
     QTest::mouseClick(stick->aView(), Qt::LeftButton, {}, QPoint(200, 32));
     QCOMPARE(workflow.picked.size(), 1);
-    QCOMPARE(workflow.picked.first(), stick->volumeObj()); // the very record of the scan
+    QCOMPARE(workflow.picked.first(), stick->volumeObj());
     QCOMPARE(workflow.picked.first()->volumeMountPoint(), QStringLiteral("/Volumes/STICK"));
-
     // A fresh scan of the same picker rebuilds the list from new records.
     picker.awakeFromNib();
     QVERIFY(picker.loadP()->isAnimating());
@@ -204,6 +131,25 @@ void TestPicker::clickOnARowReachesTheWorkflow() {
     QCOMPARE(rowNames(picker).size(), 6);
     for (DiskListViewController* r : picker.rows())
         QVERIFY(r->volumeObj() != workflow.picked.first());
+}
+
+void TestPicker::listHeightGrowsWithTheRows() {
+    // 92 points a row and room for the two headings; the rest is reached by scrolling.
+    auto mac = EmulatedMac::fromScenario(QStringLiteral("twenty-volumes"));
+    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+    SelectDiskViewController picker(false);
+    QVERIFY(waitForList(picker));
+    const int count = int(picker.allVolumeArr().size());
+    QVERIFY(count > 6);
+    QCOMPARE(picker.listContent()->size(), QSize(392, 92 * count + 50));
+    // Every row fits inside the content, and the list starts at its top.
+    QVERIFY(picker.rows().last()->geometry().bottom() < picker.listContent()->height());
+    picker.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&picker));
+    QScrollBar* bar = picker.listScrollView()->verticalScrollBar();
+    QVERIFY(bar->isVisible());
+    QCOMPARE(bar->value(), 0);
+    QCOMPARE(bar->maximum(), 92 * count + 50 - 400);
 }
 
 void TestPicker::pickerGoneBeforeItsScanEnds() {
@@ -217,10 +163,13 @@ void TestPicker::pickerGoneBeforeItsScanEnds() {
     QTest::qWait(300); // past the 0.2 s delay before a list shows
 }
 
-void TestPicker::screenshotsInAPopover() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+void TestPicker::rowsNameTheDriveAndItsVolumesInAPopover() {
+    auto mac =
+        VolumesTestKit::machine("10.15.7", VolumesTestKit::twoVolumeDrive(),
+                                R"("system":{"name":"Macintosh HD 1","size":"500.28GB","used":"182GB"})");
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-
+    const QString t7 = QString::fromUtf8("Samsung PSSD T7 Media · USB · 500.11 GB|Backup — 80.00 GB used, "
+                                         "WINDOWS — 22.22 KB used");
     for (bool wholeDisks : {false, true}) {
         QWidget host;
         SelectDiskViewController* picker = nullptr;
@@ -228,8 +177,33 @@ void TestPicker::screenshotsInAPopover() {
         QVERIFY(openInPopover(host, wholeDisks, &picker, &popover));
         QVERIFY(popover->isShown());
         QCOMPARE(popover->content(), picker);
-        // Show the first row as it looks under the pointer.
-        hover(picker->rows().first()->aView());
+        // Name (none reads as cut without "…"), icon, size, drive and the drive's volumes; the
+        // start-up disk says so. Whole disks go by their model name, under one heading, and show
+        // their capacity alone.
+        QCOMPARE(picker->isOnlyShowEx(), wholeDisks);
+        QCOMPARE(headingTexts(*picker), wholeDisks ? QStringList{"External Drives"}
+                                                   : QStringList({"Internal Drives", "External Drives"}));
+        QStringList shown;
+        for (DiskListViewController* r : picker->rows())
+            shown << QStringList{r->nameLabel()->text(), r->diskIconImageView()->imageName(),
+                                 r->sizeLabel()->text(), r->driveLabel()->fullText(),
+                                 r->volumesLabel()->fullText()}
+                         .join(QLatin1Char('|'));
+        shown.sort();
+        const QStringList expected =
+            wholeDisks ? QStringList{"Samsung PSSD T7 Media|ic_usb|500.11 GB|" + t7}
+                       : QStringList(
+                             {"Backup|ic_usb|80.00 GB/400.00 GB|" + t7,
+                              QString::fromUtf8("Macintosh HD 1|ic_os|182.00 GB/500.07 GB|APPLE SSD SM0512G "
+                                                "Media · PCI-Express · 500.28 GB · start-up disk|Macintosh "
+                                                "HD 1 - Data — 0 byte used, Macintosh HD 1 — 182.00 GB used"),
+                              "WINDOWS|ic_usb|22.22 KB/99.00 GB|" + t7});
+        QVERIFY2(shown == expected, qPrintable(shown.join(QLatin1Char('\n'))));
+        QVERIFY(!wholeDisks || picker->rows().first()->usageBar()->value() == 0.1);
+        // Below four rows the list keeps its 400 points.
+        QCOMPARE(picker->listContent()->height(), 400);
+        // Show the last row as it looks under the pointer.
+        hover(picker->rows().last()->aView());
         QVERIFY(saveScreenshot(&host, QStringLiteral("volumes"),
                                wholeDisks ? QStringLiteral("picker-os-clone")
                                           : QStringLiteral("picker-volumes")));
@@ -239,52 +213,5 @@ void TestPicker::screenshotsInAPopover() {
         popover->closePopover();
         QTRY_VERIFY(!popover);
         QTRY_VERIFY(!gone);
-    }
-}
-
-void TestPicker::rowsNameTheDriveAndItsVolumes() {
-    auto mac =
-        VolumesTestKit::machine("10.15.7", VolumesTestKit::twoVolumeDrive(),
-                                R"("system":{"name":"Macintosh HD 1","size":"500.28GB","used":"182GB"})");
-    QVERIFY2(mac->isValid(), qPrintable(mac->error()));
-    struct Row {
-        const char* name;
-        const char* drive;
-    };
-    const QString t7Volumes = QString::fromUtf8("Backup — 80.00 GB used, WINDOWS — 22.22 KB used");
-    for (bool wholeDisks : {false, true}) {
-        QWidget host;
-        SelectDiskViewController* picker = nullptr;
-        QPointer<Popover> popover;
-        QVERIFY(openInPopover(host, wholeDisks, &picker, &popover));
-        const QList<Row> expected =
-            wholeDisks ? QList<Row>{{"Samsung PSSD T7 Media", "Samsung PSSD T7 Media · USB · 500.11 GB"}}
-                       : QList<Row>{{"Macintosh HD 1", ""},
-                                    {"Backup", "Samsung PSSD T7 Media · USB · 500.11 GB"},
-                                    {"WINDOWS", "Samsung PSSD T7 Media · USB · 500.11 GB"}};
-        QCOMPARE(picker->rows().size(), expected.size());
-        for (int i = 0; i < expected.size(); ++i) {
-            DiskListViewController* row = nullptr;
-            for (DiskListViewController* r : picker->rows()) {
-                if (r->nameLabel()->fullText() == QString::fromUtf8(expected[i].name))
-                    row = r;
-            }
-            QVERIFY2(row, expected[i].name);
-            if (i == 0 && !wholeDisks) {
-                // The start-up disk says so, and no name reads as cut without "…".
-                QVERIFY2(row->driveLabel()->fullText().endsWith(QStringLiteral(" · start-up disk")),
-                         qPrintable(row->driveLabel()->fullText()));
-                QCOMPARE(row->nameLabel()->text(), QStringLiteral("Macintosh HD 1"));
-                continue;
-            }
-            QCOMPARE(row->driveLabel()->fullText(), QString::fromUtf8(expected[i].drive));
-            QCOMPARE(row->volumesLabel()->fullText(), t7Volumes);
-        }
-        hover(picker->rows().last()->aView());
-        QVERIFY(saveScreenshot(&host, QStringLiteral("volumes"),
-                               wholeDisks ? QStringLiteral("picker-identity-os-clone")
-                                          : QStringLiteral("picker-identity-volumes")));
-        popover->closePopover();
-        QTRY_VERIFY(!popover);
     }
 }

@@ -1,7 +1,6 @@
-#include "tst_watching.h"
-
-#include "VolumesTestKit.h"
+#include "EmulatedMac.h"
 #include "Wait.h"
+#include "tst_volumes.h"
 #include "volumes/NotificationCenter.h"
 #include "volumes/WatchMountUnmount.h"
 
@@ -10,75 +9,57 @@
 #include <QThread>
 #include <QThreadPool>
 
-using namespace VolumesTestKit;
-
-namespace {
-
-struct Heard {
-    QString name;
-    QObject* object = nullptr;
-    QString path;
-    bool onMain = false;
-};
-
-} // namespace
+#include <numeric>
 
 void TestWatching::mountAndUnmountReachEveryListener() {
     auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY2(mac->isValid(), qPrintable(mac->error()));
     WatchMountUnmount watcher;
 
-    QObject manager; // two observers, as a Disk Manager and something else would be
+    // Two observers, as a Disk Manager and something else would be; each hears "name path",
+    // flagged when it does not come from the watcher on the main thread.
+    QObject manager;
     QObject other;
-    QList<Heard> heardByManager;
-    QList<Heard> heardByOther;
-    auto recorder = [](QList<Heard>* into) {
-        return [into](const QString& name, QObject* object, const QVariantMap& info) {
-            into->append({name, object, info.value(QString::fromLatin1(MCVolumePathKey)).toString(),
-                          QThread::currentThread() == QCoreApplication::instance()->thread()});
+    QStringList byManager;
+    QStringList byOther;
+    auto recorder = [&watcher](QStringList* into) {
+        return [into, &watcher](const QString& name, QObject* object, const QVariantMap& info) {
+            const bool onMain = QThread::currentThread() == QCoreApplication::instance()->thread();
+            into->append(name + QLatin1Char(' ') + info.value(QStringLiteral("NSDevicePath")).toString() +
+                         (object == &watcher && onMain ? "" : " (elsewhere)"));
         };
     };
     NotificationCenter* center = NotificationCenter::defaultCenter();
-    center->addObserver(&manager, QString::fromLatin1(MCVolumeMountNotification), recorder(&heardByManager));
-    center->addObserver(&manager, QString::fromLatin1(MCVolumeUnmountNotification),
-                        recorder(&heardByManager));
-    center->addObserver(&other, QString::fromLatin1(MCVolumeUnmountNotification), recorder(&heardByOther));
+    center->addObserver(&manager, QStringLiteral("MCVolumeMount"), recorder(&byManager));
+    center->addObserver(&manager, QStringLiteral("MCVolumeUnmount"), recorder(&byManager));
+    center->addObserver(&other, QStringLiteral("MCVolumeUnmount"), recorder(&byOther));
 
-    const QString stickDevice = deviceOf(*mac, "/Volumes/STICK");
     QElapsedTimer clock;
     clock.start();
     mac->run("diskutil", {"unmount", "/Volumes/STICK"});
-    QVERIFY(waitUntil([&] { return !heardByManager.isEmpty() && !heardByOther.isEmpty(); }, 1500));
+    QVERIFY(waitUntil([&] { return !byManager.isEmpty() && !byOther.isEmpty(); }, 1500));
     qInfo("unmount heard after %lld ms", static_cast<long long>(clock.elapsed()));
-    QCOMPARE(heardByManager.size(), 1);
-    QCOMPARE(heardByManager[0].name, QStringLiteral("MCVolumeUnmount"));
-    QCOMPARE(heardByManager[0].path, QStringLiteral("/Volumes/STICK"));
-    QCOMPARE(heardByManager[0].object, &watcher);
-    QVERIFY(heardByManager[0].onMain);
-    QCOMPARE(heardByOther.size(), 1);
-    QCOMPARE(heardByOther[0].path, QStringLiteral("/Volumes/STICK"));
+    QCOMPARE(byManager, QStringList{"MCVolumeUnmount /Volumes/STICK"});
+    QCOMPARE(byOther, QStringList{"MCVolumeUnmount /Volumes/STICK"});
 
-    heardByManager.clear();
-    heardByOther.clear();
-    mac->run("diskutil", {"mount", stickDevice});
-    QVERIFY(waitUntil([&] { return !heardByManager.isEmpty(); }, 1500));
-    QCOMPARE(heardByManager[0].name, QStringLiteral("MCVolumeMount"));
-    QCOMPARE(heardByManager[0].path, QStringLiteral("/Volumes/STICK"));
-    QVERIFY(heardByOther.isEmpty()); // it listens to unmounts only
+    byManager.clear();
+    byOther.clear();
+    mac->run("diskutil", {"mount", "disk3s1"});
+    QVERIFY(waitUntil([&] { return !byManager.isEmpty(); }, 1500));
+    QCOMPARE(byManager, QStringList{"MCVolumeMount /Volumes/STICK"});
+    QVERIFY(byOther.isEmpty()); // it listens to unmounts only
 
-    // An eject of a whole disk unmounts its volume; a mounted image shows as a mount.
-    heardByManager.clear();
+    // An eject of a whole disk unmounts its volume; a mounted image shows as an unmount and a
+    // mount of the same path.
+    byManager.clear();
     mac->run("diskutil", {"eject", "/Volumes/Backup"});
     mac->run("hdiutil", {"detach", "/Volumes/Archive"});
     mac->run("hdiutil", {"attach", "/Users/alex/Documents/Archive.dmg"});
-    QVERIFY(waitUntil([&] { return heardByManager.size() >= 3; }, 2500));
+    QVERIFY(waitUntil([&] { return byManager.size() >= 3; }, 2500));
     QTest::qWait(300);
-    QStringList seen;
-    for (const Heard& h : heardByManager)
-        seen << h.name + QLatin1Char(' ') + h.path;
-    QVERIFY2(seen.contains("MCVolumeUnmount /Volumes/Backup"), qPrintable(seen.join(QLatin1Char('|'))));
-    QVERIFY2(seen.contains("MCVolumeMount /Volumes/Archive"), qPrintable(seen.join(QLatin1Char('|'))));
-    QCOMPARE(seen.size(), 3); // the image shows as an unmount and a mount of the same path
+    byManager.sort();
+    QCOMPARE(byManager, (QStringList{"MCVolumeMount /Volumes/Archive", "MCVolumeUnmount /Volumes/Archive",
+                                     "MCVolumeUnmount /Volumes/Backup"}));
 }
 
 void TestWatching::postsFromWorkersArriveInOrderOnMain() {
@@ -106,9 +87,8 @@ void TestWatching::postsFromWorkersArriveInOrderOnMain() {
         NotificationCenter::defaultCenter()->postNotificationName(QStringLiteral("Other"), nullptr);
     });
     QVERIFY(waitUntil([&] { return order.size() == 50; }, 2000));
-    QList<int> expected;
-    for (int i = 0; i < 50; ++i)
-        expected << i;
+    QList<int> expected(50);
+    std::iota(expected.begin(), expected.end(), 0);
     QCOMPARE(order, expected);
     QVERIFY(allOnMain);
 }
