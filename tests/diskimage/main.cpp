@@ -1,5 +1,3 @@
 #include "TestMain.h"
-#include "tst_makedmg.h"
-#include "tst_zipprogressreader.h"
 
-TAVRILL_TEST_MAIN(TestZipProgressReader, TestMakeDmg)
+TAVRILL_TEST_MAIN()

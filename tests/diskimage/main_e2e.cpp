@@ -1,4 +1,3 @@
 #include "GuiTestMain.h"
-#include "tst_dmgworkflow.h"
 
-TAVRILL_GUI_TEST_MAIN(TestDmgWorkflow)
+TAVRILL_GUI_TEST_MAIN()

@@ -1,5 +1,4 @@
-#include "tst_zipprogressreader.h"
-
+#include "TestMain.h"
 #include "diskimage/ZipProgressReader.h"
 
 #include <QTest>
@@ -16,52 +15,60 @@ const QByteArray kOutput = "  adding: Volumes/STICK/Photos/ (stored 0%)\n"
 
 } // namespace
 
-void TestZipProgressReader::countsEntriesHoweverTheOutputIsSplit() {
-    // Every way of cutting the output in two, and byte by byte: six entries, counted as their
-    // lines end.
-    for (qsizetype cut = 0; cut <= kOutput.size(); ++cut) {
-        ZipProgressReader reader;
-        const std::uint64_t first = reader.feed(QByteArrayView(kOutput).first(cut));
-        QCOMPARE(first, std::uint64_t(kOutput.first(cut).count('\n')));
-        reader.feed(QByteArrayView(kOutput).sliced(cut));
-        QCOMPARE(reader.addedCount(), std::uint64_t(6));
-        QCOMPARE(reader.lastEntry(),
-                 QByteArray("adding: Volumes/STICK/\xe5\x90\x8d \"q\" $(x).txt (deflated 62%)"));
+class TestZipProgressReader : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void countsEntriesHoweverTheOutputIsSplit() {
+        // Every way of cutting the output in two, and byte by byte: six entries, counted as their
+        // lines end.
+        for (qsizetype cut = 0; cut <= kOutput.size(); ++cut) {
+            ZipProgressReader reader;
+            const std::uint64_t first = reader.feed(QByteArrayView(kOutput).first(cut));
+            QCOMPARE(first, std::uint64_t(kOutput.first(cut).count('\n')));
+            reader.feed(QByteArrayView(kOutput).sliced(cut));
+            QCOMPARE(reader.addedCount(), std::uint64_t(6));
+            QCOMPARE(reader.lastEntry(),
+                     QByteArray("adding: Volumes/STICK/\xe5\x90\x8d \"q\" $(x).txt (deflated 62%)"));
+        }
+        ZipProgressReader bytewise;
+        std::uint64_t total = 0;
+        for (char c : kOutput)
+            total += bytewise.feed(QByteArrayView(&c, 1));
+        QCOMPARE(total, std::uint64_t(6));
+        // A last line without its line break counts when zip ends.
+        ZipProgressReader unterminated;
+        QCOMPARE(unterminated.feed("  adding: a (stored 0%)\n  adding: b (stored 0%)"), std::uint64_t(1));
+        QCOMPARE(unterminated.finish(), std::uint64_t(1));
+        QCOMPARE(unterminated.addedCount(), std::uint64_t(2));
+        QCOMPARE(unterminated.finish(), std::uint64_t(0));
     }
-    ZipProgressReader bytewise;
-    std::uint64_t total = 0;
-    for (char c : kOutput)
-        total += bytewise.feed(QByteArrayView(&c, 1));
-    QCOMPARE(total, std::uint64_t(6));
-    // A last line without its line break counts when zip ends.
-    ZipProgressReader unterminated;
-    QCOMPARE(unterminated.feed("  adding: a (stored 0%)\n  adding: b (stored 0%)"), std::uint64_t(1));
-    QCOMPARE(unterminated.finish(), std::uint64_t(1));
-    QCOMPARE(unterminated.addedCount(), std::uint64_t(2));
-    QCOMPARE(unterminated.finish(), std::uint64_t(0));
-}
 
-void TestZipProgressReader::countsWhatZipCouldNotTake() {
-    // As zip 3.0 prints a missing item and an unreadable one (the latter also had its "adding:").
-    ZipProgressReader reader;
-    reader.feed("\tzip warning: name not matched: Volumes/STICK/gone.txt\n"
-                "  adding: Volumes/STICK/listener\n"
-                "\tzip warning: could not open for reading: Volumes/STICK/listener\n"
-                "  adding: Volumes/STICK/a.txt (stored 0%)\n"
-                "\n"
-                "zip warning: Not all files were readable\n"
-                "  files/entries read:  1 (3 bytes)  skipped:  1 (0 bytes)\n");
-    QCOMPARE(reader.addedCount(), std::uint64_t(2));
-    QCOMPARE(reader.missingCount(), std::uint64_t(2));
-    QCOMPARE(reader.lastEntry(), QByteArray("adding: Volumes/STICK/a.txt (stored 0%)"));
-}
+    void countsWhatZipCouldNotTake() {
+        // As zip 3.0 prints a missing item and an unreadable one (the latter also had its "adding:").
+        ZipProgressReader reader;
+        reader.feed("\tzip warning: name not matched: Volumes/STICK/gone.txt\n"
+                    "  adding: Volumes/STICK/listener\n"
+                    "\tzip warning: could not open for reading: Volumes/STICK/listener\n"
+                    "  adding: Volumes/STICK/a.txt (stored 0%)\n"
+                    "\n"
+                    "zip warning: Not all files were readable\n"
+                    "  files/entries read:  1 (3 bytes)  skipped:  1 (0 bytes)\n");
+        QCOMPARE(reader.addedCount(), std::uint64_t(2));
+        QCOMPARE(reader.missingCount(), std::uint64_t(2));
+        QCOMPARE(reader.lastEntry(), QByteArray("adding: Volumes/STICK/a.txt (stored 0%)"));
+    }
 
-void TestZipProgressReader::keepsOnlyTheHeadOfAnEndlessLine() {
-    ZipProgressReader reader;
-    const QByteArray block(1 << 20, 'x');
-    reader.feed("  adding: ");
-    for (int i = 0; i < 8; ++i)
-        QCOMPARE(reader.feed(block), std::uint64_t(0));
-    QCOMPARE(reader.feed("\n"), std::uint64_t(1));
-    QCOMPARE(reader.lastEntry().size(), ZipProgressReader::kLineHead - 2);
-}
+    void keepsOnlyTheHeadOfAnEndlessLine() {
+        ZipProgressReader reader;
+        const QByteArray block(1 << 20, 'x');
+        reader.feed("  adding: ");
+        for (int i = 0; i < 8; ++i)
+            QCOMPARE(reader.feed(block), std::uint64_t(0));
+        QCOMPARE(reader.feed("\n"), std::uint64_t(1));
+        QCOMPARE(reader.lastEntry().size(), ZipProgressReader::kLineHead - 2);
+    }
+};
+
+TAVRILL_TEST(TestZipProgressReader)
+
+#include "tst_zipprogressreader.moc"

@@ -1,4 +1,3 @@
 #include "GuiTestMain.h"
-#include "tst_diskmanagerengine.h"
 
-TAVRILL_GUI_TEST_MAIN(TestDiskManagerEngine)
+TAVRILL_GUI_TEST_MAIN()

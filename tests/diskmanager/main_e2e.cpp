@@ -1,4 +1,3 @@
 #include "GuiTestMain.h"
-#include "tst_diskmanagerworkflow.h"
 
-TAVRILL_GUI_TEST_MAIN(TestDiskManagerWorkflow)
+TAVRILL_GUI_TEST_MAIN()

@@ -1,8 +1,7 @@
-#include "tst_diskmanagerworkflow.h"
-
 #include "DiskManagerTestKit.h"
 #include "Pointer.h"
 #include "Screenshot.h"
+#include "TestMain.h"
 #include "TreeCompare.h"
 #include "UrlCatcher.h"
 #include "VolumesTestKit.h"
@@ -138,465 +137,488 @@ struct Tab {
 
 } // namespace
 
-void TestDiskManagerWorkflow::tabListsVolumesAndRenamesFromTheRow() {
-    Tab t;
-    QVERIFY(t.open());
-    QCOMPARE(t.view.parTableView()->rowCount(), 5);
-    QCOMPARE(t.view.selectIndex(), 0);
-    QCOMPARE(t.view.selectVolume(), t.view.allVolumeArr().first());
-    QVERIFY(t.view.loadProView()->isHidden());
+// The "Disk Manager" tab driven through its widgets (offscreen) against emulated Macs: what the
+// table shows, what each button runs, and the format popups.
+class TestDiskManagerWorkflow : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void tabListsVolumesAndRenamesFromTheRow() {
+        Tab t;
+        QVERIFY(t.open());
+        QCOMPARE(t.view.parTableView()->rowCount(), 5);
+        QCOMPARE(t.view.selectIndex(), 0);
+        QCOMPARE(t.view.selectVolume(), t.view.allVolumeArr().first());
+        QVERIFY(t.view.loadProView()->isHidden());
 
-    VolumeObj unknown;
-    QCOMPARE(DiskManagerCell::sizeText(unknown), QStringLiteral("Unknow"));
-    unknown.setVolumeTotalSize(QStringLiteral(" "));
-    QCOMPARE(DiskManagerCell::sizeText(unknown), QStringLiteral("Unknow"));
+        VolumeObj unknown;
+        QCOMPARE(DiskManagerCell::sizeText(unknown), QStringLiteral("Unknow"));
+        unknown.setVolumeTotalSize(QStringLiteral(" "));
+        QCOMPARE(DiskManagerCell::sizeText(unknown), QStringLiteral("Unknow"));
 
-    // Clicking a row selects it.
-    t.clickRow("STICK");
-    QCOMPARE(t.view.selectIndex(), t.row("STICK"));
-    QCOMPARE(t.view.selectVolume()->volumeName(), QStringLiteral("STICK"));
-    QVERIFY(t.cell("STICK")->isSelected());
-    // Each row as "name | buttons | icon | used/total | type".
-    QStringList rows;
-    for (const VolumeObjRef& v : t.view.allVolumeArr()) {
-        DiskManagerCell* cell = t.cell(v->volumeName());
-        QStringList buttons;
-        for (const char* id : {"rename", "format", "eject", "save"}) {
-            if (button(cell, id)->isVisible())
-                buttons << QLatin1String(id);
+        // Clicking a row selects it.
+        t.clickRow("STICK");
+        QCOMPARE(t.view.selectIndex(), t.row("STICK"));
+        QCOMPARE(t.view.selectVolume()->volumeName(), QStringLiteral("STICK"));
+        QVERIFY(t.cell("STICK")->isSelected());
+        // Each row as "name | buttons | icon | used/total | type".
+        QStringList rows;
+        for (const VolumeObjRef& v : t.view.allVolumeArr()) {
+            DiskManagerCell* cell = t.cell(v->volumeName());
+            QStringList buttons;
+            for (const char* id : {"rename", "format", "eject", "save"}) {
+                if (button(cell, id)->isVisible())
+                    buttons << QLatin1String(id);
+            }
+            rows << QStringList{shownName(cell), buttons.join(QLatin1Char(' ')),
+                                cell->findChild<ImageView*>("icon")->imageName(),
+                                cell->findChild<QLabel*>("size")->text(),
+                                cell->findChild<QLabel*>("type")->text()}
+                        .join(QStringLiteral(" | "));
         }
-        rows << QStringList{shownName(cell), buttons.join(QLatin1Char(' ')),
-                            cell->findChild<ImageView*>("icon")->imageName(),
-                            cell->findChild<QLabel*>("size")->text(),
-                            cell->findChild<QLabel*>("type")->text()}
-                    .join(QStringLiteral(" | "));
-    }
-    rows.sort();
-    QCOMPARE(rows, (QStringList{"Data | rename format | ic_disk | 640.00 GB/2.00 TB | Journaled HFS+",
-                                "Macintosh HD | rename | ic_os | 182.00 GB/500.07 GB | APFS",
-                                "Projects | rename format eject | ic_usb | 12.00 GB/499.79 GB | APFS",
-                                "STICK | rename format eject | ic_usb_sel | 1.76 KB/16.00 GB | MS-DOS FAT32",
-                                "WINDOWS | rename format eject | ic_usb | 0 byte/2.00 TB | NTFS"}));
-    t.shot("tab");
+        rows.sort();
+        QCOMPARE(rows,
+                 (QStringList{"Data | rename format | ic_disk | 640.00 GB/2.00 TB | Journaled HFS+",
+                              "Macintosh HD | rename | ic_os | 182.00 GB/500.07 GB | APFS",
+                              "Projects | rename format eject | ic_usb | 12.00 GB/499.79 GB | APFS",
+                              "STICK | rename format eject | ic_usb_sel | 1.76 KB/16.00 GB | MS-DOS FAT32",
+                              "WINDOWS | rename format eject | ic_usb | 0 byte/2.00 TB | NTFS"}));
+        t.shot("tab");
 
-    // The help button opens the support team's page.
-    UrlCatcher catcher;
-    QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "openUrl");
-    click(t.view.helpButton());
-    QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
-    QCOMPARE(catcher.opened, QList<QUrl>({QUrl(QStringLiteral("https://www.kelvaro.com/support/contact/"))}));
+        // The help button opens the support team's page.
+        UrlCatcher catcher;
+        QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "openUrl");
+        click(t.view.helpButton());
+        QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+        QCOMPARE(catcher.opened,
+                 QList<QUrl>({QUrl(QStringLiteral("https://www.kelvaro.com/support/contact/"))}));
 
-    // "Rename" on the stick's row selects it and opens its name field; the other buttons hide.
-    const QString uuid = t.uuidOf("STICK");
-    t.clickRow("Data");
-    click(t.button("STICK", "rename"));
-    DiskManagerCell* stick = t.cell("STICK");
-    QVERIFY(t.view.isRenameEdit());
-    QCOMPARE(t.view.selectVolume()->volumeName(), QStringLiteral("STICK"));
-    QVERIFY(stick->nameField()->isVisible());
-    QCOMPARE(stick->nameField()->text(), QStringLiteral("STICK"));
-    QVERIFY(!stick->findChild<QLabel*>("name")->isVisible());
-    for (int row = 0; row < t.view.parTableView()->rowCount(); ++row) {
-        for (const char* id : {"rename", "format", "eject", "save"})
-            QCOMPARE(button(t.view.cellAt(row), id)->isVisible(),
-                     t.view.cellAt(row) == stick && !qstrcmp(id, "save"));
-    }
-    t.shot("rename-editing");
-    // Leaving by selecting another row renames nothing.
-    retype(stick->nameField(), QStringLiteral("OTHER"));
-    t.clickRow("Data");
-    QVERIFY(!t.view.isRenameEdit());
-    QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
-
-    // The FAT32 rule's cases are TestDiskManagerEngine::fat32NameRule's; here, the rule applied
-    // to what was typed, a name beyond ASCII typed as keys, and the blank names that run nothing.
-    QString current = QStringLiteral("STICK");
-    for (const auto& [typed, expected] :
-         QList<std::pair<QString, QString>>{{QStringLiteral("my backup disk"), QStringLiteral("MY BACKUP D")},
-                                            {QString::fromUtf8("备份 disk"), QStringLiteral("NEW")},
-                                            {QString(), QString()},
-                                            {QStringLiteral(" "), QString()}}) {
-        t.mac->clearLog();
-        // Watched from here on: a listing may replace the row once the tool has run.
-        const QPointer<DiskManagerCell> cell = t.startRename(current, typed);
-        QCOMPARE(t.view.editStr(), typed);
-        const qsizetype listings = t.listed.size();
-        QSignalSpy renamed(t.view.engine(), &DiskManagerEngine::renameFinished);
-        click(button(cell, "save"));
+        // "Rename" on the stick's row selects it and opens its name field; the other buttons hide.
+        const QString uuid = t.uuidOf("STICK");
+        t.clickRow("Data");
+        click(t.button("STICK", "rename"));
+        DiskManagerCell* stick = t.cell("STICK");
+        QVERIFY(t.view.isRenameEdit());
+        QCOMPARE(t.view.selectVolume()->volumeName(), QStringLiteral("STICK"));
+        QVERIFY(stick->nameField()->isVisible());
+        QCOMPARE(stick->nameField()->text(), QStringLiteral("STICK"));
+        QVERIFY(!stick->findChild<QLabel*>("name")->isVisible());
+        for (int row = 0; row < t.view.parTableView()->rowCount(); ++row) {
+            for (const char* id : {"rename", "format", "eject", "save"})
+                QCOMPARE(button(t.view.cellAt(row), id)->isVisible(),
+                         t.view.cellAt(row) == stick && !qstrcmp(id, "save"));
+        }
+        t.shot("rename-editing");
+        // Leaving by selecting another row renames nothing.
+        retype(stick->nameField(), QStringLiteral("OTHER"));
+        t.clickRow("Data");
         QVERIFY(!t.view.isRenameEdit());
-        if (expected.isEmpty()) {
-            QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
-            QCOMPARE(shownName(cell), current);
-            continue;
+        QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
+
+        // The FAT32 rule's cases are TestDiskManagerEngine::fat32NameRule's; here, the rule applied
+        // to what was typed, a name beyond ASCII typed as keys, and the blank names that run nothing.
+        QString current = QStringLiteral("STICK");
+        for (const auto& [typed, expected] : QList<std::pair<QString, QString>>{
+                 {QStringLiteral("my backup disk"), QStringLiteral("MY BACKUP D")},
+                 {QString::fromUtf8("备份 disk"), QStringLiteral("NEW")},
+                 {QString(), QString()},
+                 {QStringLiteral(" "), QString()}}) {
+            t.mac->clearLog();
+            // Watched from here on: a listing may replace the row once the tool has run.
+            const QPointer<DiskManagerCell> cell = t.startRename(current, typed);
+            QCOMPARE(t.view.editStr(), typed);
+            const qsizetype listings = t.listed.size();
+            QSignalSpy renamed(t.view.engine(), &DiskManagerEngine::renameFinished);
+            click(button(cell, "save"));
+            QVERIFY(!t.view.isRenameEdit());
+            if (expected.isEmpty()) {
+                QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
+                QCOMPARE(shownName(cell), current);
+                continue;
+            }
+            // The tool runs on a worker; the row takes the name once it has succeeded, unless a
+            // listing (the rename's mount notices) has already replaced the row.
+            QVERIFY(waitUntil([&] { return renamed.size() == 1; }, 20000));
+            QCOMPARE(changingCalls(*t.mac), QList<QStringList>({{QStringLiteral("rename"), uuid, expected}}));
+            QVERIFY(!cell || shownName(cell) == expected);
+            // The tool moved the mount point; the notices bring a listing with the tool's own name.
+            QVERIFY2(t.waitForRow(expected, true, listings), qPrintable(expected));
+            QCOMPARE(t.mac->diskInfo(uuid).value("VolumeName").toString(), expected);
+            current = expected;
         }
-        // The tool runs on a worker; the row takes the name once it has succeeded, unless a
-        // listing (the rename's mount notices) has already replaced the row.
-        QVERIFY(waitUntil([&] { return renamed.size() == 1; }, 20000));
-        QCOMPARE(changingCalls(*t.mac), QList<QStringList>({{QStringLiteral("rename"), uuid, expected}}));
-        QVERIFY(!cell || shownName(cell) == expected);
-        // The tool moved the mount point; the notices bring a listing with the tool's own name.
-        QVERIFY2(t.waitForRow(expected, true, listings), qPrintable(expected));
-        QCOMPARE(t.mac->diskInfo(uuid).value("VolumeName").toString(), expected);
-        current = expected;
     }
-}
 
-void TestDiskManagerWorkflow::formatNtfsThroughThePopups() {
-    Tab t;
-    QVERIFY(t.open());
-    click(t.button("WINDOWS", "format"));
-    MakeSureFormatViewController* confirm = t.view.makeSureFormatViewController();
-    QVERIFY(confirm);
-    QCOMPARE(confirm->nameLabel->text(), QStringLiteral("Format 'WINDOWS'?"));
-    QCOMPARE(confirm->nodeLabel->text(),
-             QStringLiteral("All data on 'WINDOWS' will be deleted after format, do you want to format it?"));
-    // The type of an NTFS volume is locked.
-    QCOMPARE(confirm->typeLabel->text(), QStringLiteral("NTFS"));
-    QVERIFY(confirm->isTypeLocked());
-    QVERIFY(!confirm->typeSelectBut->isEnabled());
-    QVERIFY(!confirm->openImageV->isVisible());
-    // The popup hangs from the top middle of the window.
-    QWidget* popup = confirm->superDelegate();
-    QVERIFY(popup && popup->isVisible());
-    QCOMPARE(popup->parentWidget(), &t.view);
-    QCOMPARE(popup->x() + popup->width() / 2, t.view.width() / 2 - 3);
-    QCOMPARE(popup->y(), 5);
-    // The name field opens for typing only once the popup is up.
-    QVERIFY(confirm->nameTextFiled->isReadOnly());
-    QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
-    retype(confirm->nameTextFiled, QStringLiteral("Data"));
-    t.shot("confirm-type-locked");
+    void formatNtfsThroughThePopups() {
+        Tab t;
+        QVERIFY(t.open());
+        click(t.button("WINDOWS", "format"));
+        MakeSureFormatViewController* confirm = t.view.makeSureFormatViewController();
+        QVERIFY(confirm);
+        QCOMPARE(confirm->nameLabel->text(), QStringLiteral("Format 'WINDOWS'?"));
+        QCOMPARE(
+            confirm->nodeLabel->text(),
+            QStringLiteral("All data on 'WINDOWS' will be deleted after format, do you want to format it?"));
+        // The type of an NTFS volume is locked.
+        QCOMPARE(confirm->typeLabel->text(), QStringLiteral("NTFS"));
+        QVERIFY(confirm->isTypeLocked());
+        QVERIFY(!confirm->typeSelectBut->isEnabled());
+        QVERIFY(!confirm->openImageV->isVisible());
+        // The popup hangs from the top middle of the window.
+        QWidget* popup = confirm->superDelegate();
+        QVERIFY(popup && popup->isVisible());
+        QCOMPARE(popup->parentWidget(), &t.view);
+        QCOMPARE(popup->x() + popup->width() / 2, t.view.width() / 2 - 3);
+        QCOMPARE(popup->y(), 5);
+        // The name field opens for typing only once the popup is up.
+        QVERIFY(confirm->nameTextFiled->isReadOnly());
+        QVERIFY(waitUntil([&] { return !confirm->nameTextFiled->isReadOnly(); }, 2000));
+        retype(confirm->nameTextFiled, QStringLiteral("Data"));
+        t.shot("confirm-type-locked");
 
-    // The erase takes a while: the progress popup shows meanwhile, placed like the others.
-    QVERIFY(t.mac->addFault(R"({"tool": "diskutil", "verb": "eraseVolume", "mode": "hang", "seconds": 1})"));
-    const qsizetype listings = t.listed.size();
-    click(confirm->okButton);
-    QVERIFY(waitUntil([&] { return t.view.formatingViewController() != nullptr; }, 2000));
-    QWidget* progress = t.view.formatingViewController()->parentWidget();
-    QVERIFY(progress->isVisible());
-    QCOMPARE(progress->y(), 5);
-    t.shot("formatting");
-    QVERIFY(t.view.formatEndViewController() == nullptr);
-    QVERIFY(t.formatEnd());
-    QVERIFY(t.view.formatingViewController() == nullptr);
-    // Whatever was typed or chosen, an NTFS volume becomes FAT32 "NEW".
-    QCOMPARE(changingCalls(*t.mac),
-             QList<QStringList>({{"eraseVolume", "MS-DOS FAT32", "NEW", "/dev/disk4s1"}}));
-    QVERIFY(t.waitForRow("NEW", true, listings));
-    QCOMPARE(t.row("WINDOWS"), -1);
-    QCOMPARE(t.view.allVolumeArr().at(t.row("NEW"))->diskType(), QStringLiteral("MS-DOS FAT32"));
-    t.shot("format-end");
-    QVERIFY(t.closeFormatEnd());
-}
+        // The erase takes a while: the progress popup shows meanwhile, placed like the others.
+        QVERIFY(
+            t.mac->addFault(R"({"tool": "diskutil", "verb": "eraseVolume", "mode": "hang", "seconds": 1})"));
+        const qsizetype listings = t.listed.size();
+        click(confirm->okButton);
+        QVERIFY(waitUntil([&] { return t.view.formatingViewController() != nullptr; }, 2000));
+        QWidget* progress = t.view.formatingViewController()->parentWidget();
+        QVERIFY(progress->isVisible());
+        QCOMPARE(progress->y(), 5);
+        t.shot("formatting");
+        QVERIFY(t.view.formatEndViewController() == nullptr);
+        QVERIFY(t.formatEnd());
+        QVERIFY(t.view.formatingViewController() == nullptr);
+        // Whatever was typed or chosen, an NTFS volume becomes FAT32 "NEW".
+        QCOMPARE(changingCalls(*t.mac),
+                 QList<QStringList>({{"eraseVolume", "MS-DOS FAT32", "NEW", "/dev/disk4s1"}}));
+        QVERIFY(t.waitForRow("NEW", true, listings));
+        QCOMPARE(t.row("WINDOWS"), -1);
+        QCOMPARE(t.view.allVolumeArr().at(t.row("NEW"))->diskType(), QStringLiteral("MS-DOS FAT32"));
+        t.shot("format-end");
+        QVERIFY(t.closeFormatEnd());
+    }
 
-void TestDiskManagerWorkflow::formatWithTheTypeMenu() {
-    Tab t;
-    QVERIFY(t.open());
-    // A cancelled confirmation leaves the volume alone; only one is open at a time.
-    QPointer<MakeSureFormatViewController> first = t.confirmFormatOf("STICK");
-    QVERIFY(first);
-    click(t.button("Data", "format"));
-    QCOMPARE(t.view.makeSureFormatViewController(), first.data());
-    QCOMPARE(t.view.selectVolume()->volumeName(), QStringLiteral("Data"));
-    click(first->noButton);
-    QVERIFY(waitUntil([&] { return first.isNull(); }, 1000));
-    QTest::qWait(300);
-    QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
-    QVERIFY(t.view.formatingViewController() == nullptr);
-    QVERIFY(QDir(t.mac->host("/Volumes/STICK")).exists());
-    // A new confirmation can be opened afterwards; an APFS volume keeps its type.
-    QPointer<MakeSureFormatViewController> second = t.confirmFormatOf("Projects");
-    QVERIFY(second);
-    QCOMPARE(second->nameLabel->text(), QStringLiteral("Format 'Projects'?"));
-    QVERIFY(second->isTypeLocked());
-    click(second->noButton);
-    QVERIFY(waitUntil([&] { return second.isNull(); }, 1000));
-    QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
+    void formatWithTheTypeMenu() {
+        Tab t;
+        QVERIFY(t.open());
+        // A cancelled confirmation leaves the volume alone; only one is open at a time.
+        QPointer<MakeSureFormatViewController> first = t.confirmFormatOf("STICK");
+        QVERIFY(first);
+        click(t.button("Data", "format"));
+        QCOMPARE(t.view.makeSureFormatViewController(), first.data());
+        QCOMPARE(t.view.selectVolume()->volumeName(), QStringLiteral("Data"));
+        click(first->noButton);
+        QVERIFY(waitUntil([&] { return first.isNull(); }, 1000));
+        QTest::qWait(300);
+        QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
+        QVERIFY(t.view.formatingViewController() == nullptr);
+        QVERIFY(QDir(t.mac->host("/Volumes/STICK")).exists());
+        // A new confirmation can be opened afterwards; an APFS volume keeps its type.
+        QPointer<MakeSureFormatViewController> second = t.confirmFormatOf("Projects");
+        QVERIFY(second);
+        QCOMPARE(second->nameLabel->text(), QStringLiteral("Format 'Projects'?"));
+        QVERIFY(second->isTypeLocked());
+        click(second->noButton);
+        QVERIFY(waitUntil([&] { return second.isNull(); }, 1000));
+        QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
 
-    MakeSureFormatViewController* confirm = t.confirmFormatOf("STICK");
-    QVERIFY(confirm);
-    QCOMPARE(confirm->typeLabel->text(), QStringLiteral("MS-DOS FAT32"));
-    QVERIFY(!confirm->isTypeLocked());
-    QVERIFY(confirm->typeSelectBut->isEnabled());
-    QVERIFY(confirm->openImageV->isVisible());
-    t.shot("confirm");
+        MakeSureFormatViewController* confirm = t.confirmFormatOf("STICK");
+        QVERIFY(confirm);
+        QCOMPARE(confirm->typeLabel->text(), QStringLiteral("MS-DOS FAT32"));
+        QVERIFY(!confirm->isTypeLocked());
+        QVERIFY(confirm->typeSelectBut->isEnabled());
+        QVERIFY(confirm->openImageV->isVisible());
+        t.shot("confirm");
 
-    // The menu: one at a time; it closes when the pointer leaves it and after 3 seconds.
-    QPointer<FormatTypeViewController> menu;
-    const auto openMenu = [&] {
+        // The menu: one at a time; it closes when the pointer leaves it and after 3 seconds.
+        QPointer<FormatTypeViewController> menu;
+        const auto openMenu = [&] {
+            click(confirm->typeSelectBut);
+            return (menu = confirm->typeMenu()) && menu->isVisible();
+        };
+        QVERIFY(openMenu());
         click(confirm->typeSelectBut);
-        return (menu = confirm->typeMenu()) && menu->isVisible();
-    };
-    QVERIFY(openMenu());
-    click(confirm->typeSelectBut);
-    QCOMPARE(confirm->typeMenu(), menu.data());
-    QCOMPARE((QStringList{menu->label_1->text(), menu->label_2->text(), menu->label_3->text()}),
-             (QStringList{"ExFAT", "MS-DOS FAT32", "Journaled HFS+"}));
-    hover(menu->view_4);
-    QVERIFY(menu->label_3->styleSheet().contains("#ffffff"));
-    t.shot("type-menu");
-    hover(menu, false);
-    QVERIFY(waitUntil([&] { return menu.isNull(); }, 1000));
-    QCOMPARE(confirm->typeLabel->text(), QStringLiteral("MS-DOS FAT32"));
-    QVERIFY(openMenu());
-    QVERIFY(waitUntil([&] { return menu.isNull(); }, 4500)); // closed on its own
-    QVERIFY(openMenu());
-    click(menu->rowWithTag(2));
-    QCOMPARE(confirm->typeLabel->text(), QStringLiteral("Journaled HFS+"));
-    QVERIFY(waitUntil([&] { return menu.isNull(); }, 1000));
+        QCOMPARE(confirm->typeMenu(), menu.data());
+        QCOMPARE((QStringList{menu->label_1->text(), menu->label_2->text(), menu->label_3->text()}),
+                 (QStringList{"ExFAT", "MS-DOS FAT32", "Journaled HFS+"}));
+        hover(menu->view_4);
+        QVERIFY(menu->label_3->styleSheet().contains("#ffffff"));
+        t.shot("type-menu");
+        hover(menu, false);
+        QVERIFY(waitUntil([&] { return menu.isNull(); }, 1000));
+        QCOMPARE(confirm->typeLabel->text(), QStringLiteral("MS-DOS FAT32"));
+        QVERIFY(openMenu());
+        QVERIFY(waitUntil([&] { return menu.isNull(); }, 4500)); // closed on its own
+        QVERIFY(openMenu());
+        click(menu->rowWithTag(2));
+        QCOMPARE(confirm->typeLabel->text(), QStringLiteral("Journaled HFS+"));
+        QVERIFY(waitUntil([&] { return menu.isNull(); }, 1000));
 
-    // A listing or another row chosen while the confirmation is open moves the selection; the
-    // volume named in the confirmation is still the one formatted.
-    const qsizetype listings = t.listed.size();
-    NotificationCenter::defaultCenter()->postNotificationName(QString::fromLatin1(MCVolumeMountNotification),
-                                                              nullptr);
-    QVERIFY(waitUntil([&] { return t.listed.size() == listings + 1 && !t.view.isScanV(); }, 20000));
-    t.clickRow("Data");
-    QCOMPARE(t.view.selectVolume()->volumeName(), QStringLiteral("Data"));
-    // An empty name becomes "NEW".
-    retype(confirm->nameTextFiled, QString());
-    click(confirm->okButton);
-    QVERIFY(t.formatEnd());
-    QCOMPARE(t.view.formatEndViewController()->titleLabel()->text(), QStringLiteral("Format finished"));
-    QCOMPARE(changingCalls(*t.mac),
-             QList<QStringList>({{"eraseVolume", "Journaled HFS+", "NEW", "/dev/disk3s1"}}));
-    // The progress popup's delay running out after a quick format returned shows nothing.
-    t.view.showFormatingView();
-    QVERIFY(t.view.formatingViewController() == nullptr);
-    QVERIFY(waitUntil([&] { return !t.view.isScanV() && t.row("NEW") >= 0; }, 20000));
-    QCOMPARE(t.view.allVolumeArr().at(t.row("NEW"))->diskType(), QStringLiteral("Journaled HFS+"));
-}
+        // A listing or another row chosen while the confirmation is open moves the selection; the
+        // volume named in the confirmation is still the one formatted.
+        const qsizetype listings = t.listed.size();
+        NotificationCenter::defaultCenter()->postNotificationName(
+            QString::fromLatin1(MCVolumeMountNotification), nullptr);
+        QVERIFY(waitUntil([&] { return t.listed.size() == listings + 1 && !t.view.isScanV(); }, 20000));
+        t.clickRow("Data");
+        QCOMPARE(t.view.selectVolume()->volumeName(), QStringLiteral("Data"));
+        // An empty name becomes "NEW".
+        retype(confirm->nameTextFiled, QString());
+        click(confirm->okButton);
+        QVERIFY(t.formatEnd());
+        QCOMPARE(t.view.formatEndViewController()->titleLabel()->text(), QStringLiteral("Format finished"));
+        QCOMPARE(changingCalls(*t.mac),
+                 QList<QStringList>({{"eraseVolume", "Journaled HFS+", "NEW", "/dev/disk3s1"}}));
+        // The progress popup's delay running out after a quick format returned shows nothing.
+        t.view.showFormatingView();
+        QVERIFY(t.view.formatingViewController() == nullptr);
+        QVERIFY(waitUntil([&] { return !t.view.isScanV() && t.row("NEW") >= 0; }, 20000));
+        QCOMPARE(t.view.allVolumeArr().at(t.row("NEW"))->diskType(), QStringLiteral("Journaled HFS+"));
+    }
 
-void TestDiskManagerWorkflow::ejectFromTheRow() {
-    Tab t;
-    QVERIFY(t.open());
-    // A record without a UUID ejects nothing.
-    QVERIFY(t.view.tableViewShouldSelectRow(t.row("WINDOWS")));
-    t.view.selectVolume()->setDiskUUID(QString());
-    click(t.button("WINDOWS", "eject"));
-    QTest::qWait(500);
-    QCOMPARE(diskutilCalls(*t.mac), QList<QStringList>());
-    QVERIFY(QDir(t.mac->host("/Volumes/WINDOWS")).exists());
+    void ejectFromTheRow() {
+        Tab t;
+        QVERIFY(t.open());
+        // A record without a UUID ejects nothing.
+        QVERIFY(t.view.tableViewShouldSelectRow(t.row("WINDOWS")));
+        t.view.selectVolume()->setDiskUUID(QString());
+        click(t.button("WINDOWS", "eject"));
+        QTest::qWait(500);
+        QCOMPARE(diskutilCalls(*t.mac), QList<QStringList>());
+        QVERIFY(QDir(t.mac->host("/Volumes/WINDOWS")).exists());
 
-    // The row stays until the platform reports the volume gone.
-    const QString projects = t.uuidOf("Projects");
-    qsizetype listings = t.listed.size();
-    click(t.button("Projects", "eject"));
-    QVERIFY(waitUntil([&] { return !changingCalls(*t.mac).isEmpty(); }, 20000));
-    QCOMPARE(changingCalls(*t.mac), QList<QStringList>({{QStringLiteral("eject"), projects}}));
-    QVERIFY(t.row("Projects") >= 0);
-    QVERIFY(t.waitForRow("Projects", false, listings));
-    QCOMPARE(t.view.parTableView()->rowCount(), 4);
-    QCOMPARE(t.view.selectIndex(), 0);
+        // The row stays until the platform reports the volume gone.
+        const QString projects = t.uuidOf("Projects");
+        qsizetype listings = t.listed.size();
+        click(t.button("Projects", "eject"));
+        QVERIFY(waitUntil([&] { return !changingCalls(*t.mac).isEmpty(); }, 20000));
+        QCOMPARE(changingCalls(*t.mac), QList<QStringList>({{QStringLiteral("eject"), projects}}));
+        QVERIFY(t.row("Projects") >= 0);
+        QVERIFY(t.waitForRow("Projects", false, listings));
+        QCOMPARE(t.view.parTableView()->rowCount(), 4);
+        QCOMPARE(t.view.selectIndex(), 0);
 
-    // A busy volume: the refusal names the program and its process; declining the forced eject
-    // runs nothing.
-    const QString uuid = t.uuidOf("STICK");
-    QCOMPARE(t.mac->emuctl({"busy", "STICK", "2387", "/bin/zsh", "2386", "/usr/sbin/sshd"}).code, 0);
-    const QStringList eject{QStringLiteral("eject"), uuid};
-    const auto questionNamed = [&](const char* name) {
-        return waitUntil(
-            [&] { return t.view.ejectQuestion() && t.view.ejectQuestion()->objectName() == name; }, 20000);
-    };
-    t.mac->clearLog();
-    for (bool declineAtOnce : {true, false}) {
+        // A busy volume: the refusal names the program and its process; declining the forced eject
+        // runs nothing.
+        const QString uuid = t.uuidOf("STICK");
+        QCOMPARE(t.mac->emuctl({"busy", "STICK", "2387", "/bin/zsh", "2386", "/usr/sbin/sshd"}).code, 0);
+        const QStringList eject{QStringLiteral("eject"), uuid};
+        const auto questionNamed = [&](const char* name) {
+            return waitUntil(
+                [&] { return t.view.ejectQuestion() && t.view.ejectQuestion()->objectName() == name; },
+                20000);
+        };
+        t.mac->clearLog();
+        for (bool declineAtOnce : {true, false}) {
+            click(t.button("STICK", "eject"));
+            QVERIFY(questionNamed("volumeInUse"));
+            QCOMPARE(t.view.ejectQuestion()->text(),
+                     QStringLiteral("STICK is in use by zsh (process 2387). Quit it and try again."));
+            if (declineAtOnce) {
+                t.shot("eject-busy");
+                click(t.view.ejectQuestion()->quietButton());
+                continue;
+            }
+            click(t.view.ejectQuestion()->mainButton());
+            QVERIFY(questionNamed("forceEject"));
+            QCOMPARE(
+                t.view.ejectQuestion()->text(),
+                QStringLiteral("zsh (process 2387) still has files open on STICK. If you eject it now, open "
+                               "files in zsh may lose unsaved data."));
+            t.shot("eject-force-question");
+            QTest::keyClick(t.view.ejectQuestion()->mainButton(), Qt::Key_Return);
+            click(t.view.ejectQuestion()->quietButton());
+        }
+        QTest::qWait(300);
+        QCOMPARE(changingCalls(*t.mac), QList<QStringList>({eject, eject}));
+        QVERIFY(t.row("STICK") >= 0);
+
+        // Agreed to, the forced eject unmounts by force, then ejects.
+        listings = t.listed.size();
         click(t.button("STICK", "eject"));
         QVERIFY(questionNamed("volumeInUse"));
-        QCOMPARE(t.view.ejectQuestion()->text(),
-                 QStringLiteral("STICK is in use by zsh (process 2387). Quit it and try again."));
-        if (declineAtOnce) {
-            t.shot("eject-busy");
-            click(t.view.ejectQuestion()->quietButton());
-            continue;
-        }
         click(t.view.ejectQuestion()->mainButton());
         QVERIFY(questionNamed("forceEject"));
-        QCOMPARE(t.view.ejectQuestion()->text(),
-                 QStringLiteral("zsh (process 2387) still has files open on STICK. If you eject it now, open "
-                                "files in zsh may lose unsaved data."));
-        t.shot("eject-force-question");
-        QTest::keyClick(t.view.ejectQuestion()->mainButton(), Qt::Key_Return);
-        click(t.view.ejectQuestion()->quietButton());
+        click(t.view.ejectQuestion()->mainButton());
+        QVERIFY(waitUntil([&] { return changingCalls(*t.mac).size() == 5; }, 20000));
+        QCOMPARE(
+            changingCalls(*t.mac),
+            QList<QStringList>(
+                {eject, eject, eject, {QStringLiteral("unmount"), QStringLiteral("force"), uuid}, eject}));
+        QVERIFY(t.waitForRow("STICK", false, listings));
     }
-    QTest::qWait(300);
-    QCOMPARE(changingCalls(*t.mac), QList<QStringList>({eject, eject}));
-    QVERIFY(t.row("STICK") >= 0);
 
-    // Agreed to, the forced eject unmounts by force, then ejects.
-    listings = t.listed.size();
-    click(t.button("STICK", "eject"));
-    QVERIFY(questionNamed("volumeInUse"));
-    click(t.view.ejectQuestion()->mainButton());
-    QVERIFY(questionNamed("forceEject"));
-    click(t.view.ejectQuestion()->mainButton());
-    QVERIFY(waitUntil([&] { return changingCalls(*t.mac).size() == 5; }, 20000));
-    QCOMPARE(changingCalls(*t.mac),
-             QList<QStringList>(
-                 {eject, eject, eject, {QStringLiteral("unmount"), QStringLiteral("force"), uuid}, eject}));
-    QVERIFY(t.waitForRow("STICK", false, listings));
-}
+    void mountDuringListingIsReadAfterIt() {
+        Tab t;
+        QVERIFY2(t.mac->isValid(), qPrintable(t.mac->error()));
+        QSignalSpy started(t.view.engine(), &DiskManagerEngine::listingStarted);
+        // The first listing was started by the tab itself and is still running.
+        QVERIFY(t.view.isScanV());
+        QVERIFY(t.view.loadProView()->isVisibleTo(&t.view));
+        for (const char* notice : {MCVolumeMountNotification, MCVolumeUnmountNotification})
+            NotificationCenter::defaultCenter()->postNotificationName(QString::fromLatin1(notice), nullptr);
+        QCOMPARE(started.size(), 0);
+        // The notices may have come after the listing read "/Volumes/": one more listing follows it.
+        QVERIFY(waitUntil([&] { return t.listed.size() == 2; }, 20000));
+        QTest::qWait(300);
+        QCOMPARE(started.size(), 1);
+        QCOMPARE(t.listed.size(), 2);
+        QVERIFY(!t.view.loadProView()->isVisibleTo(&t.view));
 
-void TestDiskManagerWorkflow::mountDuringListingIsReadAfterIt() {
-    Tab t;
-    QVERIFY2(t.mac->isValid(), qPrintable(t.mac->error()));
-    QSignalSpy started(t.view.engine(), &DiskManagerEngine::listingStarted);
-    // The first listing was started by the tab itself and is still running.
-    QVERIFY(t.view.isScanV());
-    QVERIFY(t.view.loadProView()->isVisibleTo(&t.view));
-    for (const char* notice : {MCVolumeMountNotification, MCVolumeUnmountNotification})
-        NotificationCenter::defaultCenter()->postNotificationName(QString::fromLatin1(notice), nullptr);
-    QCOMPARE(started.size(), 0);
-    // The notices may have come after the listing read "/Volumes/": one more listing follows it.
-    QVERIFY(waitUntil([&] { return t.listed.size() == 2; }, 20000));
-    QTest::qWait(300);
-    QCOMPARE(started.size(), 1);
-    QCOMPARE(t.listed.size(), 2);
-    QVERIFY(!t.view.loadProView()->isVisibleTo(&t.view));
+        // Once idle, a mount notice lists again, and a real mount shows up.
+        t.mac->run("diskutil", {"unmount", "/Volumes/STICK"});
+        QVERIFY(t.waitForRow("STICK", false, 2));
+        QVERIFY(started.size() >= 1);
+        const qsizetype listings = t.listed.size();
+        t.mac->run("diskutil", {"mount", "/dev/disk3s1"});
+        QVERIFY(t.waitForRow("STICK", true, listings));
+    }
 
-    // Once idle, a mount notice lists again, and a real mount shows up.
-    t.mac->run("diskutil", {"unmount", "/Volumes/STICK"});
-    QVERIFY(t.waitForRow("STICK", false, 2));
-    QVERIFY(started.size() >= 1);
-    const qsizetype listings = t.listed.size();
-    t.mac->run("diskutil", {"mount", "/dev/disk3s1"});
-    QVERIFY(t.waitForRow("STICK", true, listings));
-}
+    void unusableNamesAndFailuresAreShown() {
+        Tab t;
+        QVERIFY(t.open());
+        QvUninitLog();
+        // A rename the volume's file system refuses: the field stays open and says why.
+        DiskManagerCell* stick = t.startRename("STICK", QStringLiteral("photos*2026"));
+        click(button(stick, "save"));
+        QVERIFY(t.view.isRenameEdit());
+        QVERIFY(stick->nameField()->isVisible());
+        QVERIFY(stick->nameProblemLabel()->isVisible());
+        QCOMPARE(stick->nameProblemLabel()->fullText(),
+                 QString::fromUtf8("MS-DOS FAT32 volumes cannot have “*” in their name."));
+        t.shot("rename-refused");
+        // Leaving the field forgets the reason.
+        t.clickRow("Data");
+        QVERIFY(!stick->nameProblemLabel()->isVisible());
 
-void TestDiskManagerWorkflow::unusableNamesAndFailuresAreShown() {
-    Tab t;
-    QVERIFY(t.open());
-    QvUninitLog();
-    // A rename the volume's file system refuses: the field stays open and says why.
-    DiskManagerCell* stick = t.startRename("STICK", QStringLiteral("photos*2026"));
-    click(button(stick, "save"));
-    QVERIFY(t.view.isRenameEdit());
-    QVERIFY(stick->nameField()->isVisible());
-    QVERIFY(stick->nameProblemLabel()->isVisible());
-    QCOMPARE(stick->nameProblemLabel()->fullText(),
-             QString::fromUtf8("MS-DOS FAT32 volumes cannot have “*” in their name."));
-    t.shot("rename-refused");
-    // Leaving the field forgets the reason.
-    t.clickRow("Data");
-    QVERIFY(!stick->nameProblemLabel()->isVisible());
+        // A hung rename ends at the tools' limit while the main loop keeps turning; the name field
+        // is back with the reason and the volume keeps its name.
+        const ToolTimeLimits saved = toolTimeLimits();
+        setToolTimeLimits({1500, 1500, 300});
+        QVERIFY(t.mac->addFault(R"({"tool": "diskutil", "verb": "rename", "mode": "hang", "seconds": 60})"));
+        stick = t.startRename("STICK", QStringLiteral("BACKUP"));
+        int ticks = 0;
+        QTimer heartbeat;
+        QObject::connect(&heartbeat, &QTimer::timeout, [&] { ++ticks; });
+        heartbeat.start(50);
+        QSignalSpy renamed(t.view.engine(), &DiskManagerEngine::renameFinished);
+        QElapsedTimer clock;
+        clock.start();
+        click(button(stick, "save"));
+        QVERIFY(clock.elapsed() < 500);
+        QVERIFY(waitUntil([&] { return renamed.size() == 1; }, 10000));
+        setToolTimeLimits(saved);
+        QVERIFY2(clock.elapsed() >= 1500 && clock.elapsed() < 6000,
+                 qPrintable(QString::number(clock.elapsed())));
+        QVERIFY2(ticks >= 20, qPrintable(QString::number(ticks)));
+        stick = t.cell("STICK");
+        QVERIFY(stick && t.view.isRenameEdit());
+        QCOMPARE(stick->nameField()->text(), QStringLiteral("BACKUP"));
+        QCOMPARE(stick->nameProblemLabel()->fullText(),
+                 QStringLiteral("The disk tool did not finish in time and was stopped."));
+        QCOMPARE(t.mac->diskInfo("/Volumes/STICK").value("VolumeName").toString(), QStringLiteral("STICK"));
+        QvUninitLog();
+        QVERIFY(readHostFile(t.mac->host("/tmp/Pellory.txt")).contains("stopped \"diskutil rename "));
+        t.shot("rename-timed-out");
+        t.clickRow("Data");
 
-    // A hung rename ends at the tools' limit while the main loop keeps turning; the name field
-    // is back with the reason and the volume keeps its name.
-    const ToolTimeLimits saved = toolTimeLimits();
-    setToolTimeLimits({1500, 1500, 300});
-    QVERIFY(t.mac->addFault(R"({"tool": "diskutil", "verb": "rename", "mode": "hang", "seconds": 60})"));
-    stick = t.startRename("STICK", QStringLiteral("BACKUP"));
-    int ticks = 0;
-    QTimer heartbeat;
-    QObject::connect(&heartbeat, &QTimer::timeout, [&] { ++ticks; });
-    heartbeat.start(50);
-    QSignalSpy renamed(t.view.engine(), &DiskManagerEngine::renameFinished);
-    QElapsedTimer clock;
-    clock.start();
-    click(button(stick, "save"));
-    QVERIFY(clock.elapsed() < 500);
-    QVERIFY(waitUntil([&] { return renamed.size() == 1; }, 10000));
-    setToolTimeLimits(saved);
-    QVERIFY2(clock.elapsed() >= 1500 && clock.elapsed() < 6000, qPrintable(QString::number(clock.elapsed())));
-    QVERIFY2(ticks >= 20, qPrintable(QString::number(ticks)));
-    stick = t.cell("STICK");
-    QVERIFY(stick && t.view.isRenameEdit());
-    QCOMPARE(stick->nameField()->text(), QStringLiteral("BACKUP"));
-    QCOMPARE(stick->nameProblemLabel()->fullText(),
-             QStringLiteral("The disk tool did not finish in time and was stopped."));
-    QCOMPARE(t.mac->diskInfo("/Volumes/STICK").value("VolumeName").toString(), QStringLiteral("STICK"));
-    QvUninitLog();
-    QVERIFY(readHostFile(t.mac->host("/tmp/Pellory.txt")).contains("stopped \"diskutil rename "));
-    t.shot("rename-timed-out");
-    t.clickRow("Data");
-
-    // The confirmation keeps a name it cannot use and says why.
-    t.mac->clearLog();
-    MakeSureFormatViewController* confirm = t.confirmFormatOf("Data");
-    QVERIFY(confirm);
-    retype(confirm->nameTextFiled, QStringLiteral("2026:11"));
-    click(confirm->okButton);
-    QCOMPARE(t.view.makeSureFormatViewController(), confirm);
-    QVERIFY(confirm->problemLabel->isVisible());
-    QCOMPARE(confirm->problemLabel->text(),
-             QString::fromUtf8("Journaled HFS+ volumes cannot have “:” in their name."));
-    t.shot("confirm-name-refused");
-    QTest::qWait(200);
-    QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
-
-    // An erase the tool fails, or one that exits 0 without saying that it finished, ends in an
-    // end popup that says so.
-    for (const auto& [mode, reason] :
-         {std::pair{"fail", "The disk tool ended with status 1."},
-          std::pair{"silent", "The disk tool did not report the erase as finished."}}) {
+        // The confirmation keeps a name it cannot use and says why.
         t.mac->clearLog();
-        QVERIFY(t.mac->addFault(R"({"tool": "diskutil", "verb": "eraseVolume", "times": 1, "mode": ")" +
-                                QByteArray(mode) + "\"}"));
-        if (!t.view.makeSureFormatViewController())
-            QVERIFY(confirm = t.confirmFormatOf("Data"));
-        retype(confirm->nameTextFiled, QStringLiteral("Archive"));
+        MakeSureFormatViewController* confirm = t.confirmFormatOf("Data");
+        QVERIFY(confirm);
+        retype(confirm->nameTextFiled, QStringLiteral("2026:11"));
         click(confirm->okButton);
-        FormatEndViewController* end = t.formatEnd();
-        QVERIFY(end);
-        QCOMPARE(changingCalls(*t.mac),
-                 QList<QStringList>({{"eraseVolume", "Journaled HFS+", "Archive", "/dev/disk2s2"}}));
-        QCOMPARE(end->titleLabel()->text(), QStringLiteral("Format failed"));
-        QCOMPARE(end->text(), QString::fromLatin1(reason));
-        t.shot(QStringLiteral("format-failed-") + mode);
-        QVERIFY(t.closeFormatEnd());
-        QVERIFY(waitUntil([&] { return !t.view.isScanV() && t.row("Data") >= 0; }, 20000));
+        QCOMPARE(t.view.makeSureFormatViewController(), confirm);
+        QVERIFY(confirm->problemLabel->isVisible());
+        QCOMPARE(confirm->problemLabel->text(),
+                 QString::fromUtf8("Journaled HFS+ volumes cannot have “:” in their name."));
+        t.shot("confirm-name-refused");
+        QTest::qWait(200);
+        QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
+
+        // An erase the tool fails, or one that exits 0 without saying that it finished, ends in an
+        // end popup that says so.
+        for (const auto& [mode, reason] :
+             {std::pair{"fail", "The disk tool ended with status 1."},
+              std::pair{"silent", "The disk tool did not report the erase as finished."}}) {
+            t.mac->clearLog();
+            QVERIFY(t.mac->addFault(
+                "{\"tool\": \"diskutil\", \"verb\": \"eraseVolume\", \"times\": 1, \"mode\": \"" +
+                QByteArray(mode) + "\"}"));
+            if (!t.view.makeSureFormatViewController())
+                QVERIFY(confirm = t.confirmFormatOf("Data"));
+            retype(confirm->nameTextFiled, QStringLiteral("Archive"));
+            click(confirm->okButton);
+            FormatEndViewController* end = t.formatEnd();
+            QVERIFY(end);
+            QCOMPARE(changingCalls(*t.mac),
+                     QList<QStringList>({{"eraseVolume", "Journaled HFS+", "Archive", "/dev/disk2s2"}}));
+            QCOMPARE(end->titleLabel()->text(), QStringLiteral("Format failed"));
+            QCOMPARE(end->text(), QString::fromLatin1(reason));
+            t.shot(QStringLiteral("format-failed-") + mode);
+            QVERIFY(t.closeFormatEnd());
+            QVERIFY(waitUntil([&] { return !t.view.isScanV() && t.row("Data") >= 0; }, 20000));
+        }
     }
-}
 
-void TestDiskManagerWorkflow::formatConfirmationListsOnlyWhatThatEraseDestroys() {
-    Tab t(VolumesTestKit::machine("10.15.7", VolumesTestKit::twoVolumeDrive(),
-                                  R"("system":{"size":"500GB","used":"12GB"})"));
-    QVERIFY(t.open());
-    // Each row names its drive; the start-up volume says so.
-    QCOMPARE(t.cell("WINDOWS")->driveLabel()->fullText(),
-             QString::fromUtf8("Samsung PSSD T7 Media · USB · 500.11 GB"));
-    QVERIFY(t.cell("Macintosh HD")->driveLabel()->fullText().endsWith(QString::fromUtf8(" · start-up disk")));
+    void formatConfirmationListsOnlyWhatThatEraseDestroys() {
+        Tab t(VolumesTestKit::machine("10.15.7", VolumesTestKit::twoVolumeDrive(),
+                                      R"("system":{"size":"500GB","used":"12GB"})"));
+        QVERIFY(t.open());
+        // Each row names its drive; the start-up volume says so.
+        QCOMPARE(t.cell("WINDOWS")->driveLabel()->fullText(),
+                 QString::fromUtf8("Samsung PSSD T7 Media · USB · 500.11 GB"));
+        QVERIFY(
+            t.cell("Macintosh HD")->driveLabel()->fullText().endsWith(QString::fromUtf8(" · start-up disk")));
 
-    // A rename tells the name the volume will get before anything runs, in the error colour only
-    // when nothing would run.
-    for (const auto& [volume, hint, refused] :
-         {std::tuple{"WINDOWS",
-                     "Will be named MYVERYLONGS: FAT32 names are at most 11 characters, in capitals", false},
-          std::tuple{"Backup", "The name is too long: ExFAT volumes take at most 11 characters.", true},
-          std::tuple{"Macintosh HD", "Will be named MyVeryLongStickName2024", false}}) {
-        DiskManagerCell* cell = t.startRename(volume, QStringLiteral("MyVeryLongStickName2024"));
-        QVERIFY(cell->nameProblemLabel()->isVisible());
-        QCOMPARE(cell->nameProblemLabel()->fullText(), QLatin1String(hint));
-        QCOMPARE(cell->nameProblemLabel()->styleSheet().contains("#e5534b"), refused);
-        t.shot(QStringLiteral("name-hint-") + volume);
-        t.clickRow(volume == QLatin1String("Backup") ? "WINDOWS" : "Backup");
+        // A rename tells the name the volume will get before anything runs, in the error colour only
+        // when nothing would run.
+        for (const auto& [volume, hint, refused] :
+             {std::tuple{"WINDOWS",
+                         "Will be named MYVERYLONGS: FAT32 names are at most 11 characters, in capitals",
+                         false},
+              std::tuple{"Backup", "The name is too long: ExFAT volumes take at most 11 characters.", true},
+              std::tuple{"Macintosh HD", "Will be named MyVeryLongStickName2024", false}}) {
+            DiskManagerCell* cell = t.startRename(volume, QStringLiteral("MyVeryLongStickName2024"));
+            QVERIFY(cell->nameProblemLabel()->isVisible());
+            QCOMPARE(cell->nameProblemLabel()->fullText(), QLatin1String(hint));
+            QCOMPARE(cell->nameProblemLabel()->styleSheet().contains("#e5534b"), refused);
+            t.shot(QStringLiteral("name-hint-") + volume);
+            t.clickRow(volume == QLatin1String("Backup") ? "WINDOWS" : "Backup");
+        }
+        QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
+
+        MakeSureFormatViewController* confirm = t.confirmFormatOf("WINDOWS");
+        QVERIFY(confirm);
+        QCOMPARE(confirm->nameLabel->text(), QStringLiteral("Format 'WINDOWS'?"));
+        QCOMPARE(confirm->lossView()->lines(),
+                 QStringList({QStringLiteral("/dev/disk2s3"),
+                              QString::fromUtf8("Samsung PSSD T7 Media · USB · 500.11 GB"),
+                              QString::fromUtf8("• WINDOWS — 22.22 KB used"),
+                              QStringLiteral("22.22 KB of data will be erased.")}));
+        // The name the volume will get follows the typing and the type.
+        QCOMPARE(confirm->nameHintLabel()->fullText(), QStringLiteral("Will be named WINDOWS"));
+        retype(confirm->nameTextFiled, QStringLiteral("MyVeryLongStickName2024"));
+        QCOMPARE(
+            confirm->nameHintLabel()->fullText(),
+            QStringLiteral("Will be named MYVERYLONGS: FAT32 names are at most 11 characters, in capitals"));
+        confirm->selectFormatbyType(0);
+        QCOMPARE(confirm->nameHintLabel()->fullText(),
+                 QStringLiteral("The name is too long: ExFAT volumes take at most 11 characters."));
+        confirm->selectFormatbyType(2);
+        QCOMPARE(confirm->nameHintLabel()->fullText(),
+                 QStringLiteral("Will be named MyVeryLongStickName2024"));
+        t.shot("confirm-identity");
+        // Return formats nothing.
+        QVERIFY(!confirm->okButton->isDefault() && !confirm->okButton->autoDefault());
+        QTest::keyClick(confirm->nameTextFiled, Qt::Key_Return);
+        QTest::keyClick(confirm->okButton, Qt::Key_Return);
+        QTest::qWait(200);
+        QVERIFY(t.view.makeSureFormatViewController());
+        QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
+        click(confirm->noButton);
     }
-    QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
+};
 
-    MakeSureFormatViewController* confirm = t.confirmFormatOf("WINDOWS");
-    QVERIFY(confirm);
-    QCOMPARE(confirm->nameLabel->text(), QStringLiteral("Format 'WINDOWS'?"));
-    QCOMPARE(confirm->lossView()->lines(),
-             QStringList({QStringLiteral("/dev/disk2s3"),
-                          QString::fromUtf8("Samsung PSSD T7 Media · USB · 500.11 GB"),
-                          QString::fromUtf8("• WINDOWS — 22.22 KB used"),
-                          QStringLiteral("22.22 KB of data will be erased.")}));
-    // The name the volume will get follows the typing and the type.
-    QCOMPARE(confirm->nameHintLabel()->fullText(), QStringLiteral("Will be named WINDOWS"));
-    retype(confirm->nameTextFiled, QStringLiteral("MyVeryLongStickName2024"));
-    QCOMPARE(confirm->nameHintLabel()->fullText(),
-             QStringLiteral("Will be named MYVERYLONGS: FAT32 names are at most 11 characters, in capitals"));
-    confirm->selectFormatbyType(0);
-    QCOMPARE(confirm->nameHintLabel()->fullText(),
-             QStringLiteral("The name is too long: ExFAT volumes take at most 11 characters."));
-    confirm->selectFormatbyType(2);
-    QCOMPARE(confirm->nameHintLabel()->fullText(), QStringLiteral("Will be named MyVeryLongStickName2024"));
-    t.shot("confirm-identity");
-    // Return formats nothing.
-    QVERIFY(!confirm->okButton->isDefault() && !confirm->okButton->autoDefault());
-    QTest::keyClick(confirm->nameTextFiled, Qt::Key_Return);
-    QTest::keyClick(confirm->okButton, Qt::Key_Return);
-    QTest::qWait(200);
-    QVERIFY(t.view.makeSureFormatViewController());
-    QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
-    click(confirm->noButton);
-}
+TAVRILL_TEST(TestDiskManagerWorkflow)
+
+#include "tst_diskmanagerworkflow.moc"
