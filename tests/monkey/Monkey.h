@@ -32,17 +32,23 @@ public:
     void resume();
     // The longest stall and the longest raw lateness since the last take, in ms.
     qint64 takeWorst();
+    // How long the main thread itself ran during the worst stall since the last take: near the
+    // whole stall it was computing, near nothing it waited (for a tool, a lock, the disk).
+    qint64 worstOnCpuMs() const { return m_worstCpu; }
     qint64 worstRawMs() const { return m_worstRawEver; }
     qint64 worstEverMs() const { return m_worstEver; }
 
 private:
     void tick();
     static qint64 runQueueWaitNs();
+    static qint64 mainThreadCpuNs();
     QTimer m_timer;
     QElapsedTimer m_clock;
     qint64 m_last = 0;
     qint64 m_lastWait = 0;
+    qint64 m_lastCpu = 0;
     qint64 m_worst = 0;
+    qint64 m_worstCpu = 0;
     qint64 m_worstEver = 0;
     qint64 m_worstRawEver = 0;
     bool m_paused = true;
