@@ -161,7 +161,8 @@ private Q_SLOTS:
         QFETCH(QList<int>, parts);
         TestMachine mac;
         if (!tool.isNull())
-            mac.installTool("/usr/bin/sw_vers", "[ \"$1\" = -productVersion ] || exit 2\n" + tool);
+            mac.installTool("/usr/bin/sw_vers",
+                            "echo >> \"$0.runs\"\n[ \"$1\" = -productVersion ] || exit 2\n" + tool);
         // A failure says so on the console once per query.
         if (number == 1000)
             for (int i = 0; i < 3; ++i)
@@ -172,6 +173,9 @@ private Q_SLOTS:
         PublicObj::getSystemVersionMajor(&a, &b, &c);
         QCOMPARE((QList<int>{a, b, c}), parts);
         QvPublicUtilities::getSystemVersionMajor(nullptr, nullptr, nullptr); // null out-arguments are fine
+        // sw_vers runs once per machine; a failed answer is asked for again.
+        if (!tool.isNull())
+            QCOMPARE(mac.readFile("/usr/bin/sw_vers.runs").count('\n'), number == 1000 ? 3 : 1);
     }
 
     void settingsAndLinksFromThePrivateData() {

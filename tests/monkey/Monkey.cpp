@@ -12,6 +12,7 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QDesktopServices>
+#include <QDialog>
 #include <QDir>
 #include <QDirIterator>
 #include <QDropEvent>
@@ -28,6 +29,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace {
 
@@ -111,12 +114,42 @@ const QStringList kDisks = {
 
 } // namespace
 
-StallMeter::StallMeter() {
+StallMeter::StallMeter() : m_mainTid(::syscall(SYS_gettid)) {
     m_timer.setTimerType(Qt::PreciseTimer);
     m_timer.setInterval(kIntervalMs);
     connect(&m_timer, &QTimer::timeout, this, &StallMeter::tick);
     m_clock.start();
     m_timer.start();
+    m_watcher = std::thread([this] { watch(); });
+}
+
+StallMeter::~StallMeter() {
+    m_stop = true;
+    m_watcher.join();
+}
+
+void StallMeter::watch() {
+    const QString task = QStringLiteral("/proc/self/task/%1/").arg(m_mainTid);
+    const auto read = [&](const char* name) {
+        QFile f(task + QLatin1String(name));
+        return f.open(QIODevice::ReadOnly) ? QString::fromLatin1(f.readAll()).trimmed() : QString();
+    };
+    while (!m_stop) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        if (!m_running || m_clock.nsecsElapsed() - m_beatNs < 150'000'000)
+            continue;
+        // The call's number and the function it sleeps in; "running" when it computes.
+        const QString seen =
+            QStringLiteral("%1 / %2").arg(read("syscall").section(QLatin1Char(' '), 0, 0), read("wchan"));
+        const std::lock_guard<std::mutex> locked(m_seenLock);
+        if (!m_seen.contains(seen))
+            m_seen += (m_seen.isEmpty() ? QString() : QStringLiteral(", ")) + seen;
+    }
+}
+
+QString StallMeter::takeSeen() {
+    const std::lock_guard<std::mutex> locked(m_seenLock);
+    return std::exchange(m_seen, QString());
 }
 
 qint64 StallMeter::runQueueWaitNs() {
@@ -136,6 +169,7 @@ void StallMeter::pause() {
     if (!m_paused)
         tick();
     m_paused = true;
+    m_running = false;
 }
 
 qint64 StallMeter::mainThreadCpuNs() {
@@ -149,6 +183,9 @@ void StallMeter::resume() {
         return;
     m_paused = false;
     m_last = m_clock.nsecsElapsed();
+    m_beatNs = m_last;
+    takeSeen();
+    m_running = true;
     m_lastWait = runQueueWaitNs();
     m_lastCpu = mainThreadCpuNs();
 }
@@ -163,10 +200,13 @@ void StallMeter::tick() {
     const qint64 waited = std::clamp<qint64>(wait - m_lastWait, 0, now - m_last);
     const qint64 stallMs = (now - m_last - waited) / 1000000 - kIntervalMs;
     const qint64 cpu = mainThreadCpuNs();
+    const QString seen = takeSeen();
     if (stallMs > m_worst) {
         m_worst = stallMs;
         m_worstCpu = (cpu - m_lastCpu) / 1000000;
+        m_worstSeen = seen;
     }
+    m_beatNs = now;
     m_last = now;
     m_lastWait = wait;
     m_lastCpu = cpu;
@@ -178,6 +218,7 @@ qint64 StallMeter::takeWorst() {
     const qint64 w = m_worst;
     m_worst = 0;
     m_worstCpu = 0;
+    m_worstSeen.clear();
     return w;
 }
 
@@ -605,9 +646,20 @@ void Monkey::step() {
     if (m_exitRequested) {
         // The process would end here; the next launch starts once no window's own loop runs.
         if (QThread::currentThread()->loopLevel() > 1) {
+            // Windows that hold their own loop would have gone with the process: closed here, as
+            // nobody is left to answer them.
+            if (++m_loopWaits > 400) {
+                fail(QStringLiteral("a window's own loop went on for 20 s after the application ended"));
+                return;
+            }
+            if (QWidget* popup = QApplication::activePopupWidget())
+                popup->close();
+            else if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
+                dialog->reject();
             m_stepTimer.start(50);
             return;
         }
+        m_loopWaits = 0;
         m_meter.pause();
         waitUntilToolsEnd();
         const QStringList problems = m_watch->endProblems(runningTools());
@@ -683,11 +735,13 @@ void Monkey::check() {
         return;
     m_meter.resume();
     const qint64 onCpu = m_meter.worstOnCpuMs();
+    const QString seenIn = m_meter.worstSeenIn();
     const qint64 stall = m_meter.takeWorst();
     if (stall > 250)
-        fail(QStringLiteral("the main thread stalled for %1 ms (it ran for %2 ms of it)")
+        fail(QStringLiteral("the main thread stalled for %1 ms (it ran for %2 ms of it; seen in: %3)")
                  .arg(stall)
-                 .arg(onCpu));
+                 .arg(onCpu)
+                 .arg(seenIn.isEmpty() ? QStringLiteral("-") : seenIn));
 }
 
 void Monkey::checkStaleEjectQuestions() {

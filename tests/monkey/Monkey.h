@@ -7,8 +7,11 @@
 #include <QStringList>
 #include <QTimer>
 
+#include <atomic>
 #include <memory>
+#include <mutex>
 #include <random>
+#include <thread>
 
 class AppDelegate;
 class EmulatedMac;
@@ -26,6 +29,7 @@ class StallMeter : public QObject {
 public:
     static constexpr int kIntervalMs = 40;
     StallMeter();
+    ~StallMeter() override;
     // Pausing first measures up to now; resuming a running meter changes nothing, so the work an
     // action hands to the application is measured until the next tick.
     void pause();
@@ -35,6 +39,9 @@ public:
     // How long the main thread itself ran during the worst stall since the last take: near the
     // whole stall it was computing, near nothing it waited (for a tool, a lock, the disk).
     qint64 worstOnCpuMs() const { return m_worstCpu; }
+    // Where the main thread was seen during the worst stall since the last take: the system call
+    // it was in and the kernel function it slept in (/proc/self/task/TID/syscall and wchan).
+    QString worstSeenIn() const { return m_worstSeen; }
     qint64 worstRawMs() const { return m_worstRawEver; }
     qint64 worstEverMs() const { return m_worstEver; }
 
@@ -42,6 +49,8 @@ private:
     void tick();
     static qint64 runQueueWaitNs();
     static qint64 mainThreadCpuNs();
+    void watch();
+    QString takeSeen();
     QTimer m_timer;
     QElapsedTimer m_clock;
     qint64 m_last = 0;
@@ -52,6 +61,15 @@ private:
     qint64 m_worstEver = 0;
     qint64 m_worstRawEver = 0;
     bool m_paused = true;
+    QString m_worstSeen;
+    // A thread that looks at the main thread while it is late.
+    const long m_mainTid;
+    std::atomic<qint64> m_beatNs{0};
+    std::atomic<bool> m_running{false};
+    std::atomic<bool> m_stop{false};
+    std::mutex m_seenLock;
+    QString m_seen;
+    std::thread m_watcher;
 };
 
 // Drives the application with seeded random actions found through its accessibility tree,
@@ -110,6 +128,7 @@ private:
     bool m_ending = false;
     QElapsedTimer m_endClock;
     int m_endTries = 0;
+    int m_loopWaits = 0;
     int m_result = -1;
     QStringList m_pluggedDisks;
     QStringList m_busyVolumes;
