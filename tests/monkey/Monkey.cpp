@@ -28,7 +28,12 @@
 #include <QUrl>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <cxxabi.h>
+#include <execinfo.h>
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -47,6 +52,30 @@ void watchMessages(QtMsgType type, const QMessageLogContext& context, const QStr
         g_qtProblems << message;
     if (g_previousHandler)
         g_previousHandler(type, context, message);
+}
+
+// The main thread's stack as a late tick's watcher asks for it (SIGUSR2): taken in the handler,
+// named outside it.
+std::atomic<int> g_frameCount{-1};
+void* g_frames[48];
+
+void takeFrames(int) {
+    g_frameCount = backtrace(g_frames, 48);
+}
+
+QString nameFrame(const char* symbol) {
+    // "library(mangled+0x12) [0x...]": the library's file name and the demangled function.
+    const QString text = QString::fromLocal8Bit(symbol);
+    const qsizetype open = text.indexOf(QLatin1Char('(')), plus = text.indexOf(QLatin1Char('+'), open);
+    const QString library = text.left(open).section(QLatin1Char('/'), -1);
+    if (open < 0 || plus <= open + 1)
+        return library;
+    const QByteArray mangled = text.mid(open + 1, plus - open - 1).toLatin1();
+    int status = 0;
+    char* plain = abi::__cxa_demangle(mangled.constData(), nullptr, nullptr, &status);
+    const QString function = status == 0 && plain ? QString::fromLatin1(plain) : QString::fromLatin1(mangled);
+    std::free(plain);
+    return function.left(90);
 }
 
 // Words of the controls that back out rather than agree, as whole words: "Eject Backup" agrees.
@@ -120,6 +149,14 @@ StallMeter::StallMeter() : m_mainTid(::syscall(SYS_gettid)) {
     connect(&m_timer, &QTimer::timeout, this, &StallMeter::tick);
     m_clock.start();
     m_timer.start();
+    // backtrace loads its unwinder on the first call: not in a signal handler.
+    void* warm[2];
+    backtrace(warm, 2);
+    struct sigaction action = {};
+    action.sa_handler = takeFrames;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGUSR2, &action, nullptr);
+    m_mainThread = pthread_self();
     m_watcher = std::thread([this] { watch(); });
 }
 
@@ -139,8 +176,26 @@ void StallMeter::watch() {
         if (!m_running || m_clock.nsecsElapsed() - m_beatNs < 150'000'000)
             continue;
         // The call's number and the function it sleeps in; "running" when it computes.
-        const QString seen =
+        QString seen =
             QStringLiteral("%1 / %2").arg(read("syscall").section(QLatin1Char(' '), 0, 0), read("wchan"));
+        // Once a late gap, past 200 ms: the functions it is in, innermost first.
+        if (m_clock.nsecsElapsed() - m_beatNs > 200'000'000 && m_stackBeat != m_beatNs) {
+            m_stackBeat = qint64(m_beatNs);
+            g_frameCount = -1;
+            pthread_kill(m_mainThread, SIGUSR2);
+            for (int i = 0; i < 50 && g_frameCount < 0; ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            if (const int n = g_frameCount; n > 0) {
+                char** symbols = backtrace_symbols(g_frames, n);
+                QStringList names;
+                for (int i = 2; i < n && names.size() < 14; ++i)
+                    if (const QString name = nameFrame(symbols[i]);
+                        !name.startsWith(QLatin1String("libasan")))
+                        names << name;
+                std::free(symbols);
+                seen += QStringLiteral(" [") + names.join(QStringLiteral(" < ")) + QLatin1Char(']');
+            }
+        }
         const std::lock_guard<std::mutex> locked(m_seenLock);
         if (!m_seen.contains(seen))
             m_seen += (m_seen.isEmpty() ? QString() : QStringLiteral(", ")) + seen;

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <pthread.h>
 #include <random>
 #include <thread>
 
@@ -70,6 +71,8 @@ private:
     std::mutex m_seenLock;
     QString m_seen;
     std::thread m_watcher;
+    pthread_t m_mainThread{};
+    qint64 m_stackBeat = -1;
 };
 
 // Drives the application with seeded random actions found through its accessibility tree,
