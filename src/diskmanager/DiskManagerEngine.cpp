@@ -49,7 +49,8 @@ bool DiskManagerEngine::getallVolumes() {
     if (m_isScanV.exchange(true))
         return false;
     const unsigned generation = ++m_listingGeneration;
-    m_allVolumeArr.clear();
+    // The last list stays until the new one replaces it: the tab keeps its rows (and their
+    // widgets) instead of making every one anew at each plug.
     Q_EMIT listingStarted();
     QPointer<DiskManagerEngine> self(this);
     startCounted(m_workers, [self, generation] {

@@ -441,11 +441,15 @@ bool RepairDiskViewController::containsChinese(const QString& text) {
 void RepairDiskViewController::listingStarted() {
     m_loadProView->show();
     m_selectVolume.reset();
+    // The rows still show the last listing: nothing in them can be pressed until the new one is
+    // in, so no button acts on a device name that may by now be another disk's.
+    m_table->setEnabled(false);
     reloadData();
 }
 
 void RepairDiskViewController::listingFinished() {
     m_loadProView->hide();
+    m_table->setEnabled(true);
     m_selectIndex = 0;
     m_isRenameEdit = false;
     const VolumeObjList& volumes = allVolumeArr();

@@ -469,8 +469,13 @@ private Q_SLOTS:
         QVERIFY(t.waitForRow("STICK", false, 2));
         QVERIFY(started.size() >= 1);
         const qsizetype listings = t.listed.size();
+        // A listing fills the rows it has in place: no row widget is made anew.
+        const QPointer<DiskManagerCell> first = t.view.cellAt(0);
+        QVERIFY(first);
         t.mac->run("diskutil", {"mount", "/dev/disk3s1"});
         QVERIFY(t.waitForRow("STICK", true, listings));
+        QVERIFY(first);
+        QVERIFY(t.view.parTableView()->isEnabled());
     }
 
     void unusableNamesAndFailuresAreShown() {
