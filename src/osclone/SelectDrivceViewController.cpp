@@ -93,7 +93,7 @@ void SelectDrivceViewController::measureSystemVolume() {
     // until the size is known.
     QPointer<SelectDrivceViewController> self(this);
     workerPool()->start([self] {
-        const std::int64_t used = QvBootable::systemVolumeUsedSize();
+        const std::int64_t used = CheckVolumeIsBootDriveImp();
         onMain([self, used] {
             if (self)
                 self->systemVolumeMeasured(used);

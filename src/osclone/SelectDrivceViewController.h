@@ -72,7 +72,7 @@ public:
     void backHomeView();
     void canChangeTab(bool allowed);
     static QString trim(const QString& text);
-    std::int64_t CheckVolumeIsBootDriveImp();
+    static std::int64_t CheckVolumeIsBootDriveImp();
 
     std::int64_t usedSize() const { return m_usedSize; }
     std::int64_t freeSize() const { return m_freeSize; }

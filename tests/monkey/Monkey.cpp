@@ -207,17 +207,22 @@ QString StallMeter::takeSeen() {
     return std::exchange(m_seen, QString());
 }
 
-qint64 StallMeter::runQueueWaitNs() {
-    // Every thread of the process: the main thread also waits for helpers (Qt's image threads,
-    // the engines' workers) that are themselves waiting for a CPU.
-    qint64 sum = 0;
+StallMeter::Sched StallMeter::readSched() const {
+    // The run-queue wait of every thread of the process (the main thread also waits for helpers,
+    // Qt's image threads and the engines' workers, that are themselves waiting for a CPU), and
+    // the time the main thread itself ran.
+    Sched sched;
     const QDir tasks(QStringLiteral("/proc/self/task"));
     for (const QString& task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         QFile f(tasks.filePath(task) + QStringLiteral("/schedstat"));
-        if (f.open(QIODevice::ReadOnly))
-            sum += f.readAll().split(' ').value(1).toLongLong();
+        if (!f.open(QIODevice::ReadOnly))
+            continue;
+        const QList<QByteArray> fields = f.readAll().split(' ');
+        sched.waitNs += fields.value(1).toLongLong();
+        if (task.toLong() == m_mainTid)
+            sched.mainRunNs = fields.value(0).toLongLong();
     }
-    return sum;
+    return sched;
 }
 
 void StallMeter::pause() {
@@ -225,12 +230,6 @@ void StallMeter::pause() {
         tick();
     m_paused = true;
     m_running = false;
-}
-
-qint64 StallMeter::mainThreadCpuNs() {
-    // Read on the main thread: its own first schedstat field, the time it ran.
-    QFile f(QStringLiteral("/proc/thread-self/schedstat"));
-    return f.open(QIODevice::ReadOnly) ? f.readAll().split(' ').value(0).toLongLong() : 0;
 }
 
 void StallMeter::resume() {
@@ -241,30 +240,27 @@ void StallMeter::resume() {
     m_beatNs = m_last;
     takeSeen();
     m_running = true;
-    m_lastWait = runQueueWaitNs();
-    m_lastCpu = mainThreadCpuNs();
+    m_lastSched = readSched();
 }
 
 void StallMeter::tick() {
     if (m_paused)
         return;
     const qint64 now = m_clock.nsecsElapsed();
-    const qint64 wait = runQueueWaitNs();
+    const Sched sched = readSched();
     const qint64 rawMs = (now - m_last) / 1000000 - kIntervalMs;
     // Threads that ended take their waits with them: never count less than nothing.
-    const qint64 waited = std::clamp<qint64>(wait - m_lastWait, 0, now - m_last);
+    const qint64 waited = std::clamp<qint64>(sched.waitNs - m_lastSched.waitNs, 0, now - m_last);
     const qint64 stallMs = (now - m_last - waited) / 1000000 - kIntervalMs;
-    const qint64 cpu = mainThreadCpuNs();
     const QString seen = takeSeen();
     if (stallMs > m_worst) {
         m_worst = stallMs;
-        m_worstCpu = (cpu - m_lastCpu) / 1000000;
+        m_worstCpu = (sched.mainRunNs - m_lastSched.mainRunNs) / 1000000;
         m_worstSeen = seen;
     }
     m_beatNs = now;
     m_last = now;
-    m_lastWait = wait;
-    m_lastCpu = cpu;
+    m_lastSched = sched;
     m_worstEver = std::max(m_worstEver, stallMs);
     m_worstRawEver = std::max(m_worstRawEver, rawMs);
 }

@@ -48,15 +48,17 @@ public:
 
 private:
     void tick();
-    static qint64 runQueueWaitNs();
-    static qint64 mainThreadCpuNs();
+    struct Sched {
+        qint64 waitNs = 0;
+        qint64 mainRunNs = 0;
+    };
+    Sched readSched() const;
     void watch();
     QString takeSeen();
     QTimer m_timer;
     QElapsedTimer m_clock;
     qint64 m_last = 0;
-    qint64 m_lastWait = 0;
-    qint64 m_lastCpu = 0;
+    Sched m_lastSched;
     qint64 m_worst = 0;
     qint64 m_worstCpu = 0;
     qint64 m_worstEver = 0;
