@@ -603,7 +603,13 @@ bool Monkey::machineEvent() {
         if (!v.whole && v.mounted && v.mountPoint.startsWith(QLatin1String("/Volumes/")) &&
             v.name != QLatin1String("Macintosh HD"))
             mounted << v.name;
-    switch (pick(9)) {
+    // A Mac has only so many ports: at that many plugged disks a plug becomes a pull, so the
+    // number stays that of a desk with a hub, not one that grows with the run's length.
+    constexpr int kMaxPlugged = 10;
+    int roll = pick(9);
+    if (roll < 2 && m_pluggedDisks.size() >= kMaxPlugged)
+        roll = 2;
+    switch (roll) {
     case 0:
     case 1: {
         QString disk = kDisks.at(pick(int(kDisks.size())));
