@@ -218,7 +218,7 @@ StallMeter::Sched StallMeter::readSched() const {
         if (!f.open(QIODevice::ReadOnly))
             continue;
         const QList<QByteArray> fields = f.readAll().split(' ');
-        sched.waitNs += fields.value(1).toLongLong();
+        sched.waitNs.insert(task.toLong(), fields.value(1).toLongLong());
         if (task.toLong() == m_mainTid)
             sched.mainRunNs = fields.value(0).toLongLong();
     }
@@ -249,8 +249,12 @@ void StallMeter::tick() {
     const qint64 now = m_clock.nsecsElapsed();
     const Sched sched = readSched();
     const qint64 rawMs = (now - m_last) / 1000000 - kIntervalMs;
-    // Threads that ended take their waits with them: never count less than nothing.
-    const qint64 waited = std::clamp<qint64>(sched.waitNs - m_lastSched.waitNs, 0, now - m_last);
+    // Thread by thread: one that ended takes its waits with it, and must not cancel the waits of
+    // the others (the main thread's own among them); one that began waited all its waits here.
+    qint64 waited = 0;
+    for (auto it = sched.waitNs.cbegin(); it != sched.waitNs.cend(); ++it)
+        waited += it.value() - m_lastSched.waitNs.value(it.key());
+    waited = std::clamp<qint64>(waited, 0, now - m_last);
     const qint64 stallMs = (now - m_last - waited) / 1000000 - kIntervalMs;
     const QString seen = takeSeen();
     if (stallMs > m_worst) {

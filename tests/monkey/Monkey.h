@@ -2,6 +2,7 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QHash>
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
@@ -21,10 +22,10 @@ class QAccessibleInterface;
 class QWidget;
 
 // Measures how late a timer on the main thread fires. Time the process's threads spent waiting
-// for a CPU (the kernel's run-queue wait, /proc/self/task/*/schedstat, summed and at most the
-// whole gap) is taken off: on a shared machine that is other programs' time, not a stall of ours;
-// a wait for a tool or a lock, asleep, still counts in full. The monkey pauses it while it does
-// its own work (reading the machine, running emuctl).
+// for a CPU (the kernel's run-queue wait, /proc/self/task/*/schedstat, summed thread by thread
+// and at most the whole gap) is taken off: on a shared machine that is other programs' time, not
+// a stall of ours; a wait for a tool or a lock, asleep, still counts in full. The monkey pauses
+// it while it does its own work (reading the machine, running emuctl).
 class StallMeter : public QObject {
     Q_OBJECT
 public:
@@ -49,7 +50,7 @@ public:
 private:
     void tick();
     struct Sched {
-        qint64 waitNs = 0;
+        QHash<long, qint64> waitNs; // by thread id
         qint64 mainRunNs = 0;
     };
     Sched readSched() const;
