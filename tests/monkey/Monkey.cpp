@@ -211,9 +211,14 @@ StallMeter::Sched StallMeter::readSched() const {
     // The run-queue wait of every thread of the process (the main thread also waits for helpers,
     // Qt's image threads and the engines' workers, that are themselves waiting for a CPU), and
     // the time the main thread itself ran.
+    // The main thread's own file comes last: a wait for a CPU while reading the others is then
+    // in this reading, and the caller reads the clock after it.
     Sched sched;
     const QDir tasks(QStringLiteral("/proc/self/task"));
-    for (const QString& task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+    QStringList names = tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    names.removeAll(QString::number(m_mainTid));
+    names << QString::number(m_mainTid);
+    for (const QString& task : std::as_const(names)) {
         QFile f(tasks.filePath(task) + QStringLiteral("/schedstat"));
         if (!f.open(QIODevice::ReadOnly))
             continue;
@@ -236,18 +241,19 @@ void StallMeter::resume() {
     if (!m_paused)
         return;
     m_paused = false;
+    m_lastSched = readSched();
     m_last = m_clock.nsecsElapsed();
     m_beatNs = m_last;
     takeSeen();
     m_running = true;
-    m_lastSched = readSched();
 }
 
 void StallMeter::tick() {
     if (m_paused)
         return;
-    const qint64 now = m_clock.nsecsElapsed();
+    // The clock after the reading: the gap then ends where the waits were read.
     const Sched sched = readSched();
+    const qint64 now = m_clock.nsecsElapsed();
     const qint64 rawMs = (now - m_last) / 1000000 - kIntervalMs;
     // Thread by thread: one that ended takes its waits with it, and must not cancel the waits of
     // the others (the main thread's own among them); one that began waited all its waits here.
