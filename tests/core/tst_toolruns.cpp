@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
@@ -58,17 +59,12 @@ private Q_SLOTS:
                  QByteArray("diskutil rename disk4s1 \"a\\\"b\\$c\\`d\\\\e\""));
         QCOMPARE(QvFormatCommand(128, "echo 100%%", std::initializer_list<QByteArray>{}),
                  QByteArray("echo 100%"));
-
-        TestMachine mac;
         // "diskutil info -plist " is 21 bytes: 42 more fill a 64-byte buffer with its NUL, 43 do not.
         QCOMPARE(QvFormatCommand(64, "diskutil info -plist %s", {QByteArray(42, 'a')}).size(), 63);
         QVERIFY(QvFormatCommand(64, "diskutil info -plist %s", {QByteArray(43, 'a')}).isNull());
-        // The runner's own 2048-byte buffer holds the line and the redirection.
-        QVERIFY(execCommand(QByteArray(2100, 'x')).isNull());
-        QVERIFY(!QFile::exists(mac.host("/tmp/KelvaroTemp.plist")));
     }
 
-    void eachRunnerWritesItsOwnFile() {
+    void eachRunnerWritesItsOwnFileAndNoStaleAnswer() {
         TestMachine mac;
         mac.installTool("/usr/sbin/diskutil", kRecordingTool);
         const QList<QPair<std::function<QString(const QByteArray&)>, QString>> runners = {
@@ -94,18 +90,17 @@ private Q_SLOTS:
         const auto dict = PropertyList::readDictionary(mac.host("/tmp/TavrillDataTemp.plist"));
         QVERIFY(dict);
         QCOMPARE(dict->value("Args").toString(), QStringLiteral("info -plist /"));
-    }
+        // The runner's own 2048-byte buffer holds the line and the redirection: longer ones do not run.
+        QFile::remove(mac.host("/tmp/KelvaroTemp.plist"));
+        QVERIFY(execCommand(QByteArray(2100, 'x')).isNull());
+        QVERIFY(!QFile::exists(mac.host("/tmp/KelvaroTemp.plist")));
 
-    void staleOutputIsRemovedAndNullLinesTouchNothing() {
-        TestMachine mac;
+        // A failed run leaves no stale answer behind.
         mac.installTool("/usr/sbin/diskutil", "exit 1");
         const QString stale =
             mac.writeFile("/tmp/KelvaroTemp.plist", PropertyList::toXml(QVariantMap{{"Old", true}}));
-        const QString path = execCommand("diskutil info -plist disk9");
-        QCOMPARE(path, stale);
-        QVERIFY(QFile::exists(path));
-        QCOMPARE(QFile(path).size(), 0);
-        QVERIFY(!PropertyList::readDictionary(path));
+        QCOMPARE(execCommand("diskutil info -plist disk9"), stale);
+        QCOMPARE(QFileInfo(stale).size(), 0);
 
         // A null line touches nothing.
         mac.writeFile("/tmp/BrindleRepairTemp.plist", "kept");
@@ -217,29 +212,17 @@ private Q_SLOTS:
                             "stopped \"diskutil list -plist\": no end within 1 s", "diskutil list error"}));
     }
 
-    void limitsArgumentsAndTimersOfARun() {
+    void argumentsReachTheToolAndNoTimerIsLeft() {
+        // A short time limit raised to a minute: tst_qvtasktimeout.
         TestMachine mac;
-        // Short limits are raised, long ones kept; a normal end leaves no timer running.
-        mac.installTool("/usr/sbin/quick", "exit 3");
-        QVERIFY(runTask("/usr/sbin/quick", {}, 10.0, 10000) >= 0);
-        QCOMPARE(QvTask::QvShareInstance()->timeoutCount(), 60.0);
-        QVERIFY(runTask("/usr/sbin/quick", {}, 600.0, 10000) >= 0);
-        QCOMPARE(QvTask::QvShareInstance()->timeoutCount(), 600.0);
+        mac.installTool("/usr/sbin/diskutil", "printf '%s|' \"$@\" > \"$(dirname \"$0\")/../../tmp/args\"");
+        QVERIFY(runTask("/usr/sbin/diskutil", {"eraseDisk", "JHFS+", "My Disk", "/dev/disk4"}, 10.0, 10000) >=
+                0);
+        QCOMPARE(mac.readFile("/tmp/args"), QByteArray("eraseDisk|JHFS+|My Disk|/dev/disk4|"));
         QTest::qWait(50);
         for (const QTimer* t : QCoreApplication::instance()->findChildren<QTimer*>())
             QVERIFY(!t->isActive());
         QVERIFY(!QvTask::QvShareInstance()->timedOut());
-
-        // The arguments reach the tool whole and stay when none are given.
-        mac.installTool("/usr/sbin/diskutil", "printf '%s|' \"$@\" > \"$(dirname \"$0\")/../../tmp/args\"");
-        QvTask* task = QvTask::QvShareInstance();
-        QVERIFY(runTask("/usr/sbin/diskutil", {"eraseDisk", "JHFS+", "My Disk", "/dev/disk4"}, 600, 10000) >=
-                0);
-        QCOMPARE(mac.readFile("/tmp/args"), QByteArray("eraseDisk|JHFS+|My Disk|/dev/disk4|"));
-        task->QvSetArguments(nullptr);
-        task->QvSetLaunchPath(QString());
-        QCOMPARE(task->arguments(), (QStringList{"eraseDisk", "JHFS+", "My Disk", "/dev/disk4"}));
-        QCOMPARE(task->launchPath(), QStringLiteral("/usr/sbin/diskutil"));
     }
 
     void stopAsksWithSigtermFirst() {
@@ -274,7 +257,7 @@ private Q_SLOTS:
         QVERIFY2(log.contains("stopped polite --keep: stop asked for"), log.constData());
     }
 
-    void createsReopensAndAppendsInTheLineFormat() {
+    void logWritesWholeLinesReopensAndFailsQuietly() {
         TestMachine mac;
         QvUninitLog();
         QCOMPARE(QvLog("diskutil info %s error", "disk4s1"), 0);
@@ -294,22 +277,12 @@ private Q_SLOTS:
         QCOMPARE(QvUninitLog(), 0);
         QvLog("two");
         QvUninitLog();
-        const QList<QByteArray> lines = mac.readFile("/tmp/Pellory.txt").split('\n');
+        QList<QByteArray> lines = mac.readFile("/tmp/Pellory.txt").split('\n');
         QCOMPARE(lines.size(), 3);
         QVERIFY(lines[0].endsWith("  one"));
         QVERIFY(lines[1].endsWith("  two"));
 
-        // A folder that cannot be written: every call fails quietly.
-        TestMachine broken;
-        QFile::remove(broken.host("/tmp"));
-        QDir(broken.host("/tmp")).removeRecursively();
-        QCOMPARE(QvInitLog(), -1);
-        QCOMPARE(QvLog("lost"), -1);
-    }
-
-    void writesLongMessagesWholeAndLinesWhole() {
-        TestMachine mac;
-        QvUninitLog();
+        QFile::remove(mac.host("/tmp/Pellory.txt"));
         const QByteArray big(10 * 1024, 'x');
         QvLog("%s", big.constData());
         // Lines from several threads never interleave.
@@ -320,13 +293,20 @@ private Q_SLOTS:
             });
         QThreadPool::globalInstance()->waitForDone();
         QvUninitLog();
-        const QList<QByteArray> lines = mac.readFile("/tmp/Pellory.txt").split('\n');
+        lines = mac.readFile("/tmp/Pellory.txt").split('\n');
         QCOMPARE(lines.size(), 1 + 800 + 1);
         QVERIFY(lines[0].endsWith("  " + big));
         static const QRegularExpression shape(
             "^\\S+ \\S+  thread \\d line \\d+ 0123456789abcdefghijklmnopqrstuvwxyz$");
         for (int i = 1; i <= 800; ++i)
             QVERIFY2(shape.match(QString::fromLatin1(lines[i])).hasMatch(), lines[i].constData());
+
+        // A folder that cannot be written: every call fails quietly.
+        TestMachine broken;
+        QFile::remove(broken.host("/tmp"));
+        QDir(broken.host("/tmp")).removeRecursively();
+        QCOMPARE(QvInitLog(), -1);
+        QCOMPARE(QvLog("lost"), -1);
     }
 };
 
