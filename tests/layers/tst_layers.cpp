@@ -1,4 +1,6 @@
 #include "TestMain.h"
+#include "TreeCompare.h"
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -68,13 +70,6 @@ QString sourceRoot() {
     return qEnvironmentVariable("TAVRILL_SOURCE_DIR") + QStringLiteral("/src");
 }
 
-void writeSource(const QDir& root, const QString& path, const QByteArray& text) {
-    QVERIFY(root.mkpath(QFileInfo(root.filePath(path)).path()));
-    QFile file(root.filePath(path));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(text);
-}
-
 } // namespace
 
 class TestLayers : public QObject {
@@ -88,19 +83,18 @@ private Q_SLOTS:
 
     void wrongIncludesAndFeatureCyclesAreFound() {
         QTemporaryDir dir;
-        const QDir root(dir.path());
-        writeSource(root, "platform/Machine.h", "#include \"core/QvLog.h\"\n");
-        writeSource(root, "core/QvTask.cpp",
-                    "#include \"core/QvTask.h\"\n#include \"platform/Machine.h\"\n"
-                    "#include <QProcess>\n  #  include \"ui/KitStyle.h\"\n");
-        writeSource(root, "ui/Popover.cpp",
-                    "#include \"core/ConsoleLog.h\"\n#include \"volumes/VolumeObj.h\"\n");
-        writeSource(root, "volumes/Picker.cpp",
-                    "#include \"ui/Popover.h\"\n#include \"app/AppDelegate.h\"\n");
-        writeSource(root, "diskmanager/Cell.cpp", "#include \"volumes/VolumeObj.h\"\n#include \"Cell.h\"\n");
-        writeSource(root, "app/Main.cpp", "#include \"diskmanager/Cell.h\"\n#include \"app/Main.h\"\n");
-        writeSource(root, "diskimage/MakeDmg.cpp", "#include \"filecopy/FileNode.h\"\n");
-        writeSource(root, "filecopy/FileNode.cpp", "#include \"volumes/VolumeObj.h\"\n");
+        const auto writeSource = [&dir](const QString& path, const QByteArray& text) {
+            QVERIFY(writeHostFile(dir.filePath(path), text));
+        };
+        writeSource("platform/Machine.h", "#include \"core/QvLog.h\"\n");
+        writeSource("core/QvTask.cpp", "#include \"core/QvTask.h\"\n#include \"platform/Machine.h\"\n"
+                                       "#include <QProcess>\n  #  include \"ui/KitStyle.h\"\n");
+        writeSource("ui/Popover.cpp", "#include \"core/ConsoleLog.h\"\n#include \"volumes/VolumeObj.h\"\n");
+        writeSource("volumes/Picker.cpp", "#include \"ui/Popover.h\"\n#include \"app/AppDelegate.h\"\n");
+        writeSource("diskmanager/Cell.cpp", "#include \"volumes/VolumeObj.h\"\n#include \"Cell.h\"\n");
+        writeSource("app/Main.cpp", "#include \"diskmanager/Cell.h\"\n#include \"app/Main.h\"\n");
+        writeSource("diskimage/MakeDmg.cpp", "#include \"filecopy/FileNode.h\"\n");
+        writeSource("filecopy/FileNode.cpp", "#include \"volumes/VolumeObj.h\"\n");
         QCOMPARE(layerProblems(dir.path()), (QStringList{
                                                 "core/QvTask.cpp:4 includes ui/KitStyle.h",
                                                 "diskmanager/Cell.cpp:2 includes Cell.h",
@@ -109,7 +103,7 @@ private Q_SLOTS:
                                                 "volumes/Picker.cpp:2 includes app/AppDelegate.h",
                                             }));
         // Features may include one another, as long as no cycle forms.
-        writeSource(root, "volumes/VolumeObj.cpp", "#include \"diskimage/MakeDmg.h\"\n");
+        writeSource("volumes/VolumeObj.cpp", "#include \"diskimage/MakeDmg.h\"\n");
         const QStringList cycles = layerProblems(dir.path());
         QVERIFY2(cycles.contains("filecopy -> volumes -> diskimage -> filecopy"),
                  qPrintable(cycles.join('\n')));
