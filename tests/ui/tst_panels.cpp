@@ -12,6 +12,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <tuple>
+
 namespace {
 
 const QString kSameDrive = QStringLiteral(
@@ -22,11 +24,11 @@ struct Scene {
     QWidget window;
     QPushButton* anchor;
     QPushButton* elsewhere;
-    Scene(QRect anchorRect = QRect(100, 80, 120, 40)) {
+    Scene() {
         window.resize(800, 520);
         UiTestKit::paintAsWindow(&window);
         anchor = new QPushButton(QStringLiteral("Source"), &window);
-        anchor->setGeometry(anchorRect);
+        anchor->setGeometry(100, 80, 120, 40);
         elsewhere = new QPushButton(QStringLiteral("Elsewhere"), &window);
         elsewhere->setGeometry(600, 440, 120, 40);
         window.show();
@@ -51,7 +53,7 @@ bool showsAllOf(ErrorWindowController* popup) {
 class TestPanels : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void shownUnderTheAnchorWithItsArrow() {
+    void placedAtItsAnchorOrWhereThereIsRoom() {
         Scene s;
         QVERIFY(QTest::qWaitForWindowExposed(&s.window));
         Popover popover(&s.window);
@@ -61,46 +63,40 @@ private Q_SLOTS:
         popover.showRelativeTo(s.anchor, 1);
         QVERIFY(popover.isShown() && popover.isVisible() && popover.isAncestorOf(c));
         QCOMPARE(popover.parentWidget(), &s.window);
-        QCOMPARE(popover.arrowSide(), 1);
-        // Right under the anchor, centred on it, with room for the arrow above the content.
-        QCOMPARE(popover.y(), s.anchor->geometry().bottom() + 1);
+        // Centred under the anchor, with room for the arrow above the content.
         QVERIFY(qAbs(popover.geometry().center().x() - s.anchor->geometry().center().x()) <= 1);
         QVERIFY(c->geometry().top() >= 9); // the arrow is 9 points deep
         saveScreenshot(&s.window, QStringLiteral("ui"), QStringLiteral("popover"));
 
+        // Against the anchor on the side asked for (1 under, 2 right), or on the opposite side
+        // (3 above, 0 left) when there is no room.
+        const auto touchesAnchor = [&](int side) {
+            const QRect p = popover.geometry();
+            const QRect a = s.anchor->geometry();
+            return side == 0   ? p.right() == a.left() - 1
+                   : side == 1 ? p.top() == a.bottom() + 1
+                   : side == 2 ? p.left() == a.right() + 1
+                               : p.bottom() == a.top() - 1;
+        };
+        for (const auto& [anchor, asked, side] : {std::tuple{QRect(100, 80, 120, 40), 1, 1},
+                                                  {QRect(300, 200, 120, 40), 2, 2},
+                                                  {QRect(660, 200, 120, 40), 2, 0},
+                                                  {QRect(300, 470, 120, 40), 1, 3}}) {
+            s.anchor->setGeometry(anchor);
+            popover.closePopover();
+            popover.showRelativeTo(s.anchor, asked);
+            QCOMPARE(popover.arrowSide(), side);
+            QVERIFY(touchesAnchor(side));
+            QVERIFY(s.window.rect().contains(popover.geometry()));
+        }
+
         // New content replaces the old, which is deleted; the panel grows with it and its arrow.
         QPointer<QWidget> first = c;
-        QWidget* second = fixedContent(300, 200);
-        popover.setContent(second);
+        popover.setContent(fixedContent(300, 200));
         UiTestKit::flushEvents();
         QVERIFY(first.isNull());
         QTRY_VERIFY(popover.width() >= 300);
         QTRY_VERIFY(popover.height() >= 200 + 9);
-    }
-
-    void sideTwoGoesRightOrFlipsWhenThereIsNoRoom() {
-        Scene s(QRect(300, 200, 120, 40));
-        QVERIFY(QTest::qWaitForWindowExposed(&s.window));
-        Popover popover(&s.window);
-        popover.setContent(fixedContent(200, 120));
-        popover.showRelativeTo(s.anchor, 2);
-        QCOMPARE(popover.arrowSide(), 2);
-        QCOMPARE(popover.x(), s.anchor->geometry().right() + 1);
-
-        // An anchor at the right edge: the panel goes to its left instead.
-        s.anchor->setGeometry(660, 200, 120, 40);
-        popover.closePopover();
-        popover.showRelativeTo(s.anchor, 2);
-        QCOMPARE(popover.arrowSide(), 0);
-        QCOMPARE(popover.geometry().right(), s.anchor->geometry().left() - 1);
-
-        // Under an anchor at the bottom there is no room: it opens above.
-        s.anchor->setGeometry(300, 470, 120, 40);
-        popover.closePopover();
-        popover.showRelativeTo(s.anchor, 1);
-        QCOMPARE(popover.arrowSide(), 3);
-        QCOMPARE(popover.geometry().bottom(), s.anchor->geometry().top() - 1);
-        QVERIFY(s.window.rect().contains(popover.geometry()));
     }
 
     void closesOnAClickOutsideOrEscapeOnly() {
@@ -135,8 +131,6 @@ private Q_SLOTS:
         popover.showRelativeTo(s.anchor);
         QVERIFY(popover.isShown());
         QTest::keyClick(s.elsewhere, Qt::Key_Escape);
-        QCOMPARE(closed.count(), 3);
-        popover.closePopover();
         QCOMPARE(closed.count(), 3);
     }
 
@@ -180,24 +174,18 @@ private Q_SLOTS:
         QVERIFY(earlier->isVisible());
     }
 
-    void pointOfAnInnerHostIsMappedToTheWindow() {
-        QWidget window;
-        auto* inner = new QWidget(&window);
-        inner->setGeometry(100, 60, 500, 400);
-        QVERIFY(UiTestKit::showSized(&window, QSize(700, 500)));
-        QCOMPARE(AttachedWindow::middleTop(&window), QPoint(347, 0));
-
-        auto* panel = new AttachedWindow(fixedContent(200, 80), AttachedWindow::middleTop(inner), inner);
-        // It lives in the top-level window, not in the inner widget, so nothing clips it.
-        QCOMPARE(panel->parentWidget(), &window);
-        QCOMPARE(panel->hostWindow(), inner);
-        // middleTop(inner) = (247, 0) in the inner widget = (347, 60) in the window.
-        QCOMPARE(panel->pos(), QPoint(347 - 100, 65));
-    }
-
     void followsItsContentAndNewPointsAndClosesOnce() {
         QWidget host;
+        auto* inner = new QWidget(&host);
+        inner->setGeometry(100, 60, 500, 400);
         QVERIFY(UiTestKit::showSized(&host, QSize(800, 600)));
+        // A panel of an inner widget lives in the top-level window, so nothing clips it.
+        // middleTop(inner) = (247, 0) in the inner widget = (347, 60) in the window.
+        auto* innerPanel = new AttachedWindow(fixedContent(200, 80), AttachedWindow::middleTop(inner), inner);
+        QCOMPARE(innerPanel->parentWidget(), &host);
+        QCOMPARE(innerPanel->hostWindow(), inner);
+        QCOMPARE(innerPanel->pos(), QPoint(347 - 100, 65));
+
         QPointer<QWidget> content = fixedContent(200, 100);
         QPointer<AttachedWindow> panel = new AttachedWindow(content, QPoint(400, 0), &host);
         QCOMPARE(panel->pos(), QPoint(300, 5));
@@ -231,14 +219,10 @@ private Q_SLOTS:
         QCOMPARE(popup->doneButton()->text(), QStringLiteral("Done"));
         QPointer<AttachedWindow> host = popup->superDelegate();
         QVERIFY(host && host->isVisible());
-        QCOMPARE(host->parentWidget(), &main);
         QCOMPARE(host->pos().y(), 5);
         QVERIFY(qAbs(host->x() + host->width() / 2 - (860 / 2 - 3)) <= 1);
         QVERIFY(showsAllOf(popup));
         saveScreenshot(&main, QStringLiteral("ui"), QStringLiteral("error-window"));
-
-        popup->changeErrorLabelStr(QStringLiteral("No file/disk has been selected\u2026"));
-        QCOMPARE(popup->errorText(), QStringLiteral("No file/disk has been selected\u2026"));
 
         // A longer text grows the popup downwards, never sideways.
         ErrorWindowController* longOne = ErrorWindowController::showErrorOn(
