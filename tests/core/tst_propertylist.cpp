@@ -1,9 +1,9 @@
 #include "TestMain.h"
+#include "TreeCompare.h"
 #include "core/PropertyList.h"
 
 #include <QDateTime>
 #include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimeZone>
@@ -59,19 +59,13 @@ private Q_SLOTS:
                  *dict);
     }
 
-    void refusesWhatIsNotADictionary_data() {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("empty") << QByteArray();
-        QTest::newRow("garbage") << QByteArray("Could not find disk: disk9\n");
-        QTest::newRow("truncated") << kInfo.left(kInfo.size() / 2);
-        QTest::newRow("array root") << QByteArray(
-            "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><string>x</string></array></plist>");
-        QTest::newRow("binary noise") << QByteArray("bplist00\x01\x02\x03", 11);
-    }
-
     void refusesWhatIsNotADictionary() {
-        QFETCH(QByteArray, bytes);
-        QVERIFY(!PropertyList::dictionaryFromBytes(bytes));
+        for (const QByteArray& bytes :
+             {QByteArray(), QByteArray("Could not find disk: disk9\n"), kInfo.left(kInfo.size() / 2),
+              QByteArray(
+                  "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><string>x</string></array></plist>"),
+              QByteArray("bplist00\x01\x02\x03", 11)})
+            QVERIFY2(!PropertyList::dictionaryFromBytes(bytes), bytes.constData());
     }
 
     void roundTripsXmlAndBinary() {
@@ -104,9 +98,7 @@ private Q_SLOTS:
         QVERIFY(!PropertyList::readDictionary(path));
         QVariantMap settings{{"upDataTimeStr", "x"}, {"INSTALL_VERSION", "1.0"}, {"Zeta", 1}, {"alpha", 2}};
         QVERIFY(PropertyList::writeDictionary(path, settings));
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        const QByteArray text = f.readAll();
+        const QByteArray text = readHostFile(path);
         QVERIFY(text.indexOf("INSTALL_VERSION") < text.indexOf("Zeta") &&
                 text.indexOf("Zeta") < text.indexOf("alpha") &&
                 text.indexOf("alpha") < text.indexOf("upDataTimeStr"));

@@ -59,42 +59,21 @@ private Q_SLOTS:
                      qPrintable(QString::number(*meter.fraction())));
     }
 
-    void spokenTimes_data() {
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<double>("value");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("under a second") << "left" << 0.4 << "about 1 s";
-        QTest::newRow("seconds") << "left" << 47.0 << "about 47 s";
-        QTest::newRow("just under a minute") << "left" << 59.4 << "about 59 s";
-        QTest::newRow("a minute") << "left" << 59.6 << "about 1 min";
-        QTest::newRow("a minute and a half, down") << "left" << 89.0 << "about 1 min";
-        QTest::newRow("minutes") << "left" << 185.0 << "about 3 min";
-        QTest::newRow("under an hour") << "left" << 3569.0 << "about 59 min";
-        QTest::newRow("an hour") << "left" << 3600.0 << "about 1 h";
-        QTest::newRow("hour and ten") << "left" << 4250.0 << "about 1 h 10 min";
-        QTest::newRow("two hours") << "left" << 7190.0 << "about 2 h";
-        QTest::newRow("elapsed seconds") << "elapsed" << 7.0 << "0:07";
-        QTest::newRow("elapsed minutes") << "elapsed" << 754.0 << "12:34";
-        QTest::newRow("elapsed hours") << "elapsed" << 3723.0 << "1:02:03";
-        QTest::newRow("rate bytes") << "rate" << 999.0 << "999 byte/s";
-        QTest::newRow("rate KB") << "rate" << 1500.0 << "1.5 KB/s";
-        QTest::newRow("rate GB") << "rate" << 1.23e9 << "1.2 GB/s";
-        // A clone pass at its second tenth after 90 s: eight tenths to go at the same pace.
-        QTest::newRow("left from tenths") << "tenths" << 0.2 << "about 6 min";
-    }
-
     void spokenTimes() {
-        QFETCH(QString, kind);
-        QFETCH(double, value);
-        QFETCH(QString, text);
-        if (kind == "left")
-            QCOMPARE(TransferMeter::timeLeftText(value), text);
-        else if (kind == "elapsed")
-            QCOMPARE(TransferMeter::elapsedText(qint64(value)), text);
-        else if (kind == "rate")
-            QCOMPARE(TransferMeter::rateText(value), text);
-        else
-            QCOMPARE(TransferMeter::timeLeftText(TransferMeter::secondsLeftAt(90000, value)), text);
+        const std::pair<double, const char*> left[] = {
+            {0.4, "about 1 s"},         {47, "about 47 s"},   {59.4, "about 59 s"},   {59.6, "about 1 min"},
+            {89, "about 1 min"},        {185, "about 3 min"}, {3569, "about 59 min"}, {3600, "about 1 h"},
+            {4250, "about 1 h 10 min"}, {7190, "about 2 h"}};
+        for (const auto& [seconds, text] : left)
+            QCOMPARE(TransferMeter::timeLeftText(seconds), QString::fromUtf8(text));
+        for (const auto& [seconds, text] : {std::pair{7, "0:07"}, {754, "12:34"}, {3723, "1:02:03"}})
+            QCOMPARE(TransferMeter::elapsedText(seconds), QString::fromUtf8(text));
+        for (const auto& [rate, text] :
+             {std::pair{999.0, "999 byte/s"}, {1500.0, "1.5 KB/s"}, {1.23e9, "1.2 GB/s"}})
+            QCOMPARE(TransferMeter::rateText(rate), QString::fromUtf8(text));
+        // A clone pass at its second tenth after 90 s: eight tenths to go at the same pace.
+        QCOMPARE(TransferMeter::timeLeftText(TransferMeter::secondsLeftAt(90000, 0.2)),
+                 QStringLiteral("about 6 min"));
     }
 };
 

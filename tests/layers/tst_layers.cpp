@@ -1,4 +1,6 @@
 #include "TestMain.h"
+#include "TreeCompare.h"
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -16,86 +18,42 @@ namespace {
 
 const QStringList features = {"volumes", "filecopy", "diskimage", "diskmanager", "osclone", "update"};
 
-// The folders a file of `layer` may include from. Features may include other features, as long
-// as no cycle forms (checked apart).
-QSet<QString> allowedFrom(const QString& layer) {
-    if (layer == "platform")
-        return {"platform"};
-    if (layer == "core")
-        return {"core", "platform"};
-    if (layer == "ui")
-        return {"ui", "core", "platform"};
-    if (features.contains(layer))
-        return QSet<QString>(features.begin(), features.end()) + QSet<QString>{"ui", "core", "platform"};
+// A file may include from its own layer and the layers below it; features may include other
+// features, as long as no cycle forms (checked apart). Anything else ranks -1.
+int rank(const QString& layer) {
     if (layer == "app")
-        return QSet<QString>(features.begin(), features.end()) +
-               QSet<QString>{"app", "ui", "core", "platform"};
-    return {};
+        return 4;
+    return features.contains(layer) ? 3 : QStringList{"platform", "core", "ui"}.indexOf(layer);
 }
 
-struct Include {
-    QString file; // relative to the source root
-    int line;
-    QString target; // the included path as written
-};
-
-// Every #include "folder/..." under root, with the including file's path.
-QList<Include> includesUnder(const QString& root) {
+// "file:line includes target" for every include that runs against the direction, or that names
+// no folder (which hides where it points), then every cycle among features as "a -> b -> a".
+QStringList layerProblems(const QString& root) {
     static const QRegularExpression includeLine(QStringLiteral("^\\s*#\\s*include\\s*\"([^\"]+)\""));
-    QList<Include> found;
+    QStringList problems;
+    QHash<QString, QSet<QString>> edges;
     QDirIterator it(root, {"*.h", "*.cpp", "*.mm"}, QDir::Files, QDirIterator::Subdirectories);
     while (it.hasNext()) {
-        const QString path = it.next();
-        QFile file(path);
+        QFile file(it.next());
+        const QString path = QDir(root).relativeFilePath(file.fileName());
+        const QString from = path.section('/', 0, 0);
         if (!file.open(QIODevice::ReadOnly))
             continue;
-        int number = 0;
-        while (!file.atEnd()) {
-            ++number;
-            const auto match = includeLine.match(QString::fromUtf8(file.readLine()));
-            if (match.hasMatch())
-                found.append({QDir(root).relativeFilePath(path), number, match.captured(1)});
+        for (int number = 1; !file.atEnd(); ++number) {
+            const QString target = includeLine.match(QString::fromUtf8(file.readLine())).captured(1);
+            const QString to = target.contains('/') ? target.section('/', 0, 0) : QString();
+            if (!target.isEmpty() && (rank(to) < 0 || rank(to) > rank(from)))
+                problems << QStringLiteral("%1:%2 includes %3").arg(path).arg(number).arg(target);
+            else if (from != to && rank(from) == 3 && rank(to) == 3)
+                edges[from].insert(to);
         }
     }
-    return found;
-}
-
-QString layerOf(const QString& relativePath) {
-    return relativePath.section('/', 0, 0);
-}
-
-// "file:line includes target" for every include that runs against the direction, plus any
-// include without a folder (which hides where it points).
-QStringList layerViolations(const QString& root) {
-    QStringList violations;
-    for (const Include& include : includesUnder(root)) {
-        const QString from = layerOf(include.file);
-        const QString to = include.target.contains('/') ? layerOf(include.target) : QString();
-        if (!allowedFrom(from).contains(to))
-            violations << QStringLiteral("%1:%2 includes %3")
-                              .arg(include.file)
-                              .arg(include.line)
-                              .arg(include.target);
-    }
-    violations.sort();
-    return violations;
-}
-
-// Cycles among features, as "a -> b -> a".
-QStringList featureCycles(const QString& root) {
-    QHash<QString, QSet<QString>> edges;
-    for (const Include& include : includesUnder(root)) {
-        const QString from = layerOf(include.file);
-        const QString to = layerOf(include.target);
-        if (from != to && features.contains(from) && features.contains(to))
-            edges[from].insert(to);
-    }
-    QStringList cycles;
+    problems.sort();
     QStringList path;
     std::function<void(const QString&)> walk = [&](const QString& node) {
         if (path.contains(node)) {
             if (node == path.first())
-                cycles << (path + QStringList{node}).join(" -> ");
+                problems << (path + QStringList{node}).join(" -> ");
             return;
         }
         path << node;
@@ -105,18 +63,11 @@ QStringList featureCycles(const QString& root) {
     };
     for (const QString& feature : features)
         walk(feature);
-    return cycles;
+    return problems;
 }
 
 QString sourceRoot() {
     return qEnvironmentVariable("TAVRILL_SOURCE_DIR") + QStringLiteral("/src");
-}
-
-void writeSource(const QDir& root, const QString& path, const QByteArray& text) {
-    QVERIFY(root.mkpath(QFileInfo(root.filePath(path)).path()));
-    QFile file(root.filePath(path));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(text);
 }
 
 } // namespace
@@ -126,39 +77,34 @@ class TestLayers : public QObject {
 private Q_SLOTS:
     void sourceTreeIncludesRunOneWay() {
         QVERIFY2(QFileInfo(sourceRoot() + "/core").isDir(), qPrintable(sourceRoot()));
-        QVERIFY(includesUnder(sourceRoot()).size() > 100); // the tree was really read
-        const QStringList violations = layerViolations(sourceRoot());
-        QVERIFY2(violations.isEmpty(), qPrintable(violations.join('\n')));
-        const QStringList cycles = featureCycles(sourceRoot());
-        QVERIFY2(cycles.isEmpty(), qPrintable(cycles.join('\n')));
+        const QStringList problems = layerProblems(sourceRoot());
+        QVERIFY2(problems.isEmpty(), qPrintable(problems.join('\n')));
     }
 
     void wrongIncludesAndFeatureCyclesAreFound() {
         QTemporaryDir dir;
-        const QDir root(dir.path());
-        writeSource(root, "platform/Machine.h", "#include \"core/QvLog.h\"\n");
-        writeSource(root, "core/QvTask.cpp",
-                    "#include \"core/QvTask.h\"\n#include \"platform/Machine.h\"\n"
-                    "#include <QProcess>\n  #  include \"ui/KitStyle.h\"\n");
-        writeSource(root, "ui/Popover.cpp",
-                    "#include \"core/ConsoleLog.h\"\n#include \"volumes/VolumeObj.h\"\n");
-        writeSource(root, "volumes/Picker.cpp",
-                    "#include \"ui/Popover.h\"\n#include \"app/AppDelegate.h\"\n");
-        writeSource(root, "diskmanager/Cell.cpp", "#include \"volumes/VolumeObj.h\"\n#include \"Cell.h\"\n");
-        writeSource(root, "app/Main.cpp", "#include \"diskmanager/Cell.h\"\n#include \"app/Main.h\"\n");
-        writeSource(root, "diskimage/MakeDmg.cpp", "#include \"filecopy/FileNode.h\"\n");
-        writeSource(root, "filecopy/FileNode.cpp", "#include \"volumes/VolumeObj.h\"\n");
-        QCOMPARE(layerViolations(dir.path()), (QStringList{
-                                                  "core/QvTask.cpp:4 includes ui/KitStyle.h",
-                                                  "diskmanager/Cell.cpp:2 includes Cell.h",
-                                                  "platform/Machine.h:1 includes core/QvLog.h",
-                                                  "ui/Popover.cpp:2 includes volumes/VolumeObj.h",
-                                                  "volumes/Picker.cpp:2 includes app/AppDelegate.h",
-                                              }));
-        QVERIFY(featureCycles(dir.path()).isEmpty());
+        const auto writeSource = [&dir](const QString& path, const QByteArray& text) {
+            QVERIFY(writeHostFile(dir.filePath(path), text));
+        };
+        writeSource("platform/Machine.h", "#include \"core/QvLog.h\"\n");
+        writeSource("core/QvTask.cpp", "#include \"core/QvTask.h\"\n#include \"platform/Machine.h\"\n"
+                                       "#include <QProcess>\n  #  include \"ui/KitStyle.h\"\n");
+        writeSource("ui/Popover.cpp", "#include \"core/ConsoleLog.h\"\n#include \"volumes/VolumeObj.h\"\n");
+        writeSource("volumes/Picker.cpp", "#include \"ui/Popover.h\"\n#include \"app/AppDelegate.h\"\n");
+        writeSource("diskmanager/Cell.cpp", "#include \"volumes/VolumeObj.h\"\n#include \"Cell.h\"\n");
+        writeSource("app/Main.cpp", "#include \"diskmanager/Cell.h\"\n#include \"app/Main.h\"\n");
+        writeSource("diskimage/MakeDmg.cpp", "#include \"filecopy/FileNode.h\"\n");
+        writeSource("filecopy/FileNode.cpp", "#include \"volumes/VolumeObj.h\"\n");
+        QCOMPARE(layerProblems(dir.path()), (QStringList{
+                                                "core/QvTask.cpp:4 includes ui/KitStyle.h",
+                                                "diskmanager/Cell.cpp:2 includes Cell.h",
+                                                "platform/Machine.h:1 includes core/QvLog.h",
+                                                "ui/Popover.cpp:2 includes volumes/VolumeObj.h",
+                                                "volumes/Picker.cpp:2 includes app/AppDelegate.h",
+                                            }));
         // Features may include one another, as long as no cycle forms.
-        writeSource(root, "volumes/VolumeObj.cpp", "#include \"diskimage/MakeDmg.h\"\n");
-        const QStringList cycles = featureCycles(dir.path());
+        writeSource("volumes/VolumeObj.cpp", "#include \"diskimage/MakeDmg.h\"\n");
+        const QStringList cycles = layerProblems(dir.path());
         QVERIFY2(cycles.contains("filecopy -> volumes -> diskimage -> filecopy"),
                  qPrintable(cycles.join('\n')));
     }

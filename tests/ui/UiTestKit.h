@@ -1,18 +1,34 @@
 #pragma once
 
-#include <QSize>
-#include <QString>
-#include <QStringList>
+#include "ui/KitStyle.h"
 
-class QWidget;
+#include <QCoreApplication>
+#include <QTest>
+#include <QWidget>
 
 namespace UiTestKit {
 
 // Gives a test window the program's window colours.
-void paintAsWindow(QWidget* widget);
+inline void paintAsWindow(QWidget* widget) {
+    QPalette p = widget->palette();
+    p.setColor(QPalette::Window, KitStyle::windowBackground());
+    p.setColor(QPalette::WindowText, KitStyle::textPrimary());
+    widget->setPalette(p);
+    widget->setAutoFillBackground(true);
+}
+
 // Resizes and shows a test window; true once it is on screen.
-bool showSized(QWidget* widget, QSize size);
+inline bool showSized(QWidget* widget, QSize size) {
+    widget->resize(size);
+    widget->show();
+    return QTest::qWaitForWindowExposed(widget);
+}
+
 // Lets pending events, deferred deletes included, run.
-void flushEvents();
+inline void flushEvents() {
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
 
 } // namespace UiTestKit

@@ -1,22 +1,25 @@
 #include "EmulatedMac.h"
 #include "Screenshot.h"
 #include "TestMain.h"
-#include "UpdateServer.h"
 #include "UrlCatcher.h"
 #include "Wait.h"
 #include "app/AppDelegate.h"
 #include "app/MainWindowController.h"
 #include "core/PropertyList.h"
+#include "core/ServiceAddress.h"
 #include "ui/FlatButton.h"
 #include "ui/ImageButton.h"
 #include "ui/TitleBarView.h"
 #include "update/QvCheckUpdateWindowController.h"
+#include "update/UpdateInfo.h"
 
 #include <QAction>
 #include <QDesktopServices>
 #include <QLabel>
 #include <QScrollArea>
 #include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 #include <QTextDocument>
 
@@ -24,6 +27,55 @@
 #include <memory>
 
 namespace {
+
+// A small HTTP server on the loopback interface for the update check: it answers each path
+// with what the test set for it, a plain 404 for the rest, and remembers the paths asked.
+struct UpdateServer {
+    struct Answer {
+        int status = 200;
+        QByteArray body;
+        bool withLength = true; // false: no Content-Length, the end of the body is the close
+        bool never = false;     // read the request and never answer
+    };
+    QHash<QString, Answer> answers;
+    QStringList requested;
+    QTcpServer tcp; // last, so that its connections go first
+
+    // Listens and becomes the origin of every service address.
+    bool listenAsTheService() {
+        QObject::connect(&tcp, &QTcpServer::newConnection, &tcp, [this] {
+            while (QTcpSocket* socket = tcp.nextPendingConnection()) {
+                QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+                QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] { answer(socket); });
+            }
+        });
+        if (!tcp.listen(QHostAddress::LocalHost))
+            return false;
+        qputenv("TAVRILL_SERVICE_ORIGIN", origin().toUtf8());
+        return true;
+    }
+    QString origin() const { return QStringLiteral("http://127.0.0.1:%1").arg(tcp.serverPort()); }
+
+    void answer(QTcpSocket* socket) {
+        // Wait for the whole head of the request; only its first line matters.
+        if (!socket->peek(64 * 1024).contains("\r\n\r\n") || socket->property("asked").toBool())
+            return;
+        socket->setProperty("asked", true);
+        const QList<QByteArray> requestLine = socket->readLine().trimmed().split(' ');
+        const QString path = requestLine.size() >= 2 ? QString::fromLatin1(requestLine.at(1)) : QString();
+        requested << path;
+        const Answer reply = answers.value(path, Answer{404, "Not Found", true, false});
+        if (reply.never)
+            return;
+        QByteArray head = "HTTP/1.1 " + QByteArray::number(reply.status) +
+                          (reply.status == 200 ? " OK" : " Not Found") +
+                          "\r\nContent-Type: application/xml\r\nConnection: close\r\n";
+        if (reply.withLength)
+            head += "Content-Length: " + QByteArray::number(reply.body.size()) + "\r\n";
+        socket->write(head + "\r\n" + reply.body);
+        socket->disconnectFromHost();
+    }
+};
 
 using State = QvCheckUpdateWindowController::State;
 
@@ -82,7 +134,8 @@ void withoutOpacityNotes(QtMsgType type, const QMessageLogContext& context, cons
 
 } // namespace
 
-class TestUpdateWindow : public QObject {
+// The update information, its check and the window that shows what it found.
+class TestUpdate : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void initTestCase() { testHandler = qInstallMessageHandler(withoutOpacityNotes); }
@@ -96,24 +149,22 @@ private Q_SLOTS:
 
     void newerVersionListsWhatIsNewInOrder() {
         UpdateServer server;
-        QVERIFY(server.listen());
-        qputenv("TAVRILL_SERVICE_ORIGIN", server.origin().toUtf8());
+        QVERIFY(server.listenAsTheService());
         const QString markup =
             QStringLiteral("<b>Bold</b> <img src=\"http://127.0.0.1:1/x.png\"> &amp; more");
         const QString unbroken = QString(1500, QLatin1Char('W'));
         // The build number as text, lines out of order in the file.
-        server.setAnswer(kVersionFile, file({{"VersionCheck", " 101 "},
-                                             {"Version", "1.1.0"},
-                                             {"4", unbroken},
-                                             {"2", "Faster copies to USB drives"},
-                                             {"1", "Clone onto drives of any size"},
-                                             {"3", markup}}));
-        server.setAnswer(QStringLiteral("/"), UpdateServer::Answer{200, "<html>up</html>", true, false});
+        server.answers.insert(kVersionFile, file({{"VersionCheck", " 101 "},
+                                                  {"Version", "1.1.0"},
+                                                  {"4", unbroken},
+                                                  {"2", "Faster copies to USB drives"},
+                                                  {"1", "Clone onto drives of any size"},
+                                                  {"3", markup}}));
+        server.answers.insert(QStringLiteral("/"), UpdateServer::Answer{200, "<html>up</html>", true, false});
 
         auto window = checkedWindow();
-        QCOMPARE(window->state(), State::HaveUpdate);
         QCOMPARE(shownViews(*window), QList<State>{State::HaveUpdate});
-        QCOMPARE(server.requested(), (QStringList{"/", kVersionFile}));
+        QCOMPARE(server.requested, (QStringList{"/", kVersionFile}));
         QCOMPARE(window->versionLabel()->text(), QStringLiteral("New features of version 1.1.0:"));
 
         const QList<QLabel*> lines = listLines(*window);
@@ -169,15 +220,14 @@ private Q_SLOTS:
         };
         for (const Case& c : cases) {
             UpdateServer server;
-            QVERIFY(server.listen());
-            server.setAnswer(kVersionFile, c.answer);
-            qputenv("TAVRILL_SERVICE_ORIGIN",
-                    c.serverDown ? QByteArray(kNobodyListens) : server.origin().toUtf8());
+            QVERIFY(server.listenAsTheService());
+            server.answers.insert(kVersionFile, c.answer);
+            if (c.serverDown)
+                qputenv("TAVRILL_SERVICE_ORIGIN", kNobodyListens);
             auto window = checkedWindow(300);
-            QVERIFY2(window->state() == c.expected, c.name);
             QVERIFY2(shownViews(*window) == QList<State>{c.expected}, c.name);
             if (!c.serverDown)
-                QVERIFY2(server.requested().contains(kVersionFile), c.name);
+                QVERIFY2(server.requested.contains(kVersionFile), c.name);
             if (qstrcmp(c.name, "no-network") == 0 || qstrcmp(c.name, "same-version") == 0)
                 QVERIFY(saveScreenshot(window.get(), QStringLiteral("update"), QString::fromLatin1(c.name)));
         }
@@ -206,38 +256,26 @@ private Q_SLOTS:
         QCOMPARE(shownViews(window), QList<State>{State::NoUpdate});
     }
 
-    void closingAndQuittingFadeOutFirst() {
+    void closingFadesOutFirst() {
+        // Quitting waits for the fade too: menuOpensTheWindowAndQuitWaitsForTheFade.
         qputenv("TAVRILL_SERVICE_ORIGIN", kNobodyListens);
-        {
-            auto window = checkedWindow();
-            QTRY_COMPARE(window->windowOpacity(), 1.0); // faded in
-            int terminated = 0;
-            window->setTerminateHandler([&terminated] { ++terminated; });
-            QTest::mouseClick(window->titleBarView()->closeButton(), Qt::LeftButton);
-            QVERIFY(window->isVisible() && window->windowOpacity() > 0.0); // still fading
-            QVERIFY(waitUntil([&] { return !window->isVisible(); }, 5000));
-            QCOMPARE(window->windowOpacity(), 0.0);
-            QCOMPARE(terminated, 0);
-        }
-        {
-            auto window = checkedWindow();
-            int terminated = 0;
-            window->setTerminateHandler([&terminated] { ++terminated; });
-            QVERIFY(!window->applicationShouldTerminate()); // waits for the fade
-            QVERIFY(window->isVisible() && terminated == 0);
-            QVERIFY(waitUntil([&] { return terminated > 0; }, 5000));
-            QVERIFY(!window->isVisible());
-            QVERIFY(window->applicationShouldTerminate()); // a second request quits at once
-        }
+        auto window = checkedWindow();
+        QTRY_COMPARE(window->windowOpacity(), 1.0); // faded in
+        int terminated = 0;
+        window->setTerminateHandler([&terminated] { ++terminated; });
+        QTest::mouseClick(window->titleBarView()->closeButton(), Qt::LeftButton);
+        QVERIFY(window->isVisible() && window->windowOpacity() > 0.0); // still fading
+        QVERIFY(waitUntil([&] { return !window->isVisible(); }, 5000));
+        QCOMPARE(window->windowOpacity(), 0.0);
+        QCOMPARE(terminated, 0);
     }
 
     void menuOpensTheWindowAndQuitWaitsForTheFade() {
         auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
         QVERIFY2(mac->isValid(), qPrintable(mac->error()));
         UpdateServer server;
-        QVERIFY(server.listen());
-        qputenv("TAVRILL_SERVICE_ORIGIN", server.origin().toUtf8());
-        server.setAnswer(kVersionFile, file({{"VersionCheck", 100}, {"Version", "1.0.0"}}));
+        QVERIFY(server.listenAsTheService());
+        server.answers.insert(kVersionFile, file({{"VersionCheck", 100}, {"Version", "1.0.0"}}));
 
         AppDelegate delegate;
         QVERIFY(delegate.applicationDidFinishLaunching());
@@ -260,10 +298,95 @@ private Q_SLOTS:
         QVERIFY(opened);
         QVERIFY(exitsWhenAsked.isEmpty());
         QCOMPARE(exits, (QList<int>{0}));
-        QCOMPARE(server.requested(), (QStringList{"/", kVersionFile}));
+    }
+
+    void readsVersionAndLinesInNumberOrder() {
+        // Lines come by number whatever their order in the file; a missing number leaves an empty
+        // line, and the count is the number of entries besides the version keys.
+        const auto info = UpdateInfoReader::read(PropertyList::toXml(QVariantMap{
+            {"VersionCheck", 120}, {"Version", "1.2.0"}, {"3", "Third"}, {"1", "First"}, {"2", "Second"}}));
+        QVERIFY(info);
+        QCOMPARE(info->versionCheck, 120);
+        QCOMPARE(info->version, QStringLiteral("1.2.0"));
+        QCOMPARE(info->lines, (QStringList{"First", "Second", "Third"}));
+
+        const auto gap = UpdateInfoReader::read(
+            PropertyList::toXml(QVariantMap{{"VersionCheck", 2}, {"1", "a"}, {"3", "c"}, {"7", 7}}));
+        QCOMPARE(gap->lines, (QStringList{"a", QString(), "c"}));
+        const auto containers =
+            UpdateInfoReader::read(PropertyList::toXml(QVariantMap{{"1", QVariantList{"x"}}, {"2", 42}}));
+        QCOMPARE(containers->lines, (QStringList{QString(), "42"}));
+
+        QVERIFY(isNewerVersion(info, 119));
+        QVERIFY(!isNewerVersion(info, 120));
+        QVERIFY(!isNewerVersion(std::nullopt, 0)); // nothing fetched reads as build 0
+    }
+
+    void buildNumbersOnlyFromWholeNumbers() {
+        // Integers, or strings that hold one (" 101 " in newerVersionListsWhatIsNewInOrder): the largest
+        // integer a property list holds is a newer build; text, negative and oversized numbers never are.
+        const auto huge = UpdateInfoReader::read(
+            "<plist><dict><key>VersionCheck</key><integer>9223372036854775807</integer></dict></plist>");
+        QVERIFY(huge && isNewerVersion(huge, 100));
+        for (const char* value : {"<string>soon</string>", "<integer>-3</integer>", "<real>1e300</real>",
+                                  "<string>18446744073709551617</string>"}) {
+            const QByteArray file =
+                QByteArray("<plist><dict><key>VersionCheck</key>") + value + "</dict></plist>";
+            const auto info = UpdateInfoReader::read(file);
+            QVERIFY2(info && !isNewerVersion(info, 100), value);
+        }
+        QVERIFY(localBuildNumber() > 0); // the shipped settings carry this copy's build number
+    }
+
+    void unusableFilesAndBounds() {
+        for (const QByteArray& bytes :
+             {QByteArray(), QByteArray("<html><body>Not here</body></html>"),
+              QByteArray("<plist><dict><key>VersionCheck</key>"), PropertyList::toXml(QVariantList{1, 2}),
+              QByteArray("bplist00\xff\xff", 10)})
+            QVERIFY2(!UpdateInfoReader::read(bytes), bytes.constData());
+
+        // A file over the size limit is not even parsed, however well formed.
+        QByteArray big = PropertyList::toXml(
+            QVariantMap{{"VersionCheck", 500}, {"1", QString(1024 * 1024, QLatin1Char('x'))}});
+        QVERIFY(!UpdateInfoReader::read(big));
+
+        // Nesting that a recursive reader could not survive.
+        QByteArray deep = "<plist><dict><key>1</key>";
+        for (int i = 0; i < 100000; ++i)
+            deep += "<array>";
+        QVERIFY(deep.size() < 1024 * 1024);
+        UpdateInfoReader::read(deep);
+
+        // Many and long lines are cut to what the list shows.
+        QVariantMap many{{"VersionCheck", 500}, {"Version", QString(500, QLatin1Char('9'))}};
+        for (int i = 1; i <= 5000; ++i)
+            many.insert(QString::number(i), QStringLiteral("line %1 ").arg(i).repeated(i == 1 ? 2000 : 1));
+        const auto info = UpdateInfoReader::read(PropertyList::toXml(many));
+        QVERIFY(info);
+        QCOMPARE(info->lines.size(), 200);
+        QCOMPARE(info->lines.first().size(), 1000);
+        QVERIFY(info->lines.first().endsWith(QChar(0x2026)));
+        QCOMPARE(info->lines.last(), QStringLiteral("line 200 "));
+        QCOMPARE(info->version.size(), 64);
+    }
+
+    void testOriginOnlyReplacesLoopbackOrigins() {
+        const QString address = QStringLiteral("https://www.kelvaro.com/update/tavrill/version.plist?x=1");
+        qputenv("TAVRILL_SERVICE_ORIGIN", "http://127.0.0.1:4711");
+        QCOMPARE(serviceAddress(address),
+                 QStringLiteral("http://127.0.0.1:4711/update/tavrill/version.plist?x=1"));
+        QCOMPARE(serviceAddress(QStringLiteral("http://www.example.com/")),
+                 QStringLiteral("http://127.0.0.1:4711/"));
+        for (const char* elsewhere :
+             {"http://10.0.0.7:80", "https://127.0.0.1:4711", "http://evil.example:80",
+              "http://127.0.0.1:4711/path", "127.0.0.1:4711"}) {
+            qputenv("TAVRILL_SERVICE_ORIGIN", elsewhere);
+            QCOMPARE(serviceAddress(address), address);
+        }
+        qunsetenv("TAVRILL_SERVICE_ORIGIN");
     }
 };
 
-TAVRILL_TEST(TestUpdateWindow)
+TAVRILL_TEST(TestUpdate)
 
-#include "tst_updatewindow.moc"
+#include "tst_update.moc"

@@ -1,3 +1,4 @@
+#include "MessageCapture.h"
 #include "TaskRun.h"
 #include "TestMachine.h"
 #include "TestMain.h"
@@ -6,12 +7,17 @@
 #include "core/CommandRunner.h"
 #include "core/PropertyList.h"
 #include "core/QvLog.h"
+#include "core/QvTask.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThreadPool>
+#include <QTimer>
 
 #include <functional>
 #include <thread>
@@ -25,47 +31,40 @@ out="$(dirname "$0")/../../tmp/args.txt"
 for a in "$@"; do printf '%s\n' "$a" >> "$out"; done
 printf '<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0"><dict><key>Args</key><string>%s</string></dict></plist>\n' "$*"
 )";
+
+// A tool's first line: it writes its process id to /tmp/pid.
+const QByteArray kWritePid = "echo $$ > \"$(dirname \"$0\")/../../tmp/pid\"\n";
+
+// True once the tool that wrote /tmp/pid has gone, within two seconds.
+bool toolGone(const TestMachine& mac) {
+    return waitUntil([&] { return !processAlive(mac.readFile("/tmp/pid")); }, 2000);
+}
 } // namespace
 
-class TestCommandRunner : public QObject {
+// Tools run through the command runners and the shared task, and the log they write to.
+class TestToolRuns : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void formatsDocumentedLinesUnchanged_data() {
-        QTest::addColumn<QByteArray>("line");
-        QTest::addColumn<QByteArray>("expected");
-        QTest::newRow("info") << QvFormatCommand(128, "diskutil info -plist %s", {QByteArray("/dev/disk4s1")})
-                              << QByteArray("diskutil info -plist /dev/disk4s1");
-        QTest::newRow("rename") << QvFormatCommand(128, "diskutil rename %s \"%s\"",
-                                                   {QByteArray("disk4s1"), QByteArray("MY BACKUP D")})
-                                << QByteArray("diskutil rename disk4s1 \"MY BACKUP D\"");
-        QTest::newRow("bare with blank quoted")
-            << QvFormatCommand(128, "diskutil info -plist %s", {QByteArray("/Volumes/Macintosh HD")})
-            << QByteArray("diskutil info -plist \"/Volumes/Macintosh HD\"");
-        QTest::newRow("quoted specials escaped")
-            << QvFormatCommand(128, "diskutil rename %s \"%s\"",
-                               {QByteArray("disk4s1"), QByteArray("a\"b$c`d\\e")})
-            << QByteArray("diskutil rename disk4s1 \"a\\\"b\\$c\\`d\\\\e\"");
-        QTest::newRow("percent") << QvFormatCommand(128, "echo 100%%", std::initializer_list<QByteArray>{})
-                                 << QByteArray("echo 100%");
-    }
-
-    void formatsDocumentedLinesUnchanged() {
-        QFETCH(QByteArray, line);
-        QFETCH(QByteArray, expected);
-        QCOMPARE(line, expected);
-    }
-
-    void rejectsLinesLongerThanTheirBuffer() {
-        TestMachine mac;
+    void formatsLinesAndRefusesOnesTooLongForTheirBuffer() {
+        QCOMPARE(QvFormatCommand(128, "diskutil info -plist %s", {QByteArray("/dev/disk4s1")}),
+                 QByteArray("diskutil info -plist /dev/disk4s1"));
+        QCOMPARE(QvFormatCommand(128, "diskutil rename %s \"%s\"",
+                                 {QByteArray("disk4s1"), QByteArray("MY BACKUP D")}),
+                 QByteArray("diskutil rename disk4s1 \"MY BACKUP D\""));
+        // A bare argument with a blank is quoted; specials inside quotes are escaped.
+        QCOMPARE(QvFormatCommand(128, "diskutil info -plist %s", {QByteArray("/Volumes/Macintosh HD")}),
+                 QByteArray("diskutil info -plist \"/Volumes/Macintosh HD\""));
+        QCOMPARE(QvFormatCommand(128, "diskutil rename %s \"%s\"",
+                                 {QByteArray("disk4s1"), QByteArray("a\"b$c`d\\e")}),
+                 QByteArray("diskutil rename disk4s1 \"a\\\"b\\$c\\`d\\\\e\""));
+        QCOMPARE(QvFormatCommand(128, "echo 100%%", std::initializer_list<QByteArray>{}),
+                 QByteArray("echo 100%"));
         // "diskutil info -plist " is 21 bytes: 42 more fill a 64-byte buffer with its NUL, 43 do not.
         QCOMPARE(QvFormatCommand(64, "diskutil info -plist %s", {QByteArray(42, 'a')}).size(), 63);
         QVERIFY(QvFormatCommand(64, "diskutil info -plist %s", {QByteArray(43, 'a')}).isNull());
-        // The runner's own 2048-byte buffer holds the line and the redirection.
-        QVERIFY(execCommand(QByteArray(2100, 'x')).isNull());
-        QVERIFY(!QFile::exists(mac.host("/tmp/KelvaroTemp.plist")));
     }
 
-    void eachRunnerWritesItsOwnFile() {
+    void eachRunnerWritesItsOwnFileAndNoStaleAnswer() {
         TestMachine mac;
         mac.installTool("/usr/sbin/diskutil", kRecordingTool);
         const QList<QPair<std::function<QString(const QByteArray&)>, QString>> runners = {
@@ -91,18 +90,17 @@ private Q_SLOTS:
         const auto dict = PropertyList::readDictionary(mac.host("/tmp/TavrillDataTemp.plist"));
         QVERIFY(dict);
         QCOMPARE(dict->value("Args").toString(), QStringLiteral("info -plist /"));
-    }
+        // The runner's own 2048-byte buffer holds the line and the redirection: longer ones do not run.
+        QFile::remove(mac.host("/tmp/KelvaroTemp.plist"));
+        QVERIFY(execCommand(QByteArray(2100, 'x')).isNull());
+        QVERIFY(!QFile::exists(mac.host("/tmp/KelvaroTemp.plist")));
 
-    void staleOutputIsRemovedAndNullLinesTouchNothing() {
-        TestMachine mac;
+        // A failed run leaves no stale answer behind.
         mac.installTool("/usr/sbin/diskutil", "exit 1");
         const QString stale =
             mac.writeFile("/tmp/KelvaroTemp.plist", PropertyList::toXml(QVariantMap{{"Old", true}}));
-        const QString path = execCommand("diskutil info -plist disk9");
-        QCOMPARE(path, stale);
-        QVERIFY(QFile::exists(path));
-        QCOMPARE(QFile(path).size(), 0);
-        QVERIFY(!PropertyList::readDictionary(path));
+        QCOMPARE(execCommand("diskutil info -plist disk9"), stale);
+        QCOMPARE(QFileInfo(stale).size(), 0);
 
         // A null line touches nothing.
         mac.writeFile("/tmp/BrindleRepairTemp.plist", "kept");
@@ -153,14 +151,12 @@ private Q_SLOTS:
                 aepairExecCommand("diskutil eject " + disk);
             }
         };
-        int wrongA = 0;
-        int wrongB = 0;
-        std::thread a(lookUp, QByteArray("disk4"), &wrongA);
-        std::thread b(lookUp, QByteArray("disk5"), &wrongB);
+        int wrong[2] = {};
+        std::thread a(lookUp, QByteArray("disk4"), &wrong[0]);
+        std::thread b(lookUp, QByteArray("disk5"), &wrong[1]);
         a.join();
         b.join();
-        QCOMPARE(wrongA, 0);
-        QCOMPARE(wrongB, 0);
+        QCOMPARE(wrong[0] + wrong[1], 0);
     }
 
     void failureToRunIsLoggedOnlyWhenNamed() {
@@ -179,7 +175,7 @@ private Q_SLOTS:
 
     void hungToolIsStoppedAtItsLimit() {
         TestMachine mac;
-        mac.installTool("/usr/sbin/diskutil", "echo $$ > \"$(dirname \"$0\")/../../tmp/pid\"\nexec sleep 30");
+        mac.installTool("/usr/sbin/diskutil", kWritePid + "exec sleep 30");
         const ToolTimeLimits saved = toolTimeLimits();
         setToolTimeLimits({1000, 2000, 300});
         QvUninitLog();
@@ -190,7 +186,7 @@ private Q_SLOTS:
         QVERIFY(aepairExecCommand("diskutil info -plist disk4").isNull());
         QVERIFY2(clock.elapsed() >= 1000 && clock.elapsed() < 4000,
                  qPrintable(QString::number(clock.elapsed())));
-        QVERIFY(waitUntil([&] { return !processAlive(mac.readFile("/tmp/pid")); }, 2000));
+        QVERIFY(toolGone(mac));
         // The erase runners wait for the long limit.
         clock.restart();
         QVERIFY(eraserExecCommand("diskutil eraseVolume ExFAT NEW /dev/disk4s1").isNull());
@@ -198,13 +194,12 @@ private Q_SLOTS:
                  qPrintable(QString::number(clock.elapsed())));
 
         // A tool that ignores SIGTERM is killed once the grace period is over.
-        mac.installTool("/usr/sbin/diskutil", "trap '' TERM\necho $$ > \"$(dirname \"$0\")/../../tmp/pid\"\n"
-                                              "while :; do sleep 0.1; done");
+        mac.installTool("/usr/sbin/diskutil", kWritePid + "trap '' TERM\nwhile :; do sleep 0.1; done");
         clock.restart();
         QVERIFY(!runForDictionary(Runner::QvExec, "diskutil list -plist", "diskutil list error"));
         QVERIFY2(clock.elapsed() >= 1300 && clock.elapsed() < 4000,
                  qPrintable(QString::number(clock.elapsed())));
-        QVERIFY(waitUntil([&] { return !processAlive(mac.readFile("/tmp/pid")); }, 2000));
+        QVERIFY(toolGone(mac));
         setToolTimeLimits(saved);
 
         QvUninitLog();
@@ -216,8 +211,105 @@ private Q_SLOTS:
                             "stopped \"diskutil eraseVolume ExFAT NEW /dev/disk4s1\": no end within 2 s",
                             "stopped \"diskutil list -plist\": no end within 1 s", "diskutil list error"}));
     }
+
+    void argumentsReachTheToolAndNoTimerIsLeft() {
+        // A short time limit raised to a minute: tst_qvtasktimeout.
+        TestMachine mac;
+        mac.installTool("/usr/sbin/diskutil", "printf '%s|' \"$@\" > \"$(dirname \"$0\")/../../tmp/args\"");
+        QVERIFY(runTask("/usr/sbin/diskutil", {"eraseDisk", "JHFS+", "My Disk", "/dev/disk4"}, 10.0, 10000) >=
+                0);
+        QCOMPARE(mac.readFile("/tmp/args"), QByteArray("eraseDisk|JHFS+|My Disk|/dev/disk4|"));
+        QTest::qWait(50);
+        for (const QTimer* t : QCoreApplication::instance()->findChildren<QTimer*>())
+            QVERIFY(!t->isActive());
+        QVERIFY(!QvTask::QvShareInstance()->timedOut());
+    }
+
+    void stopAsksWithSigtermFirst() {
+        // A tool that writes down every SIGTERM it gets and leaves on one. One that ignores it is
+        // killed after the grace period, through the same stop as the runners' (see
+        // hungToolIsStoppedAtItsLimit).
+        TestMachine mac;
+        mac.installTool("/usr/sbin/polite", kWritePid +
+                                                "trap 'echo TERM >> \"$(dirname \"$0\")/../../tmp/signals\"; "
+                                                "exit 0' TERM\nwhile :; do sleep 0.1; done");
+        const ToolTimeLimits saved = toolTimeLimits();
+        setToolTimeLimits({saved.normalMs, saved.longMs, 3000});
+        QvUninitLog();
+        QElapsedTimer sinceStop;
+        MessageCapture messages;
+        QVERIFY2(runTask("/usr/sbin/polite", {"--keep"}, 600, 10000,
+                         [&] {
+                             QVERIFY(waitUntil([&] { return !mac.readFile("/tmp/pid").isEmpty(); }, 5000));
+                             sinceStop.start();
+                             QvTask::QvShareInstance()->QvStopTask();
+                         }) >= 0,
+                 "QvStartTask did not return after QvStopTask");
+        setToolTimeLimits(saved);
+        QVERIFY2(sinceStop.elapsed() < 2500, qPrintable(QString::number(sinceStop.elapsed())));
+        QVERIFY(messages.lines().contains("QvStartTask return"));
+        QVERIFY(!messages.lines().contains("task timeout"));
+        QCOMPARE(mac.readFile("/tmp/signals"), QByteArray("TERM\n"));
+        QCOMPARE(QvTask::QvShareInstance()->QvLastExitCode(), -1);
+        QVERIFY(toolGone(mac));
+        QvUninitLog();
+        const QByteArray log = mac.readFile("/tmp/Pellory.txt");
+        QVERIFY2(log.contains("stopped polite --keep: stop asked for"), log.constData());
+    }
+
+    void logWritesWholeLinesReopensAndFailsQuietly() {
+        TestMachine mac;
+        QvUninitLog();
+        QCOMPARE(QvLog("diskutil info %s error", "disk4s1"), 0);
+        const QByteArray text = mac.readFile("/tmp/Pellory.txt");
+        static const QRegularExpression line(
+            "^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d  diskutil info disk4s1 error\\n$");
+        QVERIFY2(line.match(QString::fromUtf8(text)).hasMatch(), text.constData());
+        QCOMPARE(QvLog(nullptr), -1);
+
+        // Opened twice and closed twice, it reopens and appends.
+        QvUninitLog();
+        QFile::remove(mac.host("/tmp/Pellory.txt"));
+        QCOMPARE(QvInitLog(), 0);
+        QCOMPARE(QvInitLog(), 0);
+        QvLog("one");
+        QCOMPARE(QvUninitLog(), 0);
+        QCOMPARE(QvUninitLog(), 0);
+        QvLog("two");
+        QvUninitLog();
+        QList<QByteArray> lines = mac.readFile("/tmp/Pellory.txt").split('\n');
+        QCOMPARE(lines.size(), 3);
+        QVERIFY(lines[0].endsWith("  one"));
+        QVERIFY(lines[1].endsWith("  two"));
+
+        QFile::remove(mac.host("/tmp/Pellory.txt"));
+        const QByteArray big(10 * 1024, 'x');
+        QvLog("%s", big.constData());
+        // Lines from several threads never interleave.
+        for (int t = 0; t < 4; ++t)
+            QThreadPool::globalInstance()->start([t] {
+                for (int i = 0; i < 200; ++i)
+                    QvLog("thread %d line %d %s", t, i, "0123456789abcdefghijklmnopqrstuvwxyz");
+            });
+        QThreadPool::globalInstance()->waitForDone();
+        QvUninitLog();
+        lines = mac.readFile("/tmp/Pellory.txt").split('\n');
+        QCOMPARE(lines.size(), 1 + 800 + 1);
+        QVERIFY(lines[0].endsWith("  " + big));
+        static const QRegularExpression shape(
+            "^\\S+ \\S+  thread \\d line \\d+ 0123456789abcdefghijklmnopqrstuvwxyz$");
+        for (int i = 1; i <= 800; ++i)
+            QVERIFY2(shape.match(QString::fromLatin1(lines[i])).hasMatch(), lines[i].constData());
+
+        // A folder that cannot be written: every call fails quietly.
+        TestMachine broken;
+        QFile::remove(broken.host("/tmp"));
+        QDir(broken.host("/tmp")).removeRecursively();
+        QCOMPARE(QvInitLog(), -1);
+        QCOMPARE(QvLog("lost"), -1);
+    }
 };
 
-TAVRILL_TEST(TestCommandRunner)
+TAVRILL_TEST(TestToolRuns)
 
-#include "tst_commandrunner.moc"
+#include "tst_toolruns.moc"

@@ -1,0 +1,248 @@
+#include "Screenshot.h"
+#include "TestMain.h"
+#include "UiTestKit.h"
+#include "ui/AttachedWindow.h"
+#include "ui/ErrorWindowController.h"
+#include "ui/FlatButton.h"
+#include "ui/Popover.h"
+
+#include <QLabel>
+#include <QPointer>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <tuple>
+
+namespace {
+
+const QString kSameDrive = QStringLiteral(
+    "You can\u2019t select the source drive as the destination drive, just select another drive.");
+
+// A window with a button to anchor a popover at and another one away from it.
+struct Scene {
+    QWidget window;
+    QPushButton* anchor;
+    QPushButton* elsewhere;
+    Scene() {
+        window.resize(800, 520);
+        UiTestKit::paintAsWindow(&window);
+        anchor = new QPushButton(QStringLiteral("Source"), &window);
+        anchor->setGeometry(100, 80, 120, 40);
+        elsewhere = new QPushButton(QStringLiteral("Elsewhere"), &window);
+        elsewhere->setGeometry(600, 440, 120, 40);
+        window.show();
+    }
+};
+
+QWidget* fixedContent(int w, int h) {
+    auto* c = new QLabel(QStringLiteral("Internal Drives"));
+    c->setFixedSize(w, h);
+    return c;
+}
+
+// The whole message is visible: nothing cut at the label's edge.
+bool showsAllOf(ErrorWindowController* popup) {
+    return popup->errorLabel()->height() >= popup->errorLabel()->heightForWidth(popup->errorLabel()->width());
+}
+
+} // namespace
+
+// Panels shown over the window: popovers at a control, attached windows at a point and the error
+// popup on them.
+class TestPanels : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void placedAtItsAnchorOrWhereThereIsRoom() {
+        Scene s;
+        QVERIFY(QTest::qWaitForWindowExposed(&s.window));
+        Popover popover(&s.window);
+        QWidget* c = fixedContent(240, 160);
+        popover.setContent(c);
+        QVERIFY(!popover.isShown());
+        popover.showRelativeTo(s.anchor, 1);
+        QVERIFY(popover.isShown() && popover.isVisible() && popover.isAncestorOf(c));
+        QCOMPARE(popover.parentWidget(), &s.window);
+        // Centred under the anchor, with room for the arrow above the content.
+        QVERIFY(qAbs(popover.geometry().center().x() - s.anchor->geometry().center().x()) <= 1);
+        QVERIFY(c->geometry().top() >= 9); // the arrow is 9 points deep
+        saveScreenshot(&s.window, QStringLiteral("ui"), QStringLiteral("popover"));
+
+        // Against the anchor on the side asked for (1 under, 2 right), or on the opposite side
+        // (3 above, 0 left) when there is no room.
+        const auto touchesAnchor = [&](int side) {
+            const QRect p = popover.geometry();
+            const QRect a = s.anchor->geometry();
+            return side == 0   ? p.right() == a.left() - 1
+                   : side == 1 ? p.top() == a.bottom() + 1
+                   : side == 2 ? p.left() == a.right() + 1
+                               : p.bottom() == a.top() - 1;
+        };
+        for (const auto& [anchor, asked, side] : {std::tuple{QRect(100, 80, 120, 40), 1, 1},
+                                                  {QRect(300, 200, 120, 40), 2, 2},
+                                                  {QRect(660, 200, 120, 40), 2, 0},
+                                                  {QRect(300, 470, 120, 40), 1, 3}}) {
+            s.anchor->setGeometry(anchor);
+            popover.closePopover();
+            popover.showRelativeTo(s.anchor, asked);
+            QCOMPARE(popover.arrowSide(), side);
+            QVERIFY(touchesAnchor(side));
+            QVERIFY(s.window.rect().contains(popover.geometry()));
+        }
+
+        // New content replaces the old, which is deleted; the panel grows with it and its arrow.
+        QPointer<QWidget> first = c;
+        popover.setContent(fixedContent(300, 200));
+        UiTestKit::flushEvents();
+        QVERIFY(first.isNull());
+        QTRY_VERIFY(popover.width() >= 300);
+        QTRY_VERIFY(popover.height() >= 200 + 9);
+    }
+
+    void closesOnAClickOutsideOrEscapeOnly() {
+        Scene s;
+        QVERIFY(QTest::qWaitForWindowExposed(&s.window));
+        Popover popover(&s.window);
+        auto* inside = new QPushButton(QStringLiteral("Row"));
+        inside->setFixedSize(200, 100);
+        popover.setContent(inside);
+        QSignalSpy closed(&popover, &Popover::closed);
+        popover.showRelativeTo(s.anchor);
+
+        QTest::mouseClick(inside, Qt::LeftButton);
+        QVERIFY(popover.isShown());
+        // The anchor's own action decides what a click on it does.
+        QTest::mouseClick(s.anchor, Qt::LeftButton);
+        QVERIFY(popover.isShown());
+        QCOMPARE(closed.count(), 0);
+
+        QTest::mouseClick(s.elsewhere, Qt::LeftButton);
+        QVERIFY(!popover.isShown() && !popover.isVisible());
+        QCOMPARE(closed.count(), 1);
+        // Once closed, further clicks report nothing.
+        QTest::mouseClick(s.elsewhere, Qt::LeftButton);
+        QCOMPARE(closed.count(), 1);
+
+        // Shown again, Escape on it closes it, and so does Escape typed anywhere in the window.
+        popover.showRelativeTo(s.anchor);
+        QTest::keyClick(&popover, Qt::Key_Escape);
+        QCOMPARE(closed.count(), 2);
+        QVERIFY(!popover.isShown());
+        popover.showRelativeTo(s.anchor);
+        QVERIFY(popover.isShown());
+        QTest::keyClick(s.elsewhere, Qt::Key_Escape);
+        QCOMPARE(closed.count(), 3);
+    }
+
+    void placedCentredUnderThePointInsideTheWindow_data() {
+        QTest::addColumn<QSize>("window");
+        QTest::addColumn<QSize>("content");
+        QTest::addColumn<QPoint>("point");
+        QTest::addColumn<int>("distance"); // -1: the usual one
+        QTest::addColumn<QPoint>("expected");
+        QTest::newRow("centred, 5 under")
+            << QSize(800, 560) << QSize(300, 140) << QPoint(397, 0) << -1 << QPoint(247, 5);
+        QTest::newRow("another distance")
+            << QSize(800, 560) << QSize(100, 40) << QPoint(400, 100) << 12 << QPoint(350, 112);
+        QTest::newRow("left edge") << QSize(400, 300) << QSize(200, 100) << QPoint(10, 0) << -1
+                                   << QPoint(0, 5);
+        QTest::newRow("bottom right")
+            << QSize(400, 300) << QSize(200, 100) << QPoint(390, 250) << -1 << QPoint(200, 200);
+        // Wider than the window: it keeps its place rather than being squeezed.
+        QTest::newRow("wider") << QSize(400, 300) << QSize(500, 100) << QPoint(200, 0) << -1
+                               << QPoint(-50, 5);
+    }
+
+    void placedCentredUnderThePointInsideTheWindow() {
+        QFETCH(QSize, window);
+        QFETCH(QSize, content);
+        QFETCH(QPoint, point);
+        QFETCH(int, distance);
+        QFETCH(QPoint, expected);
+        QWidget host;
+        QVERIFY(UiTestKit::showSized(&host, window));
+        auto* earlier = new AttachedWindow(fixedContent(50, 20), QPoint(100, 100), &host);
+        QWidget* shown = fixedContent(content.width(), content.height());
+        auto* panel = distance < 0 ? new AttachedWindow(shown, point, &host)
+                                   : new AttachedWindow(shown, point, &host, distance);
+        QCOMPARE(panel->pos(), expected);
+        QCOMPARE(panel->size(), content);
+        QCOMPARE(panel->parentWidget(), &host);
+        QVERIFY(panel->isAncestorOf(shown) && panel->isVisible());
+        // The newest panel is on top of everything else in the window.
+        QCOMPARE(host.children().last(), panel);
+        QVERIFY(earlier->isVisible());
+    }
+
+    void followsItsContentAndNewPointsAndClosesOnce() {
+        QWidget host;
+        auto* inner = new QWidget(&host);
+        inner->setGeometry(100, 60, 500, 400);
+        QVERIFY(UiTestKit::showSized(&host, QSize(800, 600)));
+        // A panel of an inner widget lives in the top-level window, so nothing clips it.
+        // middleTop(inner) = (247, 0) in the inner widget = (347, 60) in the window.
+        auto* innerPanel = new AttachedWindow(fixedContent(200, 80), AttachedWindow::middleTop(inner), inner);
+        QCOMPARE(innerPanel->parentWidget(), &host);
+        QCOMPARE(innerPanel->hostWindow(), inner);
+        QCOMPARE(innerPanel->pos(), QPoint(347 - 100, 65));
+
+        QPointer<QWidget> content = fixedContent(200, 100);
+        QPointer<AttachedWindow> panel = new AttachedWindow(content, QPoint(400, 0), &host);
+        QCOMPARE(panel->pos(), QPoint(300, 5));
+
+        // A popup that switches to a larger view stays centred on its point.
+        content->setFixedSize(400, 220);
+        QTRY_COMPARE(panel->size(), QSize(400, 220));
+        QCOMPARE(panel->pos(), QPoint(200, 5));
+        panel->setPoint(QPoint(500, 40));
+        QCOMPARE(panel->pos(), QPoint(300, 45));
+
+        QSignalSpy closed(panel.data(), &AttachedWindow::closed);
+        QVERIFY(panel->close());
+        QCOMPARE(closed.count(), 1);
+        QVERIFY(!panel->isVisible());
+        panel->close();
+        QCOMPARE(closed.count(), 1);
+        UiTestKit::flushEvents();
+        QVERIFY(panel.isNull());
+        QVERIFY(content.isNull());
+    }
+
+    void showsTheTextAtTheTopMiddleUntilDone() {
+        QWidget main;
+        UiTestKit::paintAsWindow(&main);
+        QVERIFY(UiTestKit::showSized(&main, QSize(860, 560)));
+
+        QPointer<ErrorWindowController> popup = ErrorWindowController::showErrorOn(&main, kSameDrive);
+        QVERIFY(popup);
+        QCOMPARE(popup->errorLabel()->text(), kSameDrive);
+        QCOMPARE(popup->doneButton()->text(), QStringLiteral("Done"));
+        QPointer<AttachedWindow> host = popup->superDelegate();
+        QVERIFY(host && host->isVisible());
+        QCOMPARE(host->pos().y(), 5);
+        QVERIFY(qAbs(host->x() + host->width() / 2 - (860 / 2 - 3)) <= 1);
+        QVERIFY(showsAllOf(popup));
+        saveScreenshot(&main, QStringLiteral("ui"), QStringLiteral("error-window"));
+
+        // A longer text grows the popup downwards, never sideways.
+        ErrorWindowController* longOne = ErrorWindowController::showErrorOn(
+            &main,
+            QStringLiteral("Insufficient disk space on this destination drive, please select another drive. ")
+                .repeated(3));
+        QVERIFY(longOne->superDelegate()->height() > host->height());
+        QCOMPARE(longOne->superDelegate()->width(), 340);
+        QVERIFY(showsAllOf(longOne));
+
+        // "Done" closes it once and deletes it with its panel.
+        QSignalSpy closed(popup.data(), &ErrorWindowController::closed);
+        QTest::mouseClick(popup->doneButton(), Qt::LeftButton);
+        QCOMPARE(closed.count(), 1);
+        QVERIFY(!host->isVisible());
+        UiTestKit::flushEvents();
+        QVERIFY(host.isNull() && popup.isNull());
+    }
+};
+
+TAVRILL_TEST(TestPanels)
+
+#include "tst_panels.moc"
