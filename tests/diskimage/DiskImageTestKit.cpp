@@ -1,7 +1,6 @@
 #include "DiskImageTestKit.h"
 
 #include "TreeCompare.h"
-#include "Wait.h"
 
 #include <QDirIterator>
 #include <QFile>
@@ -16,8 +15,7 @@ namespace DiskImageTestKit {
 
 std::unique_ptr<EmulatedMac> machine() {
     return EmulatedMac::fromJson(R"({
-  "version": "10.15.7", "user": "alex",
-  "disks": [
+  "version": "10.15.7", "user": "alex", "disks": [
     { "name": "src", "mediaName": "Source Disk", "size": "32GB", "scheme": "GPT",
       "partitions": [ { "fs": "JHFS+", "name": "SRC",
         "seed": { "files": 3, "folders": 2, "depth": 2, "size": 40000, "seed": 21, "hidden": 1,
@@ -73,21 +71,6 @@ QStringList contentDifferences(const QString& hostA, const QString& hostB) {
                line.endsWith(QLatin1String(": modification time differs"));
     });
     return out;
-}
-
-void Build::copyFileToDmgWithFileName(const QString& text, float value) {
-    texts << text;
-    progress << value;
-}
-
-void Build::beginToCopyDmg() {
-    ++beginCount;
-    if (answers)
-        dmg.doCopyFilesToDmgWithDmg(copyPaths);
-}
-
-bool Build::waitForEnd(int ms) const {
-    return waitUntil([this] { return ended(); }, ms);
 }
 
 } // namespace DiskImageTestKit

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "EmulatedMac.h"
+#include "Wait.h"
 #include "diskimage/MakeDmg.h"
 
 #include <QList>
@@ -47,24 +48,26 @@ struct Build : MakeDmgDelegate {
     explicit Build(const QStringList& paths = {}, bool answer = true) : copyPaths(paths), answers(answer) {
         dmg.setMakeDmgDelegate(this);
     }
-    void copyFileToDmgWithFileName(const QString& text, float value) override;
+    void copyFileToDmgWithFileName(const QString& text, float value) override {
+        texts << text;
+        progress << value;
+    }
     void makeDmgFailWithError(const MakeDmgFailure& f) override { failure = f; }
-    void beginToCopyDmg() override;
+    void beginToCopyDmg() override {
+        if (++beginCount && answers)
+            dmg.doCopyFilesToDmgWithDmg(copyPaths);
+    }
     void makeDmgDidStop() override { stopped = true; }
     void makeDmgBytes(std::int64_t done, std::int64_t toDo) override { bytes.append({done, toDo}); }
 
     bool ended() const {
         return failure.has_value() || stopped || (!progress.isEmpty() && progress.last() >= 100);
     }
-    bool waitForEnd(int ms = 60000) const;
-    // Forgets what was recorded, for the next run of the same builder.
-    void forget() {
-        progress.clear();
-        texts.clear();
-        bytes.clear();
-        failure.reset();
-        stopped = false;
+    bool waitForEnd(int ms = 60000) const {
+        return waitUntil([this] { return ended(); }, ms);
     }
+    // Forgets what was recorded, for the next run of the same builder.
+    void forget() { progress = {}, texts = {}, bytes = {}, failure.reset(), stopped = false; }
 };
 
 } // namespace DiskImageTestKit

@@ -10,7 +10,6 @@
 #include "app/QuitQuestionPanel.h"
 #include "diskimage/DMGMakeSureWC.h"
 #include "diskimage/DmgViewController.h"
-#include "filecopy/EumeRoot.h"
 #include "filecopy/ListFileViewController.h"
 #include "platform/Machine.h"
 #include "platform/Shell.h"
@@ -101,8 +100,9 @@ QString takeError(Window& w) {
     return text;
 }
 
-// "Create Now", then "Create Image" in the confirmation; answers the confirmation's text.
-QString createAndConfirm(Window& w, const QString& picture = QString()) {
+// "Create Now", then "Create Image" (or "Cancel") in the confirmation; answers the confirmation's
+// text.
+QString createAndConfirm(Window& w, const QString& picture = QString(), bool accept = true) {
     click(w.tab->createButton());
     DMGMakeSureWC* confirm = nullptr;
     if (!waitUntil([&] { return (confirm = shown<DMGMakeSureWC>(w)) != nullptr; }, 20000))
@@ -110,13 +110,21 @@ QString createAndConfirm(Window& w, const QString& picture = QString()) {
     if (!picture.isEmpty())
         w.shot(picture);
     const QString text = confirm->textLabel()->text();
-    click(confirm->okButton());
+    click(accept ? confirm->okButton() : confirm->cancelButton());
     return text;
 }
 
 bool ended(Window& w) {
     return waitUntil([&] { return w.tab->successView()->isVisible() || w.tab->failView()->isVisible(); },
                      60000);
+}
+
+// Ended in the success view; otherwise says what the failure view shows.
+bool succeeded(Window& w) {
+    if (ended(w) && w.tab->successView()->isVisible())
+        return true;
+    qWarning("%s", qPrintable(w.tab->errorLabel()->text()));
+    return false;
 }
 
 QString onlyFileIn(const QString& hostFolder, const QString& suffix) {
@@ -132,14 +140,13 @@ private Q_SLOTS:
     void volumeImageThenChosenFilesZipped() {
         auto mac = machine();
         QVERIFY2(mac->isValid(), qPrintable(mac->error()));
+        QVERIFY(writeHostFile(mac->host("/Volumes/SRC/.fseventsd/0000001"), "events"));
         Window w;
         QVERIFY(w.tab);
-        w.shot("01-empty");
         QVERIFY(!w.tab->createButton()->isEnabled());
         QVERIFY(pickSrcAndDest(w));
         QCOMPARE(w.tab->toSlot()->nameLabel()->text(), QStringLiteral("DEST"));
         QVERIFY(w.tab->createButton()->isEnabled());
-        w.shot("02-ready");
 
         mac->clearLog();
         QCOMPARE(
@@ -147,23 +154,19 @@ private Q_SLOTS:
             QStringLiteral("The selection will be packed into a disk image (.dmg) on \u201cDEST\u201d."));
         QVERIFY(!w.main.isTabChangeAllowed());
         QVERIFY(w.tab->progressView()->isVisible());
-        w.shot("04-progress");
-        QVERIFY(ended(w));
-        QVERIFY2(w.tab->successView()->isVisible(), qPrintable(w.tab->errorLabel()->text()));
+        QVERIFY(succeeded(w));
         QVERIFY(w.main.isTabChangeAllowed());
         w.shot("05-success");
 
-        // The image holds the volume's top level, the listing's skip list left out.
+        // The image holds the volume's top level, the listing's skip list (.fseventsd) left out.
         const QString image = onlyFileIn(mac->host("/Volumes/DEST"), ".dmg");
         QVERIFY(!image.isEmpty());
         QTemporaryDir inside;
         QVERIFY(mac->extractImage(Machine::macPath(image), inside.path()));
         const auto all = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
-        QStringList expected = QDir(mac->host("/Volumes/SRC")).entryList(all, QDir::Name);
-        expected.removeIf([](const QString& name) { return EumeRoot::isSkippedName(name); });
-        QCOMPARE(QDir(inside.path()).entryList(all, QDir::Name), expected);
-        QCOMPARE(contentDifferences(mac->host("/Volumes/SRC/Photos"), inside.path() + "/Photos"),
-                 QStringList());
+        QCOMPARE(QDir(inside.path()).entryList(all, QDir::Name),
+                 (QStringList{".hidden1", "Empty", "File 001.txt", "File 002.txt", "File 003.txt",
+                              "Folder 01", "Folder 02", "Notes.txt", "Photos", "Report.docx"}));
 
         // The link opens the destination folder; "Done" empties both slots.
         UrlCatcher catcher;
@@ -187,7 +190,6 @@ private Q_SLOTS:
         QVERIFY(FileListTestKit::clickCheckBox(list, "/Volumes/SRC/Photos"));
         QVERIFY(FileListTestKit::clickCheckBox(list, "/Volumes/SRC/Notes.txt"));
         QCOMPARE(FileListTestKit::stateOf(list, "/Volumes/SRC/Report.docx"), 0);
-        saveScreenshot(list, kFolder, "06-file-list");
         QVERIFY(FileListTestKit::clickDone(list));
         QVERIFY(waitUntil([&] { return w.tab->selectFilesSize() >= 0; }, 20000));
         QCOMPARE(w.tab->fromSlot()->nameLabel()->text(), QStringLiteral("2 files/folders"));
@@ -196,14 +198,12 @@ private Q_SLOTS:
         QCOMPARE(w.tab->copyTypeBox()->currentText(), QStringLiteral("Copy Some Files"));
         click(w.tab->zipButton());
         QVERIFY(w.tab->isMakeZip());
-        w.shot("07-some-files-zip");
 
         mac->clearLog();
         QCOMPARE(
             createAndConfirm(w),
             QStringLiteral("The selection will be packed into a zip archive (.zip) on \u201cDEST\u201d."));
-        QVERIFY(ended(w));
-        QVERIFY2(w.tab->successView()->isVisible(), qPrintable(w.tab->errorLabel()->text()));
+        QVERIFY(succeeded(w));
         QCOMPARE(w.tab->openUrl(), QStringLiteral("/Volumes/DEST"));
         // Only the ticked items, named from the volume's root (what the archive then holds is
         // TestMakeDmg::archivesUnzipToTheSelection's).
@@ -221,7 +221,6 @@ private Q_SLOTS:
         // The source volume is refused as the destination.
         QVERIFY(pick(w, w.tab->fromSlot(), "SRC"));
         QVERIFY(pick(w, w.tab->toSlot(), "SRC"));
-        w.shot("10-same-volume");
         QCOMPARE(takeError(w), QStringLiteral("You can\u2019t select the source drive as the destination "
                                               "drive, just select another drive."));
         QCOMPARE(w.tab->toSlot()->imageName(), QStringLiteral("add"));
@@ -238,7 +237,6 @@ private Q_SLOTS:
         QCOMPARE(w.tab->fromSlot()->nameLabel()->text(), QStringLiteral("0 files/folders"));
         mac->clearLog();
         click(w.tab->createButton());
-        w.shot("11-nothing-selected");
         QCOMPARE(takeError(w), QStringLiteral("No file has been selected\u2026"));
         QVERIFY(w.tab->selectView()->isVisible());
         QVERIFY(mac->calls("hdiutil").isEmpty());
@@ -259,10 +257,8 @@ private Q_SLOTS:
         // Onto a FAT32 stick, which takes no ':' in the dated name.
         QVERIFY(pick(w, w.tab->toSlot(), "TINY"));
         QVERIFY(w.tab->createButton()->isEnabled());
-        w.shot("08-dropped");
         createAndConfirm(w);
-        QVERIFY(ended(w));
-        QVERIFY2(w.tab->successView()->isVisible(), qPrintable(w.tab->errorLabel()->text()));
+        QVERIFY(succeeded(w));
         const QString image = onlyFileIn(mac->host("/Volumes/TINY"), ".dmg");
         QVERIFY(QRegularExpression(R"(/Tavrill\(\d{4}-\d\d-\d\d \d\d\.\d\d\.\d\d\)\.dmg$)")
                     .match(image)
@@ -281,10 +277,8 @@ private Q_SLOTS:
         QVERIFY(drop({"/Volumes/SRC/big.bin", "/Volumes/SRC/Report.docx", "/Volumes/SRC/listener"}));
         QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
         createAndConfirm(w);
-        const QString total = QString::number(
-            double(24'000'000 + QFileInfo(mac->host("/Volumes/SRC/Report.docx")).size()) / 1e6, 'f', 2);
         const QRegularExpression form(
-            QStringLiteral("^(\\d+\\.\\d\\d) MB of %1 MB \u00b7 \\d+\\.\\d MB/s$").arg(total));
+            QStringLiteral("^(\\d+\\.\\d\\d) MB of 24.04 MB \u00b7 \\d+\\.\\d MB/s$"));
         QRegularExpressionMatch match;
         QVERIFY2(waitUntil(
                      [&] {
@@ -294,106 +288,58 @@ private Q_SLOTS:
                      20000),
                  qPrintable(w.tab->progressLine()->text()));
         QVERIFY(match.captured(1).toDouble() < 24);
-        QVERIFY(qAbs(w.tab->progressBar()->doubleValue() - match.captured(1).toDouble() / total.toDouble()) <
-                0.02);
+        QVERIFY(qAbs(w.tab->progressBar()->doubleValue() - match.captured(1).toDouble() / 24.042) < 0.02);
         w.shot("08b-progress-line");
         QVERIFY(ended(w));
         QVERIFY(w.tab->failView()->isVisible());
         QCOMPARE(w.tab->errorLabel()->text(),
                  QStringLiteral("Operation failed. 1 item could not be copied."));
         QVERIFY(w.main.isTabChangeAllowed());
-        w.shot("09-item-missing");
     }
 
-    void cancelAndFailures() {
-        auto mac = machine();
-        QVERIFY(mac->isValid());
-        // Copies into the image crawl, so that Cancel comes in the middle of the copy stage.
-        QCOMPARE(mac->emuctl({"throttle", "300KB"}).code, 0);
-        Window w;
-        QVERIFY(pickSrcAndDest(w));
-        const QStringList before = treeListing(mac->host("/Volumes/DEST"));
-        // No image, nothing mounted, no hdiutil left.
-        const auto leftNothing = [&] {
-            return treeListing(mac->host("/Volumes/DEST")) == before &&
-                   !mac->mountTable().contains("/Volumes/TavrillDmg") &&
-                   mac->runningCallPids("hdiutil").isEmpty();
-        };
-
-        // "Cancel" in the confirmation only closes it.
-        click(w.tab->createButton());
-        DMGMakeSureWC* confirm = nullptr;
-        QVERIFY(waitUntil([&] { return (confirm = shown<DMGMakeSureWC>(w)) != nullptr; }, 20000));
-        click(confirm->cancelButton());
-        QVERIFY(waitUntil([&] { return shown<DMGMakeSureWC>(w) == nullptr; }, 2000));
-        QVERIFY(w.tab->selectView()->isVisible());
-
-        createAndConfirm(w);
-        QVERIFY(waitUntil([&] { return !treeListing(mac->host("/Volumes/TavrillDmg")).isEmpty(); }, 30000));
-        click(w.tab->cancelButton());
-        // Stopping: said so, nothing to press, the tabs still locked.
-        QVERIFY(w.tab->progressView()->isVisible());
-        QCOMPARE(w.tab->pathLabel()->text(), QStringLiteral("Stopping: removing the unfinished image\u2026"));
-        QCOMPARE(w.tab->cancelButton()->text(), QStringLiteral("Stopping\u2026"));
-        QVERIFY(!w.tab->cancelButton()->isEnabled());
-        QVERIFY(!w.main.isTabChangeAllowed());
-        w.shot("12-stopping");
-        // Stopped once the builder has cleaned up.
-        QVERIFY(waitUntil([&] { return w.tab->failView()->isVisible(); }, 20000));
-        QCOMPARE(w.tab->errorLabel()->text(), QStringLiteral("You have stopped the process."));
-        QCOMPARE(w.tab->failBackButton()->text(), QStringLiteral("Done"));
-        QVERIFY(w.tab->failBackButton()->isEnabled());
-        QVERIFY(w.main.isTabChangeAllowed());
-        w.shot("13-stopped");
-        QVERIFY(leftNothing());
-        click(w.tab->failBackButton());
-        QVERIFY(w.tab->selectView()->isVisible());
-        QCOMPARE(w.tab->stepView()->currentStep(), 1);
-
-        // hdiutil makes no image, or its mount hangs (ended at the tools' limit, well before the
-        // hang would end): the failure view, never the success one, and nothing left behind.
-        const ToolTimeLimits limits = toolTimeLimits();
-        setToolTimeLimits({2000, limits.longMs, 1000});
-        for (const QByteArray& fault :
-             {QByteArray(R"({"tool":"hdiutil","verb":"create","mode":"fail","times":1})"),
-              QByteArray(R"({"tool":"hdiutil","verb":"mount","mode":"hang","seconds":60,)"
-                         R"("times":1})")}) {
-            QVERIFY(mac->addFault(fault));
-            QVERIFY(pickSrcAndDest(w));
-            QElapsedTimer clock;
-            clock.start();
-            createAndConfirm(w);
-            QVERIFY(ended(w));
-            QVERIFY2(clock.elapsed() < 30000, fault.constData());
-            QVERIFY(w.tab->failView()->isVisible());
-            QCOMPARE(w.tab->errorLabel()->text(), QStringLiteral("Operation failed."));
-            QCOMPARE(w.tab->failBackButton()->text(), QStringLiteral("Cancel"));
-            QVERIFY(w.main.isTabChangeAllowed());
-            QVERIFY2(leftNothing(), fault.constData());
-            click(w.tab->failBackButton());
-        }
-        setToolTimeLimits(limits);
-    }
-
-    void quitWhileAnImageIsMade_data() {
+    void interruptedOrFailedRunsLeaveNothing_data() {
         QTest::addColumn<bool>("zip");
-        QTest::addColumn<bool>("byQuitEvent"); // the application's quit rather than the close button
-        QTest::addColumn<bool>("stop");
-        QTest::newRow("image, close, keep working") << false << false << false;
-        QTest::newRow("image, quit, stop and quit") << false << true << true;
-        QTest::newRow("archive, close, stop and quit") << true << false << true;
+        QTest::addColumn<QByteArray>("fault");
+        QTest::addColumn<QString>("interrupt"); // "cancel", "close" or "quit"; empty: none
+        QTest::addColumn<bool>("stop");         // at the quit question: stop and quit, or keep working
+        QTest::addColumn<QString>("message");   // the failure view's; empty: it ends in success
+        QTest::addColumn<QString>("back");      // the failure view's button
+        const auto row = [](const char* tag, bool zip, const char* fault, const char* interrupt, bool stop,
+                            const char* message, const char* back) {
+            QTest::newRow(tag) << zip << QByteArray(fault) << QString::fromLatin1(interrupt) << stop
+                               << QString::fromLatin1(message) << QString::fromLatin1(back);
+        };
+        const char* none = "";
+        row("image, cancelled", false, none, "cancel", false, "You have stopped the process.", "Done");
+        // Ended at the tools' limit, well before a hang would end.
+        row("image, create fails", false, R"({"tool":"hdiutil","verb":"create","mode":"fail","times":1})",
+            none, false, "Operation failed.", "Cancel");
+        row("image, mount hangs", false,
+            R"({"tool":"hdiutil","verb":"mount","mode":"hang","seconds":60,"times":1})", none, false,
+            "Operation failed.", "Cancel");
+        row("image, close, keep working", false, none, "close", false, none, none);
+        row("image, quit, stop and quit", false, none, "quit", true, none, none);
+        // zip, which writes on its own, is held up before it starts.
+        row("archive, close, stop and quit", true, R"({"tool":"zip","mode":"hang","seconds":60,"times":1})",
+            "close", true, none, none);
     }
 
-    void quitWhileAnImageIsMade() {
+    void interruptedOrFailedRunsLeaveNothing() {
         QFETCH(bool, zip);
-        QFETCH(bool, byQuitEvent);
+        QFETCH(QByteArray, fault);
+        QFETCH(QString, interrupt);
         QFETCH(bool, stop);
+        QFETCH(QString, message);
+        QFETCH(QString, back);
         auto mac = machine();
         QVERIFY(mac->isValid());
-        // The image's copy crawls; zip, which writes on its own, is held up before it starts.
-        QCOMPARE(mac->emuctl({"throttle", "400KB"}).code, 0);
-        if (zip)
-            QVERIFY(mac->addFault(R"({"tool":"zip","mode":"hang","seconds":60,"times":1})"));
+        // Copies into the image crawl, so that the run is interrupted in the middle of the copy stage.
+        QCOMPARE(mac->emuctl({"throttle", "300KB"}).code, 0);
+        if (!fault.isEmpty())
+            QVERIFY(mac->addFault(fault));
+        const ToolTimeLimits limits = toolTimeLimits();
+        if (!fault.isEmpty() && !zip)
+            setToolTimeLimits({2000, limits.longMs, 1000});
         Window w;
         QList<int> exits;
         w.main.setProcessExit([&exits](int status) { exits << status; });
@@ -401,57 +347,90 @@ private Q_SLOTS:
         if (zip)
             click(w.tab->zipButton());
         const QStringList before = treeListing(mac->host("/Volumes/DEST"));
-        mac->clearLog();
-        createAndConfirm(w);
-        if (zip)
-            QVERIFY(waitUntil([&] { return !mac->runningCallPids("zip").isEmpty(); }, 30000));
-        else
-            QVERIFY(
-                waitUntil([&] { return !treeListing(mac->host("/Volumes/TavrillDmg")).isEmpty(); }, 30000));
-        // The Mac is kept awake from before the run's first tool.
-        const QList<QStringList> calls = mac->calls();
-        const qsizetype awake = calls.indexOf(
-            QStringList{"caffeinate", "-i", "-w", QString::number(QCoreApplication::applicationPid())});
-        const auto firstTool = std::find_if(calls.begin(), calls.end(), [&](const QStringList& call) {
-            return call.first() == (zip ? "zip" : "hdiutil");
-        });
-        QVERIFY(awake >= 0 && awake < firstTool - calls.begin());
-        QCOMPARE(mac->runningCallPids("caffeinate").size(), 1);
-
-        if (byQuitEvent) {
-            QEvent quit(QEvent::Quit);
-            QCoreApplication::sendEvent(qApp, &quit);
-        } else {
-            click(w.main.titleBarView()->closeButton());
+        if (interrupt == "cancel") {
+            // "Cancel" in the confirmation only closes it.
+            createAndConfirm(w, QString(), false);
+            QVERIFY(waitUntil([&] { return shown<DMGMakeSureWC>(w) == nullptr; }, 2000));
+            QVERIFY(w.tab->selectView()->isVisible());
         }
-        QuitQuestionPanel* question = w.main.quitQuestion();
-        QVERIFY(question && question->isVisible());
-        QCOMPARE(question->titleLabel()->text(), QStringLiteral("Stop creating the image and quit?"));
-        QCOMPARE(question->text(),
-                 QStringLiteral("Tavrill is creating a disk image. If you quit now, it stops "
-                                "and the unfinished image or archive is removed."));
-        QCOMPARE(exits, QList<int>());
-        if (!stop) {
-            w.shot("14-quit-question");
-            click(question->keepWorkingButton());
-            QVERIFY(ended(w));
-            QVERIFY2(w.tab->successView()->isVisible(), qPrintable(w.tab->errorLabel()->text()));
+        mac->clearLog();
+        QElapsedTimer clock;
+        clock.start();
+        createAndConfirm(w);
+        if (!interrupt.isEmpty()) {
+            QVERIFY(waitUntil(
+                [&] {
+                    return zip ? !mac->runningCallPids("zip").isEmpty()
+                               : !treeListing(mac->host("/Volumes/TavrillDmg")).isEmpty();
+                },
+                30000));
+            // The Mac is kept awake from before the run's first tool.
+            const QList<QStringList> calls = mac->calls();
+            const qsizetype awake = calls.indexOf(
+                QStringList{"caffeinate", "-i", "-w", QString::number(QCoreApplication::applicationPid())});
+            const auto firstTool = std::find_if(calls.begin(), calls.end(), [&](const QStringList& call) {
+                return call.first() == (zip ? "zip" : "hdiutil");
+            });
+            QVERIFY(awake >= 0 && awake < firstTool - calls.begin());
+            QCOMPARE(mac->runningCallPids("caffeinate").size(), 1);
+        }
+        if (interrupt == "cancel") {
+            click(w.tab->cancelButton());
+            // Stopping: said so, nothing to press, the tabs still locked.
+            QVERIFY(w.tab->progressView()->isVisible());
+            QCOMPARE(w.tab->pathLabel()->text(),
+                     QStringLiteral("Stopping: removing the unfinished image\u2026"));
+            QCOMPARE(w.tab->cancelButton()->text(), QStringLiteral("Stopping\u2026"));
+            QVERIFY(!w.tab->cancelButton()->isEnabled());
+            QVERIFY(!w.main.isTabChangeAllowed());
+            w.shot("12-stopping");
+        } else if (!interrupt.isEmpty()) {
+            if (interrupt == "quit") {
+                QEvent quit(QEvent::Quit);
+                QCoreApplication::sendEvent(qApp, &quit);
+            } else {
+                click(w.main.titleBarView()->closeButton());
+            }
+            QuitQuestionPanel* question = w.main.quitQuestion();
+            QVERIFY(question && question->isVisible());
+            QCOMPARE(question->titleLabel()->text(), QStringLiteral("Stop creating the image and quit?"));
+            QCOMPARE(question->text(),
+                     QStringLiteral("Tavrill is creating a disk image. If you quit now, it stops "
+                                    "and the unfinished image or archive is removed."));
+            QCOMPARE(exits, QList<int>());
+            click(stop ? question->stopAndQuitButton() : question->keepWorkingButton());
+        }
+        if (stop) {
+            QVERIFY(waitUntil([&] { return !exits.isEmpty(); }, 20000));
+            QCOMPARE(exits, QList<int>{0});
+        } else if (message.isEmpty()) {
+            QVERIFY(succeeded(w));
             QCOMPARE(exits, QList<int>());
             QVERIFY(!onlyFileIn(mac->host("/Volumes/DEST"), ".dmg").isEmpty());
-            // Awake until the end view showed, then no longer.
-            QCOMPARE(mac->events("caffeinate"), QStringList{"end"});
-            QCOMPARE(mac->runningCallPids(), QList<qint64>());
-            return;
+        } else {
+            // The failure view, never the success one, once the builder has cleaned up.
+            QVERIFY(ended(w) && w.tab->failView()->isVisible());
+            setToolTimeLimits(limits);
+            QVERIFY(clock.elapsed() < 30000);
+            QCOMPARE(w.tab->errorLabel()->text(), message);
+            QCOMPARE(w.tab->failBackButton()->text(), back);
+            QVERIFY(w.tab->failBackButton()->isEnabled());
+            QVERIFY(w.main.isTabChangeAllowed());
         }
-        click(question->stopAndQuitButton());
-        QVERIFY(waitUntil([&] { return !exits.isEmpty(); }, 20000));
-        QCOMPARE(exits, QList<int>{0});
         // Nothing of the run is left: no tool (those killed at the exit may take a moment to go), no
-        // mounted image, no partial image or archive.
+        // mounted image, no partial image or archive; awake until the end, then no longer.
         QVERIFY(waitUntil([&] { return mac->runningCallPids().isEmpty(); }, 5000));
         QVERIFY(!mac->mountTable().contains("/Volumes/TavrillDmg"));
+        if (!interrupt.isEmpty())
+            QCOMPARE(mac->events("caffeinate"), QStringList{"end"});
+        if (!stop && message.isEmpty())
+            return; // the image was made
         QCOMPARE(treeListing(mac->host("/Volumes/DEST")), before);
-        QCOMPARE(mac->events("caffeinate"), QStringList{"end"});
+        if (stop)
+            return;
+        click(w.tab->failBackButton());
+        QVERIFY(w.tab->selectView()->isVisible());
+        QCOMPARE(w.tab->stepView()->currentStep(), 1);
     }
 };
 

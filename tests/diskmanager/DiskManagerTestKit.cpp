@@ -5,8 +5,7 @@ namespace DiskManagerTestKit {
 std::unique_ptr<EmulatedMac> managerMachine() {
     return EmulatedMac::fromJson(R"({
       "version": "10.15.7", "user": "alex",
-      "system": { "name": "Macintosh HD", "size": "500.28GB", "used": "182GB" },
-      "disks": [
+      "system": { "name": "Macintosh HD", "size": "500.28GB", "used": "182GB" }, "disks": [
         { "name": "internal-data", "bus": "SATA", "internal": true, "mediaName": "ST2000DM008-2FR102",
           "size": "2TB", "scheme": "GPT", "partitions": [ { "fs": "JHFS+", "name": "Data", "used": "640GB" } ] },
         { "name": "stick", "mediaName": "SanDisk Cruzer Blade", "size": "16.01GB", "scheme": "MBR",
@@ -22,19 +21,12 @@ std::unique_ptr<EmulatedMac> managerMachine() {
     })");
 }
 
-QList<QStringList> diskutilCalls(const EmulatedMac& mac) {
+QList<QStringList> diskutilCalls(const EmulatedMac& mac, bool changingOnly) {
     QList<QStringList> calls;
     for (QStringList call : mac.calls("diskutil")) {
         call.removeFirst();
-        calls << call;
-    }
-    return calls;
-}
-
-QList<QStringList> changingCalls(const EmulatedMac& mac) {
-    QList<QStringList> calls;
-    for (const QStringList& call : diskutilCalls(mac)) {
-        if (call.value(0) != QLatin1String("info") && call.value(0) != QLatin1String("list"))
+        if (!changingOnly ||
+            (call.value(0) != QLatin1String("info") && call.value(0) != QLatin1String("list")))
             calls << call;
     }
     return calls;

@@ -17,9 +17,11 @@ namespace DiskManagerTestKit {
 // NTFS disk "WINDOWS", an external APFS volume "Projects" and a FAT32 stick named "EFI".
 std::unique_ptr<EmulatedMac> managerMachine();
 
-// The disk tool's calls since the log was cleared, without the tool's name: {verb, args...}.
-QList<QStringList> diskutilCalls(const EmulatedMac& mac);
-// The same, leaving out the "info" and "list" lookups of listings.
-QList<QStringList> changingCalls(const EmulatedMac& mac);
+// The disk tool's calls since the log was cleared, without the tool's name: {verb, args...};
+// changingOnly leaves out the "info" and "list" lookups of listings.
+QList<QStringList> diskutilCalls(const EmulatedMac& mac, bool changingOnly = false);
+inline QList<QStringList> changingCalls(const EmulatedMac& mac) {
+    return diskutilCalls(mac, true);
+}
 
 } // namespace DiskManagerTestKit

@@ -27,11 +27,6 @@ qint64 num(const QVariantMap& info, const char* key) {
     return info.value(QLatin1String(key)).toLongLong();
 }
 
-// The UUID the disk tool gives the volume mounted at a path (they change with every machine).
-QString uuidOf(const EmulatedMac& mac, const QString& mountPoint) {
-    return str(mac.diskInfo(mountPoint), "VolumeUUID");
-}
-
 // The lines of the diagnostic log without their time stamps. Call QvUninitLog() first so the log
 // is opened on the test's machine.
 QStringList logLines(const EmulatedMac& mac) {
@@ -91,18 +86,13 @@ private Q_SLOTS:
             QCOMPARE(v->diskUUID(), str(info, "VolumeUUID"));
             QCOMPARE(v->volumeTotalSizeNum(), num(info, "TotalSize"));
             QCOMPARE(v->volumePath(), v->volRootDir());
-            records << QStringList{v->volumeName(),
-                                   v->volRootDir(),
-                                   v->volumeMountPoint(),
-                                   v->parentWholeDisk(),
-                                   v->BusProtocol(),
-                                   v->bCanEject() ? QStringLiteral("ejectable") : QStringLiteral("fixed"),
-                                   v->diskType(),
-                                   v->volumeFreeSize() + QLatin1Char('/') + v->volumeTotalSize()}
-                           .join(QStringLiteral(" | "));
+            records << QStringLiteral("%1 | %2 | %3 | %4 | %5 | %6 | %7 | %8/%9")
+                           .arg(v->volumeName(), v->volRootDir(), v->volumeMountPoint(), v->parentWholeDisk(),
+                                v->BusProtocol(), v->bCanEject() ? "ejectable" : "fixed", v->diskType(),
+                                v->volumeFreeSize(), v->volumeTotalSize());
         }
         records.sort();
-        QCOMPARE(records.join("\n"),
+        QCOMPARE(records,
                  (QStringList{"Data | /dev/disk2s2 | /Volumes/Data | disk2 | SATA | fixed | Journaled "
                               "HFS+ | 1.36 TB/2.00 TB",
                               "Macintosh HD | /dev/disk1s5 | / | disk1 | PCI-Express | fixed | APFS | "
@@ -112,50 +102,23 @@ private Q_SLOTS:
                               "STICK | /dev/disk3s1 | /Volumes/STICK | disk3 | USB | ejectable | MS-DOS "
                               "FAT32 | 16.00 GB/16.00 GB",
                               "WINDOWS | /dev/disk4s1 | /Volumes/WINDOWS | disk4 | USB | ejectable | "
-                              "NTFS | 2.00 TB/2.00 TB"})
-                     .join("\n"));
+                              "NTFS | 2.00 TB/2.00 TB"}));
 
         // Only a plain "APFS" with nothing free borrows the container's figure.
         const auto freeOf = [](const char* fileSystem, qint64 free) {
-            return DiskManagerEngine::volumeFromInfo({{"VolumeName", "X"},
-                                                      {"FilesystemName", fileSystem},
-                                                      {"FreeSpace", free},
-                                                      {"APFSContainerFree", qint64(5000)},
-                                                      {"TotalSize", qint64(9000)}})
-                ->volumeFreeSizeNum();
+            const QVariantMap info{
+                {"FilesystemName", fileSystem}, {"FreeSpace", free}, {"APFSContainerFree", 5000}};
+            return DiskManagerEngine::volumeFromInfo(info)->volumeFreeSizeNum();
         };
-        QCOMPARE(freeOf("APFS", 0), 5000);
-        QCOMPARE(freeOf("Case-sensitive APFS", 0), 0);
-        QCOMPARE(freeOf("APFS", 100), 100);
+        QCOMPARE((QList<qint64>{freeOf("APFS", 0), freeOf("Case-sensitive APFS", 0), freeOf("APFS", 100)}),
+                 (QList<qint64>{5000, 0, 100}));
 
-        const VolumeObjRef stick = volumeNamed(list, "STICK");
-        QVERIFY(stick);
-        const QString bsd = QStringLiteral("disk3s1");
-        const auto named = [](const char* name, const char* device) {
-            auto v = VolumeObjRef::create();
-            v->setVolumeName(QString::fromLatin1(name));
-            v->setVolumePath(QString::fromLatin1(device));
-            return v;
-        };
-
-        // A record already named like the device: nothing is even asked.
-        VolumeObjList found{named("disk3s1", "")};
-        mac->clearLog();
-        DiskManagerEngine::getVolumeAllObjWithVolumeName(bsd, found);
-        QCOMPARE(found.size(), 1);
-        QVERIFY(diskutilCalls(*mac).isEmpty());
-        // The same name on the same device is not listed twice; on another device it is.
-        found = {stick};
-        DiskManagerEngine::getVolumeAllObjWithVolumeName(bsd, found);
-        QCOMPARE(found.size(), 1);
-        found = {named("STICK", "/dev/disk42s1")};
-        DiskManagerEngine::getVolumeAllObjWithVolumeName(bsd, found);
-        QCOMPARE(found.size(), 2);
-
-        // A device the tool does not know ("EFI" is left out by the listing test).
-        found.clear();
-        DiskManagerEngine::getVolumeAllObjWithVolumeName("disk77s3", found);
-        QVERIFY(found.isEmpty());
+        // A volume looked up again (two entries of "/Volumes/" on one device) is not listed twice;
+        // a device the tool does not know (gone since the folder was read) adds nothing.
+        VolumeObjList found = list;
+        for (const char* bsd : {"disk3s1", "disk77s3"})
+            DiskManagerEngine::getVolumeAllObjWithVolumeName(QString::fromLatin1(bsd), found);
+        QCOMPARE(namesOf(found), namesOf(list));
 
         // Listing in the background is guarded: a second request while one runs is ignored.
         DiskManagerEngine engine;
@@ -216,13 +179,12 @@ private Q_SLOTS:
         const VolumeObjRef data = volumeNamed(list, "Data");
         const VolumeObjRef projects = volumeNamed(list, "Projects");
         QVERIFY(stick && data && projects);
-        const QString uuid = uuidOf(*mac, QStringLiteral("/Volumes/STICK"));
-        const QString projectsUuid = uuidOf(*mac, QStringLiteral("/Volumes/Projects"));
+        const QString projectsUuid = projects->diskUUID();
 
         mac->clearLog();
         QvUninitLog();
-        QVERIFY(VolumeOperations::renameVolume(*stick, QStringLiteral("my backup disk")).succeeded);
-        QCOMPARE(diskutilCalls(*mac), QList<QStringList>({{"rename", uuid, "MY BACKUP D"}}));
+        QVERIFY(VolumeOperations::renameVolume(*stick, "my backup disk").succeeded);
+        QCOMPARE(diskutilCalls(*mac), QList<QStringList>({{"rename", stick->diskUUID(), "MY BACKUP D"}}));
         // The tool's answer went into the Disk Manager's runner file, whose path is logged.
         const QString runnerFile = mac->host("/tmp/BrindleRepairTemp.plist");
         QVERIFY(readHostFile(runnerFile).contains("renamed to MY BACKUP D"));
@@ -231,9 +193,7 @@ private Q_SLOTS:
 
         // General branch, FAT32 chosen: the FAT32 name rule applies.
         mac->clearLog();
-        QVERIFY(
-            VolumeOperations::formatVolume(*stick, QStringLiteral("usb key"), QStringLiteral("MS-DOS FAT32"))
-                .succeeded);
+        QVERIFY(VolumeOperations::formatVolume(*stick, "usb key", "MS-DOS FAT32").succeeded);
         QCOMPARE(changingCalls(*mac),
                  QList<QStringList>({{"eraseVolume", "MS-DOS FAT32", "USB KEY", "/dev/disk3s1"}}));
         const QString eraseFile = mac->host("/tmp/eraserVolumeTemp.plist");
@@ -246,38 +206,33 @@ private Q_SLOTS:
         // whose rename is refused reformats nothing.
         QVERIFY(mac->addFault(R"({"tool": "diskutil", "verb": "rename", "mode": "fail", "times": 2})"));
         mac->clearLog();
-        const VolumeOperations::Outcome refused =
-            VolumeOperations::renameVolume(*data, QStringLiteral("Archive"));
+        const VolumeOperations::Outcome refused = VolumeOperations::renameVolume(*data, "Archive");
         QVERIFY(refused.ran && !refused.succeeded);
         QCOMPARE(refused.message, QStringLiteral("The disk tool ended with status 1."));
         QCOMPARE(data->volumeName(), QStringLiteral("Data"));
         QCOMPARE(str(mac->diskInfo(data->diskUUID()), "VolumeName"), QStringLiteral("Data"));
         const VolumeOperations::Outcome notRenamed =
-            VolumeOperations::formatVolume(*projects, QStringLiteral("Work 2026"), QStringLiteral("ExFAT"));
+            VolumeOperations::formatVolume(*projects, "Work 2026", "ExFAT");
         QVERIFY(notRenamed.ran && !notRenamed.succeeded);
         QCOMPARE(changingCalls(*mac), QList<QStringList>({{"rename", data->diskUUID(), "Archive"},
                                                           {"rename", projectsUuid, "Work 2026"}}));
 
         // APFS: the chosen type is not used; the volume stays APFS, renamed and then reformatted.
         mac->clearLog();
-        QVERIFY(
-            VolumeOperations::formatVolume(*projects, QStringLiteral("Work 2026"), QStringLiteral("ExFAT"))
-                .succeeded);
+        QVERIFY(VolumeOperations::formatVolume(*projects, "Work 2026", "ExFAT").succeeded);
         QCOMPARE(changingCalls(*mac),
                  QList<QStringList>({{"rename", projectsUuid, "Work 2026"}, {"reformat", "/dev/disk6s1"}}));
         QVERIFY(readHostFile(mac->host("/tmp/BrindleChangeNameTemp.plist")).contains("renamed to Work 2026"));
 
-        // Hostile names reach the tool literally, as one argument each.
+        // Hostile names reach the tool literally, as one argument each, and touch no other volume.
         const QString dataUuid = data->diskUUID();
-        // What else is mounted, which no name may touch.
         const auto othersMounted = [&](const QString& own) {
             QStringList others = volumesListing(*mac);
             others.removeAll(own);
             others.sort();
             return others;
         };
-        const QStringList othersBefore = othersMounted(QStringLiteral("Data"));
-
+        const QStringList othersBefore = othersMounted("Data");
         const QStringList names = {
             QStringLiteral("say \"hi\""),        QStringLiteral("$HOME"),
             QStringLiteral("`touch pwned1`"),    QStringLiteral("$(touch pwned2)"),
@@ -299,7 +254,7 @@ private Q_SLOTS:
         const QString lastName = QString::fromUtf8("`touch pwned6` Ωmega");
         for (const QString& name : {QStringLiteral("x\"$(touch pwned5)\""), lastName}) {
             mac->clearLog();
-            QVERIFY2(VolumeOperations::formatVolume(*data, name, QStringLiteral("Journaled HFS+")).succeeded,
+            QVERIFY2(VolumeOperations::formatVolume(*data, name, "Journaled HFS+").succeeded,
                      qPrintable(name));
             QCOMPARE(diskutilCalls(*mac),
                      QList<QStringList>({{"eraseVolume", "Journaled HFS+", name, "/dev/disk2s2"}}));

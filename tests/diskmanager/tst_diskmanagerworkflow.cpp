@@ -2,11 +2,9 @@
 #include "Pointer.h"
 #include "Screenshot.h"
 #include "TestMain.h"
-#include "TreeCompare.h"
 #include "UrlCatcher.h"
 #include "VolumesTestKit.h"
 #include "Wait.h"
-#include "core/QvLog.h"
 #include "diskmanager/DiskManagerCell.h"
 #include "diskmanager/DiskManagerEngine.h"
 #include "diskmanager/FormatEndViewController.h"
@@ -147,13 +145,9 @@ private Q_SLOTS:
         QVERIFY(t.open());
         QCOMPARE(t.view.parTableView()->rowCount(), 5);
         QCOMPARE(t.view.selectIndex(), 0);
-        QCOMPARE(t.view.selectVolume(), t.view.allVolumeArr().first());
         QVERIFY(t.view.loadProView()->isHidden());
-
-        VolumeObj unknown;
-        QCOMPARE(DiskManagerCell::sizeText(unknown), QStringLiteral("Unknow"));
-        unknown.setVolumeTotalSize(QStringLiteral(" "));
-        QCOMPARE(DiskManagerCell::sizeText(unknown), QStringLiteral("Unknow"));
+        // A volume the tool gave no size for.
+        QCOMPARE(DiskManagerCell::sizeText(VolumeObj()), QStringLiteral("Unknow"));
 
         // Clicking a row selects it.
         t.clickRow("STICK");
@@ -169,11 +163,11 @@ private Q_SLOTS:
                 if (button(cell, id)->isVisible())
                     buttons << QLatin1String(id);
             }
-            rows << QStringList{shownName(cell), buttons.join(QLatin1Char(' ')),
-                                cell->findChild<ImageView*>("icon")->imageName(),
-                                cell->findChild<QLabel*>("size")->text(),
-                                cell->findChild<QLabel*>("type")->text()}
-                        .join(QStringLiteral(" | "));
+            rows << QStringLiteral("%1 | %2 | %3 | %4 | %5")
+                        .arg(shownName(cell), buttons.join(' '),
+                             cell->findChild<ImageView*>("icon")->imageName(),
+                             cell->findChild<QLabel*>("size")->text(),
+                             cell->findChild<QLabel*>("type")->text());
         }
         rows.sort();
         QCOMPARE(rows,
@@ -186,11 +180,10 @@ private Q_SLOTS:
 
         // The help button opens the support team's page.
         UrlCatcher catcher;
-        QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "openUrl");
+        QDesktopServices::setUrlHandler("https", &catcher, "openUrl");
         click(t.view.helpButton());
-        QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
-        QCOMPARE(catcher.opened,
-                 QList<QUrl>({QUrl(QStringLiteral("https://www.kelvaro.com/support/contact/"))}));
+        QDesktopServices::unsetUrlHandler("https");
+        QCOMPARE(catcher.opened, QList<QUrl>{QUrl("https://www.kelvaro.com/support/contact/")});
 
         // "Rename" on the stick's row selects it and opens its name field; the other buttons hide.
         const QString uuid = t.uuidOf("STICK");
@@ -214,14 +207,14 @@ private Q_SLOTS:
         QVERIFY(!t.view.isRenameEdit());
         QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
 
-        // The FAT32 rule's cases are TestDiskManagerEngine::fat32NameRule's; here, the rule applied
-        // to what was typed, a name beyond ASCII typed as keys, and the blank names that run nothing.
+        // The FAT32 rule's cases, and "my backup disk" run as "MY BACKUP D", are
+        // TestDiskManagerEngine's; here, the rule applied to a name beyond ASCII typed as keys, and
+        // the blank names that run nothing.
         QString current = QStringLiteral("STICK");
-        for (const auto& [typed, expected] : QList<std::pair<QString, QString>>{
-                 {QStringLiteral("my backup disk"), QStringLiteral("MY BACKUP D")},
-                 {QString::fromUtf8("备份 disk"), QStringLiteral("NEW")},
-                 {QString(), QString()},
-                 {QStringLiteral(" "), QString()}}) {
+        for (const auto& [typed, expected] :
+             QList<std::pair<QString, QString>>{{QString(), QString()},
+                                                {QStringLiteral(" "), QString()},
+                                                {QString::fromUtf8("备份 disk"), "NEW"}}) {
             t.mac->clearLog();
             // Watched from here on: a listing may replace the row once the tool has run.
             const QPointer<DiskManagerCell> cell = t.startRename(current, typed);
@@ -259,7 +252,6 @@ private Q_SLOTS:
             QStringLiteral("All data on 'WINDOWS' will be deleted after format, do you want to format it?"));
         // The type of an NTFS volume is locked.
         QCOMPARE(confirm->typeLabel->text(), QStringLiteral("NTFS"));
-        QVERIFY(confirm->isTypeLocked());
         QVERIFY(!confirm->typeSelectBut->isEnabled());
         QVERIFY(!confirm->openImageV->isVisible());
         // The popup hangs from the top middle of the window.
@@ -283,7 +275,6 @@ private Q_SLOTS:
         QWidget* progress = t.view.formatingViewController()->parentWidget();
         QVERIFY(progress->isVisible());
         QCOMPARE(progress->y(), 5);
-        t.shot("formatting");
         QVERIFY(t.view.formatEndViewController() == nullptr);
         QVERIFY(t.formatEnd());
         QVERIFY(t.view.formatingViewController() == nullptr);
@@ -291,9 +282,6 @@ private Q_SLOTS:
         QCOMPARE(changingCalls(*t.mac),
                  QList<QStringList>({{"eraseVolume", "MS-DOS FAT32", "NEW", "/dev/disk4s1"}}));
         QVERIFY(t.waitForRow("NEW", true, listings));
-        QCOMPARE(t.row("WINDOWS"), -1);
-        QCOMPARE(t.view.allVolumeArr().at(t.row("NEW"))->diskType(), QStringLiteral("MS-DOS FAT32"));
-        t.shot("format-end");
         QVERIFY(t.closeFormatEnd());
     }
 
@@ -308,40 +296,29 @@ private Q_SLOTS:
         QCOMPARE(t.view.selectVolume()->volumeName(), QStringLiteral("Data"));
         click(first->noButton);
         QVERIFY(waitUntil([&] { return first.isNull(); }, 1000));
-        QTest::qWait(300);
-        QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
         QVERIFY(t.view.formatingViewController() == nullptr);
-        QVERIFY(QDir(t.mac->host("/Volumes/STICK")).exists());
-        // A new confirmation can be opened afterwards; an APFS volume keeps its type.
+        // A new confirmation can be opened afterwards; an APFS volume keeps its type. What the
+        // cancelled ones ran (nothing) is in the call list compared at the end.
         QPointer<MakeSureFormatViewController> second = t.confirmFormatOf("Projects");
-        QVERIFY(second);
-        QCOMPARE(second->nameLabel->text(), QStringLiteral("Format 'Projects'?"));
-        QVERIFY(second->isTypeLocked());
+        QVERIFY(second && !second->typeSelectBut->isEnabled());
         click(second->noButton);
         QVERIFY(waitUntil([&] { return second.isNull(); }, 1000));
-        QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
 
         MakeSureFormatViewController* confirm = t.confirmFormatOf("STICK");
         QVERIFY(confirm);
         QCOMPARE(confirm->typeLabel->text(), QStringLiteral("MS-DOS FAT32"));
-        QVERIFY(!confirm->isTypeLocked());
         QVERIFY(confirm->typeSelectBut->isEnabled());
         QVERIFY(confirm->openImageV->isVisible());
-        t.shot("confirm");
 
-        // The menu: one at a time; it closes when the pointer leaves it and after 3 seconds.
+        // The menu closes when the pointer leaves it and after 3 seconds.
         QPointer<FormatTypeViewController> menu;
         const auto openMenu = [&] {
             click(confirm->typeSelectBut);
             return (menu = confirm->typeMenu()) && menu->isVisible();
         };
         QVERIFY(openMenu());
-        click(confirm->typeSelectBut);
-        QCOMPARE(confirm->typeMenu(), menu.data());
         QCOMPARE((QStringList{menu->label_1->text(), menu->label_2->text(), menu->label_3->text()}),
                  (QStringList{"ExFAT", "MS-DOS FAT32", "Journaled HFS+"}));
-        hover(menu->view_4);
-        QVERIFY(menu->label_3->styleSheet().contains("#ffffff"));
         t.shot("type-menu");
         hover(menu, false);
         QVERIFY(waitUntil([&] { return menu.isNull(); }, 1000));
@@ -397,24 +374,24 @@ private Q_SLOTS:
         QCOMPARE(t.view.parTableView()->rowCount(), 4);
         QCOMPARE(t.view.selectIndex(), 0);
 
-        // A busy volume: the refusal names the program and its process; declining the forced eject
-        // runs nothing.
+        // A busy volume: the refusal names the program and its process. Declined at either question,
+        // nothing more runs; agreed to, the forced eject unmounts by force, then ejects.
         const QString uuid = t.uuidOf("STICK");
         QCOMPARE(t.mac->emuctl({"busy", "STICK", "2387", "/bin/zsh", "2386", "/usr/sbin/sshd"}).code, 0);
-        const QStringList eject{QStringLiteral("eject"), uuid};
+        const QStringList eject{"eject", uuid};
         const auto questionNamed = [&](const char* name) {
             return waitUntil(
                 [&] { return t.view.ejectQuestion() && t.view.ejectQuestion()->objectName() == name; },
                 20000);
         };
         t.mac->clearLog();
-        for (bool declineAtOnce : {true, false}) {
+        listings = t.listed.size();
+        for (const int agreed : {0, 1, 2}) { // questions agreed to
             click(t.button("STICK", "eject"));
             QVERIFY(questionNamed("volumeInUse"));
             QCOMPARE(t.view.ejectQuestion()->text(),
                      QStringLiteral("STICK is in use by zsh (process 2387). Quit it and try again."));
-            if (declineAtOnce) {
-                t.shot("eject-busy");
+            if (agreed == 0) {
                 click(t.view.ejectQuestion()->quietButton());
                 continue;
             }
@@ -424,26 +401,20 @@ private Q_SLOTS:
                 t.view.ejectQuestion()->text(),
                 QStringLiteral("zsh (process 2387) still has files open on STICK. If you eject it now, open "
                                "files in zsh may lose unsaved data."));
+            if (agreed == 2) {
+                click(t.view.ejectQuestion()->mainButton());
+                break;
+            }
             t.shot("eject-force-question");
             QTest::keyClick(t.view.ejectQuestion()->mainButton(), Qt::Key_Return);
             click(t.view.ejectQuestion()->quietButton());
+            QTest::qWait(300);
+            QCOMPARE(changingCalls(*t.mac), QList<QStringList>({eject, eject}));
+            QVERIFY(t.row("STICK") >= 0);
         }
-        QTest::qWait(300);
-        QCOMPARE(changingCalls(*t.mac), QList<QStringList>({eject, eject}));
-        QVERIFY(t.row("STICK") >= 0);
-
-        // Agreed to, the forced eject unmounts by force, then ejects.
-        listings = t.listed.size();
-        click(t.button("STICK", "eject"));
-        QVERIFY(questionNamed("volumeInUse"));
-        click(t.view.ejectQuestion()->mainButton());
-        QVERIFY(questionNamed("forceEject"));
-        click(t.view.ejectQuestion()->mainButton());
         QVERIFY(waitUntil([&] { return changingCalls(*t.mac).size() == 5; }, 20000));
-        QCOMPARE(
-            changingCalls(*t.mac),
-            QList<QStringList>(
-                {eject, eject, eject, {QStringLiteral("unmount"), QStringLiteral("force"), uuid}, eject}));
+        QCOMPARE(changingCalls(*t.mac),
+                 QList<QStringList>({eject, eject, eject, {"unmount", "force", uuid}, eject}));
         QVERIFY(t.waitForRow("STICK", false, listings));
     }
 
@@ -481,26 +452,12 @@ private Q_SLOTS:
     void unusableNamesAndFailuresAreShown() {
         Tab t;
         QVERIFY(t.open());
-        QvUninitLog();
-        // A rename the volume's file system refuses: the field stays open and says why.
-        DiskManagerCell* stick = t.startRename("STICK", QStringLiteral("photos*2026"));
-        click(button(stick, "save"));
-        QVERIFY(t.view.isRenameEdit());
-        QVERIFY(stick->nameField()->isVisible());
-        QVERIFY(stick->nameProblemLabel()->isVisible());
-        QCOMPARE(stick->nameProblemLabel()->fullText(),
-                 QString::fromUtf8("MS-DOS FAT32 volumes cannot have “*” in their name."));
-        t.shot("rename-refused");
-        // Leaving the field forgets the reason.
-        t.clickRow("Data");
-        QVERIFY(!stick->nameProblemLabel()->isVisible());
-
         // A hung rename ends at the tools' limit while the main loop keeps turning; the name field
         // is back with the reason and the volume keeps its name.
         const ToolTimeLimits saved = toolTimeLimits();
         setToolTimeLimits({1500, 1500, 300});
         QVERIFY(t.mac->addFault(R"({"tool": "diskutil", "verb": "rename", "mode": "hang", "seconds": 60})"));
-        stick = t.startRename("STICK", QStringLiteral("BACKUP"));
+        DiskManagerCell* stick = t.startRename("STICK", "BACKUP");
         int ticks = 0;
         QTimer heartbeat;
         QObject::connect(&heartbeat, &QTimer::timeout, [&] { ++ticks; });
@@ -521,24 +478,7 @@ private Q_SLOTS:
         QCOMPARE(stick->nameProblemLabel()->fullText(),
                  QStringLiteral("The disk tool did not finish in time and was stopped."));
         QCOMPARE(t.mac->diskInfo("/Volumes/STICK").value("VolumeName").toString(), QStringLiteral("STICK"));
-        QvUninitLog();
-        QVERIFY(readHostFile(t.mac->host("/tmp/Pellory.txt")).contains("stopped \"diskutil rename "));
-        t.shot("rename-timed-out");
         t.clickRow("Data");
-
-        // The confirmation keeps a name it cannot use and says why.
-        t.mac->clearLog();
-        MakeSureFormatViewController* confirm = t.confirmFormatOf("Data");
-        QVERIFY(confirm);
-        retype(confirm->nameTextFiled, QStringLiteral("2026:11"));
-        click(confirm->okButton);
-        QCOMPARE(t.view.makeSureFormatViewController(), confirm);
-        QVERIFY(confirm->problemLabel->isVisible());
-        QCOMPARE(confirm->problemLabel->text(),
-                 QString::fromUtf8("Journaled HFS+ volumes cannot have “:” in their name."));
-        t.shot("confirm-name-refused");
-        QTest::qWait(200);
-        QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
 
         // An erase the tool fails, or one that exits 0 without saying that it finished, ends in an
         // end popup that says so.
@@ -549,8 +489,8 @@ private Q_SLOTS:
             QVERIFY(t.mac->addFault(
                 "{\"tool\": \"diskutil\", \"verb\": \"eraseVolume\", \"times\": 1, \"mode\": \"" +
                 QByteArray(mode) + "\"}"));
-            if (!t.view.makeSureFormatViewController())
-                QVERIFY(confirm = t.confirmFormatOf("Data"));
+            MakeSureFormatViewController* confirm = t.confirmFormatOf("Data");
+            QVERIFY(confirm);
             retype(confirm->nameTextFiled, QStringLiteral("Archive"));
             click(confirm->okButton);
             FormatEndViewController* end = t.formatEnd();
@@ -569,26 +509,31 @@ private Q_SLOTS:
         Tab t(VolumesTestKit::machine("10.15.7", VolumesTestKit::twoVolumeDrive(),
                                       R"("system":{"size":"500GB","used":"12GB"})"));
         QVERIFY(t.open());
-        // Each row names its drive; the start-up volume says so.
+        // Each row names its drive (the texts' cases are the drive pickers').
         QCOMPARE(t.cell("WINDOWS")->driveLabel()->fullText(),
                  QString::fromUtf8("Samsung PSSD T7 Media · USB · 500.11 GB"));
-        QVERIFY(
-            t.cell("Macintosh HD")->driveLabel()->fullText().endsWith(QString::fromUtf8(" · start-up disk")));
 
         // A rename tells the name the volume will get before anything runs, in the error colour only
-        // when nothing would run.
-        for (const auto& [volume, hint, refused] :
-             {std::tuple{"WINDOWS",
-                         "Will be named MYVERYLONGS: FAT32 names are at most 11 characters, in capitals",
-                         false},
-              std::tuple{"Backup", "The name is too long: ExFAT volumes take at most 11 characters.", true},
-              std::tuple{"Macintosh HD", "Will be named MyVeryLongStickName2024", false}}) {
-            DiskManagerCell* cell = t.startRename(volume, QStringLiteral("MyVeryLongStickName2024"));
+        // when nothing would run; so does the confirmation, for the type chosen in it. A refused
+        // name keeps the field open, and leaving the field forgets the reason.
+        const QString typed = QStringLiteral("MyVeryLongStickName2024");
+        const QStringList hints = {
+            "Will be named MYVERYLONGS: FAT32 names are at most 11 characters, in capitals", // FAT32
+            "The name is too long: ExFAT volumes take at most 11 characters.",               // ExFAT
+            "Will be named MyVeryLongStickName2024"};                                        // HFS+ or APFS
+        for (const auto& [volume, hint] :
+             {std::pair{"WINDOWS", 0}, std::pair{"Backup", 1}, std::pair{"Macintosh HD", 2}}) {
+            DiskManagerCell* cell = t.startRename(volume, typed);
+            QCOMPARE(cell->nameProblemLabel()->fullText(), hints[hint]);
+            QCOMPARE(cell->nameProblemLabel()->styleSheet().contains("#e5534b"), hint == 1);
+            if (hint == 1) {
+                click(button(cell, "save"));
+                QVERIFY(t.view.isRenameEdit() && cell->nameField()->isVisible());
+                t.shot("rename-refused");
+            }
             QVERIFY(cell->nameProblemLabel()->isVisible());
-            QCOMPARE(cell->nameProblemLabel()->fullText(), QLatin1String(hint));
-            QCOMPARE(cell->nameProblemLabel()->styleSheet().contains("#e5534b"), refused);
-            t.shot(QStringLiteral("name-hint-") + volume);
             t.clickRow(volume == QLatin1String("Backup") ? "WINDOWS" : "Backup");
+            QVERIFY(!cell->nameProblemLabel()->isVisible());
         }
         QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
 
@@ -602,16 +547,18 @@ private Q_SLOTS:
                               QStringLiteral("22.22 KB of data will be erased.")}));
         // The name the volume will get follows the typing and the type.
         QCOMPARE(confirm->nameHintLabel()->fullText(), QStringLiteral("Will be named WINDOWS"));
-        retype(confirm->nameTextFiled, QStringLiteral("MyVeryLongStickName2024"));
-        QCOMPARE(
-            confirm->nameHintLabel()->fullText(),
-            QStringLiteral("Will be named MYVERYLONGS: FAT32 names are at most 11 characters, in capitals"));
+        retype(confirm->nameTextFiled, typed);
+        QCOMPARE(confirm->nameHintLabel()->fullText(), hints[0]);
+        // The menu's order: ExFAT, FAT32, Journaled HFS+. A name the type cannot take keeps the
+        // confirmation open and says why.
         confirm->selectFormatbyType(0);
-        QCOMPARE(confirm->nameHintLabel()->fullText(),
-                 QStringLiteral("The name is too long: ExFAT volumes take at most 11 characters."));
+        QCOMPARE(confirm->nameHintLabel()->fullText(), hints[1]);
+        click(confirm->okButton);
+        QCOMPARE(t.view.makeSureFormatViewController(), confirm);
+        QVERIFY(confirm->problemLabel->isVisible());
+        QCOMPARE(confirm->problemLabel->text(), hints[1]);
         confirm->selectFormatbyType(2);
-        QCOMPARE(confirm->nameHintLabel()->fullText(),
-                 QStringLiteral("Will be named MyVeryLongStickName2024"));
+        QCOMPARE(confirm->nameHintLabel()->fullText(), hints[2]);
         t.shot("confirm-identity");
         // Return formats nothing.
         QVERIFY(!confirm->okButton->isDefault() && !confirm->okButton->autoDefault());

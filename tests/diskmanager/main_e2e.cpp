@@ -1,3 +1,0 @@
-#include "GuiTestMain.h"
-
-TAVRILL_GUI_TEST_MAIN()
