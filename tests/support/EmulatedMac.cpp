@@ -1,4 +1,5 @@
 #include "EmulatedMac.h"
+#include "TreeCompare.h"
 
 #include "core/PropertyList.h"
 #include "platform/Machine.h"
@@ -10,18 +11,20 @@
 #include <QJsonObject>
 #include <QProcess>
 
+#include <algorithm>
+
 EmulatedMac::EmulatedMac(const QByteArray& scenario)
     : m_dir(QDir::tempPath() + QStringLiteral("/tavrill-mac-XXXXXX")) {
     m_previousRoot = Machine::root();
     const QString scenarioFile = m_dir.path() + QStringLiteral(".scenario.json");
-    QFile f(scenarioFile);
-    if (!f.open(QIODevice::WriteOnly) || f.write(scenario) != scenario.size()) {
+    if (!writeHostFile(scenarioFile, scenario)) {
         m_error = QStringLiteral("cannot write the scenario");
         return;
     }
-    f.close();
     QProcess mk;
-    mk.start(toolsFolder() + QStringLiteral("/mkmachine"),
+    // The emulator's programs are in the build tree's emulator folder.
+    mk.start(qEnvironmentVariable("TAVRILL_BINARY_DIR", QStringLiteral(TAVRILL_BINARY_DIR)) +
+                 QStringLiteral("/emulator/mkmachine"),
              {scenarioFile, m_dir.path() + QStringLiteral("/")});
     mk.waitForFinished(120000);
     QFile::remove(scenarioFile);
@@ -45,11 +48,6 @@ std::unique_ptr<EmulatedMac> EmulatedMac::fromScenario(const QString& name) {
 
 std::unique_ptr<EmulatedMac> EmulatedMac::fromJson(const QByteArray& scenario) {
     return std::unique_ptr<EmulatedMac>(new EmulatedMac(scenario));
-}
-
-QString EmulatedMac::toolsFolder() {
-    return qEnvironmentVariable("TAVRILL_BINARY_DIR", QStringLiteral(TAVRILL_BINARY_DIR)) +
-           QStringLiteral("/emulator");
 }
 
 QString EmulatedMac::host(const QString& macPath) const {
@@ -79,10 +77,6 @@ EmulatedMac::Run EmulatedMac::run(const QString& tool, const QStringList& args, 
     r.err = p.readAllStandardError();
     r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
     return r;
-}
-
-EmulatedMac::Run EmulatedMac::emuctl(const QStringList& args) const {
-    return run(QStringLiteral("emuctl"), args);
 }
 
 QVariantMap EmulatedMac::diskInfo(const QString& arg) const {
@@ -184,22 +178,6 @@ QString EmulatedMac::plug(const QByteArray& diskJson) const {
     return r.code == 0 ? QString::fromUtf8(r.out).trimmed() : QString();
 }
 
-bool EmulatedMac::unplug(const QString& disk) const {
-    return emuctl({QStringLiteral("unplug"), disk}).code == 0;
-}
-
-bool EmulatedMac::addFault(const QByteArray& faultJson) const {
-    return emuctl({QStringLiteral("fault"), QString::fromUtf8(faultJson)}).code == 0;
-}
-
-bool EmulatedMac::setAsr(const QString& key, const QString& jsonValue) const {
-    return emuctl({QStringLiteral("asr"), key, jsonValue}).code == 0;
-}
-
-bool EmulatedMac::setAuthorization(const QString& answer) const {
-    return emuctl({QStringLiteral("authorize"), answer}).code == 0;
-}
-
 QProcessEnvironment EmulatedMac::rootEnvironment() {
     QProcessEnvironment environment = Machine::toolEnvironment();
     environment.insert(QStringLiteral("EMULATOR_EUID"), QStringLiteral("0"));
@@ -210,24 +188,13 @@ QList<qint64> EmulatedMac::runningTools(const QString& tool) const {
     QList<qint64> pids;
     const QStringList programs{host(QStringLiteral("/usr/sbin/") + tool),
                                host(QStringLiteral("/usr/bin/") + tool)};
-    QProcess ps;
-    ps.start(QStringLiteral("ps"),
-             {QStringLiteral("-A"), QStringLiteral("-o"), QStringLiteral("pid=,stat=,args=")});
-    if (!ps.waitForFinished(10000))
-        return pids;
-    for (const QByteArray& line : ps.readAllStandardOutput().split('\n')) {
-        const QStringList fields = QString::fromLocal8Bit(line).simplified().split(QLatin1Char(' '));
-        // A process that has ended but not been reaped yet runs nothing.
-        if (fields.size() < 3 || fields.at(1).startsWith(QLatin1Char('Z')))
-            continue;
-        const QString args = fields.mid(2).join(QLatin1Char(' '));
-        for (const QString& program : programs)
-            if (args == program || args.startsWith(program + QLatin1Char(' ')))
-                pids << fields.at(0).toLongLong();
+    for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs, QDir::Unsorted)) {
+        QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(entry));
+        if (entry.toLongLong() > 0 && cmdline.open(QIODevice::ReadOnly) &&
+            programs.contains(QString::fromLocal8Bit(cmdline.readAll().split('\0').value(0))) &&
+            isRunning(entry.toLongLong()))
+            pids << entry.toLongLong();
     }
+    std::sort(pids.begin(), pids.end());
     return pids;
-}
-
-bool EmulatedMac::extractImage(const QString& macImage, const QString& hostFolder) const {
-    return emuctl({QStringLiteral("image-extract"), host(macImage), hostFolder}).code == 0;
 }

@@ -38,7 +38,7 @@ public:
     // way the system starts them, and answers what it printed.
     Run run(const QString& tool, const QStringList& args, const QByteArray& input = {},
             int timeoutMs = 60000) const;
-    Run emuctl(const QStringList& args) const;
+    Run emuctl(const QStringList& args) const { return run(QStringLiteral("emuctl"), args); }
     // What the disk tool answers right now, as the program would read it: `diskutil info -plist
     // ARG` (device node, identifier, mount point, name or UUID) and `diskutil list -plist
     // [filters]`. Empty when the answer is no property list.
@@ -62,23 +62,29 @@ public:
     QByteArray mountTable() const;
     // Plugs a disk described as in a scenario; answers its BSD name.
     QString plug(const QByteArray& diskJson) const;
-    bool unplug(const QString& disk) const;
-    bool addFault(const QByteArray& faultJson) const;
-    bool setAsr(const QString& key, const QString& jsonValue) const;
+    bool unplug(const QString& disk) const { return emuctlOk({QStringLiteral("unplug"), disk}); }
+    bool addFault(const QByteArray& json) const {
+        return emuctlOk({QStringLiteral("fault"), QString::fromUtf8(json)});
+    }
+    bool setAsr(const QString& key, const QString& jsonValue) const {
+        return emuctlOk({QStringLiteral("asr"), key, jsonValue});
+    }
     // How the machine answers the administrator dialog: "approve", "deny" or "cancel".
-    bool setAuthorization(const QString& answer) const;
+    bool setAuthorization(const QString& answer) const {
+        return emuctlOk({QStringLiteral("authorize"), answer});
+    }
     // The environment of a tool that runs as root on the emulated Mac.
     static QProcessEnvironment rootEnvironment();
     // The processes of one of the machine's tools ("asr") that are running now.
     QList<qint64> runningTools(const QString& tool) const;
 
     // Writes the files inside a disk image (Mac path) into a host folder.
-    bool extractImage(const QString& macImage, const QString& hostFolder) const;
-
-    // Where the emulator's programs are (the build tree's emulator folder).
-    static QString toolsFolder();
+    bool extractImage(const QString& macImage, const QString& hostFolder) const {
+        return emuctlOk({QStringLiteral("image-extract"), host(macImage), hostFolder});
+    }
 
 private:
+    bool emuctlOk(const QStringList& args) const { return emuctl(args).code == 0; }
     explicit EmulatedMac(const QByteArray& scenario);
     QTemporaryDir m_dir;
     QString m_previousRoot;

@@ -12,10 +12,6 @@ namespace FileListTestKit {
 
 namespace {
 
-bool isAbove(const QString& folder, const QString& path) {
-    return path.startsWith(folder.endsWith(QLatin1Char('/')) ? folder : folder + QLatin1Char('/'));
-}
-
 bool expandIndex(ListFileViewController* list, const QModelIndex& index, int ms) {
     list->outlineView()->expand(index);
     return waitUntil([&] { return list->controller().pendingNodeListings() == 0; }, ms);
@@ -40,8 +36,8 @@ QModelIndex revealRow(DiskListWC* window, const QString& macPath, int ms) {
             const QString path = model->nodeAt(index)->path();
             if (path == macPath)
                 return index;
-            if (isAbove(path, macPath))
-                next = index;
+            if (macPath.startsWith(path.endsWith(QLatin1Char('/')) ? path : path + QLatin1Char('/')))
+                next = index; // a folder above it
         }
         if (!next.isValid())
             return QModelIndex();

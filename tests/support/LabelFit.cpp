@@ -1,6 +1,5 @@
 #include "LabelFit.h"
 
-#include <QApplication>
 #include <QLabel>
 #include <QRegularExpression>
 #include <QWidget>
@@ -37,12 +36,5 @@ QStringList labelsCutWithoutEllipsis(const QWidget* root) {
             found << QStringLiteral("%1/%2: %3")
                          .arg(label->objectName(), QString::fromLatin1(label->metaObject()->className()),
                               label->text());
-    return found;
-}
-
-QStringList labelsCutWithoutEllipsisOnScreen() {
-    QStringList found;
-    for (const QWidget* window : QApplication::topLevelWidgets())
-        found << labelsCutWithoutEllipsis(window);
     return found;
 }

@@ -8,5 +8,3 @@ class QWidget;
 // "…" in what they show. A word-wrapped label is cut when one of its words is wider than it.
 // Walks the visible labels under `root`; each finding reads "objectName/class: text".
 QStringList labelsCutWithoutEllipsis(const QWidget* root);
-// The same over every visible window of the application (attached windows and popovers too).
-QStringList labelsCutWithoutEllipsisOnScreen();

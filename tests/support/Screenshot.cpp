@@ -2,6 +2,7 @@
 
 #include "LabelFit.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QPixmap>
 #include <QTest>
@@ -18,7 +19,10 @@ bool saveScreenshot(QWidget* widget, const QString& folder, const QString& name)
     QTest::qWait(50);
     const bool saved =
         widget->grab().save(screenshotFolder(folder) + QLatin1Char('/') + name + QStringLiteral(".png"));
-    const QStringList cut = labelsCutWithoutEllipsisOnScreen();
+    // Every visible window of the application counts (attached windows and popovers too).
+    QStringList cut;
+    for (const QWidget* window : QApplication::topLevelWidgets())
+        cut << labelsCutWithoutEllipsis(window);
     if (!cut.isEmpty()) {
         const QByteArray message = (QStringLiteral("labels cut without \u2026 in \"%1\": ").arg(name) +
                                     cut.join(QStringLiteral("; ")))

@@ -1,5 +1,4 @@
 #include "TestMachine.h"
-#include "TreeCompare.h"
 
 #include "platform/Machine.h"
 
@@ -17,10 +16,6 @@ TestMachine::~TestMachine() {
     Machine::setRoot(m_previousRoot);
 }
 
-QString TestMachine::host(const QString& macPath) const {
-    return m_dir.path() + macPath;
-}
-
 QString TestMachine::writeFile(const QString& macPath, const QByteArray& content) {
     writeHostFile(host(macPath), content);
     return host(macPath);
@@ -31,8 +26,4 @@ QString TestMachine::installTool(const QString& macPath, const QByteArray& scrip
     QFile::setPermissions(path,
                           QFile::permissions(path) | QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther);
     return path;
-}
-
-QByteArray TestMachine::readFile(const QString& macPath) const {
-    return readHostFile(host(macPath));
 }

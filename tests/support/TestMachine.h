@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TreeCompare.h"
+
 #include <QString>
 #include <QTemporaryDir>
 
@@ -15,13 +17,13 @@ public:
     bool isValid() const { return m_dir.isValid(); }
     QString root() const { return m_dir.path(); }
     // Host path of a Mac path on this machine.
-    QString host(const QString& macPath) const;
+    QString host(const QString& macPath) const { return m_dir.path() + macPath; }
 
     // Writes a file (creating its folders) and answers its host path.
     QString writeFile(const QString& macPath, const QByteArray& content);
     // Writes an executable /bin/sh script as a tool, e.g. installTool("/usr/sbin/diskutil", ...).
     QString installTool(const QString& macPath, const QByteArray& scriptBody);
-    QByteArray readFile(const QString& macPath) const;
+    QByteArray readFile(const QString& macPath) const { return readHostFile(host(macPath)); }
 
 private:
     QTemporaryDir m_dir;

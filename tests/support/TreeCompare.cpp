@@ -18,11 +18,6 @@ QByteArray linkTarget(const QByteArray& path) {
     return n < 0 ? QByteArray() : QByteArray(buffer.data(), n);
 }
 
-QByteArray contents(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<unreadable>");
-}
-
 void compareItem(const QString& source, const QString& copy, const QString& relative, QStringList& out) {
     struct stat a, b;
     const QByteArray sa = QFile::encodeName(source), ca = QFile::encodeName(copy);
@@ -53,7 +48,7 @@ void compareItem(const QString& source, const QString& copy, const QString& rela
     if (S_ISREG(a.st_mode)) {
         if (a.st_size != b.st_size)
             out << name + QStringLiteral(": length %1 vs %2").arg(a.st_size).arg(b.st_size);
-        else if (contents(source) != contents(copy))
+        else if (readHostFile(source) != readHostFile(copy))
             out << name + QStringLiteral(": bytes differ");
     }
     if (S_ISDIR(a.st_mode)) {
