@@ -4,6 +4,7 @@
 #include "core/PropertyList.h"
 #include "platform/Machine.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -12,6 +13,7 @@
 #include <QProcess>
 
 #include <algorithm>
+#include <unistd.h>
 
 EmulatedMac::EmulatedMac(const QByteArray& scenario)
     : m_dir(QDir::tempPath() + QStringLiteral("/tavrill-mac-XXXXXX")) {
@@ -122,14 +124,29 @@ QList<QStringList> argumentLists(const QList<QJsonObject>& lines) {
     return out;
 }
 
-// A process that has not ended (a zombie has).
-bool isRunning(qint64 pid) {
+// A process that has not ended (a zombie has). With the time a tool logged its call: the same
+// process, not a later one that was given the number once it was free again (the numbers wrap
+// at 32768, within minutes on a busy machine).
+bool isRunning(qint64 pid, const QString& loggedAt = QString()) {
     QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
     if (!stat.open(QIODevice::ReadOnly))
         return false;
     const QByteArray text = stat.readAll();
     const qsizetype close = text.lastIndexOf(')');
-    return close > 0 && text.mid(close + 2, 1) != "Z";
+    if (close <= 0 || text.mid(close + 2, 1) == "Z")
+        return false;
+    if (loggedAt.isEmpty())
+        return true;
+    static const qint64 bootMs = [] {
+        QFile f(QStringLiteral("/proc/stat"));
+        const QByteArray all = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+        const qsizetype at = all.indexOf("\nbtime ");
+        return all.mid(at + 7, all.indexOf('\n', at + 1) - at - 7).toLongLong() * 1000;
+    }();
+    // The start, in clock ticks after the boot, is the 20th field after the command's name.
+    const qint64 startMs =
+        bootMs + text.mid(close + 2).split(' ').value(19).toLongLong() * 1000 / sysconf(_SC_CLK_TCK);
+    return startMs <= QDateTime::fromString(loggedAt, Qt::ISODateWithMs).toMSecsSinceEpoch() + 5000;
 }
 
 } // namespace
@@ -145,7 +162,8 @@ QList<QStringList> EmulatedMac::rootCalls(const QString& tool) const {
 QList<qint64> EmulatedMac::runningCallPids(const QString& tool) const {
     QList<qint64> out;
     for (const QJsonObject& line : logLines(root(), tool, false))
-        if (isRunning(line.value(QStringLiteral("pid")).toInteger()))
+        if (isRunning(line.value(QStringLiteral("pid")).toInteger(),
+                      line.value(QStringLiteral("time")).toString()))
             out << line.value(QStringLiteral("pid")).toInteger();
     return out;
 }
