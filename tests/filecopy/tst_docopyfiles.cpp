@@ -62,9 +62,7 @@ struct Run {
     }
     // The names in a folder of the destination, sorted.
     QStringList out(const QString& below = QString()) const {
-        QStringList names = listingOrder(mac.host("/Volumes/Dest/out" + below));
-        names.sort();
-        return names;
+        return sortedEntries(mac.host("/Volumes/Dest/out" + below));
     }
 };
 
@@ -79,6 +77,30 @@ FileNodeList selectedFiles(TestMachine& mac, const QString& folder, int count, i
 }
 
 const QDateTime when(QDate(2024, 5, 6), QTime(7, 8, 9));
+
+// The inode and the time of the last change of an item: a file written again gets new ones.
+QPair<qulonglong, qlonglong> identity(const QString& hostPath) {
+    struct stat st {};
+    if (::lstat(QFile::encodeName(hostPath).constData(), &st) != 0)
+        return {0, 0};
+    return {qulonglong(st.st_ino), qlonglong(st.st_ctim.tv_sec) * 1000000000LL + st.st_ctim.tv_nsec};
+}
+
+// "path kind" for each item the destination check finds, in the order found.
+QStringList found(const QList<DestinationCheck::Item>& items) {
+    QStringList lines;
+    for (const DestinationCheck::Item& item : items) {
+        const char* kind = item.problem == DestinationCheck::Problem::TooLarge      ? "large"
+                           : item.problem == DestinationCheck::Problem::RefusedName ? "name"
+                                                                                    : "case";
+        lines << item.path + QLatin1Char(' ') + QLatin1String(kind);
+    }
+    return lines;
+}
+
+void makeSparse(TestMachine& mac, const QString& macPath, qint64 size) {
+    QVERIFY(QFile::resize(mac.writeFile(macPath, QByteArray()), size));
+}
 
 } // namespace
 
@@ -180,7 +202,7 @@ void TestDoCopyFiles::collisionsDropTheExtensionAndCount() {
         QCOMPARE(run.copier->createFileWithPath(folder, name, name), QString(expected));
 }
 
-void TestDoCopyFiles::halfSelectedFoldersCopyTheirTickedChildren() {
+void TestDoCopyFiles::halfSelectedFoldersAndLeftOutItems() {
     Run run;
     FileNodeRef users = folderNode("/Volumes/Src/Users", 2);
     writtenNode(run.mac, "/Volumes/Src/Users/a.txt", "ticked", 1, users.data());
@@ -188,71 +210,31 @@ void TestDoCopyFiles::halfSelectedFoldersCopyTheirTickedChildren() {
     FileNodeRef shared = folderNode("/Volumes/Src/Users/Shared", 2, users.data());
     writtenNode(run.mac, "/Volumes/Src/Users/Shared/c.txt", "deeper ticked", 1, shared.data());
     writtenNode(run.mac, "/Volumes/Src/Users/Shared/d.txt", "deeper not ticked", 0, shared.data());
-    // Ticked, but listed by the destination check: one in a half-ticked folder, one deeper.
+    // Ticked, but listed by the destination check: one in a half-ticked folder, one deep in a
+    // ticked folder, one at the top.
     writtenNode(run.mac, "/Volumes/Src/Users/Shared/x:y.txt", "left out", 1, shared.data());
-    run.mac.writeFile("/Volumes/Src/Users/whole/f?.txt", "left out");
+    run.mac.writeFile("/Volumes/Src/Users/whole/deep/f?.txt", "left out");
     run.mac.writeFile("/Volumes/Src/Users/whole/e.txt", "in a ticked folder");
     folderNode("/Volumes/Src/Users/whole", 1, users.data());
-    run.copier->setSkippedPaths({"/Volumes/Src/Users/Shared/x:y.txt", "/Volumes/Src/Users/whole/f?.txt"});
-    QVERIFY(run.copy({users}));
+    run.copier->setSkippedPaths({"/Volumes/Src/Users/Shared/x:y.txt", "/Volumes/Src/Users/whole/deep/f?.txt",
+                                 "/Volumes/Src/bad.txt"});
+    QVERIFY(run.copy({users, writtenNode(run.mac, "/Volumes/Src/bad.txt", "left out at the top"),
+                      writtenNode(run.mac, "/Volumes/Src/fine.txt", "fine")}));
 
-    QCOMPARE(run.out(), (QStringList{"Shared", "a.txt", "whole"}));
+    QCOMPARE(run.out(), (QStringList{"Shared", "a.txt", "fine.txt", "whole"}));
     QCOMPARE(run.mac.readFile("/Volumes/Dest/out/a.txt"), QByteArray("ticked"));
     QCOMPARE(run.out("/Shared"), QStringList{"c.txt"});
-    QCOMPARE(run.out("/whole"), QStringList{"e.txt"});
+    QCOMPARE(run.out("/whole/deep"), QStringList());
     QCOMPARE(run.mac.readFile("/Volumes/Dest/out/whole/e.txt"), QByteArray("in a ticked folder"));
-    // One run, one sequence: 100 comes once, when everything is there.
-    QCOMPARE(run.recorder.progress, (QList<float>{5, 100}));
-}
-
-void TestDoCopyFiles::cancelHoldsInNestedHalfSelectedFolders() {
-    // Top (half) > A (half) > B (half) > b1, b2; then A/a2.txt, Top/t2.txt and other.txt. The
-    // copy is held opening b1 (a lease, as in the test below) while the user cancels.
-    Run run;
-    for (const char* path : {"Top/A/B/b1.txt", "Top/A/B/b2.txt", "Top/A/a2.txt", "Top/t2.txt", "other.txt"})
-        writeSized(run.mac, QStringLiteral("/Volumes/Src/") + path, 10);
-    FileNodeRef top = folderNode("/Volumes/Src/Top", 2);
-    FileNodeRef a = folderNode("/Volumes/Src/Top/A", 2, top.data());
-    FileNodeRef b = folderNode("/Volumes/Src/Top/A/B", 2, a.data());
-    fileNode("/Volumes/Src/Top/A/B/b1.txt", 10, 1, b.data());
-    fileNode("/Volumes/Src/Top/A/B/b2.txt", 10, 1, b.data());
-    fileNode("/Volumes/Src/Top/A/a2.txt", 10, 1, a.data());
-    fileNode("/Volumes/Src/Top/t2.txt", 10, 1, top.data());
-    Hold hold(run.mac.host("/Volumes/Src/Top/A/B/b1.txt"));
-    QVERIFY(hold.ok());
-    run.copier->doCopyFilesWithArr({top, fileNode("/Volumes/Src/other.txt", 10)}, "/Volumes/Dest/out");
-    QVERIFY(waitUntil([&] { return hold.reached(); }, 20000));
-    run.copier->setIsCancel(true);
-    hold.release();
-    QVERIFY(run.ended());
-
-    // b1 was finished where the tree puts it; nothing after it started, anywhere.
-    QCOMPARE(run.mac.readFile("/Volumes/Dest/out/A/B/b1.txt").size(), 10);
-    QCOMPARE(run.out() + run.out("/A") + run.out("/A/B"), (QStringList{"A", "B", "b1.txt"}));
-    QCOMPARE(run.recorder.paths, QStringList{"/Volumes/Src/Top/A/B/b1.txt"});
-    QVERIFY(!run.recorder.progress.contains(100.0f));
-    QVERIFY(run.copier->isCancel());
-}
-
-void TestDoCopyFiles::skippedItemsAndAbort() {
-    Run run;
-    run.mac.writeFile("/Volumes/Src/folder/keep.txt", "kept");
-    run.mac.writeFile("/Volumes/Src/folder/deep/bad.txt", "left out inside a ticked folder");
-    run.mac.writeFile("/Volumes/Src/bad-top.txt", "left out at the top");
-    run.mac.writeFile("/Volumes/Src/fine.txt", "fine");
-    run.copier->setSkippedPaths({"/Volumes/Src/folder/deep/bad.txt", "/Volumes/Src/bad-top.txt"});
-    QVERIFY(run.copy({folderNode("/Volumes/Src/folder"), fileNode("/Volumes/Src/bad-top.txt", 19),
-                      fileNode("/Volumes/Src/fine.txt", 4)}));
-    QCOMPARE(run.out(), (QStringList{"fine.txt", "folder"}));
-    QCOMPARE(run.out("/folder/deep"), QStringList());
-    QCOMPARE(run.mac.readFile("/Volumes/Dest/out/folder/keep.txt"), QByteArray("kept"));
-    QCOMPARE(run.recorder.paths, (QStringList{"/Volumes/Src/folder", "/Volumes/Src/fine.txt"}));
-    QCOMPARE(run.recorder.progress.last(), 100.0f);
-    // What is left out is not to do, wherever it is: "kept" and "fine".
+    // A half-ticked folder's items are reported one by one; a left-out item is not reported.
+    QCOMPARE(run.recorder.paths, (QStringList{"/Volumes/Src/Users/a.txt", "/Volumes/Src/Users/Shared/c.txt",
+                                              "/Volumes/Src/Users/whole", "/Volumes/Src/fine.txt"}));
+    QCOMPARE(run.recorder.progress, (QList<float>{5, 33, 66, 100}));
+    // What is left out is not to do, wherever it is: a.txt, c.txt, e.txt and fine.txt.
     QVERIFY(waitUntil([&] { return run.copier->bytesToCopy() >= 0; }, 5000));
-    QCOMPARE(run.copier->bytesToCopy(), 8);
-    QCOMPARE(run.copier->bytesCopied(), 8);
-    QCOMPARE(run.copier->filesCopied(), 2);
+    QCOMPARE(run.copier->bytesToCopy(), 6 + 13 + 18 + 4);
+    QCOMPARE(run.copier->bytesCopied(), 6 + 13 + 18 + 4);
+    QCOMPARE(run.copier->filesCopied(), 4);
 
     // A screen going away: the delegate is cleared and the run aborted while it waits for the
     // main thread, which does not answer here. The run ends anyway, telling nobody.
@@ -266,6 +248,33 @@ void TestDoCopyFiles::skippedItemsAndAbort() {
     QCoreApplication::processEvents();
     QVERIFY(gone.paths.isEmpty() && gone.progress.isEmpty());
     QCOMPARE(gone.errors.load(), 0);
+}
+
+void TestDoCopyFiles::cancelHoldsInNestedHalfSelectedFolders() {
+    // Top (half) > A (half) > B (half) > b1, b2; then A/a2.txt, Top/t2.txt and other.txt. The
+    // copy is held opening b1 (a lease, as in the test below) while the user cancels.
+    Run run;
+    FileNodeRef top = folderNode("/Volumes/Src/Top", 2);
+    FileNodeRef a = folderNode("/Volumes/Src/Top/A", 2, top.data());
+    FileNodeRef b = folderNode("/Volumes/Src/Top/A/B", 2, a.data());
+    for (const auto& [path, father] : {std::pair("Top/A/B/b1.txt", b), std::pair("Top/A/B/b2.txt", b),
+                                       std::pair("Top/A/a2.txt", a), std::pair("Top/t2.txt", top)})
+        writtenNode(run.mac, QStringLiteral("/Volumes/Src/") + path, QByteArray(10, 'z'), 1, father.data());
+    Hold hold(run.mac.host("/Volumes/Src/Top/A/B/b1.txt"));
+    QVERIFY(hold.ok());
+    run.copier->doCopyFilesWithArr({top, writtenNode(run.mac, "/Volumes/Src/other.txt", "other")},
+                                   "/Volumes/Dest/out");
+    QVERIFY(waitUntil([&] { return hold.reached(); }, 20000));
+    run.copier->setIsCancel(true);
+    hold.release();
+    QVERIFY(run.ended());
+
+    // b1 was finished where the tree puts it; nothing after it started, anywhere.
+    QCOMPARE(run.mac.readFile("/Volumes/Dest/out/A/B/b1.txt").size(), 10);
+    QCOMPARE(run.out() + run.out("/A") + run.out("/A/B"), (QStringList{"A", "B", "b1.txt"}));
+    QCOMPARE(run.recorder.paths, QStringList{"/Volumes/Src/Top/A/B/b1.txt"});
+    QVERIFY(!run.recorder.progress.contains(100.0f));
+    QVERIFY(run.copier->isCancel());
 }
 
 void TestDoCopyFiles::cancelDuringALargeItemFinishesItAndStartsNoOther() {
@@ -344,18 +353,6 @@ void TestDoCopyFiles::failedItemsAreReported() {
     QCOMPARE(run.out().size(), 2);
 }
 
-namespace {
-
-// The inode and the time of the last change of an item: a file written again gets new ones.
-QPair<qulonglong, qlonglong> identity(const QString& hostPath) {
-    struct stat st {};
-    if (::lstat(QFile::encodeName(hostPath).constData(), &st) != 0)
-        return {0, 0};
-    return {qulonglong(st.st_ino), qlonglong(st.st_ctim.tv_sec) * 1000000000LL + st.st_ctim.tv_nsec};
-}
-
-} // namespace
-
 void TestDoCopyFiles::resumeRecopiesOnlyWhatIsMissingOrCutShort() {
     Run run;
     const QString source = run.mac.host("/Volumes/Src/Work");
@@ -402,27 +399,7 @@ void TestDoCopyFiles::resumeRecopiesOnlyWhatIsMissingOrCutShort() {
     QVERIFY(lines.contains("# Verified: all 5 files (2.35 MB) read back from the destination match."));
 }
 
-namespace {
-
-// "path kind" for each item the destination check finds, in the order found.
-QStringList found(const QList<DestinationCheck::Item>& items) {
-    QStringList lines;
-    for (const DestinationCheck::Item& item : items) {
-        const char* kind = item.problem == DestinationCheck::Problem::TooLarge      ? "large"
-                           : item.problem == DestinationCheck::Problem::RefusedName ? "name"
-                                                                                    : "case";
-        lines << item.path + QLatin1Char(' ') + QLatin1String(kind);
-    }
-    return lines;
-}
-
-void makeSparse(TestMachine& mac, const QString& macPath, qint64 size) {
-    QVERIFY(QFile::resize(mac.writeFile(macPath, QByteArray()), size));
-}
-
-} // namespace
-
-void TestDoCopyFiles::destinationCheckFindsWhatAFatStickCannotStore() {
+void TestDoCopyFiles::destinationCheckFindsWhatTheDestinationCannotStore() {
     TestMachine mac;
     makeSparse(mac, "/Volumes/Src/movie.mkv", 5'000'000'000LL);
     makeSparse(mac, "/Volumes/Src/exactly4G.bin", 4294967295LL);
@@ -455,27 +432,25 @@ void TestDoCopyFiles::destinationCheckFindsWhatAFatStickCannotStore() {
     // A stop asked for before the walk finds nothing more.
     std::atomic<bool> stop{true};
     QVERIFY(DestinationCheck::check(top, fat, true, &stop).isEmpty());
-}
 
-void TestDoCopyFiles::destinationCheckFindsCaseClashesOnAVolumeThatFoldsCase() {
-    TestMachine mac;
+    // On a volume that folds case: names that differ in case only.
     mac.writeFile("/Volumes/Src/Proj/a.c", "lower");
     mac.writeFile("/Volumes/Src/Proj/A.c", "upper");
     FileNodeRef docs = folderNode("/Volumes/Src/Docs", 2);
     writtenNode(mac, "/Volumes/Src/Docs/Readme.txt",
                 "lands beside README.TXT: the half-selected Docs is flattened", 1, docs.data());
     writtenNode(mac, "/Volumes/Src/Docs/other.txt", "fine", 1, docs.data());
-    const FileNodeList top = {writtenNode(mac, "/Volumes/Src/README.TXT", "top"), docs,
-                              folderNode("/Volumes/Src/Proj")};
+    const FileNodeList cased = {writtenNode(mac, "/Volumes/Src/README.TXT", "top"), docs,
+                                folderNode("/Volumes/Src/Proj")};
     const auto apfs = DestinationCheck::Rules::forFileSystem("apfs", false);
-    const QStringList lines = found(DestinationCheck::check(top, apfs, false));
+    lines = found(DestinationCheck::check(cased, apfs, false));
     QCOMPARE(lines.size(), 2);
     QCOMPARE(lines[0], QStringLiteral("/Volumes/Src/Docs/Readme.txt case"));
     QVERIFY(lines[1] == "/Volumes/Src/Proj/a.c case" || lines[1] == "/Volumes/Src/Proj/A.c case");
     // A source that folds case cannot hold both inside a folder; only the top level is compared.
-    QCOMPARE(found(DestinationCheck::check(top, apfs, true)),
+    QCOMPARE(found(DestinationCheck::check(cased, apfs, true)),
              QStringList{"/Volumes/Src/Docs/Readme.txt case"});
     // A case-sensitive destination takes everything.
-    QVERIFY(
-        DestinationCheck::check(top, DestinationCheck::Rules::forFileSystem("apfs", true), false).isEmpty());
+    QVERIFY(DestinationCheck::check(cased, DestinationCheck::Rules::forFileSystem("apfs", true), false)
+                .isEmpty());
 }

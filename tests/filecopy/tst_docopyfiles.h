@@ -13,12 +13,10 @@ private Q_SLOTS:
     void datedFolderOnFatAndExFatHasNoColons();
     void progressRunsFromTheFloorToHundred();
     void collisionsDropTheExtensionAndCount();
-    void halfSelectedFoldersCopyTheirTickedChildren();
+    void halfSelectedFoldersAndLeftOutItems();
     void cancelHoldsInNestedHalfSelectedFolders();
     void cancelDuringALargeItemFinishesItAndStartsNoOther();
-    void skippedItemsAndAbort();
     void failedItemsAreReported();
     void resumeRecopiesOnlyWhatIsMissingOrCutShort();
-    void destinationCheckFindsWhatAFatStickCannotStore();
-    void destinationCheckFindsCaseClashesOnAVolumeThatFoldsCase();
+    void destinationCheckFindsWhatTheDestinationCannotStore();
 };

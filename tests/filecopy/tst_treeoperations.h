@@ -13,9 +13,6 @@ private Q_SLOTS:
     void ticksSpreadUpAndIntoOpenFolders();
     void diskWalkEqualsAnIndependentSum();
     void selectionSizeIsExactAndCancelSilencesEveryPass();
-    void topLevelListing();
-    void onDemandListingFollowsTheFathersState();
-    void controllerTurnsEndScanIntoTheScreensCallback();
-    void listsWhileTheListReadsAndAfterBeingReplaced();
-    void callbacksComeOnTheMainThreadAndStopWithTheirController();
+    void listingsAtTheTopAndOnDemand();
+    void listsWhileTheListReadsAndStopsWithItsController();
 };
