@@ -102,11 +102,7 @@ void Hold::release() {
 bool Hold::leasesHoldForTemporaryFiles() {
     const auto grants = [](const QString& folder) {
         const QString probe = folder + QStringLiteral("/tavrill-lease-%1").arg(::getpid());
-        QFile file(probe);
-        if (!file.open(QIODevice::WriteOnly))
-            return false;
-        file.close();
-        const bool granted = Hold(probe).ok();
+        const bool granted = writeHostFile(probe, {}) && Hold(probe).ok();
         QFile::remove(probe);
         return granted;
     };
