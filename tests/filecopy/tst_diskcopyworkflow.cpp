@@ -108,7 +108,7 @@ bool pick(Window& w, int slot, const QString& name) {
     if (!row)
         return false;
     QTest::mouseClick(row->aView(), Qt::LeftButton, {}, QPoint(200, 32));
-    return waitUntil([&] { return !w.tab->picker(); }, 5000);
+    return waitUntil([&] { return !w.tab->picker(); }, 20000);
 }
 
 void dropFiles(Window& w, const QStringList& hostPaths) {
