@@ -9,7 +9,6 @@
 #include <QRegularExpression>
 
 #include <csignal>
-#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -22,16 +21,13 @@ void makeFolder(TestMachine& mac, const QString& macPath) {
 }
 
 QStringList listingOrder(const QString& hostFolder) {
-    QStringList names;
-    DIR* dir = ::opendir(QFile::encodeName(hostFolder).constData());
-    if (!dir)
-        return names;
-    while (const dirent* d = ::readdir(dir)) {
-        const QString name = QFile::decodeName(d->d_name);
-        if (name != "." && name != "..")
-            names << name;
-    }
-    ::closedir(dir);
+    return QDir(hostFolder)
+        .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Unsorted);
+}
+
+QStringList sortedEntries(const QString& hostFolder) {
+    QStringList names = listingOrder(hostFolder);
+    names.sort();
     return names;
 }
 
@@ -52,12 +48,21 @@ QStringList receiptFiles(const QString& hostReceipt) {
     return names;
 }
 
-FileNodeRef fileNode(const QString& path, quint64 size, qint64 state, FileNode* father) {
-    FileNodeRef n = FileNode::initWithPath(path, path.section('/', -1), false, father);
-    n->setSize(size);
+namespace {
+
+FileNodeRef node(const QString& path, bool folder, qint64 state, FileNode* father) {
+    FileNodeRef n = FileNode::initWithPath(path, path.section('/', -1), folder, father);
     n->setState(state);
     if (father)
         father->children().append(n);
+    return n;
+}
+
+} // namespace
+
+FileNodeRef fileNode(const QString& path, quint64 size, qint64 state, FileNode* father) {
+    FileNodeRef n = node(path, false, state, father);
+    n->setSize(size);
     return n;
 }
 
@@ -68,11 +73,7 @@ FileNodeRef writtenNode(TestMachine& mac, const QString& macPath, const QByteArr
 }
 
 FileNodeRef folderNode(const QString& path, qint64 state, FileNode* father) {
-    FileNodeRef n = FileNode::initWithPath(path, path.section('/', -1), true, father);
-    n->setState(state);
-    if (father)
-        father->children().append(n);
-    return n;
+    return node(path, true, state, father);
 }
 
 Hold::Hold(const QString& hostPath) {
@@ -101,11 +102,7 @@ void Hold::release() {
 bool Hold::leasesHoldForTemporaryFiles() {
     const auto grants = [](const QString& folder) {
         const QString probe = folder + QStringLiteral("/tavrill-lease-%1").arg(::getpid());
-        QFile file(probe);
-        if (!file.open(QIODevice::WriteOnly))
-            return false;
-        file.close();
-        const bool granted = Hold(probe).ok();
+        const bool granted = writeHostFile(probe, {}) && Hold(probe).ok();
         QFile::remove(probe);
         return granted;
     };

@@ -13,6 +13,8 @@ void writeSized(TestMachine& mac, const QString& macPath, qsizetype length);
 void makeFolder(TestMachine& mac, const QString& macPath);
 // The names of a folder in the order the file system lists them (its own readdir).
 QStringList listingOrder(const QString& hostFolder);
+// The same names, sorted.
+QStringList sortedEntries(const QString& hostFolder);
 // "name:size" for each node, to compare orders in one go.
 QStringList describe(const FileNodeList& nodes);
 // The names a copy's receipt gives a checksum line ("XXH128 (name) = hex"), in its order.

@@ -1,5 +1,3 @@
 #include "TestMain.h"
-#include "tst_docopyfiles.h"
-#include "tst_treeoperations.h"
 
-TAVRILL_TEST_MAIN(TestTreeOperations, TestDoCopyFiles)
+TAVRILL_TEST_MAIN()

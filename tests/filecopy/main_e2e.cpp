@@ -1,4 +1,3 @@
 #include "GuiTestMain.h"
-#include "tst_diskcopyworkflow.h"
 
-TAVRILL_GUI_TEST_MAIN(TestDiskCopyWorkflow)
+TAVRILL_GUI_TEST_MAIN()
