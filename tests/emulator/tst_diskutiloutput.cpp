@@ -5,9 +5,7 @@
 
 #include <tuple>
 
-void TestDiskutilOutput::volumeKindsAndTheirFreeSpace() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY(mac->isValid());
+void TestEmulator::volumeKindsAndTheirFreeSpace() {
     for (const auto& [volume, fields] : {std::pair{"/Volumes/STICK", "msdos|true"},
                                          {"/Volumes/Backup", "exfat|true"},
                                          {"/Volumes/WINDOWS", "ntfs|false"},
@@ -48,9 +46,7 @@ void TestDiskutilOutput::volumeKindsAndTheirFreeSpace() {
     }
 }
 
-void TestDiskutilOutput::lookupsByEveryFormAndUnknownDevices() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY(mac->isValid());
+void TestEmulator::lookupsByEveryFormAndUnknownDevices() {
     const QVariantMap byId = mac->diskInfo("disk3s1");
     QCOMPARE(byId.value("VolumeName").toString(), QStringLiteral("STICK"));
     const QString uuid = byId.value("VolumeUUID").toString();

@@ -11,25 +11,21 @@
 #include <QProcess>
 #include <QTest>
 
-void TestEmulatedMachine::toolsOnTheMachinesPath() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+void TestEmulator::init() {
+    // The old machine goes first: one that goes puts back the root that was current when it came.
+    mac.reset();
+    mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    EmulatedMac::Run r = mac->run("killall", {"nothing_here"});
+}
+
+// zip, the real archiver run on the Mac's paths, is TestMakeDmg::archivesUnzipToTheSelection's.
+void TestEmulator::toolsOnTheMachinesPath() {
+    const EmulatedMac::Run r = mac->run("killall", {"nothing_here"});
     QCOMPARE(r.code, 1);
     QCOMPARE(r.err, QByteArray("No matching processes belonging to you were found\n"));
     QCOMPARE(mac->run("killall", {"mds_stores"}).code, 0);
     QVERIFY(mac->emuctl({"processes"}).code == 0);
     QCOMPARE(mac->run("killall", {"mds_stores"}).code, 1);
-
-    // zip runs the real archiver on the Mac's paths and prints them as a Mac would.
-    r = mac->run("zip", {"-r", "/Users/alex/Desktop/photos.zip", "/Volumes/STICK/Photos"});
-    QCOMPARE(r.code, 0);
-    QVERIFY2(r.out.startsWith("  adding: Volumes/STICK/Photos/ (stored 0%)\n"
-                              "  adding: Volumes/STICK/Photos/IMG_0001.JPG (deflated "),
-             r.out.constData());
-    QCOMPARE(readHostFile(mac->host("/Users/alex/Desktop/photos.zip")).left(4), QByteArray("PK\x03\x04", 4));
-    r = mac->run("zip", {"-r", "/tmp/none.zip", "/nope.txt"});
-    QCOMPARE(r.code, 12);
 
     // From a shell on the tools' path: every call is logged with its argv, and chmod works inside
     // the machine, never on the host's own root.
@@ -51,9 +47,7 @@ void TestEmulatedMachine::toolsOnTheMachinesPath() {
     QVERIFY(!QFileInfo::exists(QStringLiteral("/Tavrill_dmg")));
 }
 
-void TestEmulatedMachine::plugAndUnplugShowAtOnce() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY(mac->isValid());
+void TestEmulator::plugAndUnplugShowAtOnce() {
     const QByteArray disk =
         R"({"name":"kingston","mediaName":"Kingston DataTraveler","size":"32GB","scheme":"MBR",
         "partitions":[{"fs":"FAT32","name":"KINGSTON","seed":{"files":3,"size":100}}]})";
@@ -73,7 +67,7 @@ void TestEmulatedMachine::plugAndUnplugShowAtOnce() {
     QCOMPARE(mac->plug(disk), QStringLiteral("disk9"));
 }
 
-void TestEmulatedMachine::sizesInEachToolsUnits() {
+void TestEmulator::sizesInEachToolsUnits() {
     // Scenarios: decimal units with or without B, or bytes.
     const QList<QPair<QByteArray, qint64>> scenarioSizes = {
         {"\"16GB\"", 16000000000LL}, {"\"16g\"", 16000000000LL}, {"\"1.5TB\"", 1500000000000LL},
@@ -82,7 +76,8 @@ void TestEmulatedMachine::sizesInEachToolsUnits() {
     for (const auto& [size, bytes] : scenarioSizes)
         disks += QByteArray(disks.isEmpty() ? "" : ",") + R"({"scheme": "", "size": )" + size + "}";
     disks += R"(, {"size": "16GB", "scheme": "MBR", "partitions": [{"fs": "JHFS+", "name": "DATA"}]})";
-    auto mac = VolumesTestKit::machine("10.15.7", disks);
+    mac.reset();
+    mac = VolumesTestKit::machine("10.15.7", disks);
     QVERIFY(mac->isValid());
     for (qsizetype i = 0; i < scenarioSizes.size(); ++i)
         QCOMPARE(mac->diskInfo(QStringLiteral("disk%1").arg(i + 2)).value("Size").toLongLong(),
@@ -105,9 +100,7 @@ void TestEmulatedMachine::sizesInEachToolsUnits() {
     }
 }
 
-void TestEmulatedMachine::faultKnobs() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY(mac->isValid());
+void TestEmulator::faultKnobs() {
     QVERIFY(mac->addFault(R"({"tool":"diskutil","verb":"info","device":"disk3s1","mode":"garbage"})"));
     QVERIFY(mac->addFault(R"({"tool":"diskutil","verb":"info","device":"disk4s2","mode":"truncated"})"));
     QVERIFY(
@@ -138,9 +131,7 @@ void TestEmulatedMachine::faultKnobs() {
     QVERIFY(!mac->diskList().isEmpty());
 }
 
-void TestEmulatedMachine::concurrentCallsKeepTheStateWhole() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY(mac->isValid());
+void TestEmulator::concurrentCallsKeepTheStateWhole() {
     QList<QProcess*> running;
     for (int i = 0; i < 8; ++i) {
         auto* p = new QProcess;
