@@ -16,18 +16,16 @@ class TestEmulator : public QObject {
 private Q_SLOTS:
     void init();
     // diskutil
-    void volumeKindsAndTheirFreeSpace();
-    void lookupsByEveryFormAndUnknownDevices();
+    void volumeKindsLookupsAndUnknownDevices();
     void renameAndTheNameRulesOfEachFileSystem_data();
     void renameAndTheNameRulesOfEachFileSystem();
     void eraseVolumeTakesEachFormatName();
     void anApfsVolumeIsErasedInItsContainer();
     void eraseDiskLaysOutTheScheme_data();
     void eraseDiskLaysOutTheScheme();
-    void ejectRemovesTheDisk();
+    void unmountMountAndEject();
     void aBusyVolumeDissents_data();
     void aBusyVolumeDissents();
-    void unmountMountAndResizeADisk();
     // asr
     void asrRestores_data();
     void asrRestores();

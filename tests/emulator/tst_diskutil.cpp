@@ -5,6 +5,73 @@
 #include <QFileInfo>
 #include <QTest>
 
+#include <tuple>
+
+void TestEmulator::volumeKindsLookupsAndUnknownDevices() {
+    for (const auto& [volume, fields] : {std::pair{"/Volumes/STICK", "msdos|true"},
+                                         {"/Volumes/Backup", "exfat|true"},
+                                         {"/Volumes/WINDOWS", "ntfs|false"},
+                                         {"/Volumes/Data", "hfs|true"}}) {
+        const QVariantMap i = mac->diskInfo(QLatin1String(volume));
+        QCOMPARE(fieldsOf(i, {"FilesystemType", "WritableVolume"}), QLatin1String(fields));
+        QVERIFY(i.value("VolumeAllocationBlockSize").toLongLong() > 0);
+        QVERIFY(i.value("FreeSpace").toLongLong() > 0);
+    }
+    // A whole USB stick; the USB SSD is fixed media but external, its GPT with the EFI partition first.
+    const QStringList wholeDiskKeys{
+        "WholeDisk", "BusProtocol",       "IORegistryEntryName", "Content",
+        "Internal",  "VirtualOrPhysical", "RemovableMedia",      "RemovableMediaOrExternalDevice",
+        "MountPoint"};
+    QCOMPARE(fieldsOf(mac->diskInfo("disk3"), wholeDiskKeys),
+             QStringLiteral(
+                 "true|USB|SanDisk Cruzer Blade Media|FDisk_partition_scheme|false|Physical|true|true|"));
+    QCOMPARE(fieldsOf(mac->diskInfo("disk4"), wholeDiskKeys).section('|', 6, 7),
+             QStringLiteral("false|true"));
+    const QVariantMap efi = partitionsOf(mac->diskList(), QStringLiteral("disk4")).value(0).toMap();
+    QCOMPARE(fieldsOf(efi, {"Content", "Size", "MountPoint"}), QStringLiteral("EFI|209715200|-"));
+    // The mounted image is a virtual disk.
+    const QVariantMap image = mac->diskInfo("/Volumes/Archive");
+    QCOMPARE(image.value("BusProtocol").toString(), QStringLiteral("Disk Image"));
+    QCOMPARE(infoText(*mac, image.value("ParentWholeDisk").toString(), "VirtualOrPhysical"),
+             QStringLiteral("Virtual"));
+    // The unformatted partition has no volume name at all.
+    QCOMPARE(fieldsOf(mac->diskInfo("disk6s2"), {"DeviceIdentifier", "VolumeName", "FilesystemName"}),
+             QStringLiteral("disk6s2|-|-"));
+
+    // Free space follows the bytes stored, on a volume and in the system's container.
+    for (const auto& [volume, file, key] :
+         {std::tuple{"/Volumes/STICK", "/Volumes/STICK/new/big.bin", "FreeSpace"},
+          {"/", "/System/Volumes/Data/blob", "APFSContainerFree"}}) {
+        const qint64 before = mac->diskInfo(QLatin1String(volume)).value(key).toLongLong();
+        QVERIFY(writeHostFile(mac->host(file), QByteArray(300000, 'z')));
+        QCOMPARE(before - mac->diskInfo(QLatin1String(volume)).value(key).toLongLong(), 300000);
+    }
+
+    const QVariantMap byId = mac->diskInfo("disk3s1");
+    QCOMPARE(byId.value("VolumeName").toString(), QStringLiteral("STICK"));
+    const QString uuid = byId.value("VolumeUUID").toString();
+    QVERIFY(!uuid.isEmpty());
+    for (const QString& arg : {QStringLiteral("/dev/disk3s1"), QStringLiteral("/Volumes/STICK"),
+                               QStringLiteral("STICK"), uuid, uuid.toLower()})
+        QCOMPARE(infoText(*mac, arg, "DeviceIdentifier"), QStringLiteral("disk3s1"));
+    // The system volume by its /Volumes name too.
+    QCOMPARE(infoText(*mac, "/Volumes/Macintosh HD", "MountPoint"), QStringLiteral("/"));
+
+    // An unknown device gives the error dictionary.
+    const EmulatedMac::Run r = mac->run("diskutil", {"info", "-plist", "disk99"});
+    QCOMPARE(r.code, 1);
+    const QVariantMap error = mac->diskInfo("disk99");
+    QCOMPARE(error.value("Error"), QVariant(true));
+    QCOMPARE(error.value("ErrorMessage").toString(), QStringLiteral("Could not find disk: disk99"));
+    QCOMPARE(error.value("ExitCode").toLongLong(), 1);
+    const EmulatedMac::Run text = mac->run("diskutil", {"info", "disk99"});
+    QCOMPARE(text.code, 1);
+    QCOMPARE(text.err, QByteArray("Could not find disk: disk99\n"));
+    // The -plist option belongs right after the verb.
+    QCOMPARE(mac->run("diskutil", {"list", "external", "-plist"}).err,
+             QByteArray("Could not find disk for -plist\n"));
+}
+
 void TestEmulator::renameAndTheNameRulesOfEachFileSystem_data() {
     QTest::addColumn<QString>("volume");
     QTest::addColumn<QString>("name");
@@ -195,7 +262,19 @@ void TestEmulator::eraseDiskLaysOutTheScheme() {
     }
 }
 
-void TestEmulator::ejectRemovesTheDisk() {
+void TestEmulator::unmountMountAndEject() {
+    const QStringList files = entriesOf(*mac, "/Volumes/Backup");
+    const EmulatedMac::Run off = mac->run("diskutil", {"unmountDisk", "/dev/disk4"});
+    QCOMPARE(off.out, QByteArray("Unmount of all volumes on disk4 was successful\n"));
+    QVERIFY(!QFileInfo::exists(mac->host("/Volumes/Backup")));
+    QVERIFY(!mac->mountTable().contains("/Volumes/Backup"));
+    QCOMPARE(fieldsOf(mac->diskInfo("disk4s2"), {"MountPoint", "FreeSpace"}), QStringLiteral("|0"));
+    const EmulatedMac::Run on = mac->run("diskutil", {"mountDisk", "/dev/disk4"});
+    QCOMPARE(on.out, QByteArray("Volume(s) mounted successfully\n"));
+    QCOMPARE(entriesOf(*mac, "/Volumes/Backup"), files);
+    // The EFI partition stays unmounted.
+    QVERIFY(!mac->mountTable().contains("/Volumes/EFI"));
+
     // The boot disk stays whatever is asked of it.
     for (const QStringList& args :
          {QStringList{"eject", "disk0"}, QStringList{"eraseDisk", "JHFS+", "X", "disk0"},
@@ -263,35 +342,4 @@ void TestEmulator::aBusyVolumeDissents() {
     QCOMPARE(mac->emuctl({"busy", "STICK", "501", "/usr/bin/vim"}).code, 0);
     QCOMPARE(mac->emuctl({"release", "STICK"}).code, 0);
     QCOMPARE(mac->run("diskutil", {"eject", "disk3"}).out, QByteArray("Disk disk3 ejected\n"));
-}
-
-void TestEmulator::unmountMountAndResizeADisk() {
-    const QStringList files = entriesOf(*mac, "/Volumes/Backup");
-    const EmulatedMac::Run off = mac->run("diskutil", {"unmountDisk", "/dev/disk4"});
-    QCOMPARE(off.out, QByteArray("Unmount of all volumes on disk4 was successful\n"));
-    QVERIFY(!QFileInfo::exists(mac->host("/Volumes/Backup")));
-    QVERIFY(!mac->mountTable().contains("/Volumes/Backup"));
-    QCOMPARE(fieldsOf(mac->diskInfo("disk4s2"), {"MountPoint", "FreeSpace"}), QStringLiteral("|0"));
-    const EmulatedMac::Run on = mac->run("diskutil", {"mountDisk", "/dev/disk4"});
-    QCOMPARE(on.out, QByteArray("Volume(s) mounted successfully\n"));
-    QCOMPARE(entriesOf(*mac, "/Volumes/Backup"), files);
-    // The EFI partition stays unmounted.
-    QVERIFY(!mac->mountTable().contains("/Volumes/EFI"));
-
-    // resizeVolume adds a mounted partition after the shrunk one.
-    const qint64 total = mac->diskInfo("disk4s2").value("TotalSize").toLongLong();
-    const QString newSize = QString::number(total - 2500000000LL) + QLatin1Char('B');
-    const EmulatedMac::Run r =
-        mac->run("diskutil", {"resizeVolume", "disk4s2", newSize, "JHFS+", "NewCloneSystem", "2500000000B"});
-    QCOMPARE(r.code, 0);
-    QVERIFY(r.out.startsWith(QStringLiteral("Resizing to %1 bytes").arg(total - 2500000000LL).toUtf8()));
-    QCOMPARE(fieldsOf(mac->diskInfo("disk4s3"), {"Size", "MountPoint", "FilesystemName"}),
-             QStringLiteral("2500000000|/Volumes/NewCloneSystem|Journaled HFS+"));
-    QCOMPARE(mac->diskInfo("disk4s2").value("TotalSize").toLongLong(), total - 2500000000LL);
-    QCOMPARE(entriesOf(*mac, "/Volumes/Backup"), files);
-    // More than the partition holds is refused.
-    const EmulatedMac::Run tooBig =
-        mac->run("diskutil", {"resizeVolume", "disk4s2", "100G", "JHFS+", "X", "900G"});
-    QCOMPARE(tooBig.code, 1);
-    QVERIFY(tooBig.err.startsWith("Error: -69787:"));
 }
