@@ -4,9 +4,6 @@
 
 #include <QDir>
 #include <QObject>
-#include <QVariantMap>
-
-#include <memory>
 
 // The emulator's tests: what its tools print and do, as the real ones would.
 class TestEmulator : public QObject {
@@ -33,10 +30,9 @@ private Q_SLOTS:
     void imageRefusalsOfARealMac();
     // the machine
     void toolsOnTheMachinesPath();
-    void plugAndUnplugShowAtOnce();
     void sizesInEachToolsUnits();
     void faultKnobs();
-    void concurrentCallsKeepTheStateWhole();
+    void plugAndUnplugAlsoConcurrently();
 };
 
 // The partition entries of one whole disk in `list -plist`.

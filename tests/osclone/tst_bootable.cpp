@@ -15,6 +15,8 @@
 #include <QJsonObject>
 #include <QTest>
 
+#include <algorithm>
+
 using namespace VolumesTestKit;
 
 namespace {
@@ -84,14 +86,6 @@ bool runClone(Recorder& rec, const VolumeObjRef& target) {
     const bool ended = waitUntil([e] { return !e->isRunning(); }, 90000);
     e->QvSetDelegate(nullptr);
     return ended;
-}
-
-bool ranVerb(const EmulatedMac& mac, const QString& tool, const QString& verb) {
-    for (const QStringList& c : mac.calls(tool)) {
-        if (c.value(1) == verb)
-            return true;
-    }
-    return false;
 }
 
 QJsonArray disksExcept(const EmulatedMac& mac, const QString& disk) {
@@ -287,8 +281,13 @@ void TestBootable::endsEarly() {
     e->QvSetDelegate(nullptr);
     QCOMPARE(rec.reports.last(), c.last);
     QCOMPARE(rec.reports.count(rec.reports.last()), 1);
-    QCOMPARE(ranVerb(*mac, QStringLiteral("diskutil"), QStringLiteral("eraseDisk")), c.erased);
-    QCOMPARE(ranVerb(*mac, QStringLiteral("asr"), QStringLiteral("restore")), c.restoreRan);
+    const auto ran = [&](const QString& tool, const QString& verb) {
+        const QList<QStringList> calls = mac->calls(tool);
+        return std::any_of(calls.cbegin(), calls.cend(),
+                           [&](const QStringList& call) { return call.value(1) == verb; });
+    };
+    QCOMPARE(ran("diskutil", "eraseDisk"), c.erased);
+    QCOMPARE(ran("asr", "restore"), c.restoreRan);
     // The restore ran as root; the stop reached it there.
     QVERIFY(mac->runningTools(QStringLiteral("asr")).isEmpty());
     QCOMPARE(QFileInfo::exists(mac->host("/Volumes/STICK")), c.stickKept);
@@ -319,8 +318,7 @@ void TestBootable::rootOnlyWhereItWasGranted() {
 
     // A restore started on its own after that clone has no rights left.
     mac->clearLog();
-    const QStringList before =
-        QDir(mac->host("/Volumes/Data")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    const QByteArray before = mac->emuctl({QStringLiteral("state")}).out;
     QvBootable* e = engine();
     Recorder rec;
     e->QvSetDelegate(&rec);
@@ -330,7 +328,7 @@ void TestBootable::rootOnlyWhereItWasGranted() {
     QCOMPARE(rec.reports, (QList<Report>{{QvBootable::kErrNeedsRoot, 8}}));
     QVERIFY(rec.labels.contains("asr needs to be run as root (see sudo(8))\n"));
     QVERIFY(mac->rootCalls().isEmpty());
-    QCOMPARE(QDir(mac->host("/Volumes/Data")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), before);
+    QCOMPARE(mac->emuctl({QStringLiteral("state")}).out, before);
 }
 
 void TestBootable::targetSwappedBeforeTheErase() {
@@ -382,21 +380,14 @@ void TestBootable::targetRefusals() {
                      {"TotalSize", 16000000000LL},
                      {"VirtualOrPhysical", "Physical"},
                      {"IORegistryEntryName", "SanDisk Cruzer Media"}};
+    info.insert(change); // the keys "system" and "gone" are the test's own
     QStringList system{QStringLiteral("disk0"), QStringLiteral("disk1")};
-    for (auto it = change.cbegin(); it != change.cend(); ++it) {
-        if (it.key() == QLatin1String("system"))
-            system << QStringLiteral("disk4");
-        else if (it.key() != QLatin1String("gone"))
-            info.insert(it.key(), it.value());
-    }
-    const std::optional<QVariantMap> answer =
-        change.contains("gone") ? std::nullopt : std::optional<QVariantMap>(info);
-    const QString refusal = refuseCloneTarget(
-        {QStringLiteral("disk4"), 16000000000LL, QStringLiteral("SanDisk Cruzer Media")}, answer, system);
-    if (reason.isEmpty())
-        QVERIFY2(refusal.isEmpty(), qPrintable(refusal));
-    else
-        QVERIFY2(refusal.contains(reason), qPrintable(refusal));
+    if (change.contains("system"))
+        system << QStringLiteral("disk4");
+    const QString refusal =
+        refuseCloneTarget({QStringLiteral("disk4"), 16000000000LL, QStringLiteral("SanDisk Cruzer Media")},
+                          change.contains("gone") ? std::nullopt : std::optional<QVariantMap>(info), system);
+    QVERIFY2(reason.isEmpty() ? refusal.isEmpty() : refusal.contains(reason), qPrintable(refusal));
 
     // The disks of an APFS volume are its container's and its physical store's.
     QCOMPARE(wholeDisksOfVolume(
