@@ -1,4 +1,4 @@
 #include "EmulatorTestKit.h"
 #include "TestMain.h"
 
-TAVRILL_TEST_MAIN(TestDiskutilOutput, TestDiskutilVerbs, TestAsr, TestImages, TestEmulatedMachine)
+TAVRILL_TEST_MAIN(TestEmulator)

@@ -11,25 +11,21 @@
 #include <QProcess>
 #include <QTest>
 
-void TestEmulatedMachine::toolsOnTheMachinesPath() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
+void TestEmulator::init() {
+    // The old machine goes first: one that goes puts back the root that was current when it came.
+    mac.reset();
+    mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
     QVERIFY(mac->isValid());
-    EmulatedMac::Run r = mac->run("killall", {"nothing_here"});
+}
+
+// zip, the real archiver run on the Mac's paths, is TestMakeDmg::archivesUnzipToTheSelection's.
+void TestEmulator::toolsOnTheMachinesPath() {
+    const EmulatedMac::Run r = mac->run("killall", {"nothing_here"});
     QCOMPARE(r.code, 1);
     QCOMPARE(r.err, QByteArray("No matching processes belonging to you were found\n"));
     QCOMPARE(mac->run("killall", {"mds_stores"}).code, 0);
     QVERIFY(mac->emuctl({"processes"}).code == 0);
     QCOMPARE(mac->run("killall", {"mds_stores"}).code, 1);
-
-    // zip runs the real archiver on the Mac's paths and prints them as a Mac would.
-    r = mac->run("zip", {"-r", "/Users/alex/Desktop/photos.zip", "/Volumes/STICK/Photos"});
-    QCOMPARE(r.code, 0);
-    QVERIFY2(r.out.startsWith("  adding: Volumes/STICK/Photos/ (stored 0%)\n"
-                              "  adding: Volumes/STICK/Photos/IMG_0001.JPG (deflated "),
-             r.out.constData());
-    QCOMPARE(readHostFile(mac->host("/Users/alex/Desktop/photos.zip")).left(4), QByteArray("PK\x03\x04", 4));
-    r = mac->run("zip", {"-r", "/tmp/none.zip", "/nope.txt"});
-    QCOMPARE(r.code, 12);
 
     // From a shell on the tools' path: every call is logged with its argv, and chmod works inside
     // the machine, never on the host's own root.
@@ -51,29 +47,7 @@ void TestEmulatedMachine::toolsOnTheMachinesPath() {
     QVERIFY(!QFileInfo::exists(QStringLiteral("/Tavrill_dmg")));
 }
 
-void TestEmulatedMachine::plugAndUnplugShowAtOnce() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY(mac->isValid());
-    const QByteArray disk =
-        R"({"name":"kingston","mediaName":"Kingston DataTraveler","size":"32GB","scheme":"MBR",
-        "partitions":[{"fs":"FAT32","name":"KINGSTON","seed":{"files":3,"size":100}}]})";
-    const QString id = mac->plug(disk);
-    QCOMPARE(id, QStringLiteral("disk8"));
-    QVERIFY(isWholeDisk(*mac, id));
-    QVERIFY(mac->mountTable().contains("/dev/disk8s1 /Volumes/KINGSTON msdos rw,"));
-    QCOMPARE(QDir(mac->host("/Volumes/KINGSTON")).entryList(QDir::Files).size(), 3);
-    QCOMPARE(infoText(*mac, id, "IORegistryEntryName"), QStringLiteral("Kingston DataTraveler Media"));
-
-    QVERIFY(mac->unplug("kingston"));
-    QVERIFY(!isWholeDisk(*mac, id));
-    QVERIFY(!mac->mountTable().contains("KINGSTON"));
-    QVERIFY(!QFileInfo::exists(mac->host("/Volumes/KINGSTON")));
-    QVERIFY(!mac->unplug("kingston"));
-    // Plugged again, the disk comes back with a fresh number.
-    QCOMPARE(mac->plug(disk), QStringLiteral("disk9"));
-}
-
-void TestEmulatedMachine::sizesInEachToolsUnits() {
+void TestEmulator::sizesInEachToolsUnits() {
     // Scenarios: decimal units with or without B, or bytes.
     const QList<QPair<QByteArray, qint64>> scenarioSizes = {
         {"\"16GB\"", 16000000000LL}, {"\"16g\"", 16000000000LL}, {"\"1.5TB\"", 1500000000000LL},
@@ -81,18 +55,12 @@ void TestEmulatedMachine::sizesInEachToolsUnits() {
     QByteArray disks;
     for (const auto& [size, bytes] : scenarioSizes)
         disks += QByteArray(disks.isEmpty() ? "" : ",") + R"({"scheme": "", "size": )" + size + "}";
-    disks += R"(, {"size": "16GB", "scheme": "MBR", "partitions": [{"fs": "JHFS+", "name": "DATA"}]})";
-    auto mac = VolumesTestKit::machine("10.15.7", disks);
+    mac.reset();
+    mac = VolumesTestKit::machine("10.15.7", disks);
     QVERIFY(mac->isValid());
     for (qsizetype i = 0; i < scenarioSizes.size(); ++i)
         QCOMPARE(mac->diskInfo(QStringLiteral("disk%1").arg(i + 2)).value("Size").toLongLong(),
                  scenarioSizes.at(i).second);
-
-    // diskutil: decimal units, and B (either case) for bytes.
-    for (const char* size : {"8000M", "8000000K", "8000000000b"}) {
-        QCOMPARE(mac->run("diskutil", {"resizeVolume", "/Volumes/DATA", size}).code, 0);
-        QCOMPARE(mac->diskInfo("/Volumes/DATA").value("TotalSize").toLongLong(), 8000000000LL);
-    }
 
     // hdiutil: binary units, b for 512-byte sectors; resize -limits prints the capacity in sectors.
     const QList<QPair<const char*, QByteArray>> imageSizes = {
@@ -105,18 +73,15 @@ void TestEmulatedMachine::sizesInEachToolsUnits() {
     }
 }
 
-void TestEmulatedMachine::faultKnobs() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY(mac->isValid());
-    QVERIFY(mac->addFault(R"({"tool":"diskutil","verb":"info","device":"disk3s1","mode":"garbage"})"));
-    QVERIFY(mac->addFault(R"({"tool":"diskutil","verb":"info","device":"disk4s2","mode":"truncated"})"));
-    QVERIFY(
-        mac->addFault(R"({"tool":"diskutil","verb":"info","device":"disk5s1","mode":"silent","times":1})"));
-    QVERIFY(mac->addFault(
-        R"({"tool":"diskutil","verb":"list","mode":"fail","message":"Error: -69877: Couldn't open device","exit":3})"));
-    QVERIFY(mac->addFault(
-        R"({"tool":"diskutil","verb":"info","device":"disk2s2","mode":"hang","seconds":1,"times":1})"));
-
+void TestEmulator::faultKnobs() {
+    const char* const faults[] = {
+        R"({"tool":"diskutil","verb":"info","device":"disk3s1","mode":"garbage"})",
+        R"({"tool":"diskutil","verb":"info","device":"disk4s2","mode":"truncated"})",
+        R"({"tool":"diskutil","verb":"info","device":"disk5s1","mode":"silent","times":1})",
+        R"({"tool":"diskutil","verb":"list","mode":"fail","message":"Error: -69877: Couldn't open device","exit":3})",
+        R"({"tool":"diskutil","verb":"info","device":"disk2s2","mode":"hang","seconds":1,"times":1})"};
+    for (const char* fault : faults)
+        QVERIFY(mac->addFault(fault));
     const EmulatedMac::Run garbage = mac->run("diskutil", {"info", "-plist", "disk3s1"});
     QVERIFY(!garbage.out.isEmpty());
     QVERIFY(!PropertyList::dictionaryFromBytes(garbage.out));
@@ -138,9 +103,26 @@ void TestEmulatedMachine::faultKnobs() {
     QVERIFY(!mac->diskList().isEmpty());
 }
 
-void TestEmulatedMachine::concurrentCallsKeepTheStateWhole() {
-    auto mac = EmulatedMac::fromScenario(QStringLiteral("demo"));
-    QVERIFY(mac->isValid());
+void TestEmulator::plugAndUnplugAlsoConcurrently() {
+    const QByteArray disk =
+        R"({"name":"kingston","mediaName":"Kingston DataTraveler","size":"32GB","scheme":"MBR",
+        "partitions":[{"fs":"FAT32","name":"KINGSTON","seed":{"files":3,"size":100}}]})";
+    const QString id = mac->plug(disk);
+    QCOMPARE(id, QStringLiteral("disk8"));
+    QVERIFY(isWholeDisk(*mac, id));
+    QVERIFY(mac->mountTable().contains("/dev/disk8s1 /Volumes/KINGSTON msdos rw,"));
+    QCOMPARE(QDir(mac->host("/Volumes/KINGSTON")).entryList(QDir::Files).size(), 3);
+    QCOMPARE(infoText(*mac, id, "IORegistryEntryName"), QStringLiteral("Kingston DataTraveler Media"));
+
+    QVERIFY(mac->unplug("kingston"));
+    QVERIFY(!isWholeDisk(*mac, id));
+    QVERIFY(!mac->mountTable().contains("KINGSTON"));
+    QVERIFY(!QFileInfo::exists(mac->host("/Volumes/KINGSTON")));
+    QVERIFY(!mac->unplug("kingston"));
+    // Plugged again, the disk comes back with a fresh number.
+    QCOMPARE(mac->plug(disk), QStringLiteral("disk9"));
+
+    // Disks plugged while the disk tool lists them, several at once: every answer is whole.
     QList<QProcess*> running;
     for (int i = 0; i < 8; ++i) {
         auto* p = new QProcess;
@@ -163,7 +145,52 @@ void TestEmulatedMachine::concurrentCallsKeepTheStateWhole() {
         delete p;
     }
     const QStringList whole = mac->diskList().value("WholeDisks").toStringList();
-    QCOMPARE(whole.size(), 8 + 8);
+    QCOMPARE(whole.size(), 8 + 1 + 8);
     for (int i = 0; i < 8; ++i)
         QVERIFY(QFileInfo(mac->host(QStringLiteral("/Volumes/S%1").arg(i))).isDir());
+}
+
+// An image's round trip (create, mount, copy in, eject, attach again) is
+// TestMakeDmg::imageHoldsTheItemsByteForByte's.
+void TestEmulator::imageRefusalsOfARealMac() {
+    QVERIFY(writeHostFile(mac->host("/tmp/src/blob.bin"), QByteArray(3000000, 'b')));
+    QVERIFY(writeHostFile(mac->host("/tmp/not.dmg"), "hello"));
+    // The extension is added when missing.
+    QCOMPARE(mac->run("hdiutil", {"create", "/tmp/plain", "-size", "1m"}).out,
+             QByteArray("created: /tmp/plain.dmg\n"));
+    const QList<QPair<QStringList, QByteArray>> refused = {
+        {{"create", "/tmp/plain.dmg", "-size", "1m"}, "hdiutil: create failed - File exists\n"},
+        // More than the volume it is written to can hold.
+        {{"create", "/Volumes/SMALL/big.dmg", "-volname", "Big", "-size", "2g", "-fs", "HFS+", "-format",
+          "UDRW"},
+         "hdiutil: create failed - No space left on device\n"},
+        // A source folder larger than the image.
+        {{"create", "/tmp/small.dmg", "-volname", "Tiny", "-size", "1000000", "-srcfolder", "/tmp/src"},
+         "could not access /Volumes/Tiny/blob.bin - No space left on device\n"
+         "hdiutil: create failed - No space left on device\n"},
+        // A name the FAT32 driver refuses.
+        {{"create", "/Volumes/SMALL/at 10:00.dmg", "-size", "1m"},
+         "hdiutil: create failed - Invalid argument\n"},
+        {{"create", "/nowhere/x.dmg", "-size", "1m"}, "hdiutil: create failed - No such file or directory\n"},
+        // Peta- and exabytes are units too: far beyond the machine's free space.
+        {{"create", "/tmp/huge.dmg", "-size", "1p"}, "hdiutil: create failed - No space left on device\n"},
+        {{"create", "/tmp/huge.dmg", "-size", "2E"}, "hdiutil: create failed - No space left on device\n"},
+        {{"attach", "/tmp/not.dmg"}, "hdiutil: attach failed - image not recognized\n"},
+    };
+    for (const auto& [args, err] : refused) {
+        const bool existed = QFileInfo::exists(mac->host(args.at(1)));
+        const EmulatedMac::Run r = mac->run("hdiutil", args);
+        QVERIFY2(r.code == 1, qPrintable(args.join(' ')));
+        QCOMPARE(r.err, err);
+        QCOMPARE(QFileInfo::exists(mac->host(args.at(1))), existed);
+    }
+    // Each file system asked for is the one the image's volume gets.
+    for (const QString fs : {"ExFAT", "MS-DOS FAT32"}) {
+        const QString image = QStringLiteral("/tmp/%1.dmg").arg(fs.left(5));
+        const QString volume = QStringLiteral("FS%1").arg(fs.left(2));
+        QCOMPARE(mac->run("hdiutil", {"create", image, "-volname", volume, "-size", "10m", "-fs", fs}).code,
+                 0);
+        QCOMPARE(mac->run("hdiutil", {"attach", image}).code, 0);
+        QCOMPARE(infoText(*mac, "/Volumes/" + volume, "FilesystemName"), fs);
+    }
 }

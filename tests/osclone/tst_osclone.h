@@ -14,17 +14,13 @@ private Q_SLOTS:
     void verdict();
 };
 
-// The clone target control: which USB drives it lists, how it follows them, the clone volume's
-// name, and carving a clone partition.
+// The clone target control: which USB drives it lists and how it follows them.
 class TestUSBControl : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void listingTakesOnlyLargeUsbDrives();
     void plugAndPullKeepTheListRight();
     void concurrentPlugAndPull();
-    void carvingRunsTheExactResize();
-    void carvingRefusals_data();
-    void carvingRefusals();
 };
 
 // The clone engine on an emulated Mac: what it runs, in what order and with which arguments,
@@ -35,8 +31,6 @@ class TestBootable : public QObject {
 private Q_SLOTS:
     void clonesInEveryDelivery_data();
     void clonesInEveryDelivery();
-    void fileSystemBySystemVersion_data();
-    void fileSystemBySystemVersion();
     void endsEarly_data();
     void endsEarly();
     void rootOnlyWhereItWasGranted();

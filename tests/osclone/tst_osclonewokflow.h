@@ -7,9 +7,7 @@ class TestOsCloneWorkflow : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void cloneToTheEnd();
-    void slowSystemSizeLeavesTheWindowFree();
     void confirmationListsWhatTheEraseDestroys();
-    void cancelStopsTheClone();
     void quitDuringTheClone_data();
     void quitDuringTheClone();
     void failuresAreShown_data();
