@@ -369,6 +369,7 @@ void SelectDrivceViewController::beginToCopySystem() {
     m_cloneClock.start();
     m_pass = 0;
     m_passTenths = 0;
+    m_runEnded = false;
     showTimes();
     m_timesTick->start();
     canChangeTab(false);
@@ -398,7 +399,7 @@ void SelectDrivceViewController::cancelToCopySystem() {
 }
 
 void SelectDrivceViewController::QvUINotify(const QvProgressRecord* record) {
-    if (!record)
+    if (!record || m_runEnded)
         return;
     if (record->errorCode < 0) {
         const QString text = OsCloneTexts::errorText(record->errorCode);
@@ -428,6 +429,8 @@ void SelectDrivceViewController::QvUINotify(const QvProgressRecord* record) {
 }
 
 void SelectDrivceViewController::changeProTimeWithTag(int tag, int step) {
+    if (m_runEnded)
+        return;
     if ((step == 1 || step == 2) && tag >= 1 && tag <= 10) {
         const std::int64_t now = m_cloneClock.elapsed();
         if (step != m_pass) {
@@ -481,6 +484,7 @@ void SelectDrivceViewController::showTimes() {
 }
 
 void SelectDrivceViewController::showFaile(bool failed) {
+    m_runEnded = true;
     m_timesTick->stop();
     m_stepFVC->setSetpIn(4);
     m_failView->setVisible(failed);

@@ -139,6 +139,9 @@ private:
     QElapsedTimer m_cloneClock;
     // The copy pass under way (0: none yet), when it began, and its last tenth and when it came.
     int m_pass = 0;
+    // Once the end view shows (stopped, failed or done), the run's later reports change nothing:
+    // a report still on its way after Stop must not turn "stopped" into a failure or a success.
+    bool m_runEnded = false;
     std::int64_t m_passStartMs = 0;
     int m_passTenths = 0;
     std::int64_t m_passTenthsMs = 0;
