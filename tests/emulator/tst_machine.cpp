@@ -4,6 +4,8 @@
 #include "core/PropertyList.h"
 #include "platform/Machine.h"
 
+#include <QCoreApplication>
+#include <QDateTime>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -45,6 +47,21 @@ void TestEmulator::toolsOnTheMachinesPath() {
                                                          {"diskutil", "rename", "disk2s2", "a b\"c"}}));
     QVERIFY(QFileInfo(mac->host("/Tavrill_dmg/inner")).permission(QFileDevice::ExeOther));
     QVERIFY(!QFileInfo::exists(QStringLiteral("/Tavrill_dmg")));
+
+    // A logged call's number, now held by a process that started after it (this test), is not
+    // that call still running.
+    const qint64 self = QCoreApplication::applicationPid();
+    QFile log(mac->host("/var/log/emulator.log"));
+    QVERIFY(log.open(QIODevice::Append));
+    log.write(
+        QStringLiteral("{\"argv\":[],\"pid\":%1,\"time\":\"2020-01-01T00:00:00.000\",\"tool\":\"hdiutil\"}\n"
+                       "{\"argv\":[],\"pid\":%1,\"time\":\"%2\",\"tool\":\"zip\"}\n")
+            .arg(self)
+            .arg(QDateTime::currentDateTime().toString(Qt::ISODateWithMs))
+            .toUtf8());
+    log.close();
+    QCOMPARE(mac->runningCallPids("hdiutil"), QList<qint64>());
+    QCOMPARE(mac->runningCallPids("zip"), QList<qint64>{self});
 }
 
 void TestEmulator::sizesInEachToolsUnits() {
