@@ -726,10 +726,12 @@ void Monkey::step() {
                 fail(QStringLiteral("a window's own loop went on for 20 s after the application ended"));
                 return;
             }
+            // A dialog ends at once, as with the process: its own way out may take its time (the
+            // update window fades out, and each reject would start the fade again).
             if (QWidget* popup = QApplication::activePopupWidget())
                 popup->close();
             else if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
-                dialog->reject();
+                dialog->done(QDialog::Rejected);
             m_stepTimer.start(50);
             return;
         }
