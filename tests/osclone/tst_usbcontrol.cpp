@@ -144,7 +144,7 @@ void TestUSBControl::concurrentPlugAndPull() {
         names.sort();
         return names;
     };
-    QVERIFY(waitUntil([&] { return sortedNames() == expected; }, 3000));
+    QVERIFY(waitUntil([&] { return sortedNames() == expected; }, 15000));
     QTest::qWait(400);
     workerPool()->waitForDone(5000);
     QCOMPARE(sortedNames(), expected);
