@@ -90,6 +90,12 @@ inline QString needsFullDiskAccess() {
 inline QString stopped() {
     return QStringLiteral("You have stopped the clone process.");
 }
+inline QString stopping() {
+    return QStringLiteral("Stopping the clone: waiting for the disk tools to end\u2026");
+}
+inline QString stoppingButton() {
+    return QStringLiteral("Stopping\u2026");
+}
 inline QString succeeded() {
     return QStringLiteral(
         "The system has been cloned. You can now start up a Mac from the destination drive.");

@@ -23,10 +23,12 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <utility>
+
 namespace {
 
 constexpr int kPopupDistance = 5;
-// How often a stop for quitting looks whether the engine has ended.
+// How often a stop looks whether the engine has ended.
 constexpr int kStopPollMs = 100;
 
 QLabel* textLabel(double pointSize, bool bold, const QColor& colour, QWidget* parent) {
@@ -394,13 +396,43 @@ void SelectDrivceViewController::cancelButtonAction() {
 }
 
 void SelectDrivceViewController::cancelToCopySystem() {
+    if (m_stopping || m_runEnded)
+        return;
     m_engine->QvStop();
-    showFailView(OsCloneTexts::stopped());
+    // "Stopped" is said once the erase or the restore tool has really ended: until then the
+    // progress view says so, offers nothing to press, and the tabs stay locked.
+    m_stopping = true;
+    m_stopSucceeded = false;
+    m_pathLabel->setText(OsCloneTexts::stopping());
+    m_cancelButton->setText(OsCloneTexts::stoppingButton());
+    m_cancelButton->setEnabled(false);
+    auto* watch = new QTimer(this);
+    connect(watch, &QTimer::timeout, this, [this, watch] {
+        if (m_engine->isRunning())
+            return;
+        watch->stop();
+        watch->deleteLater();
+        m_stopping = false;
+        m_cancelButton->setText(OsCloneTexts::cancel());
+        m_cancelButton->setEnabled(true);
+        // A restore that finished just before it was stopped made the drive bootable all the same.
+        if (m_stopSucceeded)
+            changeProValue(100.0);
+        else
+            showFailView(OsCloneTexts::stopped());
+        for (const std::function<void()>& stopped : std::exchange(m_stoppedForQuit, {}))
+            stopped();
+    });
+    watch->start(kStopPollMs);
 }
 
 void SelectDrivceViewController::QvUINotify(const QvProgressRecord* record) {
     if (!record || m_runEnded)
         return;
+    if (m_stopping) {
+        m_stopSucceeded = m_stopSucceeded || (record->errorCode == 0 && record->stepCode == 8);
+        return;
+    }
     if (record->errorCode < 0) {
         const QString text = OsCloneTexts::errorText(record->errorCode);
         if (text.isEmpty())
@@ -429,7 +461,7 @@ void SelectDrivceViewController::QvUINotify(const QvProgressRecord* record) {
 }
 
 void SelectDrivceViewController::changeProTimeWithTag(int tag, int step) {
-    if (m_runEnded)
+    if (m_runEnded || m_stopping)
         return;
     if ((step == 1 || step == 2) && tag >= 1 && tag <= 10) {
         const std::int64_t now = m_cloneClock.elapsed();
@@ -449,7 +481,8 @@ void SelectDrivceViewController::changeProTimeWithTag(int tag, int step) {
 }
 
 void SelectDrivceViewController::changeProLabelValue(const QString& text) {
-    m_pathLabel->setText(trim(text));
+    if (!m_stopping)
+        m_pathLabel->setText(trim(text));
 }
 
 void SelectDrivceViewController::changeProValue(double percent) {
@@ -535,17 +568,8 @@ void SelectDrivceViewController::stopForQuit(std::function<void()> stopped) {
     }
     if (m_cancelConfirmation)
         m_cancelConfirmation->closeWindow();
+    m_stoppedForQuit.push_back(std::move(stopped));
     cancelToCopySystem();
-    // The engine's last report comes once the erase or the restore tool has ended.
-    auto* watch = new QTimer(this);
-    connect(watch, &QTimer::timeout, this, [this, watch, stopped = std::move(stopped)] {
-        if (m_engine->isRunning())
-            return;
-        watch->deleteLater();
-        watch->stop();
-        stopped();
-    });
-    watch->start(kStopPollMs);
 }
 
 QString SelectDrivceViewController::trim(const QString& text) {

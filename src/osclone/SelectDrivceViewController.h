@@ -11,10 +11,12 @@
 #include "volumes/VolumeObj.h"
 
 #include <QElapsedTimer>
+#include <QList>
 #include <QPointer>
 #include <QWidget>
 
 #include <cstdint>
+#include <functional>
 
 class FlatButton;
 class ImageView;
@@ -142,6 +144,11 @@ private:
     // Once the end view shows (stopped, failed or done), the run's later reports change nothing:
     // a report still on its way after Stop must not turn "stopped" into a failure or a success.
     bool m_runEnded = false;
+    // Stop was chosen and the engine has not yet ended; whether its last report was a success.
+    bool m_stopping = false;
+    bool m_stopSucceeded = false;
+    // What waits for the stop to end (a quit).
+    QList<std::function<void()>> m_stoppedForQuit;
     std::int64_t m_passStartMs = 0;
     int m_passTenths = 0;
     std::int64_t m_passTenthsMs = 0;

@@ -305,15 +305,24 @@ void TestOsCloneWorkflow::failuresAreShown() {
         QVERIFY(tab.vc->progressView()->isVisible());
         QCOMPARE(tab.vc->iProgreeBar()->doubleValue(), before);
         QVERIFY(!tab.window->isTabChangeAllowed());
-        // Its "Cancel" stops it at once; the restore tool ends without finishing.
+        // Its "Cancel" stops it. Until the restore tool has ended, the progress view says it is
+        // stopping and nothing can be pressed; a report of the stopped run (the killed restore's
+        // failure) shows nothing.
         click(tab.vc->cancelButton());
         click(tab.vc->cancelConfirmation()->cancelButton());
-        QVERIFY(tab.vc->failView()->isVisible());
-        QCOMPARE(tab.vc->errorLable()->text(), text);
-        QVERIFY(tab.window->isTabChangeAllowed());
-        // Reports still on their way from the stopped run: the killed restore's failure, its last
-        // step, a tenth of a pass.
+        QVERIFY(tab.vc->progressView()->isVisible());
+        QCOMPARE(tab.vc->pathLabel()->text(),
+                 QStringLiteral("Stopping the clone: waiting for the disk tools to end\u2026"));
+        QCOMPARE(tab.vc->cancelButton()->text(), QStringLiteral("Stopping\u2026"));
+        QVERIFY(!tab.vc->cancelButton()->isEnabled());
+        QVERIFY(!tab.window->isTabChangeAllowed());
         const QvProgressRecord failed{-7, 0, 0}, last{0, 8, 100};
+        tab.vc->QvUINotify(&failed);
+        QVERIFY(waitUntil([&] { return tab.vc->failView()->isVisible(); }, 30000));
+        QCOMPARE(tab.mac->runningTools("asr"), QList<qint64>());
+        QCOMPARE(tab.vc->errorLable()->text(), text);
+        QCOMPARE(tab.vc->cancelButton()->text(), QStringLiteral("Cancel"));
+        // Reports that come after the end change nothing either.
         tab.vc->QvUINotify(&failed);
         tab.vc->QvUINotify(&last);
         tab.vc->changeProTimeWithTag(10, 2);
