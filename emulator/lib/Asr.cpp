@@ -9,6 +9,8 @@
 #include <QJsonArray>
 #include <QThread>
 
+#include <csignal>
+#include <ctime>
 #include <unistd.h>
 
 #include <filesystem>
@@ -113,6 +115,17 @@ bool targetStillThere(MachineState& m, const QString& partId) {
     return p && p->mounted;
 }
 
+// A restore told to stop (SIGTERM, SIGINT) first puts the target back in order, which takes a
+// while: with the knob "stopDelayMs" the tool ends that long after the signal, by the signal.
+int stopDelayMs = 0;
+
+void endAfterStopDelay(int signal) {
+    const timespec delay{stopDelayMs / 1000, (stopDelayMs % 1000) * 1000000L};
+    ::nanosleep(&delay, nullptr);
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
 int failLine(Delivery& out, const QString& text) {
     out.piece(text.toUtf8() + '\n');
     out.flushAll();
@@ -131,6 +144,10 @@ int asrMain(MachineState& m, const QStringList& args) {
     const int stepMs = knobs.value(QStringLiteral("stepDelayMs")).toInt(40);
     const int failAt = knobs.value(QStringLiteral("failAt")).toInt(-1);
     const int failPass = knobs.value(QStringLiteral("failPass")).toInt(1);
+    stopDelayMs = knobs.value(QStringLiteral("stopDelayMs")).toInt(0);
+    if (stopDelayMs > 0)
+        for (const int signal : {SIGTERM, SIGINT})
+            std::signal(signal, endAfterStopDelay);
 
     // asr works on disks only as root; how the real one words its refusal is not recorded
     // anywhere public, so the emulator takes its manual's sentence.

@@ -287,7 +287,8 @@ void TestOsCloneWorkflow::failuresAreShown() {
     QFETCH(QString, cause);
     QFETCH(QString, text);
     Tab tab;
-    QVERIFY(tab.open(cloneMac("\"stepDelayMs\":200,\"pieceDelayMs\":0")));
+    // Told to stop, the restore tool takes 1.5 s to end.
+    QVERIFY(tab.open(cloneMac("\"stepDelayMs\":200,\"pieceDelayMs\":0,\"stopDelayMs\":1500")));
     QVERIFY(cause == "stop" || cause == "unplug" || tab.mac->setAuthorization(cause));
     QVERIFY(tab.pickAndStart());
     if (cause == "stop" || cause == "unplug")
