@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRandomGenerator>
 #include <QRegularExpression>
 
 #include <csignal>
@@ -31,6 +32,12 @@ QStringList sortedEntries(const QString& hostFolder) {
     return names;
 }
 
+QByteArray noise(qsizetype size, quint32 seed) {
+    QList<quint32> words((size + 3) / 4);
+    QRandomGenerator(seed).fillRange(words.data(), words.size());
+    return QByteArray(reinterpret_cast<const char*>(words.constData()), size);
+}
+
 QStringList describe(const FileNodeList& nodes) {
     QStringList out;
     for (const FileNodeRef& n : nodes)
@@ -48,17 +55,13 @@ QStringList receiptFiles(const QString& hostReceipt) {
     return names;
 }
 
-namespace {
-
-FileNodeRef node(const QString& path, bool folder, qint64 state, FileNode* father) {
+static FileNodeRef node(const QString& path, bool folder, qint64 state, FileNode* father) {
     FileNodeRef n = FileNode::initWithPath(path, path.section('/', -1), folder, father);
     n->setState(state);
     if (father)
         father->children().append(n);
     return n;
 }
-
-} // namespace
 
 FileNodeRef fileNode(const QString& path, quint64 size, qint64 state, FileNode* father) {
     FileNodeRef n = node(path, false, state, father);

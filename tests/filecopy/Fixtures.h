@@ -15,6 +15,8 @@ void makeFolder(TestMachine& mac, const QString& macPath);
 QStringList listingOrder(const QString& hostFolder);
 // The same names, sorted.
 QStringList sortedEntries(const QString& hostFolder);
+// size bytes of seeded noise, the same for the same seed.
+QByteArray noise(qsizetype size, quint32 seed);
 // "name:size" for each node, to compare orders in one go.
 QStringList describe(const FileNodeList& nodes);
 // The names a copy's receipt gives a checksum line ("XXH128 (name) = hex"), in its order.
