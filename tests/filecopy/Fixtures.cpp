@@ -7,7 +7,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
-#include <QRegularExpression>
 
 #include <csignal>
 #include <fcntl.h>
@@ -43,16 +42,6 @@ QStringList describe(const FileNodeList& nodes) {
     for (const FileNodeRef& n : nodes)
         out << QStringLiteral("%1:%2").arg(n->name()).arg(n->size());
     return out;
-}
-
-QStringList receiptFiles(const QString& hostReceipt) {
-    static const QRegularExpression fileLine(QStringLiteral("^XXH128 \\((.+)\\) = [0-9a-f]{32}$"));
-    QStringList names;
-    for (const QString& line : QString::fromUtf8(readHostFile(hostReceipt)).split('\n')) {
-        if (const QRegularExpressionMatch m = fileLine.match(line); m.hasMatch())
-            names << m.captured(1);
-    }
-    return names;
 }
 
 static FileNodeRef node(const QString& path, bool folder, qint64 state, FileNode* father) {
