@@ -6,7 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
+#include <QRandomGenerator>
 
 #include <csignal>
 #include <fcntl.h>
@@ -31,6 +31,12 @@ QStringList sortedEntries(const QString& hostFolder) {
     return names;
 }
 
+QByteArray noise(qsizetype size, quint32 seed) {
+    QList<quint32> words((size + 3) / 4);
+    QRandomGenerator(seed).fillRange(words.data(), words.size());
+    return QByteArray(reinterpret_cast<const char*>(words.constData()), size);
+}
+
 QStringList describe(const FileNodeList& nodes) {
     QStringList out;
     for (const FileNodeRef& n : nodes)
@@ -38,27 +44,13 @@ QStringList describe(const FileNodeList& nodes) {
     return out;
 }
 
-QStringList receiptFiles(const QString& hostReceipt) {
-    static const QRegularExpression fileLine(QStringLiteral("^XXH128 \\((.+)\\) = [0-9a-f]{32}$"));
-    QStringList names;
-    for (const QString& line : QString::fromUtf8(readHostFile(hostReceipt)).split('\n')) {
-        if (const QRegularExpressionMatch m = fileLine.match(line); m.hasMatch())
-            names << m.captured(1);
-    }
-    return names;
-}
-
-namespace {
-
-FileNodeRef node(const QString& path, bool folder, qint64 state, FileNode* father) {
+static FileNodeRef node(const QString& path, bool folder, qint64 state, FileNode* father) {
     FileNodeRef n = FileNode::initWithPath(path, path.section('/', -1), folder, father);
     n->setState(state);
     if (father)
         father->children().append(n);
     return n;
 }
-
-} // namespace
 
 FileNodeRef fileNode(const QString& path, quint64 size, qint64 state, FileNode* father) {
     FileNodeRef n = node(path, false, state, father);

@@ -15,10 +15,10 @@ void makeFolder(TestMachine& mac, const QString& macPath);
 QStringList listingOrder(const QString& hostFolder);
 // The same names, sorted.
 QStringList sortedEntries(const QString& hostFolder);
+// size bytes of seeded noise, the same for the same seed.
+QByteArray noise(qsizetype size, quint32 seed);
 // "name:size" for each node, to compare orders in one go.
 QStringList describe(const FileNodeList& nodes);
-// The names a copy's receipt gives a checksum line ("XXH128 (name) = hex"), in its order.
-QStringList receiptFiles(const QString& hostReceipt);
 FileNodeRef fileNode(const QString& path, quint64 size, qint64 state = 1, FileNode* father = nullptr);
 // Writes a file on the machine and answers its node, of the content's length, under father.
 FileNodeRef writtenNode(TestMachine& mac, const QString& macPath, const QByteArray& content, qint64 state = 1,

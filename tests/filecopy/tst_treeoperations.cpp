@@ -14,7 +14,6 @@
 
 #include <QDirIterator>
 #include <QElapsedTimer>
-#include <QMutex>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -38,54 +37,19 @@ struct Recorder : ControllerDelegate {
     void endScanFiles() override { ++imageScans; }
 };
 
-struct EndRecorder : EumeRootDelegate {
-    std::atomic<int> ends{0};
-    void endScan() override { ++ends; }
-    void endEumeNode() override {}
-};
-
-// Lists a path's top level and waits for the listing to finish (by its progress, as the file
-// list does, or by endScan).
-FileNodeList listTopLevel(const QString& path, EndRecorder* ends = nullptr) {
-    EndRecorder local;
-    EndRecorder* recorder = ends ? ends : &local;
-    std::shared_ptr<EumeRoot> root = EumeRoot::create();
-    root->setEumeDelegate(recorder);
-    FileNodeArrayRef array = makeFileNodeArray();
-    const int before = recorder->ends;
-    root->eumeAllRootFileNodeWithRootArr(array, path);
-    if (!waitUntil([&] { return recorder->ends > before; }, 20000))
-        qWarning("listing did not end");
-    root->setEumeDelegate(nullptr);
-    return array->toList();
-}
-
 // Asks the Controller for a node's children and waits until the listing has come back.
 bool expandAndWait(Controller& controller, FileNode* node) {
     controller.getNodeListWithFaterNode(node);
     return waitUntil([&] { return controller.pendingNodeListings() == 0; }, 10000);
 }
 
-QStringList names(const FileNodeList& nodes) {
-    QStringList out;
-    for (const FileNodeRef& n : nodes)
-        out << n->name();
-    return out;
-}
-
+// Each report arrives on the main thread (offMain tells when one did not).
 struct SizeRecorder : GetFilesSizeDelegate {
-    QMutex lock;
     QList<qint64> reports;
     std::atomic<bool> offMain{false};
     void allCopyFilesSize(qint64 size) override {
-        if (!isMainThread())
-            offMain = true;
-        QMutexLocker l(&lock);
+        offMain = offMain || !isMainThread();
         reports << size;
-    }
-    QList<qint64> taken() {
-        QMutexLocker l(&lock);
-        return reports;
     }
 };
 
@@ -121,56 +85,41 @@ private Q_SLOTS:
         // Keys beyond count - 1 are never looked at.
         QVERIFY(PropertyList::writeDictionary(
             list, {{"0", "/System"}, {"1", "/Library"}, {"2", "/private/var"}, {"7", "/Beyond"}}));
-        const QList<QPair<QString, bool>> paths = {{"/System", true},          {"/private/var", true},
-                                                   {"/System/", false},        {"/system", false},
-                                                   {"/System/Library", false}, {"/Beyond", false}};
+        const QList<QPair<QString, bool>> paths = {
+            {"/System", true},  {"/private/var", true},     {"/Library", true}, {"/System/", false},
+            {"/system", false}, {"/System/Library", false}, {"/Beyond", false}, {"/Users", false}};
         for (const auto& [path, system] : paths)
             QVERIFY2(SystemFolder::isSystemFileWithFilePath(path) == system, qPrintable(path));
-        FileNodeRef user = FileNode::initWithPath("/Users", "Users", true, nullptr);
-        QVERIFY(FileNode::initWithPath("/Library", "Library", true, nullptr)->isSystemFile() &&
-                !user->isSystemFile());
         // The list is read on every call.
         QVERIFY(PropertyList::writeDictionary(list, {{"0", "/Users"}}));
-        QVERIFY(user->isSystemFile());
+        QVERIFY(SystemFolder::isSystemFileWithFilePath("/Users"));
         setResourceDirectory(QString());
-
-        // The shipped list is a real resource file and protects the system folder, not user data.
-        QVERIFY(!resourcePath("SystemFile", "plist").isEmpty());
-        QVERIFY(SystemFolder::isSystemFileWithFilePath("/System"));
-        QVERIFY(!SystemFolder::isSystemFileWithFilePath("/Users"));
     }
 
     void insertsBySizeAsSingleInsertsWould() {
-        // Reference: the rule as stated, a linear search for the first element not larger.
-        auto linearInsert = [](FileNodeList& list, const FileNodeRef& node) {
-            qsizetype i = 0;
-            while (i < list.size() && list[i]->size() > node->size())
-                ++i;
-            list.insert(i, node);
-        };
         QRandomGenerator random(7);
         for (int round = 0; round < 20; ++round) {
             FileNodeArray single, merged;
             FileNodeList reference;
-            int serial = 0;
-            for (int step = 0; step < 30; ++step) {
+            for (int step = 0, serial = 0; step < 30; ++step) {
                 FileNodeList group;
-                const int groupSize = random.bounded(1, 12);
-                for (int k = 0; k < groupSize; ++k) {
+                for (int k = random.bounded(1, 12); k > 0; --k, ++serial) {
                     // Few distinct sizes, many ties, zeros and folders appended in between.
-                    const bool folder = random.bounded(5) == 0;
-                    FileNodeRef n = folder
-                                        ? folderNode(QStringLiteral("/d%1").arg(serial++))
-                                        : fileNode(QStringLiteral("/f%1").arg(serial++), random.bounded(4));
-                    if (folder) {
-                        single.append(n);
-                        merged.append(n);
-                        reference.append(n);
-                    } else {
-                        single.insertBySize(n);
-                        linearInsert(reference, n);
-                        group.append(n);
+                    if (random.bounded(5) == 0) {
+                        const FileNodeRef folder = folderNode(QStringLiteral("/d%1").arg(serial));
+                        single.append(folder);
+                        merged.append(folder);
+                        reference.append(folder);
+                        continue;
                     }
+                    const FileNodeRef n = fileNode(QStringLiteral("/f%1").arg(serial), random.bounded(4));
+                    single.insertBySize(n);
+                    group.append(n);
+                    // Reference: the rule as stated, before the first element not larger.
+                    reference.insert(
+                        std::find_if(reference.begin(), reference.end(),
+                                     [&](const FileNodeRef& r) { return r->size() <= n->size(); }),
+                        n);
                 }
                 merged.insertAllBySize(group);
             }
@@ -241,11 +190,9 @@ private Q_SLOTS:
         QVERIFY(recorder.reloads > 0 && recorder.buttonStates > 0);
         click(a, true);
         QCOMPARE(states({a, mid, top}), (QList<qint64>{1, 1, 1}));
-        QVERIFY(controller.selectNodeArr().contains(a.data()));
         // Unticking a folder unticks its children; a top-level node only refreshes the screen.
         click(mid, false);
         QCOMPARE(states({a, mid, top}), (QList<qint64>{0, 0, 2}));
-        QVERIFY(!controller.selectNodeArr().contains(mid.data()));
         const int reloads = recorder.reloads.load();
         controller.changeFatherNodeSelectStateWithFileNode(top.data(), false);
         QCOMPARE(recorder.reloads.load(), reloads + 1);
@@ -271,23 +218,6 @@ private Q_SLOTS:
         QCOMPARE(states({shut, child, grandchild}), (QList<qint64>{0, 0, 0}));
         controller.changeSelectWithNode(shut.data(), true);
         QCOMPARE(grandchild->state(), qint64(1));
-
-        // The header's select-all pushes down only into expanded folders: one refresh of its own,
-        // one more per expanded folder pushed down.
-        FileNodeRef closed = folderNode("/V/closed");
-        FileNodeRef closedChild = fileNode("/V/closed/c", 1, 1, closed.data());
-        FileNodeRef file = fileNode("/V/file", 3);
-        FileNodeArrayRef roots = makeFileNodeArray();
-        for (const FileNodeRef& n : {file, mid, closed})
-            roots->append(n);
-        mid->setState(1);
-        a->setState(1);
-        controller.setARootArr(roots);
-        recorder.reloads = recorder.buttonStates = 0;
-        controller.selectAllFileNode(false);
-        QCOMPARE(states({file, mid, a, closed, closedChild}), (QList<qint64>{0, 0, 0, 0, 1}));
-        QCOMPARE(recorder.reloads.load(), 2);
-        QCOMPARE(recorder.buttonStates.load(), 2);
     }
 
     void sizesOfWalksAndSelections() {
@@ -318,45 +248,23 @@ private Q_SLOTS:
                                const FileNodeRef& father) {
             return writtenNode(mac, path, QByteArray(length, 'z'), state, father.data());
         };
-        // Half-selected two deep: the exact total, in one report, whatever the timing.
+        // A half-selected folder, a file and a whole folder: the exact total, in one report,
+        // whatever the timing.
         FileNodeRef top = folderNode("/Volumes/Data/top", 2);
         sized("/Volumes/Data/top/in", 7, 1, top);
         sized("/Volumes/Data/top/out", 9, 0, top);
-        FileNodeRef mid = folderNode("/Volumes/Data/top/mid", 2, top.data());
-        sized("/Volumes/Data/top/mid/deep", 40, 1, mid);
-        sized("/Volumes/Data/top/mid/skip", 500, 0, mid);
-        // A whole folder the list has opened counts its listed entries and walks what it has not
-        // opened.
-        writeSized(mac, "/Volumes/Data/opened/shut/g", 3);
-        FileNodeRef opened = folderNode("/Volumes/Data/opened", 1);
-        sized("/Volumes/Data/opened/f", 20, 1, opened);
-        folderNode("/Volumes/Data/opened/shut", 1, opened.data());
         const FileNodeList nodes = {top, sized("/Volumes/Data/alone", 100, 1, FileNodeRef()),
-                                    folderNode("/Volumes/Data/tree"), opened};
+                                    folderNode("/Volumes/Data/tree")};
         for (int round = 0; round < 3; ++round) {
             SizeRecorder recorder;
             std::shared_ptr<GetFilesSize> sizer = GetFilesSize::create();
             sizer->setDelegate(&recorder);
             sizer->getSelectionSizeWithArr(nodes);
-            QVERIFY(waitUntil([&] { return !recorder.taken().isEmpty(); }, 20000));
+            QVERIFY(waitUntil([&] { return !recorder.reports.isEmpty(); }, 20000));
             QTest::qWait(50);
-            QCOMPARE(recorder.taken(), QList<qint64>{qint64(7 + 40 + 100 + expected + 23)});
+            QCOMPARE(recorder.reports, QList<qint64>{qint64(7 + 100 + expected)});
             QVERIFY(!recorder.offMain);
         }
-
-        // Cancelled before or while it runs, the pass does not report.
-        SizeRecorder silent;
-        for (const bool before : {true, false}) {
-            std::shared_ptr<GetFilesSize> sizer = GetFilesSize::create();
-            sizer->setDelegate(&silent);
-            if (before)
-                sizer->cancelPass();
-            sizer->getSelectionSizeWithArr(nodes);
-            if (!before)
-                sizer->cancelPass();
-        }
-        QTest::qWait(300);
-        QCOMPARE(silent.taken(), QList<qint64>{});
     }
 
     void listingsAtTheTopAndOnDemand() {
@@ -379,9 +287,13 @@ private Q_SLOTS:
         writeSized(mac, "/Volumes/Data/five hundred", 500);
         writeSized(mac, "/Volumes/Data/fifty", 50);
         QVERIFY(makeLink("docs", mac.host("/Volumes/Data/linked")));
-        EndRecorder ends;
-        const FileNodeList top = listTopLevel("/Volumes/Data", &ends);
-        QCOMPARE(ends.ends.load(), 1);
+        Controller controller;
+        Recorder screen;
+        controller.setADelegate(&screen);
+        FileNodeArrayRef topArray = makeFileNodeArray();
+        controller.eumeAllRootFileNodeWithRootArr(topArray, "/Volumes/Data", false, false);
+        QVERIFY(waitUntil([&] { return controller.getProgress() >= 100.0f; }, 20000));
+        const FileNodeList top = topArray->toList();
         QStringList folders =
             listingOrder(mac.host("/Volumes/Data")).filter(QRegularExpression("^(docs|B|linked)$"));
         QCOMPARE(describe(top),
@@ -396,25 +308,24 @@ private Q_SLOTS:
 
         // On demand every entry is kept, in the disk's order, and the children take the state the
         // father has when they arrive, not when asked for.
-        Controller controller;
-        Recorder screen;
-        controller.setADelegate(&screen);
+        screen.reloads = 0;
         const QMap<QString, quint64> sizes = {{"a", 3}, {"b", 4}, {".DS_Store", 6}};
         for (const qint64 state : {0, 1, 2}) {
             FileNodeRef docs = folderNode("/Volumes/Data/docs", 1 - state % 2);
             controller.getNodeListWithFaterNode(docs.data());
             docs->setState(state);
             QVERIFY(waitUntil([&] { return controller.pendingNodeListings() == 0; }, 10000));
-            const FileNodeList children = docs->children().toList();
-            QCOMPARE(names(children), listingOrder(mac.host("/Volumes/Data/docs")));
-            QCOMPARE(children.size(), 5);
-            for (const FileNodeRef& c : children) {
+            QStringList order;
+            for (const FileNodeRef& c : docs->children().toList()) {
+                order << c->name();
                 QCOMPARE(c->state(), state == 0 ? qint64(0) : qint64(1));
                 QCOMPARE(c->father(), docs.data());
                 QCOMPARE(c->path(), "/Volumes/Data/docs/" + c->name());
                 QCOMPARE(c->size(), sizes.value(c->name()));
                 QCOMPARE(c->isDirectory(), c->name() == "sub" || c->name() == ".Trashes");
             }
+            QCOMPARE(order.size(), 5);
+            QCOMPARE(order, listingOrder(mac.host("/Volumes/Data/docs")));
         }
         QCOMPARE(screen.reloads.load(), 3); // endEumeNode redraws the list
 
@@ -432,15 +343,6 @@ private Q_SLOTS:
         QVERIFY(expandAndWait(controller, twice.data()));
         QCOMPARE(twice->children().count(), 5);
 
-        // Listed from the root, paths have a single slash.
-        makeFolder(mac, "/Applications");
-        writeSized(mac, "/mach_file", 4);
-        const FileNodeList root = listTopLevel("/");
-        for (const FileNodeRef& n : root)
-            QCOMPARE(n->path(), "/" + n->name());
-        QVERIFY(names(root).contains("Applications"));
-        QCOMPARE(root.first()->path(), QStringLiteral("/mach_file"));
-
         // The Controller hands the end of a scan to the screen: "Copy all" goes on to the copy once
         // the scan ends, even when it found nothing; otherwise an image's scan, or nothing.
         makeFolder(mac, "/Volumes/Empty");
@@ -451,29 +353,26 @@ private Q_SLOTS:
             bool copyAll, copyFiles;
             int copyScans, imageScans, listed;
         };
-        int copyScans = 0, imageScans = 0;
         for (const Case& c : {Case{"/Volumes/Data/docs/sub", true, true, 1, 0, 1},
                               Case{"/Volumes/Data/docs/sub", true, false, 0, 1, 1},
                               Case{"/Volumes/Data/docs/sub", false, false, 0, 0, 1},
                               Case{"/Volumes/Empty", true, true, 1, 0, 0},
                               Case{"/Volumes/OnlySkipped", true, true, 1, 0, 0}}) {
+            screen.copyScans = screen.imageScans = 0;
             FileNodeArrayRef listed = makeFileNodeArray();
             controller.eumeAllRootFileNodeWithRootArr(listed, c.folder, c.copyAll, c.copyFiles);
             QCOMPARE(controller.aRootArr(), listed);
-            copyScans += c.copyScans;
-            imageScans += c.imageScans;
+            // Waits for a callback, or for the listing's end where none comes.
             QVERIFY2(waitUntil(
                          [&] {
-                             return c.copyScans + c.imageScans > 0
-                                        ? screen.copyScans == copyScans && screen.imageScans == imageScans
-                                        : controller.getProgress() >= 100.0f;
+                             return screen.copyScans + screen.imageScans > 0 ||
+                                    controller.getProgress() >= 100.0f;
                          },
                          10000),
                      c.folder);
             QTest::qWait(50);
-            QCOMPARE(screen.copyScans.load(), copyScans);
-            QCOMPARE(screen.imageScans.load(), imageScans);
-            QCOMPARE(listed->count(), c.listed);
+            QCOMPARE((QList<int>{screen.copyScans, screen.imageScans, int(listed->count())}),
+                     (QList<int>{c.copyScans, c.imageScans, c.listed}));
         }
     }
 
@@ -552,26 +451,6 @@ private Q_SLOTS:
             QCOMPARE(array->count(), 3000);
             QVERIFY(controller.isScanDone());
         }
-
-        // The screen and its Controller go away while a top-level and an on-demand listing run:
-        // both stop, and nothing reaches the freed screen (the sanitizers watch for that).
-        std::weak_ptr<EumeRoot> running;
-        FileNodeRef sub = folderNode("/Volumes/Big/d75");
-        for (int round = 0; round < 5; ++round) {
-            auto controller = std::make_unique<Controller>();
-            auto screen = std::make_unique<Recorder>();
-            controller->setADelegate(screen.get());
-            controller->eumeAllRootFileNodeWithRootArr(makeFileNodeArray(), "/Volumes/Big", true, true);
-            QTest::qWait(round); // from at once to a few milliseconds in
-            controller->getNodeListWithFaterNode(sub.data());
-            running = controller->eumeRoot();
-            controller.reset();
-            screen.reset();
-            QVERIFY(running.lock()->isStopScan());
-            QVERIFY(waitUntil([&] { return running.expired(); }, 10000));
-        }
-        QTest::qWait(100);
-        QVERIFY(sub->children().isEmpty());
     }
 };
 
