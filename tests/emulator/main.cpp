@@ -1,4 +1,0 @@
-#include "EmulatorTestKit.h"
-#include "TestMain.h"
-
-TAVRILL_TEST_MAIN(TestEmulator)
