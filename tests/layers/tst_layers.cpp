@@ -66,18 +66,15 @@ QStringList layerProblems(const QString& root) {
     return problems;
 }
 
-QString sourceRoot() {
-    return qEnvironmentVariable("TAVRILL_SOURCE_DIR") + QStringLiteral("/src");
-}
-
 } // namespace
 
 class TestLayers : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void sourceTreeIncludesRunOneWay() {
-        QVERIFY2(QFileInfo(sourceRoot() + "/core").isDir(), qPrintable(sourceRoot()));
-        const QStringList problems = layerProblems(sourceRoot());
+        const QString root = qEnvironmentVariable("TAVRILL_SOURCE_DIR") + QStringLiteral("/src");
+        QVERIFY2(QFileInfo(root + "/core").isDir(), qPrintable(root));
+        const QStringList problems = layerProblems(root);
         QVERIFY2(problems.isEmpty(), qPrintable(problems.join('\n')));
     }
 

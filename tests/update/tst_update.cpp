@@ -99,11 +99,10 @@ std::unique_ptr<QvCheckUpdateWindowController> checkedWindow(int fetchTimeLimitM
 // The views that show, as states (exactly one when all is well).
 QList<State> shownViews(const QvCheckUpdateWindowController& window) {
     QList<State> shown;
-    const std::pair<QWidget*, State> views[] = {{window.checkProgressView(), State::Checking},
-                                                {window.noNetworkView(), State::NoNetwork},
-                                                {window.noUpdateView(), State::NoUpdate},
-                                                {window.haveUpdateView(), State::HaveUpdate}};
-    for (const auto& [view, state] : views)
+    for (const auto& [view, state] : {std::pair<QWidget*, State>{window.checkProgressView(), State::Checking},
+                                      {window.noNetworkView(), State::NoNetwork},
+                                      {window.noUpdateView(), State::NoUpdate},
+                                      {window.haveUpdateView(), State::HaveUpdate}})
         if (view->isVisibleTo(&window))
             shown << state;
     return shown;
@@ -206,6 +205,7 @@ private Q_SLOTS:
             bool serverDown = false;
             State expected = State::NoUpdate;
         };
+        // Larger than any update information: cut off while it streams in (no length announced).
         QByteArray huge = PropertyList::toXml(QVariantMap{{"VersionCheck", 900}, {"Version", "9"}});
         huge.insert(huge.indexOf("<dict>") + 6,
                     "<key>pad</key><string>" + QByteArray(5 << 20, 'x') + "</string>");
@@ -214,9 +214,7 @@ private Q_SLOTS:
             {"same-version", file({{"VersionCheck", 100}, {"Version", "1.0.0"}, {"1", "Nothing new"}})},
             {"missing-file", {404, "<html>Not Found</html>", true, false}},
             {"slow-server", {200, {}, true, true}},
-            {"not-a-property-list", {200, "<html><body>Welcome</body></html>", true, false}},
             {"several-megabytes", {200, huge, false, false}},
-            {"several-megabytes-announced", {200, huge, true, false}},
         };
         for (const Case& c : cases) {
             UpdateServer server;
@@ -300,31 +298,24 @@ private Q_SLOTS:
         QCOMPARE(exits, (QList<int>{0}));
     }
 
-    void readsVersionAndLinesInNumberOrder() {
-        // Lines come by number whatever their order in the file; a missing number leaves an empty
-        // line, and the count is the number of entries besides the version keys.
-        const auto info = UpdateInfoReader::read(PropertyList::toXml(QVariantMap{
-            {"VersionCheck", 120}, {"Version", "1.2.0"}, {"3", "Third"}, {"1", "First"}, {"2", "Second"}}));
+    void readsVersionBuildAndLinesInNumberOrder() {
+        // Lines come by number (whatever their order in the file: newerVersionListsWhatIsNewInOrder,
+        // which also compares builds); a missing number leaves an empty line, and the count is the
+        // number of entries besides the version keys.
+        const auto info = UpdateInfoReader::read(PropertyList::toXml(
+            QVariantMap{{"VersionCheck", 120}, {"Version", "1.2.0"}, {"1", "a"}, {"3", "c"}, {"7", 7}}));
         QVERIFY(info);
         QCOMPARE(info->versionCheck, 120);
         QCOMPARE(info->version, QStringLiteral("1.2.0"));
-        QCOMPARE(info->lines, (QStringList{"First", "Second", "Third"}));
-
-        const auto gap = UpdateInfoReader::read(
-            PropertyList::toXml(QVariantMap{{"VersionCheck", 2}, {"1", "a"}, {"3", "c"}, {"7", 7}}));
-        QCOMPARE(gap->lines, (QStringList{"a", QString(), "c"}));
+        QCOMPARE(info->lines, (QStringList{"a", QString(), "c"}));
         const auto containers =
             UpdateInfoReader::read(PropertyList::toXml(QVariantMap{{"1", QVariantList{"x"}}, {"2", 42}}));
         QCOMPARE(containers->lines, (QStringList{QString(), "42"}));
-
-        QVERIFY(isNewerVersion(info, 119));
-        QVERIFY(!isNewerVersion(info, 120));
         QVERIFY(!isNewerVersion(std::nullopt, 0)); // nothing fetched reads as build 0
-    }
 
-    void buildNumbersOnlyFromWholeNumbers() {
-        // Integers, or strings that hold one (" 101 " in newerVersionListsWhatIsNewInOrder): the largest
-        // integer a property list holds is a newer build; text, negative and oversized numbers never are.
+        // Build numbers: integers, or strings that hold one (" 101 " in
+        // newerVersionListsWhatIsNewInOrder): the largest integer a property list holds is a newer
+        // build; text, negative and oversized numbers never are.
         const auto huge = UpdateInfoReader::read(
             "<plist><dict><key>VersionCheck</key><integer>9223372036854775807</integer></dict></plist>");
         QVERIFY(huge && isNewerVersion(huge, 100));
@@ -332,8 +323,8 @@ private Q_SLOTS:
                                   "<string>18446744073709551617</string>"}) {
             const QByteArray file =
                 QByteArray("<plist><dict><key>VersionCheck</key>") + value + "</dict></plist>";
-            const auto info = UpdateInfoReader::read(file);
-            QVERIFY2(info && !isNewerVersion(info, 100), value);
+            const auto odd = UpdateInfoReader::read(file);
+            QVERIFY2(odd && !isNewerVersion(odd, 100), value);
         }
         QVERIFY(localBuildNumber() > 0); // the shipped settings carry this copy's build number
     }
@@ -357,15 +348,13 @@ private Q_SLOTS:
         QVERIFY(deep.size() < 1024 * 1024);
         UpdateInfoReader::read(deep);
 
-        // Many and long lines are cut to what the list shows.
+        // Many lines are cut to what the list shows (a long one: newerVersionListsWhatIsNewInOrder).
         QVariantMap many{{"VersionCheck", 500}, {"Version", QString(500, QLatin1Char('9'))}};
         for (int i = 1; i <= 5000; ++i)
-            many.insert(QString::number(i), QStringLiteral("line %1 ").arg(i).repeated(i == 1 ? 2000 : 1));
+            many.insert(QString::number(i), QStringLiteral("line %1 ").arg(i));
         const auto info = UpdateInfoReader::read(PropertyList::toXml(many));
         QVERIFY(info);
         QCOMPARE(info->lines.size(), 200);
-        QCOMPARE(info->lines.first().size(), 1000);
-        QVERIFY(info->lines.first().endsWith(QChar(0x2026)));
         QCOMPARE(info->lines.last(), QStringLiteral("line 200 "));
         QCOMPARE(info->version.size(), 64);
     }
@@ -383,7 +372,6 @@ private Q_SLOTS:
             qputenv("TAVRILL_SERVICE_ORIGIN", elsewhere);
             QCOMPARE(serviceAddress(address), address);
         }
-        qunsetenv("TAVRILL_SERVICE_ORIGIN");
     }
 };
 
