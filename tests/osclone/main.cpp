@@ -1,4 +1,3 @@
 #include "TestMain.h"
-#include "tst_osclone.h"
 
-TAVRILL_TEST_MAIN(TestAsrOutput, TestUSBControl, TestBootable)
+TAVRILL_TEST_MAIN()
