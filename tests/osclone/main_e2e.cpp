@@ -1,4 +1,3 @@
 #include "GuiTestMain.h"
-#include "tst_osclonewokflow.h"
 
-TAVRILL_GUI_TEST_MAIN(TestOsCloneWorkflow)
+TAVRILL_GUI_TEST_MAIN()
