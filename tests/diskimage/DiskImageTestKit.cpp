@@ -1,7 +1,5 @@
 #include "DiskImageTestKit.h"
 
-#include "TreeCompare.h"
-
 #include <QDirIterator>
 #include <QFile>
 
@@ -14,39 +12,27 @@
 namespace DiskImageTestKit {
 
 std::unique_ptr<EmulatedMac> machine() {
-    return EmulatedMac::fromJson(R"({
-  "version": "10.15.7", "user": "alex", "disks": [
-    { "name": "src", "mediaName": "Source Disk", "size": "32GB", "scheme": "GPT",
-      "partitions": [ { "fs": "JHFS+", "name": "SRC",
-        "seed": { "files": 3, "folders": 2, "depth": 2, "size": 40000, "seed": 21, "hidden": 1,
-                  "explicit": [ { "path": "Photos/IMG_0001.JPG", "size": 350000 },
-                                { "path": "Photos/Trip/IMG_0002.JPG", "size": 120000 },
-                                { "path": "Report.docx", "size": 42000 },
-                                { "path": "Notes.txt", "text": "notes\n" },
-                                { "path": "Empty", "folder": true } ] } } ] },
-    { "name": "dest", "mediaName": "Backup Disk", "size": "64GB", "scheme": "GPT",
-      "partitions": [ { "fs": "JHFS+", "name": "DEST" } ] },
-    { "name": "tiny", "mediaName": "Tiny Stick", "size": "64MB", "scheme": "MBR",
-      "partitions": [ { "fs": "FAT32", "name": "TINY" } ] }
-  ]
-})");
-}
-
-QString awkwardName() {
-    return QStringLiteral("Tavrill \"q\" 'x' $(touch pwned) `id` \u00dcbung \u540d\u524d");
+    return EmulatedMac::fromJson(R"({"version": "10.15.7", "user": "alex", "disks": [
+      {"name": "src", "mediaName": "Source Disk", "size": "32GB", "scheme": "GPT", "partitions": [
+        {"fs": "JHFS+", "name": "SRC", "seed": {"files": 3, "folders": 2, "depth": 2, "size": 40000,
+          "seed": 21, "hidden": 1, "explicit": [{"path": "Photos/IMG_0001.JPG", "size": 350000},
+            {"path": "Photos/Trip/IMG_0002.JPG", "size": 120000}, {"path": "Report.docx", "size": 42000},
+            {"path": "Notes.txt", "text": "notes\n"}, {"path": "Empty", "folder": true}]}}]},
+      {"name": "dest", "mediaName": "Backup Disk", "size": "64GB", "scheme": "GPT",
+        "partitions": [{"fs": "JHFS+", "name": "DEST"}]},
+      {"name": "tiny", "mediaName": "Tiny Stick", "size": "64MB", "scheme": "MBR",
+        "partitions": [{"fs": "FAT32", "name": "TINY"}]}]})");
 }
 
 bool makeSocket(const QString& hostPath) {
     const QByteArray path = QFile::encodeName(hostPath);
-    sockaddr_un address{};
-    if (size_t(path.size()) >= sizeof(address.sun_path))
+    sockaddr_un address{AF_UNIX, {}};
+    if (path.size() >= qsizetype(sizeof(address.sun_path)))
         return false;
-    address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
     const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    if (fd < 0)
-        return false;
-    const bool bound = ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+    const bool bound =
+        fd >= 0 && ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
     ::close(fd);
     return bound;
 }
@@ -61,15 +47,6 @@ QStringList treeListing(const QString& hostFolder) {
         out << (it.fileInfo().isDir() && !it.fileInfo().isSymLink() ? relative + QLatin1Char('/') : relative);
     }
     out.sort();
-    return out;
-}
-
-QStringList contentDifferences(const QString& hostA, const QString& hostB) {
-    QStringList out = compareTrees(hostA, hostB);
-    out.removeIf([](const QString& line) {
-        return line.contains(QLatin1String(": mode ")) ||
-               line.endsWith(QLatin1String(": modification time differs"));
-    });
     return out;
 }
 
