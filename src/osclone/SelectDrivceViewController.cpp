@@ -315,6 +315,9 @@ void SelectDrivceViewController::changeSelectCopyType() {
     if (m_usedSize <= m_freeSize) {
         m_cloneButton->setEnabled(true);
         m_targetSlot->setErrorBackground(false);
+        // The warning about a drive too small is not left standing over one that fits.
+        if (m_errorWindow)
+            m_errorWindow->closeWindow();
         return;
     }
     showTargetProblem();

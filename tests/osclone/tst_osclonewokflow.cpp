@@ -132,6 +132,8 @@ private Q_SLOTS:
         // The slot and the confirmation say which drive it is and what its erase destroys.
         QVERIFY(tab.pick(QStringLiteral("Samsung PSSD T7")));
         QVERIFY(!tab.vc->targetSlot()->hasErrorBackground());
+        QVERIFY(
+            waitUntil([&] { return !tab.vc->errorWindow() || !tab.vc->errorWindow()->isVisible(); }, 5000));
         QStringList slotLines;
         for (ElidedLabel* line : tab.vc->targetSlot()->detailLabels())
             slotLines << line->fullText();
