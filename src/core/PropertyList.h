@@ -31,4 +31,15 @@ QByteArray toXml(const QVariant& value);
 // target, so readers see the old or the new file and never half of one.
 bool writeDictionary(const QString& hostPath, const QVariantMap& dictionary);
 
+// A dictionary's string, integer or boolean under a key; empty, 0 or false when it has none.
+inline QString text(const QVariantMap& dictionary, const char* key) {
+    return dictionary.value(QLatin1String(key)).toString();
+}
+inline qint64 number(const QVariantMap& dictionary, const char* key) {
+    return dictionary.value(QLatin1String(key)).toLongLong();
+}
+inline bool flag(const QVariantMap& dictionary, const char* key) {
+    return dictionary.value(QLatin1String(key)).toBool();
+}
+
 } // namespace PropertyList

@@ -1,6 +1,7 @@
 #include "diskmanager/DiskManagerEngine.h"
 
 #include "core/MainThread.h"
+#include "core/PropertyList.h"
 #include "core/QvPublicUtilities.h"
 #include "core/WorkerPool.h"
 #include "diskmanager/VolumeOperations.h"
@@ -17,13 +18,8 @@
 
 namespace {
 
-QString text(const QVariantMap& info, const char* key) {
-    return info.value(QLatin1String(key)).toString();
-}
-
-std::int64_t number(const QVariantMap& info, const char* key) {
-    return info.value(QLatin1String(key)).toLongLong();
-}
+using PropertyList::number;
+using PropertyList::text;
 
 // Runs work on the worker pool, counted in `workers` until it is done.
 template <typename Fn> void startCounted(const std::shared_ptr<std::atomic<int>>& workers, Fn&& work) {

@@ -1,15 +1,14 @@
 #include "volumes/DriveSurvey.h"
 
 #include "core/CommandLine.h"
+#include "core/PropertyList.h"
 
 #include <QRegularExpression>
 #include <QVariantList>
 
 namespace {
 
-QString text(const QVariantMap& map, const char* key) {
-    return map.value(QLatin1String(key)).toString();
-}
+using PropertyList::text;
 
 // "disk6s2" -> "disk6"; a whole disk stays as it is.
 QString wholeDiskOf(const QString& device) {

@@ -4,6 +4,7 @@
 #include "core/CommandRunner.h"
 #include "core/ConsoleLog.h"
 #include "core/MainThread.h"
+#include "core/PropertyList.h"
 #include "core/QvPublicUtilities.h"
 #include "platform/DiskArbitration.h"
 #include "platform/Machine.h"
@@ -15,17 +16,9 @@
 
 namespace {
 
-std::int64_t number(const QVariantMap& info, const char* key) {
-    return info.value(QLatin1String(key)).toLongLong();
-}
-
-bool flag(const QVariantMap& info, const char* key) {
-    return info.value(QLatin1String(key)).toBool();
-}
-
-QString text(const QVariantMap& info, const char* key) {
-    return info.value(QLatin1String(key)).toString();
-}
+using PropertyList::flag;
+using PropertyList::number;
+using PropertyList::text;
 
 bool hasName(const VolumeObjList& list, const QString& name) {
     for (const VolumeObjRef& v : list) {
