@@ -311,6 +311,7 @@ private Q_SLOTS:
             QCOMPARE(tab.vc->cancelButton()->text(), QStringLiteral("Stopping\u2026"));
             QVERIFY(!tab.vc->cancelButton()->isEnabled());
             QVERIFY(!tab.window->isTabChangeAllowed());
+            saveScreenshot(tab.window->window(), QStringLiteral("osclone"), QStringLiteral("stopping"));
             const QvProgressRecord failed{-7, 0, 0}, last{0, 8, 100};
             tab.vc->QvUINotify(&failed);
             QVERIFY(waitUntil([&] { return tab.vc->failView()->isVisible(); }, 30000));
