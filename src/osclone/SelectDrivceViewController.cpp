@@ -409,24 +409,34 @@ void SelectDrivceViewController::cancelToCopySystem() {
     m_pathLabel->setText(OsCloneTexts::stopping());
     m_cancelButton->setText(OsCloneTexts::stoppingButton());
     m_cancelButton->setEnabled(false);
-    auto* watch = new QTimer(this);
-    connect(watch, &QTimer::timeout, this, [this, watch] {
+    waitForTheEngineToEnd();
+}
+
+void SelectDrivceViewController::waitForTheEngineToEnd() {
+    if (m_endWatch)
+        return;
+    m_endWatch = new QTimer(this);
+    connect(m_endWatch, &QTimer::timeout, this, [this] {
         if (m_engine->isRunning())
             return;
-        watch->stop();
-        watch->deleteLater();
-        m_stopping = false;
-        m_cancelButton->setText(OsCloneTexts::cancel());
-        m_cancelButton->setEnabled(true);
-        // A restore that finished just before it was stopped made the drive bootable all the same.
-        if (m_stopSucceeded)
-            changeProValue(100.0);
-        else
-            showFailView(OsCloneTexts::stopped());
+        m_endWatch->stop();
+        m_endWatch->deleteLater();
+        m_endWatch = nullptr;
+        if (m_stopping) {
+            m_stopping = false;
+            m_cancelButton->setText(OsCloneTexts::cancel());
+            m_cancelButton->setEnabled(true);
+            // A restore that finished just before it was stopped made the drive bootable all the
+            // same.
+            if (m_stopSucceeded)
+                changeProValue(100.0);
+            else
+                showFailView(OsCloneTexts::stopped());
+        }
         for (const std::function<void()>& stopped : std::exchange(m_stoppedForQuit, {}))
             stopped();
     });
-    watch->start(kStopPollMs);
+    m_endWatch->start(kStopPollMs);
 }
 
 void SelectDrivceViewController::QvUINotify(const QvProgressRecord* record) {
@@ -572,7 +582,14 @@ void SelectDrivceViewController::stopForQuit(std::function<void()> stopped) {
     if (m_cancelConfirmation)
         m_cancelConfirmation->closeWindow();
     m_stoppedForQuit.push_back(std::move(stopped));
-    cancelToCopySystem();
+    if (!m_stopping && !m_runEnded) {
+        cancelToCopySystem();
+        return;
+    }
+    // The end view may already show while the engine finishes: it is stopped all the same, and
+    // the quit waits for it.
+    m_engine->QvStop();
+    waitForTheEngineToEnd();
 }
 
 QString SelectDrivceViewController::trim(const QString& text) {

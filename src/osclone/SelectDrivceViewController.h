@@ -73,6 +73,7 @@ public:
     void succCancelButtonAction();
     void backHomeView();
     void canChangeTab(bool allowed);
+    void waitForTheEngineToEnd();
     static QString trim(const QString& text);
     static std::int64_t CheckVolumeIsBootDriveImp();
 
@@ -149,6 +150,8 @@ private:
     bool m_stopSucceeded = false;
     // What waits for the stop to end (a quit).
     QList<std::function<void()>> m_stoppedForQuit;
+    // Looks every kStopPollMs whether the engine has ended, while a stop or a quit waits for it.
+    QPointer<QTimer> m_endWatch;
     std::int64_t m_passStartMs = 0;
     int m_passTenths = 0;
     std::int64_t m_passTenthsMs = 0;
