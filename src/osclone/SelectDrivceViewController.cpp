@@ -582,13 +582,10 @@ void SelectDrivceViewController::stopForQuit(std::function<void()> stopped) {
     if (m_cancelConfirmation)
         m_cancelConfirmation->closeWindow();
     m_stoppedForQuit.push_back(std::move(stopped));
-    if (!m_stopping && !m_runEnded) {
-        cancelToCopySystem();
-        return;
-    }
-    // The end view may already show while the engine finishes: it is stopped all the same, and
-    // the quit waits for it.
-    m_engine->QvStop();
+    // The end view may already show while the engine finishes: it is stopped all the same.
+    if (m_runEnded)
+        m_engine->QvStop();
+    cancelToCopySystem();
     waitForTheEngineToEnd();
 }
 
