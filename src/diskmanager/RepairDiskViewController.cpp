@@ -29,6 +29,7 @@
 #include <QTimer>
 #include <QUrl>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace {
 
@@ -294,6 +295,7 @@ void RepairDiskViewController::showVolumeInUse(const VolumeObjRef& volume,
     });
     question->setSuperDelegate(attach(question));
     m_ejectQuestion = question;
+    m_ejectTarget = volume;
 }
 
 void RepairDiskViewController::askForceEject(const VolumeObjRef& volume, const QString& program, int pid) {
@@ -308,6 +310,7 @@ void RepairDiskViewController::askForceEject(const VolumeObjRef& volume, const Q
     });
     question->setSuperDelegate(attach(question));
     m_ejectQuestion = question;
+    m_ejectTarget = volume;
 }
 
 void RepairDiskViewController::showEjectFailed(const VolumeObjRef& volume, const QString& message) {
@@ -319,6 +322,19 @@ void RepairDiskViewController::showEjectFailed(const VolumeObjRef& volume, const
     panel->addButton(DiskManagerTexts::okButton());
     panel->setSuperDelegate(attach(panel));
     m_ejectMessage = panel;
+    m_ejectTarget = volume;
+}
+
+void RepairDiskViewController::closeEjectPanelsOfGoneVolume() {
+    // A question or refusal about a volume that has since gone (pulled out, ejected elsewhere) has
+    // nothing left to ask or say.
+    if (!m_ejectTarget || (!m_ejectQuestion && !m_ejectMessage))
+        return;
+    const VolumeObjList& volumes = allVolumeArr();
+    const QString uuid = m_ejectTarget->diskUUID();
+    if (std::none_of(volumes.begin(), volumes.end(),
+                     [&](const VolumeObjRef& v) { return v->diskUUID() == uuid; }))
+        closeEjectPanels();
 }
 
 void RepairDiskViewController::helpButtonAction() {
@@ -455,6 +471,7 @@ void RepairDiskViewController::listingFinished() {
     const VolumeObjList& volumes = allVolumeArr();
     m_selectVolume = volumes.isEmpty() ? VolumeObjRef() : volumes.first();
     reloadData();
+    closeEjectPanelsOfGoneVolume();
     Q_EMIT volumesReloaded();
     if (m_relistPending) {
         m_relistPending = false;

@@ -116,6 +116,7 @@ private:
     void askForceEject(const VolumeObjRef& volume, const QString& program, int pid);
     void showEjectFailed(const VolumeObjRef& volume, const QString& message);
     void closeEjectPanels();
+    void closeEjectPanelsOfGoneVolume();
     // A button pressed on a row other than the selected one selects that row first.
     void selectRowOf(DiskManagerCell* cell);
     AttachedWindow* attach(QWidget* content);
@@ -143,6 +144,8 @@ private:
     QPointer<FormatEndViewController> m_formatEnd;
     QPointer<QuestionPanel> m_ejectQuestion;
     QPointer<MessagePanel> m_ejectMessage;
+    // The volume the open eject question or refusal is about.
+    VolumeObjRef m_ejectTarget;
     // A mount or unmount came while a listing ran: list again when it is done.
     bool m_relistPending = false;
 };

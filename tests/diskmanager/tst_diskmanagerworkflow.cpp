@@ -471,6 +471,18 @@ private Q_SLOTS:
         QCOMPARE(changingCalls(*t.mac),
                  QList<QStringList>({eject, eject, eject, {"unmount", "force", uuid}, eject}));
         QVERIFY(t.waitForRow("NEW", false, listings));
+
+        // A question about a volume that is pulled out closes (monkey seed 2, action 1055).
+        QCOMPARE(t.mac->emuctl({"busy", "WINDOWS", "2387", "/bin/zsh", "2386", "/usr/sbin/sshd"}).code, 0);
+        click(t.button("WINDOWS", "eject"));
+        QVERIFY(questionNamed("volumeInUse"));
+        const QPointer<QuestionPanel> question = t.view.ejectQuestion();
+        QTest::qWait(500);
+        QVERIFY(question && question->isVisible());
+        listings = t.listed.size();
+        QVERIFY(t.mac->unplug(t.view.allVolumeArr().at(t.row("WINDOWS"))->parentWholeDisk()));
+        QVERIFY(t.waitForRow("WINDOWS", false, listings));
+        QVERIFY(waitUntil([&] { return !question || !question->isVisible(); }, 5000));
     }
 
     void formatConfirmationListsOnlyWhatThatEraseDestroys() {
