@@ -465,7 +465,10 @@ bool Monkey::pressNamed(const QString& prefix) {
 }
 
 bool Monkey::keyPress() {
-    QWidget* target = QApplication::focusWidget();
+    // An open menu takes the keys, so Escape can back out of it as it would for a user.
+    QWidget* target = QApplication::activePopupWidget();
+    if (!target)
+        target = QApplication::focusWidget();
     if (!target)
         target = QApplication::activeModalWidget() ? QApplication::activeModalWidget()
                                                    : QApplication::activeWindow();
@@ -879,7 +882,10 @@ void Monkey::finish() {
         fail(QStringLiteral("the application did not end within 120 s of closing"));
         return;
     }
-    if (++m_endTries > 40) {
+    if (QWidget* popup = QApplication::activePopupWidget()) {
+        record(QStringLiteral("key Escape on the open menu"));
+        safeKey(popup, Qt::Key_Escape, Qt::NoModifier);
+    } else if (++m_endTries > 40) {
         // No close button within reach after many tries: quit as the system's menu would.
         record(QStringLiteral("quit through the window's controller"));
         m_app->mainWindowController()->closeWindow();
