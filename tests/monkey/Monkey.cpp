@@ -548,10 +548,11 @@ bool Monkey::typeText() {
     for (qsizetype at = 0; at < text.size() && guard; ++at) {
         const qsizetype n = text.at(at).isHighSurrogate() && at + 1 < text.size() ? 2 : 1;
         m_meter.resume();
-        if (const QChar c = text.at(at); c.unicode() < 0x20) {
-            // No key types a tab or a line feed into a field: the event carries it, as a paste's
-            // text would (the Tab key itself is one of the keys pressed on their own).
-            QKeyEvent press(QEvent::KeyPress, Qt::Key_unknown, Qt::NoModifier, QString(c));
+        if (const QChar c = text.at(at); c.unicode() < 0x20 || c.unicode() > 0x7e) {
+            // No key types a tab or a line feed into a field, and Qt's test keyboard knows ASCII
+            // only (it asserts on "é"): the event carries the text, as a paste or an input
+            // method's would (the Tab key itself is one of the keys pressed on their own).
+            QKeyEvent press(QEvent::KeyPress, Qt::Key_unknown, Qt::NoModifier, text.mid(at, n));
             QApplication::sendEvent(guard.data(), &press);
         } else {
             QTest::keyClicks(guard.data(), text.mid(at, n));
