@@ -1,8 +1,9 @@
 #pragma once
 
+#include "ui/PanelShadow.h"
+
 #include <QColor>
 #include <QFont>
-#include <QGraphicsDropShadowEffect>
 #include <QLabel>
 #include <QWidget>
 
@@ -112,11 +113,8 @@ inline QLabel* label(const QString& text, double pointSize, bool bold, const QCo
 
 // The soft shadow under the panels that float over the window (popovers, attached windows).
 inline void addPanelShadow(QWidget* panel) {
-    auto* shadow = new QGraphicsDropShadowEffect(panel);
-    shadow->setBlurRadius(24);
-    shadow->setOffset(0, 4);
-    shadow->setColor(panelShadow());
-    panel->setGraphicsEffect(shadow);
+    if (panel->parentWidget())
+        new PanelShadow(panel);
 }
 
 // Style sheet rules for the lists' thin vertical scroll bar: a rounded handle on a clear track,

@@ -4,6 +4,7 @@
 #include "ui/AttachedWindow.h"
 #include "ui/ErrorWindowController.h"
 #include "ui/FlatButton.h"
+#include "ui/PanelShadow.h"
 #include "ui/Popover.h"
 
 #include <QLabel>
@@ -177,15 +178,31 @@ private Q_SLOTS:
         QTRY_COMPARE(panel->size(), QSize(400, 220));
         QCOMPARE(panel->pos(), QPoint(200, 5));
 
+        // Its shadow, under it and 24 points around it (4 further down), follows it and darkens
+        // the window just below it, not further away.
+        innerPanel->close();
+        host.setStyleSheet(QStringLiteral("background: rgb(200, 200, 200)"));
+        QPointer<PanelShadow> shadow;
+        for (auto* s : host.findChildren<PanelShadow*>())
+            if (s->geometry().contains(panel->geometry()))
+                shadow = s;
+        QVERIFY(shadow);
+        QTRY_COMPARE(shadow->geometry(), QRect(200 - 24, 5 - 24 + 4, 400 + 48, 220 + 48));
+        QVERIFY(shadow->isVisible());
+        QTRY_VERIFY(host.grab().toImage().pixelColor(400, 5 + 220 + 6).red() <
+                    host.grab().toImage().pixelColor(400, 5 + 220 + 60).red());
+
         QSignalSpy closed(panel.data(), &AttachedWindow::closed);
         QVERIFY(panel->close());
         QCOMPARE(closed.count(), 1);
         QVERIFY(!panel->isVisible());
+        QVERIFY(!shadow->isVisible());
         panel->close();
         QCOMPARE(closed.count(), 1);
         UiTestKit::flushEvents();
         QVERIFY(panel.isNull());
         QVERIFY(content.isNull());
+        QTRY_VERIFY(shadow.isNull());
     }
 
     void showsTheTextAtTheTopMiddleUntilDone() {
