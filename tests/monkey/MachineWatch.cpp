@@ -171,7 +171,10 @@ QStringList MachineWatch::checkNewCalls(int action) {
             const QString shown = tool + QLatin1Char(' ') + argv.join(QLatin1Char(' '));
             const Volume* v = resolve(target, m_lastVolumes, now);
             if (!v) {
-                problems << QStringLiteral("destructive call on an unknown target: %1").arg(shown);
+                // A volume seen before and gone by now (pulled out while its row still showed):
+                // the tool finds nothing to act on.
+                if (!resolve(target, m_seen, {}))
+                    problems << QStringLiteral("destructive call on an unknown target: %1").arg(shown);
                 continue;
             }
             const auto valid = [&](const QString& id) { return m_confirmed.value(id, -1) >= action; };
@@ -182,6 +185,13 @@ QStringList MachineWatch::checkNewCalls(int action) {
         }
     }
     m_lastVolumes = now;
+    for (const Volume& v : now) {
+        const QString key = v.id + QLatin1Char('|') + v.uuid;
+        if (!m_seenKeys.contains(key)) {
+            m_seenKeys.insert(key);
+            m_seen << v;
+        }
+    }
     return problems;
 }
 

@@ -59,6 +59,8 @@ private:
     const EmulatedMac& m_mac;
     qint64 m_logOffset = 0;
     QList<Volume> m_lastVolumes;
+    QList<Volume> m_seen; // every volume the machine has had
+    QSet<QString> m_seenKeys;
     QList<Volume> m_start;
     QSet<QString> m_startImages;
     QString m_snapshotFolder;
