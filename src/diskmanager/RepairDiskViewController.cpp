@@ -125,7 +125,15 @@ RepairDiskViewController::RepairDiskViewController(QWidget* parent)
     NotificationCenter* center = NotificationCenter::defaultCenter();
     const auto relist = [this](const QString&, QObject*, const QVariantMap&) { getallVolumes(); };
     center->addObserver(this, QString::fromLatin1(MCVolumeMountNotification), relist);
-    center->addObserver(this, QString::fromLatin1(MCVolumeUnmountNotification), relist);
+    center->addObserver(this, QString::fromLatin1(MCVolumeUnmountNotification),
+                        [this](const QString&, QObject*, const QVariantMap& info) {
+                            // A question about the volume that just went closes now, not once the
+                            // listing (seconds with many drives) is in.
+                            const QString path = info.value(QString::fromLatin1(MCVolumePathKey)).toString();
+                            if (m_ejectTarget && !path.isEmpty() && m_ejectTarget->volumeMountPoint() == path)
+                                closeEjectPanels();
+                            getallVolumes();
+                        });
 }
 
 RepairDiskViewController::~RepairDiskViewController() = default;
