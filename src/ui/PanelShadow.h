@@ -20,6 +20,8 @@ public:
     // How far the shadow reaches beyond the panel, and how far down it is moved.
     static constexpr int kSpread = 24;
     static constexpr int kDrop = 4;
+    // The blur is made at 1/kScale of the size.
+    static constexpr int kScale = 4;
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
