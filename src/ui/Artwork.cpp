@@ -4,6 +4,7 @@
 
 #include <QHash>
 #include <QPainter>
+#include <QPixmapCache>
 #include <QSvgRenderer>
 
 #include <memory>
@@ -34,6 +35,25 @@ QRectF fitted(const QSizeF& natural, const QRectF& rect) {
                   rect.y() + (rect.height() - scaled.height()) / 2, scaled.width(), scaled.height());
 }
 
+QPixmap rendered(QSvgRenderer* r, const QSize& size, qreal devicePixelRatio, const QColor& tint,
+                 bool keepAspect) {
+    const QSize pixels = (QSizeF(size) * devicePixelRatio).toSize();
+    QPixmap result(pixels.isEmpty() ? QSize(1, 1) : pixels);
+    result.fill(Qt::transparent);
+    result.setDevicePixelRatio(devicePixelRatio);
+    if (!r || size.isEmpty())
+        return result;
+    QPainter painter(&result);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF whole(QPointF(0, 0), QSizeF(size));
+    r->render(&painter, keepAspect ? fitted(r->defaultSize(), whole) : whole);
+    if (tint.isValid()) {
+        painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+        painter.fillRect(whole, tint);
+    }
+    return result;
+}
+
 } // namespace
 
 namespace Artwork {
@@ -52,31 +72,29 @@ void paint(QPainter& painter, const QString& name, const QRectF& rect, bool keep
     if (!r || rect.isEmpty())
         return;
     const QRectF target = keepAspect ? fitted(r->defaultSize(), rect) : rect;
-    if (!tint.isValid()) {
-        r->render(&painter, target);
+    const QSize size = target.size().toSize();
+    if (size.isEmpty())
         return;
-    }
-    // Tinting needs an offscreen layer: draw the shape, then fill it with the colour.
+    // Rendering the drawing takes milliseconds and a window repaints its images often, so each
+    // size and colour is rendered once and kept.
     const qreal dpr = painter.device() ? painter.device()->devicePixelRatioF() : 1.0;
-    painter.drawPixmap(target.topLeft(), pixmap(name, target.size().toSize(), dpr, tint));
+    const QString key = QStringLiteral("artwork/%1/%2x%3/%4/%5")
+                            .arg(name)
+                            .arg(size.width())
+                            .arg(size.height())
+                            .arg(dpr)
+                            .arg(tint.isValid() ? tint.rgba() : 0u, 0, 16);
+    QPixmap kept;
+    if (!QPixmapCache::find(key, &kept)) {
+        // The target already has the drawing's proportions when they are kept.
+        kept = rendered(r, size, dpr, tint, false);
+        QPixmapCache::insert(key, kept);
+    }
+    painter.drawPixmap(target.topLeft(), kept);
 }
 
 QPixmap pixmap(const QString& name, const QSize& size, qreal devicePixelRatio, const QColor& tint) {
-    const QSize pixels = (QSizeF(size) * devicePixelRatio).toSize();
-    QPixmap result(pixels.isEmpty() ? QSize(1, 1) : pixels);
-    result.fill(Qt::transparent);
-    result.setDevicePixelRatio(devicePixelRatio);
-    QSvgRenderer* r = name.isEmpty() ? nullptr : renderer(name);
-    if (!r || size.isEmpty())
-        return result;
-    QPainter painter(&result);
-    painter.setRenderHint(QPainter::Antialiasing);
-    r->render(&painter, fitted(r->defaultSize(), QRectF(QPointF(0, 0), QSizeF(size))));
-    if (tint.isValid()) {
-        painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-        painter.fillRect(QRectF(QPointF(0, 0), QSizeF(size)), tint);
-    }
-    return result;
+    return rendered(name.isEmpty() ? nullptr : renderer(name), size, devicePixelRatio, tint, true);
 }
 
 QIcon icon(const QString& name, const QSize& size) {

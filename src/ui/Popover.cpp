@@ -174,9 +174,9 @@ void Popover::place() {
     m_placing = false;
 }
 
-void Popover::paintEvent(QPaintEvent*) {
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
+const QPainterPath& Popover::outline() {
+    if (m_outlineSize == size() && m_outlineSide == m_side && m_outlineOffset == m_arrowOffset)
+        return m_outline;
     QRectF body = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
     switch (m_side) {
     case 0:
@@ -217,10 +217,19 @@ void Popover::paintEvent(QPaintEvent*) {
     QPainterPath arrowPath;
     arrowPath.addPolygon(arrow);
     arrowPath.closeSubpath();
-    path = path.united(arrowPath);
+    m_outline = path.united(arrowPath).simplified();
+    m_outlineSize = size();
+    m_outlineSide = m_side;
+    m_outlineOffset = m_arrowOffset;
+    return m_outline;
+}
+
+void Popover::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(KitStyle::panelBorder(), 1));
     painter.setBrush(KitStyle::panelBackground());
-    painter.drawPath(path.simplified());
+    painter.drawPath(outline());
 }
 
 bool Popover::event(QEvent* event) {

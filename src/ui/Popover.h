@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPainterPath>
 #include <QPointer>
 #include <QWidget>
 
@@ -43,6 +44,7 @@ private:
     void place();
     void updateMargins();
     QRect anchorRect() const;
+    const QPainterPath& outline();
 
     QPointer<QWidget> m_content;
     QPointer<QWidget> m_anchor;
@@ -51,4 +53,10 @@ private:
     int m_arrowOffset = 0; // centre of the arrow along its edge, in the panel's coordinates
     bool m_shown = false;
     bool m_placing = false;
+    // The body joined with the arrow. Joining paths is slow, so it is made again only when the
+    // size, the side or the arrow's place changed.
+    QPainterPath m_outline;
+    QSize m_outlineSize;
+    int m_outlineSide = -1;
+    int m_outlineOffset = -1;
 };

@@ -79,6 +79,29 @@ private Q_SLOTS:
             QCOMPARE(popover.arrowSide(), side);
             QVERIFY(touchesAnchor(side));
             QVERIFY(window.rect().contains(popover.geometry()));
+            // Drawn with the arrow on that side: 3 px in from the arrow's edge only the arrow is
+            // panel-coloured, 3 px in from the opposite edge all but the rounded corners are.
+            const QImage shot = window.grab().toImage();
+            const QRect p = popover.geometry();
+            const auto panelPixels = [&](int edge) {
+                const bool row = edge == 1 || edge == 3;
+                const QPoint from = edge == 0   ? QPoint(p.left() + 3, p.top())
+                                    : edge == 1 ? QPoint(p.left(), p.top() + 3)
+                                    : edge == 2 ? QPoint(p.right() - 3, p.top())
+                                                : QPoint(p.left(), p.bottom() - 3);
+                int count = 0;
+                for (int i = 0; i < (row ? p.width() : p.height()); ++i) {
+                    const QColor c = shot.pixelColor(from + (row ? QPoint(i, 0) : QPoint(0, i)));
+                    count += qAbs(c.red() - 47) <= 2 && qAbs(c.green() - 48) <= 2 && qAbs(c.blue() - 52) <= 2;
+                }
+                return count;
+            };
+            // The arrow sits on the panel's edge that faces the anchor: side 1 is the top edge.
+            const int arrowEdge = side == 0 ? 2 : side == 1 ? 1 : side == 2 ? 0 : 3;
+            const int length = arrowEdge == 1 || arrowEdge == 3 ? p.width() : p.height();
+            const int atArrow = panelPixels(arrowEdge);
+            QVERIFY2(atArrow >= 2 && atArrow <= 20, qPrintable(QString::number(atArrow)));
+            QVERIFY2(panelPixels((arrowEdge + 2) % 4) >= length - 24, qPrintable(QString::number(side)));
         }
 
         // New content replaces the old, which is deleted; the panel grows with it and its arrow.
