@@ -33,10 +33,10 @@ public:
     QListWidget* leftOutList() const { return m_leftOut; }
     FlatButton* okButton() const { return m_ok; }
     FlatButton* noButton() const { return m_no; }
-
-private:
+    // Closes the question without an answer; the delegate hears nothing more.
     void closeWindow();
 
+private:
     CopyMakeSureWCDelegate* m_delegate = nullptr;
     QLabel* m_message;
     QLabel* m_leftOutLabel = nullptr;

@@ -356,6 +356,7 @@ void DiskCopyViewController::showSelectAllVC() {
 void DiskCopyViewController::selectFormatbyType(int type) {
     if (m_typePopover)
         m_typePopover->closePopover();
+    dropPendingStart();
     setCopyType(type);
     if (type == 1) {
         doShowSearchView();
@@ -773,6 +774,13 @@ void DiskCopyViewController::stopCopy(bool forGood) {
 }
 
 void DiskCopyViewController::dropPendingStart() {
+    if (m_makeSure) {
+        // "Copy Now?" was asked about the selection and the destination as they were: it goes
+        // with them, and what changed them decides again whether the copy can start.
+        if (QWidget* host = m_makeSure->parentWidget())
+            disconnect(host, nullptr, this, nullptr);
+        m_makeSure->closeWindow();
+    }
     if (!m_starting)
         return;
     m_starting = false;

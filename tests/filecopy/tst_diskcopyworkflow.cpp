@@ -292,6 +292,42 @@ private Q_SLOTS:
                  QByteArray("Deep/L1/L2/target.txtOpen/o1.txt"));
     }
 
+    void aConfirmationGoesWithTheSelectionItAsksAbout() {
+        // Files dropped as the source, then "Copy Now" asked; the window behind the question still
+        // takes clicks, and each change below must close it unanswered.
+        const QString a = mac->host("/Users/alex/a.txt"), b = mac->host("/Users/alex/b.txt");
+        writeHostFile(a, "first");
+        writeHostFile(b, "second");
+        Window w;
+        QVERIFY(pick(w, 2, "Backup"));
+        for (const char* change : {"another drop", "Copy All", "source removed", "destination removed"}) {
+            const QLatin1String how(change);
+            if (!w.tab->toVolume())
+                QVERIFY(pick(w, 2, "Backup"));
+            dropFiles(w, {a});
+            QVERIFY2(waitUntil([&] { return w.tab->cloneButton()->isEnabled(); }, 5000), change);
+            QTest::mouseClick(w.tab->cloneButton(), Qt::LeftButton);
+            QVERIFY(waitUntil([&] { return w.tab->makeSure() != nullptr; }, 30000));
+            const QPointer<CopyMakeSureWC> asked = w.tab->makeSure();
+            if (how == "another drop")
+                dropFiles(w, {b});
+            else if (how == "Copy All")
+                w.tab->selectFormatbyType(0);
+            else
+                w.tab->closeDiskValue(how == "source removed" ? 1 : 2);
+            QVERIFY2(waitUntil([&] { return asked.isNull(); }, 2000), change);
+            QVERIFY2(datedFolder(*mac, "/Volumes/Backup").isEmpty(), change);
+        }
+        // Then the copy asked for anew takes what is chosen now.
+        QVERIFY(pick(w, 2, "Backup"));
+        dropFiles(w, {b});
+        QVERIFY(waitUntil([&] { return w.tab->cloneButton()->isEnabled(); }, 5000));
+        QVERIFY(confirm(w).isEmpty());
+        QVERIFY(waitForEnd(w));
+        QCOMPARE(sortedEntries(datedFolder(*mac, "/Volumes/Backup")),
+                 (QStringList{"Tavrill receipt.txt", "b.txt"}));
+    }
+
     void stopOrQuitDuringACopy_data() {
         QTest::addColumn<QString>("how"); // "cancel", or the application's "quit" or the "close" button
         QTest::addColumn<bool>("stop");   // stopping rather than working on
