@@ -294,6 +294,7 @@ void SelectDrivceViewController::doSelectDiskWithVolume(const VolumeObjRef& volu
         m_popoverController->closePopover();
     if (!volume || m_openPopType == 1)
         return;
+    dropStartConfirmation();
     m_toVolume = volume;
     m_targetSlot->setIsHaveD(true);
     m_targetSlot->setName(volume->volumeName());
@@ -338,7 +339,16 @@ void SelectDrivceViewController::showTargetProblem() {
     m_targetSlot->setErrorBackground(true);
 }
 
+// The start confirmation names the drive it erases: when another drive is chosen, or none, it
+// closes unanswered rather than let "Clone Now" erase a drive it did not name.
+void SelectDrivceViewController::dropStartConfirmation() {
+    if (m_startConfirmation)
+        m_startConfirmation->cancelButtonAction();
+    m_startConfirmation.clear();
+}
+
 void SelectDrivceViewController::closeDiskValue(int) {
+    dropStartConfirmation();
     m_toVolume.reset();
     m_freeSize = -1;
     m_targetSlot->setIsHaveD(false);

@@ -117,6 +117,7 @@ private:
     QWidget* buildEndPanel(bool success);
     void showTargetProblem();
     void showTimes();
+    void dropStartConfirmation();
 
     QvBootable* m_engine;
     std::int64_t m_usedSize = -1;

@@ -19,6 +19,7 @@
 
 #include <QFileInfo>
 #include <QLabel>
+#include <QPointer>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -163,6 +164,13 @@ private Q_SLOTS:
         click(confirmation->cancelButton());
         QVERIFY(waitUntil([&] { return !tab.vc->startConfirmation(); }, 2000));
         QVERIFY(tab.vc->selectDiskView()->isVisible());
+        // Another drive chosen while it is up closes it unanswered: it named the T7.
+        click(tab.vc->cloneButton());
+        const QPointer<MakeSureToCloneSystemVC> asked = tab.vc->startConfirmation();
+        QVERIFY(asked);
+        QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
+        QVERIFY(waitUntil([&] { return asked.isNull(); }, 2000));
+        QVERIFY(!tab.vc->startConfirmation());
 
         QVERIFY(tab.pick(QStringLiteral("SanDisk Cruzer")));
         QCOMPARE(tab.vc->targetSlot()->sizeLabel()->text(), QStringLiteral("16.00 GB free"));
