@@ -21,10 +21,10 @@ public:
     QLabel* textLabel() const { return m_text; }
     FlatButton* okButton() const { return m_ok; }
     FlatButton* cancelButton() const { return m_cancel; }
-
-private:
+    // Closes it unanswered: the accepted action is not run.
     void closeWindow();
 
+private:
     QLabel* m_text;
     FlatButton* m_ok;
     FlatButton* m_cancel;

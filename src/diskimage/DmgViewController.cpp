@@ -136,6 +136,7 @@ void DmgViewController::buildSelectView() {
                  resourcePath(QStringLiteral("images/ic_arrow_down"), QStringLiteral("svg"))));
     m_copyType->hide();
     connect(m_copyType, &QComboBox::activated, this, [this](int index) {
+        dropQuestion();
         if (index == 1) {
             doShowSearchView();
             return;
@@ -296,6 +297,7 @@ void DmgViewController::doSelectDiskWithVolume(const VolumeObjRef& volume) {
         m_popover->closePopover();
     if (!volume)
         return;
+    dropQuestion();
     if (m_openPopType != 1) {
         if (SourceSlot::isSameVolume(volume, m_fromeVolume)) {
             m_toVolume.reset();
@@ -333,9 +335,17 @@ void DmgViewController::doSelectDiskWithVolume(const VolumeObjRef& volume) {
     changeSelectCopyType();
 }
 
+// The confirmation names what is made and where: a change of either closes it unanswered.
+void DmgViewController::dropQuestion() {
+    if (m_makeSure)
+        m_makeSure->closeWindow();
+    m_makeSure.clear();
+}
+
 void DmgViewController::closeDiskValue(int slot) {
     if (m_working)
         return;
+    dropQuestion();
     if (slot != 1) {
         m_toVolume.reset();
         m_freeSize = -1;
@@ -361,6 +371,7 @@ void DmgViewController::viewDragAction(const QStringList& paths) {
     const FileNodeList nodes = SourceSlot::nodesForDroppedPaths(paths);
     if (nodes.isEmpty())
         return;
+    dropQuestion();
     m_isDragValue = true;
     m_fromeVolume.reset();
     m_usedSize = -1;
@@ -403,6 +414,7 @@ void DmgViewController::doShowSearchView() {
 void DmgViewController::closeWindowWithSelect(const FileNodeArrayRef& select, qint64 selectSize) {
     if (!select || m_working)
         return;
+    dropQuestion();
     m_filesArr = select;
     m_selectFilesSize = selectSize;
     const FileNodeList top = select->toList();
@@ -524,7 +536,7 @@ void DmgViewController::doMakeZip() {
     const QString text =
         m_isMakeZip ? DiskImageTexts::confirmZip(destination) : DiskImageTexts::confirmDmg(destination);
     QPointer<DmgViewController> self(this);
-    DMGMakeSureWC::showOn(window(), text, [self] {
+    m_makeSure = DMGMakeSureWC::showOn(window(), text, [self] {
         if (self)
             self->beginToMakeDMGorZIP();
     });

@@ -19,6 +19,7 @@
 #include <functional>
 #include <memory>
 
+class DMGMakeSureWC;
 class FlatButton;
 class QComboBox;
 class QLabel;
@@ -124,6 +125,7 @@ public:
 
 private:
     void buildSelectView();
+    void dropQuestion();
     void buildProgressView();
     void buildEndView();
     void showErrorWindowWithErrorStr(const QString& text);
@@ -164,6 +166,7 @@ private:
     QTimer* m_aTimer;
     QPointer<Popover> m_popover;
     QPointer<DiskListWC> m_listWindow;
+    QPointer<DMGMakeSureWC> m_makeSure;
 
     SetpViewController* m_step;
     QStackedWidget* m_pages;

@@ -30,6 +30,7 @@
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QMimeData>
+#include <QPointer>
 #include <QRadioButton>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -246,6 +247,14 @@ private Q_SLOTS:
         // Onto a FAT32 stick, which takes no ':' in the dated name.
         QVERIFY(pick(w, w.tab->toSlot(), "TINY"));
         QVERIFY(w.tab->createButton()->isEnabled());
+        // The question names TINY: another destination chosen while it is up closes it unanswered.
+        click(w.tab->createButton());
+        QVERIFY(waitUntil([&] { return shown<DMGMakeSureWC>(w) != nullptr; }, 20000));
+        const QPointer<DMGMakeSureWC> asked = shown<DMGMakeSureWC>(w);
+        QVERIFY(asked->textLabel()->text().contains("TINY"));
+        QVERIFY(pick(w, w.tab->toSlot(), "DEST"));
+        QVERIFY(waitUntil([&] { return asked.isNull(); }, 2000));
+        QVERIFY(pick(w, w.tab->toSlot(), "TINY"));
         createAndConfirm(w);
         QVERIFY(endsIn(w, w.tab->successView()));
         const QString image = onlyFileIn(mac->host("/Volumes/TINY"), ".dmg");
