@@ -33,6 +33,7 @@
 #include <cstdlib>
 #include <cxxabi.h>
 #include <execinfo.h>
+#include <limits>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -227,6 +228,17 @@ StallMeter::Sched StallMeter::readSched() const {
         if (task.toLong() == m_mainTid)
             sched.mainRunNs = fields.value(0).toLongLong();
     }
+    // The machine is virtual: while its host runs something else on a CPU, the "steal" column of
+    // /proc/stat grows (in clock ticks) and no thread of the machine waits on that CPU's run queue.
+    QFile stat(QStringLiteral("/proc/stat"));
+    if (stat.open(QIODevice::ReadOnly)) {
+        const qint64 nsPerTick = 1'000'000'000 / ::sysconf(_SC_CLK_TCK);
+        for (const QByteArray& line : stat.readAll().split('\n')) {
+            const QList<QByteArray> fields = line.simplified().split(' ');
+            if (fields.size() > 8 && fields[0].startsWith("cpu") && fields[0].size() > 3)
+                sched.stealNs << fields[8].toLongLong() * nsPerTick;
+        }
+    }
     return sched;
 }
 
@@ -260,12 +272,21 @@ void StallMeter::tick() {
     qint64 waited = 0;
     for (auto it = sched.waitNs.cbegin(); it != sched.waitNs.cend(); ++it)
         waited += it.value() - m_lastSched.waitNs.value(it.key());
-    waited = std::clamp<qint64>(waited, 0, now - m_last);
+    // Time the host held all the CPUs at once (the least any of them lost) stopped every thread
+    // here, the main thread too, without a wait on a run queue.
+    qint64 stolen = 0;
+    if (!sched.stealNs.isEmpty() && sched.stealNs.size() == m_lastSched.stealNs.size()) {
+        stolen = std::numeric_limits<qint64>::max();
+        for (qsizetype cpu = 0; cpu < sched.stealNs.size(); ++cpu)
+            stolen = std::min(stolen, sched.stealNs[cpu] - m_lastSched.stealNs[cpu]);
+    }
+    waited = std::clamp<qint64>(waited + std::max<qint64>(stolen, 0), 0, now - m_last);
     const qint64 stallMs = (now - m_last - waited) / 1000000 - kIntervalMs;
     const QString seen = takeSeen();
     if (stallMs > m_worst) {
         m_worst = stallMs;
         m_worstCpu = (sched.mainRunNs - m_lastSched.mainRunNs) / 1000000;
+        m_worstStolen = stolen / 1000000;
         m_worstSeen = seen;
     }
     m_beatNs = now;
@@ -279,6 +300,7 @@ qint64 StallMeter::takeWorst() {
     const qint64 w = m_worst;
     m_worst = 0;
     m_worstCpu = 0;
+    m_worstStolen = 0;
     m_worstSeen.clear();
     return w;
 }
@@ -815,12 +837,15 @@ void Monkey::check() {
         return;
     m_meter.resume();
     const qint64 onCpu = m_meter.worstOnCpuMs();
+    const qint64 stolen = m_meter.worstStolenMs();
     const QString seenIn = m_meter.worstSeenIn();
     const qint64 stall = m_meter.takeWorst();
     if (stall > 250)
-        fail(QStringLiteral("the main thread stalled for %1 ms (it ran for %2 ms of it; seen in: %3)")
+        fail(QStringLiteral("the main thread stalled for %1 ms (it ran for %2 ms of it, the host held "
+                            "every CPU for %3 ms besides; seen in: %4)")
                  .arg(stall)
                  .arg(onCpu)
+                 .arg(stolen)
                  .arg(seenIn.isEmpty() ? QStringLiteral("-") : seenIn));
 }
 

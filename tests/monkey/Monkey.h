@@ -41,6 +41,8 @@ public:
     // How long the main thread itself ran during the worst stall since the last take: near the
     // whole stall it was computing, near nothing it waited (for a tool, a lock, the disk).
     qint64 worstOnCpuMs() const { return m_worstCpu; }
+    // How long the host held every CPU of this machine during the worst stall: nothing here ran.
+    qint64 worstStolenMs() const { return m_worstStolen; }
     // Where the main thread was seen during the worst stall since the last take: the system call
     // it was in and the kernel function it slept in (/proc/self/task/TID/syscall and wchan).
     QString worstSeenIn() const { return m_worstSeen; }
@@ -52,6 +54,7 @@ private:
     struct Sched {
         QHash<long, qint64> waitNs; // by thread id
         qint64 mainRunNs = 0;
+        QList<qint64> stealNs; // by CPU: the time the host ran something else on it
     };
     Sched readSched() const;
     void watch();
@@ -62,6 +65,7 @@ private:
     Sched m_lastSched;
     qint64 m_worst = 0;
     qint64 m_worstCpu = 0;
+    qint64 m_worstStolen = 0;
     qint64 m_worstEver = 0;
     qint64 m_worstRawEver = 0;
     bool m_paused = true;
