@@ -177,6 +177,12 @@ QStringList MachineWatch::checkNewCalls(int action) {
                     problems << QStringLiteral("destructive call on an unknown target: %1").arg(shown);
                 continue;
             }
+            // An image attached during the run is Tavrill's own (the monkey attaches none): the
+            // image it makes is mounted to be filled and then ejected, long after the user's
+            // click, and that eject is the end of the work the click asked for.
+            if (tool == QLatin1String("diskutil") && argv.value(0) == QLatin1String("eject") &&
+                !v->image.isEmpty() && !m_startImages.contains(v->disk))
+                continue;
             const auto valid = [&](const QString& id) { return m_confirmed.value(id, -1) >= action; };
             const bool ok = v->whole ? valid(v->disk) : (valid(v->id) || valid(v->disk));
             if (!ok)
