@@ -851,11 +851,12 @@ void Monkey::check() {
 
 void Monkey::checkStaleEjectQuestions() {
     // A question that a volume is in use, or whether to force its eject, has nothing to ask once
-    // the volume is gone; a moment to close is fine, three looks are not.
+    // the volume is gone; a moment to close is fine, three looks are not. Both questions name the
+    // volume in quotes in their title, which also tells a one-letter name from any other letter.
     QStringList mounted;
     for (const MachineWatch::Volume& v : m_watch->volumes())
-        if (!v.whole && v.mounted && v.name.size() >= 2)
-            mounted << v.name;
+        if (!v.whole && v.mounted && !v.name.isEmpty())
+            mounted << QStringLiteral("“%1”").arg(v.name);
     bool stale = false;
     for (QWidget* top : QApplication::topLevelWidgets()) {
         for (QWidget* w : top->findChildren<QWidget*>()) {
