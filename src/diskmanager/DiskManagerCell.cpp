@@ -110,10 +110,20 @@ DiskManagerCell::DiskManagerCell(QWidget* parent) : PressableView(parent) {
 
     connect(m_editName, &QLineEdit::textEdited, this, &DiskManagerCell::textEdited);
     connect(m_editName, &QLineEdit::returnPressed, this, &DiskManagerCell::returnPressed);
-    connect(m_save, &QAbstractButton::clicked, this, &DiskManagerCell::saveClicked);
-    connect(m_rename, &QAbstractButton::clicked, this, &DiskManagerCell::renameClicked);
-    connect(m_format, &QAbstractButton::clicked, this, &DiskManagerCell::formatClicked);
-    connect(m_eject, &QAbstractButton::clicked, this, &DiskManagerCell::ejectClicked);
+    // A click comes after its press (a screen reader's a moment later), and a listing in between
+    // may have put another volume on the row: the click counts only if the row still shows the
+    // volume it showed when the button went down.
+    const auto forward = [this](ImageButton* button, void (DiskManagerCell::*clicked)()) {
+        connect(button, &QAbstractButton::pressed, this, [this, button] { m_pressedOn[button] = m_shown; });
+        connect(button, &QAbstractButton::clicked, this, [this, button, clicked] {
+            if (m_pressedOn.take(button) == m_shown)
+                Q_EMIT(this->*clicked)();
+        });
+    };
+    forward(m_save, &DiskManagerCell::saveClicked);
+    forward(m_rename, &DiskManagerCell::renameClicked);
+    forward(m_format, &DiskManagerCell::formatClicked);
+    forward(m_eject, &DiskManagerCell::ejectClicked);
 }
 
 QString DiskManagerCell::sizeText(const VolumeObj& volume) {
@@ -126,6 +136,7 @@ QString DiskManagerCell::sizeText(const VolumeObj& volume) {
 
 void DiskManagerCell::configure(const VolumeObj& volume, bool selected, bool renaming) {
     m_selected = selected;
+    m_shown = volume.volumePath() + QLatin1Char('\n') + volume.diskUUID();
     const bool editing = selected && renaming;
     m_icon->setImageName(volumeIconName(volume, selected));
     m_name->setFullText(volume.volumeName());

@@ -4,6 +4,8 @@
 
 #include "ui/PressableView.h"
 
+#include <QHash>
+
 class ElidedLabel;
 class ImageButton;
 class ImageView;
@@ -46,6 +48,7 @@ Q_SIGNALS:
     void pressed();                       // the row itself was clicked
     void textEdited(const QString& text); // the name field's text changed by the user
     void returnPressed();                 // Return in the name field
+    // The buttons' clicks, sent only while the row shows the volume it showed at the press.
     void saveClicked();
     void renameClicked();
     void formatClicked();
@@ -68,4 +71,7 @@ private:
     ImageButton* m_format;
     ImageButton* m_eject;
     bool m_selected = false;
+    // The shown volume's device and UUID, and what each button's last press found shown.
+    QString m_shown;
+    QHash<const QObject*, QString> m_pressedOn;
 };

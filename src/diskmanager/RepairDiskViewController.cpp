@@ -169,16 +169,25 @@ DiskManagerCell* RepairDiskViewController::tableViewViewForRow(int row) {
                 [this, cell] { tableViewShouldSelectRow(cell->property(kRowProperty).toInt()); });
         connect(cell, &DiskManagerCell::textEdited, this, &RepairDiskViewController::controlTextDidChange);
         connect(cell, &DiskManagerCell::returnPressed, this, &RepairDiskViewController::saveButtonAction);
-        connect(cell, &DiskManagerCell::saveClicked, this, &RepairDiskViewController::saveButtonAction);
+        connect(cell, &DiskManagerCell::saveClicked, this, [this, cell] {
+            if (actsNow(cell))
+                saveButtonAction();
+        });
         connect(cell, &DiskManagerCell::renameClicked, this, [this, cell] {
+            if (!actsNow(cell))
+                return;
             selectRowOf(cell);
             renameButtonAction();
         });
         connect(cell, &DiskManagerCell::formatClicked, this, [this, cell] {
+            if (!actsNow(cell))
+                return;
             selectRowOf(cell);
             formatButtonAction();
         });
         connect(cell, &DiskManagerCell::ejectClicked, this, [this, cell] {
+            if (!actsNow(cell))
+                return;
             selectRowOf(cell);
             ejectButtonAction();
         });
@@ -186,6 +195,12 @@ DiskManagerCell* RepairDiskViewController::tableViewViewForRow(int row) {
     }
     cell->configure(*allVolumeArr().at(row), row == m_selectIndex, m_isRenameEdit);
     return cell;
+}
+
+bool RepairDiskViewController::actsNow(DiskManagerCell* cell) const {
+    // A click handed out late (a screen reader's comes a moment after its press) may find its row
+    // taken out of the table, or the rows waiting for a listing; it then does nothing.
+    return m_table->isEnabled() && cellAt(cell->property(kRowProperty).toInt()) == cell;
 }
 
 void RepairDiskViewController::selectRowOf(DiskManagerCell* cell) {
@@ -197,8 +212,8 @@ void RepairDiskViewController::selectRowOf(DiskManagerCell* cell) {
 bool RepairDiskViewController::tableViewShouldSelectRow(int row) {
     m_selectIndex = row;
     m_isRenameEdit = false;
-    if (row >= 0 && row < numberOfRowsInTableView())
-        m_selectVolume = allVolumeArr().at(row);
+    // No row there, no volume chosen: never the one chosen before.
+    m_selectVolume = row >= 0 && row < numberOfRowsInTableView() ? allVolumeArr().at(row) : VolumeObjRef();
     reloadData();
     return true;
 }

@@ -117,6 +117,8 @@ private:
     void showEjectFailed(const VolumeObjRef& volume, const QString& message);
     void closeEjectPanels();
     void closeEjectPanelsOfGoneVolume();
+    // Whether a row's button click still acts: the row is in the table and no listing runs.
+    bool actsNow(DiskManagerCell* cell) const;
     // A button pressed on a row other than the selected one selects that row first.
     void selectRowOf(DiskManagerCell* cell);
     AttachedWindow* attach(QWidget* content);

@@ -27,7 +27,7 @@ public:
             return;
         // As a click: after the reader's request has returned.
         QTimer::singleShot(0, view(), [v = QPointer<PressableView>(view())] {
-            if (v && v->isEnabled())
+            if (v && v->isEnabled() && v->isVisible())
                 v->press();
         });
     }

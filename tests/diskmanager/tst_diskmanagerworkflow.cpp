@@ -5,6 +5,7 @@
 #include "UrlCatcher.h"
 #include "VolumesTestKit.h"
 #include "Wait.h"
+#include "core/WorkerPool.h"
 #include "diskmanager/DiskManagerCell.h"
 #include "diskmanager/DiskManagerEngine.h"
 #include "diskmanager/FormatEndViewController.h"
@@ -22,6 +23,8 @@
 #include "volumes/WatchMountUnmount.h"
 
 #include <QAbstractButton>
+#include <QAccessible>
+#include <QAccessibleActionInterface>
 #include <QDesktopServices>
 #include <QDir>
 #include <QElapsedTimer>
@@ -486,6 +489,67 @@ private Q_SLOTS:
         QVERIFY(waitUntil([&] { return !question || !question->isVisible(); }, 2000));
         QCOMPARE(t.listed.size(), listings);
         QVERIFY(t.waitForRow("WINDOWS", false, listings));
+    }
+
+    void aPressThatAListingOvertakesActsOnNothing() {
+        // A screen reader's press is a click a moment later. A listing that comes in between may
+        // put another volume on the pressed row or take the row away: the click then acts on
+        // nothing, neither on the row's new volume nor on the one the listing selected. (The rows'
+        // order is the directory's, which differs from one machine to another.)
+        const QMap<QString, QString> drives = {
+            {"STICK", "stick"}, {"WINDOWS", "windows"}, {"Projects", "t5"}};
+        for (const bool rowGoes : {false, true}) {
+            Tab t;
+            QVERIFY(t.open());
+            const QStringList rows = namesOf(t.view.allVolumeArr());
+            QCOMPARE(rows.size(), 5);
+            QString pressed;
+            QStringList pulled;
+            if (rowGoes) {
+                // The last drive, with every drive pulled: two rows stay, above it.
+                for (const QString& name : rows)
+                    if (drives.contains(name))
+                        pressed = name;
+                pulled = drives.keys();
+                QVERIFY(t.row(pressed) >= 2);
+            } else {
+                // A drive with a row after it, and a drive listed before it to pull.
+                for (int i = 1; i + 1 < rows.size() && pressed.isEmpty(); ++i)
+                    for (int j = 0; j < i && drives.contains(rows[i]); ++j)
+                        if (drives.contains(rows[j])) {
+                            pressed = rows[i];
+                            pulled = {rows[j]};
+                            break;
+                        }
+            }
+            QVERIFY2(!pressed.isEmpty(), qPrintable(rows.join(',')));
+            const int pressedRow = t.row(pressed);
+            QAbstractButton* eject = t.button(pressed, "eject");
+            QAccessibleInterface* reader = QAccessible::queryAccessibleInterface(eject);
+            QCOMPARE(reader->text(QAccessible::Name), "Eject " + pressed);
+            const qsizetype listings = t.listed.size();
+            reader->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+            // The listing is in before the click is handed out.
+            for (const QString& name : pulled)
+                QVERIFY(t.mac->unplug(drives.value(name)));
+            t.view.getallVolumes();
+            QVERIFY(workerPool()->waitForDone(20000));
+            QVERIFY(t.waitForRow(pulled.first(), false, listings));
+            if (rowGoes)
+                QCOMPARE(t.view.parTableView()->rowCount(), 2);
+            else
+                QVERIFY2(shownName(t.view.cellAt(pressedRow)) == rows[pressedRow + 1],
+                         qPrintable(rows.join(",") + " / " + namesOf(t.view.allVolumeArr()).join(",")));
+            QTest::qWait(300);
+            QCOMPARE(changingCalls(*t.mac), QList<QStringList>());
+            if (rowGoes)
+                continue;
+            // Pressed now, the row's button ejects its volume.
+            const QString uuid = t.uuidOf(pressed);
+            click(t.button(pressed, "eject"));
+            QVERIFY(waitUntil([&] { return !changingCalls(*t.mac).isEmpty(); }, 20000));
+            QCOMPARE(changingCalls(*t.mac), QList<QStringList>({{QStringLiteral("eject"), uuid}}));
+        }
     }
 
     void formatConfirmationListsOnlyWhatThatEraseDestroys() {
