@@ -169,44 +169,29 @@ DiskManagerCell* RepairDiskViewController::tableViewViewForRow(int row) {
                 [this, cell] { tableViewShouldSelectRow(cell->property(kRowProperty).toInt()); });
         connect(cell, &DiskManagerCell::textEdited, this, &RepairDiskViewController::controlTextDidChange);
         connect(cell, &DiskManagerCell::returnPressed, this, &RepairDiskViewController::saveButtonAction);
-        connect(cell, &DiskManagerCell::saveClicked, this, [this, cell] {
-            if (actsNow(cell))
-                saveButtonAction();
-        });
-        connect(cell, &DiskManagerCell::renameClicked, this, [this, cell] {
-            if (!actsNow(cell))
-                return;
-            selectRowOf(cell);
-            renameButtonAction();
-        });
-        connect(cell, &DiskManagerCell::formatClicked, this, [this, cell] {
-            if (!actsNow(cell))
-                return;
-            selectRowOf(cell);
-            formatButtonAction();
-        });
-        connect(cell, &DiskManagerCell::ejectClicked, this, [this, cell] {
-            if (!actsNow(cell))
-                return;
-            selectRowOf(cell);
-            ejectButtonAction();
-        });
+        connect(cell, &DiskManagerCell::saveClicked, this,
+                [this, cell] { actOnRow(cell, &RepairDiskViewController::saveButtonAction); });
+        connect(cell, &DiskManagerCell::renameClicked, this,
+                [this, cell] { actOnRow(cell, &RepairDiskViewController::renameButtonAction); });
+        connect(cell, &DiskManagerCell::formatClicked, this,
+                [this, cell] { actOnRow(cell, &RepairDiskViewController::formatButtonAction); });
+        connect(cell, &DiskManagerCell::ejectClicked, this,
+                [this, cell] { actOnRow(cell, &RepairDiskViewController::ejectButtonAction); });
         m_table->setCellWidget(row, 0, cell);
     }
     cell->configure(*allVolumeArr().at(row), row == m_selectIndex, m_isRenameEdit);
     return cell;
 }
 
-bool RepairDiskViewController::actsNow(DiskManagerCell* cell) const {
+void RepairDiskViewController::actOnRow(DiskManagerCell* cell, void (RepairDiskViewController::*action)()) {
     // A click handed out late (a screen reader's comes a moment after its press) may find its row
     // taken out of the table, or the rows waiting for a listing; it then does nothing.
-    return m_table->isEnabled() && cellAt(cell->property(kRowProperty).toInt()) == cell;
-}
-
-void RepairDiskViewController::selectRowOf(DiskManagerCell* cell) {
     const int row = cell->property(kRowProperty).toInt();
+    if (!m_table->isEnabled() || cellAt(row) != cell)
+        return;
     if (row != m_selectIndex)
         tableViewShouldSelectRow(row);
+    (this->*action)();
 }
 
 bool RepairDiskViewController::tableViewShouldSelectRow(int row) {

@@ -117,10 +117,9 @@ private:
     void showEjectFailed(const VolumeObjRef& volume, const QString& message);
     void closeEjectPanels();
     void closeEjectPanelsOfGoneVolume();
-    // Whether a row's button click still acts: the row is in the table and no listing runs.
-    bool actsNow(DiskManagerCell* cell) const;
-    // A button pressed on a row other than the selected one selects that row first.
-    void selectRowOf(DiskManagerCell* cell);
+    // A row's button click: while the row is in the table and no listing runs, selects that row
+    // (if it is another) and runs the action.
+    void actOnRow(DiskManagerCell* cell, void (RepairDiskViewController::*action)());
     AttachedWindow* attach(QWidget* content);
 
     DiskManagerEngine* m_engine;
